@@ -1,0 +1,50 @@
+#pragma once
+// A control's value over time.
+
+#include <vector>
+
+#include "host/api/export.h"
+#include "host/api/request.h"
+
+namespace headless {
+
+struct key {
+    TimeStamp time;
+    double value;
+    friend bool operator==(const key&, const key&) = default;
+};
+
+enum class interpolation {
+    LINEAR,
+    SMOOTH,  // a curve without corners that stays between the keys
+    STEP,    // each key's value up to the next key
+};
+
+// A constant, or keys in ascending order of time with the first value before the first
+// key and the last value after the last. A plain value.
+class HOST_API animation {
+  public:
+    explicit animation(double constant, interpolation between = interpolation::LINEAR);
+    // `keys` in ascending order of time, no time twice; throws std::invalid_argument
+    // else.
+    animation(std::vector<key> keys, interpolation between);
+
+    bool is_animated() const { return animated_; }
+    interpolation between() const { return between_; }
+    const std::vector<key>& keys() const { return keys_; }  // a constant is one key
+
+    double at(TimeStamp time) const;
+    // Adds a key, or moves the one at that time; a constant becomes an animation.
+    void set_key(TimeStamp time, double value);
+
+    friend bool operator==(const animation&, const animation&) = default;
+
+  private:
+    double slope(std::size_t index) const;
+
+    std::vector<key> keys_;
+    interpolation between_;
+    bool animated_;
+};
+
+}  // namespace headless

@@ -1,0 +1,25 @@
+#pragma once
+// The document that a tool lives in, for a tool its way to the console.
+
+#include <functional>
+#include <string>
+
+#include "host/api/export.h"
+
+class HOST_API FusionDoc {
+  public:
+    // Receives one formatted text. Called on the thread that prints.
+    using Console = std::function<void(int sub_id, const std::string& text)>;
+
+    explicit FusionDoc(Console console);
+
+    // Prints to part `sub_id` of the console, like std::printf. [any thread]
+#if defined(__GNUC__)
+    __attribute__((format(printf, 3, 4)))
+#endif
+    void
+    PrintF(int sub_id, const char* format, ...);
+
+  private:
+    Console console_;
+};

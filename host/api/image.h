@@ -1,0 +1,80 @@
+#pragma once
+// The host's picture: float pixels with the components of a compositing channel set.
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <mutex>
+#include <vector>
+
+#include "host/api/parameter.h"
+
+// A pixel is a run of floats: blue, green, red, alpha, Z, then any number of further
+// components. A kernel image has the first four only. Row 0 is the top scanline.
+//
+// Whoever calls NewImage or ResizeOfImage owns the result until it is released or handed
+// over. Several threads may read an image, or write different pixels of it; after it was
+// handed to an input or resized, its pixels must not change any more.
+class HOST_API Image : public Parameter {
+  public:
+    enum Component : std::int32_t { BLUE, GREEN, RED, ALPHA, Z };
+
+    // Pixels are not initialised. Throws std::runtime_error for a size or a component
+    // count below 1, std::bad_alloc when there is no memory.
+    Image(std::int32_t width, std::int32_t height, std::int32_t components);
+    ~Image() override;
+
+    std::int32_t Width() const { return width_; }
+    std::int32_t Height() const { return height_; }
+    std::int32_t Components() const { return components_; }
+
+    // The components of pixel (x, y); the following pixels of the row lie behind it.
+    // Neither coordinate is checked.
+    float* Pixel(std::int32_t x, std::int32_t y) { return pixels_.get() + Index(x, y); }
+    const float* Pixel(std::int32_t x, std::int32_t y) const {
+        return pixels_.get() + Index(x, y);
+    }
+
+    // A new image with this picture in another size. Tags: 0x10000000 width, 0x10000001
+    // height (default: as this one), 0x10000003 depth code (7: the first four components,
+    // absent: all).
+    //
+    // The filter is a box as wide as one destination pixel, but at least one source
+    // pixel: shrinking gives area-weighted means, enlarging gives linear interpolation.
+    // The picture stays centred and beyond its edges the box holds less. Components that
+    // are not finite count as 0. The first call sums up the picture (32 to 40 bytes a
+    // pixel are kept); from then on the time depends on the size of the result alone.
+    // Throws like the constructor. [any thread]
+    template <HOST_TAG_TYPES>
+    Image* ResizeOfImage(HOST_TAG_PAIRS) const {
+        return ResizeOfImageList(HOST_TAG_LIST);
+    }
+
+  private:
+    struct AreaSums;
+
+    std::size_t Index(std::int32_t x, std::int32_t y) const {
+        return (static_cast<std::size_t>(y) * static_cast<std::size_t>(width_) +
+                static_cast<std::size_t>(x)) *
+               static_cast<std::size_t>(components_);
+    }
+    Image* ResizeOfImageList(const TagList& tags) const;
+
+    std::int32_t width_;
+    std::int32_t height_;
+    std::int32_t components_;
+    std::unique_ptr<float[]> pixels_;
+    mutable std::once_flag sums_once_;
+    mutable std::unique_ptr<AreaSums> sums_;  // made by the first ResizeOfImage
+};
+
+HOST_API Image* NewImageList(const TagList& tags);
+
+// A new image, not initialised. Tags: 0x60020000 the image that it is modelled on (size
+// and components), 0x10020000 width, 0x10020001 height, 0x10020002 depth code (7: four
+// components); 0x18020000 is accepted, its value means nothing to this host.
+// Throws like Image's constructor. [any thread]
+template <HOST_TAG_TYPES>
+Image* NewImage(HOST_TAG_PAIRS) {
+    return NewImageList(HOST_TAG_LIST);
+}

@@ -1,0 +1,86 @@
+#pragma once
+// The base classes of tools.
+
+#include <atomic>
+#include <cstdint>
+#include <memory>
+
+#include "host/api/document.h"
+#include "host/api/registry.h"
+#include "host/api/request.h"
+
+struct OperatorState;  // the host's own
+
+// A tool in a flow. It adds its pages, inputs and outputs in its constructor; from then
+// on the host calls NotifyChanged for edits [user-interface side, one thread at a time]
+// and Process for frames [a render thread, one frame at a time].
+class HOST_API Operator : public Object {
+  public:
+    // The host's stock class hooks for a Registry; both always agree.
+    static bool RegInit(Registry* record);
+    static bool RegCleanup(Registry* record);
+
+    // The arguments of the class's ToolFactory.
+    Operator(Registry* record, const ScriptVal& table, TagList* tags);
+    ~Operator() override;
+
+    // Renders the request and hands the result to an output.
+    virtual void Process(Request* request) = 0;
+    // Learns that `input` has a new value at `time`; any of the pointers may be null.
+    virtual void NotifyChanged(Input* input, Parameter* param, TimeStamp time,
+                               TagList* tags);
+
+    // Opens a page; the inputs that follow stand on it.
+    template <HOST_TAG_TYPES>
+    void AddControlPage(const FuID& name, HOST_TAG_PAIRS) {
+        AddControlPageList(name, HOST_TAG_LIST);
+    }
+    // Adds a control or an image connection and gives its handle, which the host owns and
+    // which lives as long as the tool. A second request for an identifier gives the
+    // handle of the first, whose name and tags it replaces. Never null. Tags:
+    // host/control.h.
+    template <HOST_TAG_TYPES>
+    Input* AddInput(const FuID& name, const FuID& id, HOST_TAG_PAIRS) {
+        return AddInputList(name, id, HOST_TAG_LIST);
+    }
+    Input* AddInputList(const FuID& name, const FuID& id, const TagList& tags);
+    // The same for a result.
+    template <HOST_TAG_TYPES>
+    Output* AddOutput(const FuID& name, const FuID& id, HOST_TAG_PAIRS) {
+        return AddOutputList(name, id, HOST_TAG_LIST);
+    }
+
+    // True once the host wants the render to stop. [any thread]
+    bool IsAborted() const noexcept {
+        return abort_flag_.load(std::memory_order_relaxed) != 0;
+    }
+    // Raises or lowers that flag; safe in a signal handler. [any thread]
+    void SetAborted(bool aborted) noexcept {
+        abort_flag_.store(aborted ? 1 : 0, std::memory_order_relaxed);
+    }
+    FusionDoc* Document();
+    OperatorState& HostState() { return *state_; }
+
+  private:
+    void AddControlPageList(const FuID& name, const TagList& tags);
+    Output* AddOutputList(const FuID& name, const FuID& id, const TagList& tags);
+
+    std::atomic<std::int32_t> abort_flag_ = 0;
+    std::unique_ptr<OperatorState> state_;
+};
+
+// A tool that spreads work over the host's threads.
+class HOST_API ThreadedOperator : public Operator {
+  public:
+    static const FuID ClassID;
+
+    using Operator::Operator;
+
+    // One piece of the work. [worker threads, several pieces at once]
+    virtual void ProcessChunk(Request* request, std::int32_t chunk) = 0;
+
+    // Calls ProcessChunk for 0 .. chunks - 1 on the worker threads, this one among them,
+    // and returns when all are done. The first exception of a chunk ends the work: chunks
+    // that have not begun are left out, and it is thrown again here.
+    void DoMultiProcess(Request* request, std::int32_t chunks);
+};

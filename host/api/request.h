@@ -1,0 +1,56 @@
+#pragma once
+// One order for a frame, and the inputs and outputs that a tool sees it through.
+
+#include <memory>
+
+#include "host/api/image.h"
+#include "host/api/parameter.h"
+
+using TimeStamp = double;  // frames; fractions lie between frames
+
+// One order for a frame at a time. The host takes all values of the tool when it makes
+// the request: edits during the render show in the next frame. [the render thread]
+class HOST_API Request {
+  public:
+    struct State;  // the host's own
+    explicit Request(std::unique_ptr<State> state);
+    ~Request();
+    Request(const Request&) = delete;
+    Request& operator=(const Request&) = delete;
+
+    TimeStamp Time() const;
+    State& HostState() { return *state_; }
+
+  private:
+    std::unique_ptr<State> state_;
+};
+
+// A control or an image connection of a tool. The tool's host owns it and the tool keeps
+// plain pointers to it, which live as long as the tool. SetAttrs takes 0x10040008: 1
+// shows the control, 0 hides it. [any thread]
+class HOST_API Input : public Object {
+  public:
+    // The value for this request: an image, a number or a text; null when nothing is
+    // connected. The request owns it.
+    virtual Parameter* GetValue(Request* request) = 0;
+    // The value at `time`, as GetValue. The caller releases it.
+    virtual Parameter* GetSource(TimeStamp time) = 0;
+    // Gives the control a value at `time`, which is copied: on an animated control (or
+    // while the host reports a key) as a key, else for all times. The tool that sets it
+    // is not notified of it.
+    virtual void SetSource(const Parameter& value, TimeStamp time) = 0;
+};
+
+// A result of a tool; owned by the tool's host.
+class HOST_API Output : public Object {
+  public:
+    // Hands the result over: the caller's reference to `image` becomes the request's. No
+    // tags are known. [the render thread]
+    template <HOST_TAG_TYPES>
+    void Set(Request* request, Image* image, HOST_TAG_PAIRS) {
+        SetList(request, image, HOST_TAG_LIST);
+    }
+
+  protected:
+    virtual void SetList(Request* request, Image* image, const TagList& tags) = 0;
+};

@@ -1,0 +1,254 @@
+#include "host/control.h"
+
+#include <algorithm>
+#include <cctype>
+#include <charconv>
+#include <cmath>
+#include <numeric>
+#include <utility>
+
+#include "host/request_state.h"
+
+namespace headless {
+
+namespace {
+
+control_kind kind_of(const TagList& tags) {
+    if (tags.ID(0x88020000) == FuID("Image")) return control_kind::IMAGE;
+    const FuID widget = tags.ID(0x80030000);
+    if (widget == FuID("CheckboxControl")) return control_kind::CHECKBOX;
+    if (widget == FuID("MultiButtonControl")) return control_kind::BUTTONS;
+    if (widget == FuID("ColorControl")) return control_kind::COLOR;
+    if (widget == FuID("TextEditControl")) return control_kind::TEXT;
+    return control_kind::SLIDER;
+}
+
+// The value of the first pair with `tag`, if there is one.
+std::optional<double> number_if_given(const TagList& tags, Tag tag) {
+    const double value = tags.Number(tag, NAN);
+    return std::isnan(value) ? std::nullopt : std::optional(value);
+}
+
+bool same_ignoring_case(std::string_view a, std::string_view b) {
+    return std::ranges::equal(a, b, [](unsigned char x, unsigned char y) {
+        return std::tolower(x) == std::tolower(y);
+    });
+}
+
+std::optional<double> number_in(std::string_view text) {
+    if (text.starts_with('+')) text.remove_prefix(1);
+    double value = 0.0;
+    const auto [end, error] =
+        std::from_chars(text.data(), text.data() + text.size(), value);
+    const bool whole_text = end == text.data() + text.size();
+    return error == std::errc() && whole_text ? std::optional(value) : std::nullopt;
+}
+
+// Number of letters to insert, delete or replace (Levenshtein, 1966), ignoring case.
+std::size_t edit_distance(std::string_view a, std::string_view b) {
+    std::vector<std::size_t> row(b.size() + 1);
+    std::iota(row.begin(), row.end(), 0);
+    for (std::size_t i = 0; i < a.size(); ++i) {
+        std::size_t diagonal = std::exchange(row[0], i + 1);
+        for (std::size_t j = 0; j < b.size(); ++j) {
+            const bool same = same_ignoring_case(a.substr(i, 1), b.substr(j, 1));
+            const std::size_t replaced = diagonal + (same ? 0 : 1);
+            diagonal = row[j + 1];
+            row[j + 1] = std::min({replaced, diagonal + 1, row[j] + 1});
+        }
+    }
+    return row.back();
+}
+
+std::string joined(const std::vector<std::string>& items) {
+    std::string text;
+    for (const std::string& item : items) text += (text.empty() ? "" : ", ") + item;
+    return text;
+}
+
+}  // namespace
+
+host_error::~host_error() = default;
+
+std::string nearest_name(std::string_view name, const std::vector<std::string>& names) {
+    std::string nearest;
+    std::size_t least = name.size() / 2 + 1;
+    for (const std::string& candidate : names) {
+        const std::size_t distance = edit_distance(name, candidate);
+        if (distance < least) {
+            least = distance;
+            nearest = candidate;
+        }
+    }
+    return nearest;
+}
+
+std::string shortest(double value) {
+    char text[32];
+    const auto end = std::to_chars(text, text + sizeof text, value).ptr;
+    return {text, end};
+}
+
+const char* kind_name(control_kind kind) {
+    switch (kind) {
+        case control_kind::SLIDER: return "slider";
+        case control_kind::CHECKBOX: return "checkbox";
+        case control_kind::BUTTONS: return "button list";
+        case control_kind::COLOR: return "colour";
+        case control_kind::TEXT: return "text";
+        case control_kind::IMAGE: return "image";
+    }
+    return "";
+}
+
+control_info::control_info(std::string on_page, const FuID& shown_name,
+                           const FuID& identifier, const TagList& given)
+    : page(std::move(on_page)),
+      id(identifier.Text()),
+      name(shown_name.Text()),
+      kind(kind_of(given)),
+      lowest(number_if_given(given, 0x20030000)),
+      highest(number_if_given(given, 0x20030001)),
+      slider_end(number_if_given(given, 0x20030003)),
+      initial(given.Number(0x20030004, 0.0)),
+      initial_text(given.Text(0x30030003)),
+      whole(given.Integer(0x1003000c, 0) != 0),
+      connection(given.Integer(0x10020001, 0)),
+      required(kind == control_kind::IMAGE && given.Integer(0x10030002, 1) != 0),
+      tags(given) {
+    for (const TagPair& pair : given.Pairs()) {
+        if (pair.tag == 0x38040000) items.push_back(std::get<std::string>(pair.value));
+    }
+}
+
+double control_info::parse(std::string_view text) const {
+    const auto item = std::ranges::find_if(
+        items, [&](const std::string& i) { return same_ignoring_case(i, text); });
+    if (item != items.end()) return static_cast<double>(item - items.begin());
+    if (kind == control_kind::CHECKBOX) {
+        for (const char* on : {"on", "true", "yes"}) {
+            if (same_ignoring_case(text, on)) return 1.0;
+        }
+        for (const char* off : {"off", "false", "no"}) {
+            if (same_ignoring_case(text, off)) return 0.0;
+        }
+    }
+    if (const auto value = number_in(text)) return allowed(*value);
+
+    const std::string takes = kind == control_kind::BUTTONS ? "one of: " + joined(items)
+                              : kind == control_kind::CHECKBOX ? "on or off"
+                                                               : "a number";
+    throw host_error(id + ": \"" + std::string(text) +
+                     "\" is not a value of this control, " + "which takes " + takes);
+}
+
+double control_info::allowed(double value) const {
+    if (!std::isfinite(value)) throw host_error(id + ": takes finite numbers only");
+    if (kind == control_kind::BUTTONS) {
+        const double last = static_cast<double>(items.size()) - 1.0;
+        if (value < 0.0 || value > last || value != std::floor(value)) {
+            throw host_error(id + ": has no item " + shortest(value) + ", only 0 to " +
+                             shortest(last) + ": " + joined(items));
+        }
+    }
+    if (kind == control_kind::CHECKBOX && value != 0.0 && value != 1.0) {
+        throw host_error(id + ": is on (1) or off (0), not " + shortest(value));
+    }
+    if (whole) value = std::round(value);
+    if (lowest) value = std::max(value, *lowest);
+    if (highest) value = std::min(value, *highest);
+    return value;
+}
+
+std::string control_info::shown(double value) const {
+    if (kind == control_kind::CHECKBOX) return value > 0.5 ? "on" : "off";
+    if (kind == control_kind::BUTTONS) return items.at(static_cast<std::size_t>(value));
+    // bounds and defaults given in single precision read better in its digits
+    const auto narrow = static_cast<float>(value);
+    if (static_cast<double>(narrow) != value) return shortest(value);
+    char text[32];
+    const auto end = std::to_chars(text, text + sizeof text, narrow).ptr;
+    return {text, end};
+}
+
+control::control(control_info info, std::mutex& values_mutex, const bool& keying)
+    : info_(std::move(info)),
+      values_mutex_(values_mutex),
+      keying_(keying),
+      curve_(info_.initial, info_.steps() ? interpolation::STEP : interpolation::LINEAR),
+      text_(info_.initial_text) {}
+
+double control::number(TimeStamp time) const {
+    const std::scoped_lock lock(values_mutex_);
+    return curve_.at(time);
+}
+
+std::string control::text() const {
+    const std::scoped_lock lock(values_mutex_);
+    return text_;
+}
+
+bool control::is_visible() const {
+    const std::scoped_lock lock(values_mutex_);
+    return visible_;
+}
+
+animation control::curve() const {
+    const std::scoped_lock lock(values_mutex_);
+    return curve_;
+}
+
+bool control::is_connected() const {
+    const std::scoped_lock lock(values_mutex_);
+    return image_ != nullptr;
+}
+
+void control::set_curve(animation curve) {
+    const std::scoped_lock lock(values_mutex_);
+    curve_ = std::move(curve);
+}
+
+void control::set_text(std::string text) {
+    const std::scoped_lock lock(values_mutex_);
+    text_ = std::move(text);
+}
+
+void control::connect(Owned<Image> image) {
+    const std::scoped_lock lock(values_mutex_);
+    image_.swap(image);
+}
+
+void control::set_number(double value, TimeStamp time, bool as_key) {
+    const std::scoped_lock lock(values_mutex_);
+    if (as_key || curve_.is_animated()) {
+        curve_.set_key(time, value);
+    } else {
+        curve_ = animation(value, curve_.between());
+    }
+}
+
+Parameter* control::GetValue(Request* request) {
+    return request->HostState().values[this].get();
+}
+
+Parameter* control::GetSource(TimeStamp time) {
+    const std::scoped_lock lock(values_mutex_);
+    if (info_.kind == control_kind::IMAGE) return Shared(image_.get()).release();
+    if (info_.kind == control_kind::TEXT) return new Text(text_);
+    return new Number(curve_.at(time));
+}
+
+void control::SetSource(const Parameter& value, TimeStamp time) {
+    if (const auto* given = dynamic_cast<const Number*>(&value)) {
+        set_number(given->Value(), time, keying_);
+    } else if (const auto* words = dynamic_cast<const Text*>(&value)) {
+        set_text(words->Value());
+    }
+}
+
+void control::SetAttrsList(const TagList& tags) {
+    const std::scoped_lock lock(values_mutex_);
+    visible_ = tags.Integer(0x10040008, visible_ ? 1 : 0) != 0;
+}
+
+}  // namespace headless

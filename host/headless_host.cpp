@@ -1,0 +1,235 @@
+#include "host/headless_host.h"
+
+#include <algorithm>
+#include <exception>
+#include <utility>
+
+#include "host/plugin_library.h"
+#include "host/request_state.h"
+
+namespace headless {
+
+namespace {
+
+constexpr int ERROR_SUB_ID = 60;  // console part where tools print what went wrong
+
+class_info described(const Registry& record) {
+    const TagList& tags = record.Tags();
+    const auto* base = tags.Pointer<const FuID>(0x60000011);
+    return {.id = record.ID().Text(),
+            .name = tags.Text(0x30000002),
+            .category = tags.Text(0x30000003),
+            .short_name = tags.Text(0x30000004),
+            .description = tags.Text(0x30000005),
+            .about = tags.Text(0x30000007),
+            .company = tags.Text(0x30000009),
+            .build_date = tags.Text(0x30000008),
+            .help_link = tags.Text(0x3000000a),
+            .base_class = base ? base->Text() : "",
+            .bitmap = tags.Integer(0x10000004, 0),
+            .tags = tags};
+}
+
+std::string without_line_end(std::string text) {
+    while (text.ends_with('\n')) text.pop_back();
+    return text;
+}
+
+[[noreturn]] void fail_unknown(const std::string& what, std::string_view name,
+                               const std::vector<std::string>& names) {
+    const std::string nearest = nearest_name(name, names);
+    throw host_error("there is no " + what + " \"" + std::string(name) + "\"" +
+                     (nearest.empty() ? "" : "; did you mean \"" + nearest + "\"?"));
+}
+
+}  // namespace
+
+tool::tool(std::shared_ptr<plugin_library> library, Registry* record,
+           worker_pool& workers, FusionDoc::Console console)
+    : library_(std::move(library)),
+      document_(
+          [this, console = std::move(console)](int sub_id, const std::string& text) {
+              if (sub_id == ERROR_SUB_ID) {
+                  const std::scoped_lock lock(error_mutex_);
+                  printed_error_ = without_line_end(text);
+              }
+              if (console) console(sub_id, text);
+          }) {
+    auto* factory = record->Tags().Pointer<ToolFactory>(0x60000000);
+    if (!factory) throw host_error(record->ID().Text() + ": the class has no factory");
+    TagList tags;
+    operator_.reset(factory(record, ScriptVal(), &tags));
+    if (!operator_) throw host_error(record->ID().Text() + ": no memory for a tool");
+    operator_->HostState().document = &document_;
+    operator_->HostState().workers = &workers;
+}
+
+tool::~tool() = default;
+
+std::vector<const control*> tool::controls() const {
+    std::vector<const control*> all;
+    for (const auto& one : operator_->HostState().controls) all.push_back(one.get());
+    return all;
+}
+
+const control& tool::find(std::string_view id) const {
+    std::vector<std::string> names;
+    for (const control* one : controls()) {
+        if (one->info().id == id) return *one;
+        names.push_back(one->info().id);
+    }
+    fail_unknown("control", id, names);
+}
+
+const std::vector<addition>& tool::additions() const {
+    return operator_->HostState().additions;
+}
+
+int tool::base_notifications() const { return operator_->HostState().base_notifications; }
+
+control& tool::changeable(std::string_view id, bool number) const {
+    const control& found = find(id);
+    if (found.info().kind == control_kind::IMAGE) {
+        throw host_error(found.info().id + ": is an image connection and takes no value");
+    }
+    if (number && found.info().kind == control_kind::TEXT) {
+        throw host_error(found.info().id + ": is a text and takes no number");
+    }
+    return const_cast<control&>(found);  // owned by our operator, which is not const
+}
+
+// The tool sees its own SetSource calls take effect but is not notified of them: values
+// that depend on each other in a circle come to rest after one round.
+void tool::report(control& input, Parameter* value, TimeStamp time, bool as_key) {
+    TagList tags;
+    operator_->HostState().keying = as_key;
+    operator_->NotifyChanged(&input, value, time, &tags);
+    operator_->HostState().keying = false;
+}
+
+void tool::set(std::string_view id, double value, TimeStamp time) {
+    control& input = changeable(id, true);
+    const bool animated = input.curve().is_animated();
+    input.set_number(input.info().allowed(value), time, animated);
+    AutoNumber reported(input.number(time));
+    report(input, &reported, time, animated);
+}
+
+void tool::set(std::string_view id, std::string_view text, TimeStamp time) {
+    control& input = changeable(id, false);
+    if (input.info().is_number()) return set(id, input.info().parse(text), time);
+    input.set_text(std::string(text));
+    const Owned<Parameter> reported(input.GetSource(time));
+    report(input, reported.get(), time, false);
+}
+
+void tool::set_keys(std::string_view id, std::vector<key> keys, interpolation between) {
+    control& input = changeable(id, true);
+    if (input.info().steps()) between = interpolation::STEP;
+    for (key& one : keys) one.value = input.info().allowed(one.value);
+    try {
+        input.set_curve(animation(keys, between));
+    } catch (const std::invalid_argument& error) {
+        throw host_error(input.info().id + ": " + error.what());
+    }
+    for (const key& one : keys) {
+        AutoNumber reported(one.value);
+        report(input, &reported, one.time, true);
+    }
+}
+
+void tool::connect(std::string_view id, Image* image) {
+    const control& found = find(id);
+    if (found.info().kind != control_kind::IMAGE) {
+        throw host_error(found.info().id + ": is no image connection");
+    }
+    if (image && image->Components() <= Image::Z) {
+        throw host_error(found.info().id +
+                         ": takes images with at least five components");
+    }
+    auto& input =
+        const_cast<control&>(found);  // owned by our operator, which is not const
+    input.connect(Shared(image));
+    report(input, image, 0, false);
+}
+
+void tool::open_page() {
+    for (const auto& input : operator_->HostState().controls) {
+        if (!input->info().steps()) continue;
+        AutoNumber value(input->number(0));
+        report(*input, &value, 0, false);
+    }
+}
+
+frame tool::render(TimeStamp time, const progress_function& progress) {
+    OperatorState& state = operator_->HostState();
+    frame result;
+    {
+        const std::scoped_lock lock(error_mutex_);
+        printed_error_.clear();
+    }
+    try {
+        // taken now, so that edits during the render show in the next frame only
+        auto values = std::make_unique<Request::State>();
+        values->time = time;
+        for (const auto& input : state.controls) {
+            Owned<Parameter> value(input->GetSource(time));
+            if (!value && input->info().required) {
+                throw host_error(input->info().id + ": no image is connected");
+            }
+            values->values[input.get()] = std::move(value);
+        }
+        Request request(std::move(values));
+        state.progress = progress;
+        operator_->Process(&request);
+        auto& results = request.HostState().results;
+        if (!results.empty()) result.image = std::move(results.begin()->second);
+    } catch (const std::exception& error) {
+        result.error = error.what();
+        return result;
+    }
+
+    const std::scoped_lock lock(error_mutex_);
+    if (result.image) {
+        result.how = frame::end::DONE;
+    } else if (operator_->IsAborted() && printed_error_.empty()) {
+        result.how = frame::end::ABORTED;
+    } else {
+        result.error = printed_error_.empty() ? "the tool gave no image" : printed_error_;
+    }
+    return result;
+}
+
+host::host(int threads, FusionDoc::Console console)
+    : workers_(threads), console_(std::move(console)) {}
+
+host::~host() = default;
+
+void host::load_plugin(const std::filesystem::path& path) {
+    plugins_.push_back(std::make_shared<plugin_library>(path));
+}
+
+void host::unload_plugins() { plugins_.clear(); }
+
+std::vector<class_info> host::classes() const {
+    std::vector<class_info> all;
+    for (const auto& plugin : plugins_) {
+        for (const Registry* record : plugin->records())
+            all.push_back(described(*record));
+    }
+    return all;
+}
+
+std::unique_ptr<tool> host::create_tool(std::string_view class_id) {
+    std::vector<std::string> names;
+    for (const auto& plugin : plugins_) {
+        for (Registry* record : plugin->records()) {
+            names.push_back(record->ID().Text());
+            if (names.back() != class_id) continue;
+            return std::unique_ptr<tool>(new tool(plugin, record, workers_, console_));
+        }
+    }
+    fail_unknown("tool class", class_id, names);
+}
+
+}  // namespace headless

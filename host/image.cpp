@@ -1,0 +1,173 @@
+#include "host/api/image.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstring>
+#include <functional>
+#include <limits>
+#include <new>
+#include <stdexcept>
+#include <string>
+#include <utility>
+
+#include "host/faults.h"
+
+namespace {
+
+std::function<void()>& image_hook() {
+    static std::function<void()> hook;
+    return hook;
+}
+
+constexpr std::int32_t FOUR_FLOATS = 7;  // depth code
+
+std::int32_t component_count(std::int32_t depth_code, std::int32_t otherwise) {
+    return depth_code == FOUR_FLOATS ? 4 : otherwise;
+}
+
+std::size_t pixel_floats(std::int32_t width, std::int32_t height,
+                         std::int32_t components) {
+    const std::string size = std::to_string(width) + " x " + std::to_string(height);
+    if (width < 1 || height < 1 || components < 1) {
+        throw std::runtime_error("Image: cannot make a picture of " + size +
+                                 " pixels with " + std::to_string(components) +
+                                 " components");
+    }
+    // the product of two positive 32-bit sizes fits 64 bits, that of all three may not
+    const auto pixels =
+        static_cast<std::size_t>(width) * static_cast<std::size_t>(height);
+    const auto per_pixel = static_cast<std::size_t>(components);
+    if (pixels > std::numeric_limits<std::size_t>::max() / sizeof(float) / per_pixel) {
+        throw std::bad_alloc();
+    }
+    return pixels * per_pixel;
+}
+
+// Where the edges of one box lie along an axis: the running sums to its end minus those
+// to its start, each interpolated between two lattice lines.
+struct box {
+    std::size_t line[4] = {};  // start, start + 1, end, end + 1
+    double weight[4] = {};
+};
+
+// The boxes along an axis of `source` pixels for `size` results.
+std::vector<box> boxes(std::int32_t source, std::int32_t size) {
+    const double scale = static_cast<double>(source) / size;
+    const double half = std::max(scale, 1.0) * 0.5;
+    std::vector<box> result(static_cast<std::size_t>(size));
+    for (std::int32_t i = 0; i < size; ++i) {
+        const double middle = (i + 0.5) * scale;
+        const double start = std::clamp(middle - half, 0.0, static_cast<double>(source));
+        const double end = std::clamp(middle + half, 0.0, static_cast<double>(source));
+        const double first = std::min(std::floor(start), source - 1.0);
+        const double last = std::min(std::floor(end), source - 1.0);
+        const double mean = 1.0 / (end - start);
+
+        box& b = result[static_cast<std::size_t>(i)];
+        b.line[0] = static_cast<std::size_t>(first);
+        b.line[1] = b.line[0] + 1;
+        b.line[2] = static_cast<std::size_t>(last);
+        b.line[3] = b.line[2] + 1;
+        b.weight[0] = -(1.0 - (start - first)) * mean;
+        b.weight[1] = -(start - first) * mean;
+        b.weight[2] = (1.0 - (end - last)) * mean;
+        b.weight[3] = (end - last) * mean;
+    }
+    return result;
+}
+
+}  // namespace
+
+void headless::set_image_hook(std::function<void()> hook) {
+    image_hook() = std::move(hook);
+}
+
+// A summed-area table (Crow, "Summed-area tables for texture mapping", 1984): entry (x,
+// y) holds, for each component, the sum over all pixels above row y and left of column x.
+struct Image::AreaSums {
+    std::vector<double> sums;
+    std::size_t row_length;
+
+    explicit AreaSums(const Image& image) {
+        const auto components = static_cast<std::size_t>(image.Components());
+        row_length = (static_cast<std::size_t>(image.Width()) + 1) * components;
+        sums.resize(row_length * (static_cast<std::size_t>(image.Height()) + 1));
+        std::vector<double> row(components);
+        for (std::int32_t y = 0; y < image.Height(); ++y) {
+            std::fill(row.begin(), row.end(), 0.0);
+            const float* pixel = image.Pixel(0, y);
+            const double* above =
+                &sums[static_cast<std::size_t>(y) * row_length] + components;
+            double* here =
+                &sums[(static_cast<std::size_t>(y) + 1) * row_length] + components;
+            for (std::int32_t x = 0; x < image.Width(); ++x) {
+                for (std::size_t c = 0; c < components; ++c) {
+                    const float value = *pixel++;
+                    if (std::isfinite(value)) row[c] += static_cast<double>(value);
+                    *here++ = *above++ + row[c];
+                }
+            }
+        }
+    }
+};
+
+Image::Image(std::int32_t width, std::int32_t height, std::int32_t components)
+    : width_(width), height_(height), components_(components) {
+    const std::size_t floats = pixel_floats(width, height, components);
+    if (image_hook()) image_hook()();
+    pixels_ = std::make_unique_for_overwrite<float[]>(floats);
+}
+
+Image::~Image() = default;
+
+Image* Image::ResizeOfImageList(const TagList& tags) const {
+    const std::int32_t width = tags.Integer(0x10000000, width_);
+    const std::int32_t height = tags.Integer(0x10000001, height_);
+    const std::int32_t depth_code = tags.Integer(0x10000003, 0);
+    const std::int32_t components =
+        std::min(component_count(depth_code, components_), components_);
+    Owned<Image> result(new Image(width, height, components));
+    const auto count = static_cast<std::size_t>(components);
+
+    if (width == width_ && height == height_) {
+        for (std::int32_t y = 0; y < height; ++y) {
+            for (std::int32_t x = 0; x < width; ++x) {
+                std::memcpy(result->Pixel(x, y), Pixel(x, y), count * sizeof(float));
+            }
+        }
+        return result.release();
+    }
+
+    std::call_once(sums_once_, [this] { sums_ = std::make_unique<AreaSums>(*this); });
+    const auto columns = boxes(width_, width);
+    const auto rows = boxes(height_, height);
+    const auto stride = static_cast<std::size_t>(components_);
+    float* pixel = result->Pixel(0, 0);
+    for (const box& row : rows) {
+        for (const box& column : columns) {
+            for (std::size_t c = 0; c < count; ++c) {
+                double mean = 0.0;
+                for (int j = 0; j < 4; ++j) {
+                    const double* sums =
+                        &sums_->sums[row.line[j] * sums_->row_length + c];
+                    double along_row = 0.0;
+                    for (int i = 0; i < 4; ++i) {
+                        along_row += column.weight[i] * sums[column.line[i] * stride];
+                    }
+                    mean += row.weight[j] * along_row;
+                }
+                *pixel++ = static_cast<float>(mean);
+            }
+        }
+    }
+    return result.release();
+}
+
+Image* NewImageList(const TagList& tags) {
+    const auto* model = tags.Pointer<const Image>(0x60020000);
+    const std::int32_t width = tags.Integer(0x10020000, model ? model->Width() : 0);
+    const std::int32_t height = tags.Integer(0x10020001, model ? model->Height() : 0);
+    const std::int32_t depth_code = tags.Integer(0x10020002, 0);
+    return new Image(width, height,
+                     component_count(depth_code, model ? model->Components() : 5));
+}

@@ -1,0 +1,5 @@
+#include "host/api/object.h"
+
+LuaClass::~LuaClass() = default;
+
+void Object::SetAttrsList(const TagList& /*tags*/) {}

@@ -1,0 +1,69 @@
+#include "host/api/operator.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "host/operator_state.h"
+#include "host/request_state.h"
+
+using headless::addition;
+using headless::control;
+using headless::control_info;
+
+const FuID ThreadedOperator::ClassID = "ThreadedOperator";
+
+bool Operator::RegInit(Registry* /*record*/) { return true; }
+bool Operator::RegCleanup(Registry* /*record*/) { return true; }
+
+Operator::Operator(Registry* record, const ScriptVal& /*table*/, TagList* /*tags*/)
+    : state_(std::make_unique<OperatorState>()) {
+    state_->record = record;
+}
+
+Operator::~Operator() = default;
+
+void Operator::NotifyChanged(Input* /*input*/, Parameter* /*param*/, TimeStamp /*time*/,
+                             TagList* /*tags*/) {
+    ++state_->base_notifications;
+}
+
+FusionDoc* Operator::Document() { return state_->document; }
+
+void Operator::AddControlPageList(const FuID& name, const TagList& tags) {
+    state_->additions.push_back({addition::what::PAGE, name.Text(), "", tags});
+    state_->page = name.Text();
+}
+
+Input* Operator::AddInputList(const FuID& name, const FuID& id, const TagList& tags) {
+    state_->additions.push_back({addition::what::INPUT, name.Text(), id.Text(), tags});
+    control_info info(state_->page, name, id, tags);
+    const auto known = std::ranges::find_if(
+        state_->controls, [&](const auto& c) { return c->info().id == id.Text(); });
+    if (known != state_->controls.end()) {
+        info.page = (*known)->info().page;
+        (*known)->describe(std::move(info));
+        return known->get();
+    }
+
+    state_->controls.emplace_back(
+        new control(std::move(info), state_->values_mutex, state_->keying));
+    return state_->controls.back().get();
+}
+
+Output* Operator::AddOutputList(const FuID& name, const FuID& id, const TagList& tags) {
+    state_->additions.push_back({addition::what::OUTPUT, name.Text(), id.Text(), tags});
+    state_->outputs.emplace_back(new headless::result_output);
+    return state_->outputs.back().get();
+}
+
+void ThreadedOperator::DoMultiProcess(Request* request, std::int32_t chunks) {
+    OperatorState& state = HostState();
+    state.workers->run(
+        chunks, [&](std::int32_t chunk) { ProcessChunk(request, chunk); },
+        state.progress);
+}
+
+void headless::result_output::SetList(Request* request, Image* image,
+                                      const TagList& /*tags*/) {
+    request->HostState().results[this] = Owned<Image>(image);
+}

@@ -1,0 +1,48 @@
+#pragma once
+// The host's side of a tool: what it added, and what it works with while it renders.
+
+#include <functional>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "host/api/operator.h"
+#include "host/control.h"
+#include "host/worker_pool.h"
+
+namespace headless {
+
+// One call of AddControlPage, AddInput or AddOutput.
+struct addition {
+    enum class what { PAGE, INPUT, OUTPUT } kind;
+    std::string name;
+    std::string id;  // a page has none
+    TagList tags;
+};
+
+class result_output final : public Output {
+  private:
+    void SetList(Request* request, Image* image, const TagList& tags) override;
+};
+
+}  // namespace headless
+
+struct OperatorState {
+    // constant once the tool is built
+    Registry* record = nullptr;
+    std::vector<headless::addition> additions;  // in order, repeats included
+    std::vector<Owned<headless::control>> controls;
+    std::vector<Owned<headless::result_output>> outputs;
+    FusionDoc* document = nullptr;
+    headless::worker_pool* workers = nullptr;
+
+    std::mutex values_mutex;  // guards the values of `controls`
+
+    // the render thread's
+    headless::progress_function progress;
+
+    // the editing thread's
+    std::string page;     // new inputs stand on it
+    bool keying = false;  // a key is being reported: what the tool sets becomes a key too
+    int base_notifications = 0;  // notifications that reached the base class
+};

@@ -1,0 +1,30 @@
+#pragma once
+// A plug-in library in memory.
+
+#include <filesystem>
+#include <vector>
+
+#include "host/api/registry.h"
+#include "host/control.h"
+
+namespace headless {
+
+// Loads a library, which registers its classes, and unloads it when destroyed. The same
+// file may be loaded several times; it stays until the last of them goes.
+class plugin_library {
+  public:
+    // Throws host_error when `path` can not be loaded or registers no class.
+    explicit plugin_library(const std::filesystem::path& path);
+    ~plugin_library();
+    plugin_library(const plugin_library&) = delete;
+    plugin_library& operator=(const plugin_library&) = delete;
+
+    // Its records, in the order of registration.
+    const std::vector<Registry*>& records() const { return records_; }
+
+  private:
+    void* handle_ = nullptr;
+    std::vector<Registry*> records_;
+};
+
+}  // namespace headless

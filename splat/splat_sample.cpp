@@ -1,0 +1,110 @@
+// Scatters one sample as a copy of the kernel of its circle of confusion.
+
+#include <algorithm>
+#include <cmath>
+
+#include <boost/thread/lock_guard.hpp>
+
+#include "render/focusfall_interface.h"
+#include "splat/add_weighted.h"
+
+namespace {
+
+// A kernel and where its centre goes.
+struct stamp {
+    const float* weights;  // row by row
+    std::int32_t radius;   // pixels; the side is 2 * radius + 1
+    std::int32_t x;
+    std::int32_t y;
+    float weight;  // of the whole stamp
+};
+
+// Index of the kernel for a sample at `depth`: that of the largest step not above its
+// blur.
+std::size_t kernel_index(const focusfall_interface& filter, float depth) {
+    if (!filter.depth_enabled) return 0;
+    const float from_focus = std::abs(depth - filter.focus_depth);
+    const float blur = from_focus * filter.max_coc / depth;
+    // a depth of 0 gives infinity or not-a-number: both mean the largest blur
+    const float diameter = filter.max_coc > blur ? blur : filter.max_coc;
+
+    const float step = diameter / filter.kernel_step;
+    const std::size_t last = filter.kernels.size() - 1;
+    if (!(step >= 1.0F)) return 0;
+    // compared before it is truncated: an infinite step has no whole number
+    if (step >= static_cast<float>(last)) return last;
+    return static_cast<std::size_t>(step);
+}
+
+// Radius, in pixels, of kernel `index`.
+std::int32_t kernel_radius(const focusfall_interface& filter, std::size_t index) {
+    if (index == 0) return 0;
+    // float product and ceiling: the kernel sizes of the table follow this rounding
+    const float reach = std::ceil(static_cast<float>(index) * filter.kernel_step);
+    return std::max(1, static_cast<std::int32_t>(static_cast<double>(reach) * 0.5));
+}
+
+// Adds a run of `count` pixels: `weights` times `stamp_weight` to `norm`, and those times
+// `color` to `pixels`. The three arrays do not overlap.
+void add_run(color_rgba_f* __restrict pixels, float* __restrict norm,
+             const float* __restrict weights, const float* color, float stamp_weight,
+             std::int32_t count) {
+    for (std::int32_t i = 0; i < count; ++i) norm[i] += stamp_weight * weights[i];
+    for (std::int32_t i = 0; i < count; ++i) {
+        add_weighted(pixels[i], color, stamp_weight * weights[i]);
+    }
+}
+
+void add_stamp(focusfall_interface& filter, const stamp& kernel, const float* color) {
+    // find the rows and columns that the stamp covers
+    const std::int32_t top = std::max(0, kernel.y - kernel.radius);
+    const std::int32_t bottom =
+        std::min(filter.color_accumulator.height - 1, kernel.y + kernel.radius);
+    const std::int32_t left = std::max(0, kernel.x - kernel.radius);
+    const std::int32_t right =
+        std::min(filter.color_accumulator.width - 1, kernel.x + kernel.radius);
+    if (left > right) return;
+
+    const std::int32_t side = 2 * kernel.radius + 1;
+    for (std::int32_t row = top; row <= bottom; ++row) {
+        auto* pixels = reinterpret_cast<std::byte*>(filter.out_rgba_data) +
+                       std::ptrdiff_t{row} * filter.color_accumulator.row_stride;
+        auto* norm = reinterpret_cast<std::byte*>(filter.norm_data) +
+                     std::ptrdiff_t{row} * filter.weight_accumulator.row_stride;
+        const std::ptrdiff_t first =
+            std::ptrdiff_t{row - kernel.y + kernel.radius} * side +
+            (left - kernel.x + kernel.radius);
+
+        const boost::lock_guard<boost::mutex> lock(
+            *filter.row_locks[static_cast<std::size_t>(row)]);
+        add_run(reinterpret_cast<color_rgba_f*>(pixels) + left,
+                reinterpret_cast<float*>(norm) + left, kernel.weights + first, color,
+                kernel.weight, right - left + 1);
+    }
+}
+
+}  // namespace
+
+void focusfall_interface::splat_sample(const depth_sample& s) {
+    const std::size_t index = kernel_index(*this, s.depth);
+    const std::vector<float>& weights = kernels[index];
+    if (weights.empty()) return;  // no kernel could be made for that diameter
+
+    // split the position between the four pixels around it
+    const float column = std::floor(s.x);
+    const float row = std::floor(s.y);
+    const float fx = s.x - column;
+    const float fy = s.y - row;
+    for (std::int32_t dy = 0; dy <= 1; ++dy) {
+        const float wy = dy == 0 ? 1.0F - fy : fy;
+        if (!(wy > 0.0F)) continue;
+        for (std::int32_t dx = 0; dx <= 1; ++dx) {
+            const float wx = dx == 0 ? 1.0F - fx : fx;
+            if (!(wx > 0.0F)) continue;
+            const stamp kernel{weights.data(), kernel_radius(*this, index),
+                               static_cast<std::int32_t>(column) + dx,
+                               static_cast<std::int32_t>(row) + dy, (wx * s.weight) * wy};
+            add_stamp(*this, kernel, &s.r);
+        }
+    }
+}

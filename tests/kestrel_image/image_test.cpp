@@ -1,0 +1,125 @@
+#include "kestrel_image/image.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <cstdlib>
+#include <new>
+#include <stdexcept>
+
+namespace {
+
+bool aligned_allocations_fail = false;
+
+}  // namespace
+
+// Replaces the allocation that the container uses by one that fails on demand.
+void* operator new(std::size_t size, std::align_val_t alignment,
+                   const std::nothrow_t& /*tag*/) noexcept {
+    if (aligned_allocations_fail) return nullptr;
+    const auto boundary = static_cast<std::size_t>(alignment);
+    return std::aligned_alloc(boundary, (size / boundary + 1) * boundary);
+}
+
+void operator delete(void* memory, std::align_val_t /*alignment*/) noexcept {
+    std::free(memory);
+}
+
+namespace kestrel_image {
+namespace {
+
+TEST(Image, RowsStartOnSixteenByteBoundaries) {
+    image<float> weights;
+    image<color_rgba_f> colors;
+    const struct {
+        std::int32_t width, weight_stride, color_stride;
+    } cases[] = {{0, 0, 0}, {1, 16, 16}, {4, 16, 64}, {5, 32, 80}, {8, 32, 128}};
+    for (const auto& c : cases) {
+        weights.resize(c.width, 3);
+        colors.resize(c.width, 3);
+        EXPECT_EQ(weights.row_stride, c.weight_stride) << "width " << c.width;
+        EXPECT_EQ(colors.row_stride, c.color_stride) << "width " << c.width;
+        const auto first =
+            reinterpret_cast<std::uintptr_t>(weights.get_channel_data("Norm", 0));
+        const auto third =
+            reinterpret_cast<std::uintptr_t>(weights.get_channel_data("Norm", 2));
+        EXPECT_EQ(first % 16, 0U);
+        EXPECT_EQ(third - first, 2U * static_cast<unsigned>(c.weight_stride));
+    }
+}
+
+TEST(Image, ChannelsAreClearedKeptThroughResizingAndForgotten) {
+    image<color_rgba_f> colors;
+    colors.clear_channel("OutRGBA");  // no rows yet: only creates it
+    colors.resize(3, 2);
+    colors.get_channel_data("OutRGBA", 1)[2] = {1, 2, 3, 4};
+    colors.get_channel_data("Other", 1)[2] = {5, 6, 7, 8};
+    colors.clear_channel("OutRGBA");
+    for (std::uint32_t y = 0; y < 2; ++y) {
+        for (int x = 0; x < 3; ++x) {
+            const color_rgba_f pixel = colors.get_channel_data("OutRGBA", y)[x];
+            EXPECT_EQ(pixel.r + pixel.g + pixel.b + pixel.a, 0.0F);
+        }
+    }
+    EXPECT_EQ(colors.get_channel_data("Other", 1)[2].a, 8.0F)
+        << "another channel was cleared";
+
+    colors.remove_channel("missing");
+    colors.remove_channel("Other");
+    colors.get_channel_data("Other", 0)[0] = {};  // made anew: must be writable
+    colors.clear();
+    EXPECT_EQ(colors.width, 3) << "clear forgets channels, not the size";
+    EXPECT_TRUE(colors.channel_names.empty());
+}
+
+TEST(Image, TellsItsPixelType) {
+    const image<float> weights;
+    const image<color_rgba_f> colors;
+    EXPECT_TRUE(weights.is_pixel_type(typeid(float)));
+    EXPECT_FALSE(weights.is_pixel_type(typeid(color_rgba_f)));
+    EXPECT_TRUE(colors.is_pixel_type(typeid(color_rgba_f)));
+    EXPECT_EQ(weights.pixel_type_name(), typeid(float).name());
+}
+
+std::string error_of_access(image<float>& weights, const std::string& name) {
+    try {
+        weights.get_channel_data(name, 0);
+    } catch (const std::runtime_error& error) {
+        return error.what();
+    }
+    return "";
+}
+
+TEST(Image, ReportsMissingMemoryAtTheNextAccessAndRecovers) {
+    image<float> weights;
+    weights.resize(4, 4);
+    weights.clear_channel("Norm");
+
+    aligned_allocations_fail = true;
+    EXPECT_NO_THROW(weights.resize(8, 8)) << "is reported on access only";
+    const std::string expected = "Image: Failed to allocate memory for channel ";
+    EXPECT_EQ(error_of_access(weights, "Norm"), expected + "Norm\n");
+    EXPECT_EQ(error_of_access(weights, "New"), expected + "New\n");
+    EXPECT_THROW(weights.clear_channel("Norm"), std::runtime_error);
+    aligned_allocations_fail = false;
+    EXPECT_EQ(error_of_access(weights, "Norm"), expected + "Norm\n")
+        << "it stays reported";
+
+    weights.resize(8, 8);
+    EXPECT_EQ(error_of_access(weights, "Norm"), "");
+    EXPECT_EQ(error_of_access(weights, "New"), "");
+}
+
+TEST(Image, SizesBeyondThirtyTwoBitsCountAsMissingMemory) {
+    image<float> weights;
+    image<color_rgba_f> colors;
+    for (const std::int32_t side : {32768, 46341, 65536, 0x7fffffff}) {
+        weights.resize(side, side);
+        colors.resize(side, side);
+        EXPECT_NE(error_of_access(weights, "Norm"), "") << side;
+        EXPECT_THROW(colors.get_channel_data("OutRGBA", 0), std::runtime_error) << side;
+    }
+}
+
+}  // namespace
+}  // namespace kestrel_image
