@@ -51,7 +51,6 @@ void focusfall_interface::add_depth_controls(Operator& tool, bool with_enable_de
         enable_depth_input = add_checkbox(tool, "EnableDepth", "Enable Depth Processing",
                                           {notifies(), starts_at(0.0)});
     }
-    // clang-format off: one row a control
     blur_channel_input = add_buttons(tool, "BlurChannel", "Depth Channel",
                                      {starts_at(0), item("Z"), item("Red"), item("Green"),
                                       item("Blue"), item("Alpha"), buttons()});
@@ -93,17 +92,17 @@ void focusfall_interface::add_depth_controls(Operator& tool, bool with_enable_de
         tool, "InvertDepthMap", "Invert Depth Map ( Near = 1.0 )", {starts_at(0.0)});
     normalize_input = add_checkbox(tool, "Normalize", "Apply Normalization",
                                    {starts_at(normalize_default)});
-    // clang-format on
     add_style_controls(tool, DISK);
-    depth_map_input = tool.AddInput("Depth map image", "DepthMap", 0x88020000,
-                                    FuID("Image"),  // data type
-                                    0x10020001, 2,  // number of the connection
-                                    0x10030002, 0,  // may stay empty
+    // clang-format off
+    depth_map_input = tool.AddInput("Depth map image", "DepthMap",
+                                    0x88020000, FuID("Image"),  // data type
+                                    0x10020001, 2,              // number of the connection
+                                    0x10030002, 0,              // may stay empty
                                     0);
+    // clang-format on
 }
 
 void focusfall_interface::add_style_controls(Operator& tool, double default_style) {
-    // clang-format off: one row a control
     blur_style_input =
         add_buttons(tool, "BlurStyle", "Blur Style",
                     {item("Disk"), item("Polygon"), item("Gaussian"), item("Airy Disk"),
@@ -115,7 +114,6 @@ void focusfall_interface::add_style_controls(Operator& tool, double default_styl
                    {lowest(3.0), slider_end(12.0), starts_at(6.0), whole_numbers()});
     kernel_angle_input = add_slider(tool, "KernelAngle", "Kernel Angle",
                                     {lowest(0.0), slider_end(90.0), starts_at(0.0)});
-    // clang-format on
 }
 
 void info_interface::add_info_controls(Operator& tool) {

@@ -9,20 +9,20 @@ Focusfall::Focusfall(Registry* record, const ScriptVal& table, TagList* tags)
     add_style_controls(*this, DISK);
     add_info_controls(*this);
 
-    // clang-format off: one pair a line
-    input_input =
-        AddInput("Input image", "Input", 0x88020000, FuID("Image"),  // data type
-                 0x10020001, 1,  // number of the connection
-                 0);
-    blur_image_input =
-        AddInput("Blur image", "BlurImage", 0x88020000, FuID("Image"),  // data type
-                 0x10020001, 3,  // number of the connection
-                 0x10030002, 0,  // may stay empty
-                 0);
-    output_output =
-        AddOutput("Output image", "Output", 0x88020000, FuID("Image"),  // data type
-                  0x10020001, 1,  // number of the connection
-                  0);
+    // clang-format off
+    input_input = AddInput("Input image", "Input",
+                           0x88020000, FuID("Image"),  // data type
+                           0x10020001, 1,              // number of the connection
+                           0);
+    blur_image_input = AddInput("Blur image", "BlurImage",
+                                0x88020000, FuID("Image"),  // data type
+                                0x10020001, 3,              // number of the connection
+                                0x10030002, 0,              // may stay empty
+                                0);
+    output_output = AddOutput("Output image", "Output",
+                              0x88020000, FuID("Image"),  // data type
+                              0x10020001, 1,              // number of the connection
+                              0);
     // clang-format on
 }
 

@@ -14,10 +14,10 @@ Operator* new_focusfall(Registry* record, const ScriptVal& table, TagList* tags)
 // Built in this order when the library is loaded, destroyed in reverse at unload.
 ScriptInfoT<Focusfall> script_info(1, "kestrelworks.Focusfall", "", "");
 const FuID class_id = "kestrelworks.Focusfall";
-// clang-format off: one pair a line
+// clang-format off
 Registry registration(
-    ClassRegistry::Global(), class_id, 0x60000001,
-    &Operator::RegInit,                                  // class initialisation
+    ClassRegistry::Global(), class_id,
+    0x60000001, &Operator::RegInit,                      // class initialisation
     0x60000002, &Operator::RegCleanup,                   // class clean-up
     0x10000000, 3,                                       // a constant of the host
     0x30000008, "Built: Sep 16 2008",                    // build date
@@ -29,11 +29,10 @@ Registry registration(
     0x30000003, "Lucent",                                // category
     0x30000004, "FcFl",                                  // short name
     0x30000005, "Simulates depth of field blurring",     // description
-    0x30000007,
-    "Kestrel Software Plugin. Please visit our website for more quality plugins.",
-    0x30000009, "Kestrel Software",  // company
-    0x10000017, 101,                 // bitmap resource
-    0x3000000a, DOCUMENTATION_URL,   // help link
+    0x30000007, "Kestrel Software Plugin. Please visit our website for more quality plugins.",
+    0x30000009, "Kestrel Software",                      // company
+    0x10000017, 101,                                     // bitmap resource
+    0x3000000a, DOCUMENTATION_URL,                       // help link
     0);
 // clang-format on
 

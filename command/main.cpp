@@ -1,0 +1,27 @@
+// The `focusfall` command: parses the line and runs one verb.
+
+#include <exception>
+#include <iostream>
+
+#include "command/commands.h"
+
+int main(int argc, char** argv) {
+    CLI::App app("Blurs pictures by depth, as a camera lens does.", "focusfall");
+    app.require_subcommand(1);
+    app.set_version_flag("--version", FOCUSFALL_VERSION);
+    add_render_command(app);
+    add_controls_command(app);
+    add_tools_command(app);
+    add_kernels_command(app);
+    add_demo_command(app);
+
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::ParseError& error) {
+        return app.exit(error) == 0 ? 0 : 2;
+    } catch (const std::exception& error) {
+        std::cerr << "focusfall: " << error.what() << "\n";
+        return 1;
+    }
+    return 0;
+}

@@ -1,0 +1,3 @@
+#include "command/commands.h"
+
+void add_render_command(CLI::App& /*app*/) {}

@@ -1,0 +1,71 @@
+#include "command/session.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <filesystem>
+
+namespace {
+
+namespace fs = std::filesystem;
+
+fs::path folder_of_command() { return fs::read_symlink("/proc/self/exe").parent_path(); }
+
+// The libraries in the plug-in folder that is installed beside the command.
+std::vector<std::string> installed_plugins() {
+    const fs::path folder = (folder_of_command() / PLUGIN_FOLDER).lexically_normal();
+    std::vector<std::string> files;
+    std::error_code missing;
+    for (const auto& entry : fs::directory_iterator(folder, missing)) {
+        if (entry.path().extension() == ".so") files.push_back(entry.path().string());
+    }
+    if (files.empty()) {
+        throw headless::host_error(
+            folder.string() + ": no plug-ins are installed here; name one by --plugin");
+    }
+    std::ranges::sort(files);
+    return files;
+}
+
+void print_to_standard_error(int /*sub_id*/, const std::string& text) {
+    std::fputs(text.c_str(), stderr);
+}
+
+}  // namespace
+
+void session_options::add_plugin_options(CLI::App& verb) {
+    verb.add_option("--plugin", plugins,
+                    "Plug-in library to load instead of the installed ones")
+        ->type_name("FILE");
+}
+
+void session_options::add_tool_options(CLI::App& verb) {
+    add_plugin_options(verb);
+    verb.add_option("--tool", tool_id, "Tool class to use")
+        ->type_name("ID")
+        ->capture_default_str();
+    verb.add_option("--set", edits,
+                    "Value of a control, as in BlurStyle=Polygon (repeatable)")
+        ->type_name("ID=VALUE")
+        ->allow_extra_args(false);
+}
+
+session::session(const session_options& options)
+    : options_(options),
+      host_(options.threads,
+            options.quiet ? FusionDoc::Console() : print_to_standard_error) {
+    const auto& plugins = options.plugins.empty() ? installed_plugins() : options.plugins;
+    for (const std::string& file : plugins) host_.load_plugin(file);
+}
+
+std::unique_ptr<headless::tool> session::create_tool() {
+    auto tool = host_.create_tool(options_.tool_id);
+    tool->open_page();
+    for (const std::string& edit : options_.edits) {
+        const std::size_t sign = edit.find('=');
+        if (sign == std::string::npos) {
+            throw headless::host_error("--set " + edit + ": wants the form ID=VALUE");
+        }
+        tool->set(edit.substr(0, sign), edit.substr(sign + 1));
+    }
+    return tool;
+}

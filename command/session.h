@@ -1,0 +1,38 @@
+#pragma once
+// What every verb of the command begins with: a host, the plug-ins, a tool.
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include <CLI/CLI.hpp>
+
+#include "host/headless_host.h"
+
+// The options that verbs share, as they stand on the command line.
+struct session_options {
+    std::vector<std::string> plugins;  // none: those beside the command
+    std::string tool_id = "kestrelworks.Focusfall";
+    std::vector<std::string> edits;  // ID=VALUE, in order
+    int threads = 0;                 // 0: as many as there are processors
+    bool quiet = false;
+
+    void add_plugin_options(CLI::App& verb);  // --plugin
+    void add_tool_options(CLI::App& verb);    // --plugin, --tool, --set
+};
+
+// A host with the plug-ins loaded, and one tool with the edits made.
+class session {
+  public:
+    // Loads the plug-ins; what tools print goes to standard error unless `quiet`. Throws
+    // headless::host_error for faults of the plug-ins.
+    explicit session(const session_options& options);
+
+    headless::host& host() { return host_; }
+    // A tool with the edits of the options made. Throws headless::host_error.
+    std::unique_ptr<headless::tool> create_tool();
+
+  private:
+    session_options options_;
+    headless::host host_;
+};
