@@ -1,6 +1,7 @@
 #include "host/worker_pool.h"
 
 #include <algorithm>
+#include <system_error>
 
 namespace headless {
 
@@ -23,18 +24,27 @@ struct worker_pool::job {
         try {
             work(piece);
         } catch (...) {
-            const std::scoped_lock lock(failure_mutex);
-            if (!failure) failure = std::current_exception();
-            next = pieces;
+            fail();
         }
         ++done;
         return true;
+    }
+
+    // Keeps the exception that is being handled, and lets no further piece begin.
+    void fail() {
+        const std::scoped_lock lock(failure_mutex);
+        if (!failure) failure = std::current_exception();
+        next = pieces;
     }
 };
 
 worker_pool::worker_pool(int threads) {
     if (threads < 1) threads = static_cast<int>(std::thread::hardware_concurrency());
-    for (int i = 1; i < threads; ++i) workers_.emplace_back([this] { serve(); });
+    try {
+        for (int i = 1; i < threads; ++i) workers_.emplace_back([this] { serve(); });
+    } catch (const std::system_error&) {
+        // as many as the system gives; the caller of run works in any case
+    }
 }
 
 worker_pool::~worker_pool() {
@@ -56,7 +66,12 @@ void worker_pool::run(std::int32_t pieces, const std::function<void(std::int32_t
     work_came_.notify_all();
 
     while (current.do_piece()) {
-        if (progress) progress(current.done, pieces);
+        if (!progress) continue;
+        try {
+            progress(current.done, pieces);
+        } catch (...) {
+            current.fail();  // the workers still hold `current`: wait for them below
+        }
     }
 
     {

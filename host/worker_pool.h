@@ -23,7 +23,7 @@ using progress_function = std::function<void(std::int32_t done, std::int32_t all
 class HOST_API worker_pool {
   public:
     // `threads` counts the caller of run, so 1 makes no further thread; below 1: as many
-    // as the machine has processors.
+    // as the machine has processors. There are fewer when the system gives no more.
     explicit worker_pool(int threads);
     ~worker_pool();
     worker_pool(const worker_pool&) = delete;
@@ -34,7 +34,8 @@ class HOST_API worker_pool {
     // Calls work(0) .. work(pieces - 1), each once, on this thread and the workers, and
     // returns when all have returned. After an exception no further piece is begun, and
     // the first exception is thrown here. `progress` is called on this thread, now and
-    // then.
+    // then, with counts that never fall, the last time with all; what it throws counts as
+    // an exception of a piece. A piece may call run too.
     void run(std::int32_t pieces, const std::function<void(std::int32_t)>& work,
              const progress_function& progress);
 
