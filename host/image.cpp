@@ -19,7 +19,8 @@ std::function<void()>& image_hook() {
     return hook;
 }
 
-constexpr std::int32_t FOUR_FLOATS = 7;  // depth code
+constexpr std::int32_t FOUR_FLOATS = 7;      // depth code
+constexpr std::int32_t KEPT_COMPONENTS = 4;  // whose sums an image keeps
 
 std::int32_t component_count(std::int32_t depth_code, std::int32_t otherwise) {
     return depth_code == FOUR_FLOATS ? 4 : otherwise;
@@ -83,26 +84,28 @@ void headless::set_image_hook(std::function<void()> hook) {
 }
 
 // A summed-area table (Crow, "Summed-area tables for texture mapping", 1984): entry (x,
-// y) holds, for each component, the sum over all pixels above row y and left of column x.
+// y) holds, for each of the first `components` components, the sum over all pixels above
+// row y and left of column x.
 struct Image::AreaSums {
     std::vector<double> sums;
+    std::size_t components;
     std::size_t row_length;
 
-    explicit AreaSums(const Image& image) {
-        const auto components = static_cast<std::size_t>(image.Components());
-        row_length = (static_cast<std::size_t>(image.Width()) + 1) * components;
+    AreaSums(const Image& image, std::int32_t count)
+        : components(static_cast<std::size_t>(count)),
+          row_length((static_cast<std::size_t>(image.Width()) + 1) * components) {
         sums.resize(row_length * (static_cast<std::size_t>(image.Height()) + 1));
         std::vector<double> row(components);
         for (std::int32_t y = 0; y < image.Height(); ++y) {
             std::fill(row.begin(), row.end(), 0.0);
-            const float* pixel = image.Pixel(0, y);
             const double* above =
                 &sums[static_cast<std::size_t>(y) * row_length] + components;
             double* here =
                 &sums[(static_cast<std::size_t>(y) + 1) * row_length] + components;
             for (std::int32_t x = 0; x < image.Width(); ++x) {
+                const float* pixel = image.Pixel(x, y);
                 for (std::size_t c = 0; c < components; ++c) {
-                    const float value = *pixel++;
+                    const float value = pixel[c];
                     if (std::isfinite(value)) row[c] += static_cast<double>(value);
                     *here++ = *above++ + row[c];
                 }
@@ -127,32 +130,42 @@ Image* Image::ResizeOfImageList(const TagList& tags) const {
     const std::int32_t components =
         std::min(component_count(depth_code, components_), components_);
     Owned<Image> result(new Image(width, height, components));
-    const auto count = static_cast<std::size_t>(components);
 
     if (width == width_ && height == height_) {
+        const std::size_t pixel_bytes =
+            static_cast<std::size_t>(components) * sizeof(float);
         for (std::int32_t y = 0; y < height; ++y) {
             for (std::int32_t x = 0; x < width; ++x) {
-                std::memcpy(result->Pixel(x, y), Pixel(x, y), count * sizeof(float));
+                std::memcpy(result->Pixel(x, y), Pixel(x, y), pixel_bytes);
             }
         }
-        return result.release();
+    } else if (components <= KEPT_COMPONENTS) {
+        std::call_once(sums_once_, [this] {
+            sums_ =
+                std::make_unique<AreaSums>(*this, std::min(components_, KEPT_COMPONENTS));
+        });
+        FillFromSums(*sums_, *result);
+    } else {
+        FillFromSums(AreaSums(*this, components), *result);
     }
+    return result.release();
+}
 
-    std::call_once(sums_once_, [this] { sums_ = std::make_unique<AreaSums>(*this); });
-    const auto columns = boxes(width_, width);
-    const auto rows = boxes(height_, height);
-    const auto stride = static_cast<std::size_t>(components_);
-    float* pixel = result->Pixel(0, 0);
+void Image::FillFromSums(const AreaSums& area, Image& result) const {
+    const auto columns = boxes(width_, result.width_);
+    const auto rows = boxes(height_, result.height_);
+    const auto count = static_cast<std::size_t>(result.components_);
+    float* pixel = result.Pixel(0, 0);
     for (const box& row : rows) {
         for (const box& column : columns) {
             for (std::size_t c = 0; c < count; ++c) {
                 double mean = 0.0;
                 for (int j = 0; j < 4; ++j) {
-                    const double* sums =
-                        &sums_->sums[row.line[j] * sums_->row_length + c];
+                    const double* sums = &area.sums[row.line[j] * area.row_length + c];
                     double along_row = 0.0;
                     for (int i = 0; i < 4; ++i) {
-                        along_row += column.weight[i] * sums[column.line[i] * stride];
+                        along_row +=
+                            column.weight[i] * sums[column.line[i] * area.components];
                     }
                     mean += row.weight[j] * along_row;
                 }
@@ -160,7 +173,6 @@ Image* Image::ResizeOfImageList(const TagList& tags) const {
             }
         }
     }
-    return result.release();
 }
 
 Image* NewImageList(const TagList& tags) {

@@ -41,10 +41,11 @@ class HOST_API Image : public Parameter {
     //
     // The filter is a box as wide as one destination pixel, but at least one source
     // pixel: shrinking gives area-weighted means, enlarging gives linear interpolation.
-    // The picture stays centred and beyond its edges the box holds less. Components that
-    // are not finite count as 0. The first call sums up the picture (32 to 40 bytes a
-    // pixel are kept); from then on the time depends on the size of the result alone.
-    // Throws like the constructor. [any thread]
+    // The picture stays centred and beyond its edges the box holds less. Values that are
+    // not finite count as 0, but a copy in the same size keeps them. For results of up to
+    // four components the first call sums up the picture (32 bytes a pixel are kept);
+    // from then on the time depends on the size of the result alone. For more components
+    // every call sums up the picture. Throws like the constructor. [any thread]
     template <HOST_TAG_TYPES>
     Image* ResizeOfImage(HOST_TAG_PAIRS) const {
         return ResizeOfImageList(HOST_TAG_LIST);
@@ -59,6 +60,7 @@ class HOST_API Image : public Parameter {
                static_cast<std::size_t>(components_);
     }
     Image* ResizeOfImageList(const TagList& tags) const;
+    void FillFromSums(const AreaSums& area, Image& result) const;
 
     std::int32_t width_;
     std::int32_t height_;
