@@ -62,16 +62,15 @@ plugin_library::plugin_library(const std::filesystem::path& path) {
         throw host_error(name + ": no such file, so no plug-in to load");
     }
     std::string error;
-    handle_ = open_library(std::filesystem::absolute(path), error);
+    handle_.reset(open_library(std::filesystem::absolute(path), error));
     if (!handle_) throw host_error(name + ": can not be loaded as a plug-in: " + error);
 
     for (Registry* record : ClassRegistry::Global().Records()) {
-        if (!lies_within(handle_, record)) continue;
+        if (!lies_within(handle_.get(), record)) continue;
         auto* init = record->Tags().Pointer<RegistryHook>(0x60000001);
         if (!init || init(record)) records_.push_back(record);
     }
     if (records_.empty()) {
-        close_library(handle_);
         throw host_error(name +
                          ": is a library but no plug-in: it registers no tool class");
     }
@@ -82,7 +81,10 @@ plugin_library::~plugin_library() {
         auto* cleanup = record->Tags().Pointer<RegistryHook>(0x60000002);
         if (cleanup) cleanup(record);
     }
-    close_library(handle_);
+}
+
+void plugin_library::close_handle::operator()(void* handle) const {
+    close_library(handle);
 }
 
 }  // namespace headless

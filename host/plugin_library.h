@@ -2,6 +2,7 @@
 // A plug-in library in memory.
 
 #include <filesystem>
+#include <memory>
 #include <vector>
 
 #include "host/api/registry.h"
@@ -23,7 +24,10 @@ class plugin_library {
     const std::vector<Registry*>& records() const { return records_; }
 
   private:
-    void* handle_ = nullptr;
+    struct close_handle {
+        void operator()(void* handle) const;
+    };
+    std::unique_ptr<void, close_handle> handle_;
     std::vector<Registry*> records_;
 };
 
