@@ -27,7 +27,8 @@ template <class Value>
 consteval Tag TagDigit() {
     if constexpr (std::same_as<Value, EndOfList>) {
         return 0;
-    } else if constexpr (std::integral<Value> && !std::same_as<Value, bool>) {
+    } else if constexpr (std::integral<Value> && sizeof(Value) <= sizeof(std::int32_t) &&
+                         !std::same_as<Value, bool>) {
         return 1;
     } else if constexpr (std::floating_point<Value>) {
         return 2;
