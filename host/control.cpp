@@ -15,11 +15,11 @@ namespace {
 
 control_kind kind_of(const TagList& tags) {
     if (tags.ID(0x88020000) == FuID("Image")) return control_kind::IMAGE;
+    if (tags.ID(0x88020000) == FuID("Text")) return control_kind::TEXT;
     const FuID widget = tags.ID(0x80030000);
     if (widget == FuID("CheckboxControl")) return control_kind::CHECKBOX;
     if (widget == FuID("MultiButtonControl")) return control_kind::BUTTONS;
     if (widget == FuID("ColorControl")) return control_kind::COLOR;
-    if (widget == FuID("TextEditControl")) return control_kind::TEXT;
     return control_kind::SLIDER;
 }
 
@@ -64,6 +64,11 @@ std::string joined(const std::vector<std::string>& items) {
     std::string text;
     for (const std::string& item : items) text += (text.empty() ? "" : ", ") + item;
     return text;
+}
+
+animation initial_curve(const control_info& info) {
+    const auto between = info.steps() ? interpolation::STEP : interpolation::LINEAR;
+    return animation(info.initial, between);
 }
 
 }  // namespace
@@ -139,7 +144,7 @@ double control_info::parse(std::string_view text) const {
                               : kind == control_kind::CHECKBOX ? "on or off"
                                                                : "a number";
     throw host_error(id + ": \"" + std::string(text) +
-                     "\" is not a value of this control, " + "which takes " + takes);
+                     "\" is not a value of this control, which takes " + takes);
 }
 
 double control_info::allowed(double value) const {
@@ -175,8 +180,14 @@ control::control(control_info info, std::mutex& values_mutex, const bool& keying
     : info_(std::move(info)),
       values_mutex_(values_mutex),
       keying_(keying),
-      curve_(info_.initial, info_.steps() ? interpolation::STEP : interpolation::LINEAR),
+      curve_(initial_curve(info_)),
       text_(info_.initial_text) {}
+
+void control::describe(control_info info) {
+    info_ = std::move(info);
+    curve_ = initial_curve(info_);
+    text_ = info_.initial_text;
+}
 
 double control::number(TimeStamp time) const {
     const std::scoped_lock lock(values_mutex_);
@@ -228,7 +239,9 @@ void control::set_number(double value, TimeStamp time, bool as_key) {
 }
 
 Parameter* control::GetValue(Request* request) {
-    return request->HostState().values[this].get();
+    const auto& values = request->HostState().values;
+    const auto value = values.find(this);
+    return value == values.end() ? nullptr : value->second.get();
 }
 
 Parameter* control::GetSource(TimeStamp time) {

@@ -82,7 +82,7 @@ class HOST_API control final : public Input {
     control(control_info info, std::mutex& values_mutex, const bool& keying);
 
     const control_info& info() const { return info_; }
-    void describe(control_info info) { info_ = std::move(info); }  // on a second request
+    void describe(control_info info);  // on a second request; back to its default
 
     double number(TimeStamp time) const;
     std::string text() const;

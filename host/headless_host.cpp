@@ -102,9 +102,15 @@ control& tool::changeable(std::string_view id, bool number) const {
 // that depend on each other in a circle come to rest after one round.
 void tool::report(control& input, Parameter* value, TimeStamp time, bool as_key) {
     TagList tags;
-    operator_->HostState().keying = as_key;
-    operator_->NotifyChanged(&input, value, time, &tags);
-    operator_->HostState().keying = false;
+    OperatorState& state = operator_->HostState();
+    state.keying = as_key;
+    try {
+        operator_->NotifyChanged(&input, value, time, &tags);
+    } catch (...) {
+        state.keying = false;
+        throw;
+    }
+    state.keying = false;
 }
 
 void tool::set(std::string_view id, double value, TimeStamp time) {
@@ -182,10 +188,15 @@ frame tool::render(TimeStamp time, const progress_function& progress) {
         Request request(std::move(values));
         state.progress = progress;
         operator_->Process(&request);
-        auto& results = request.HostState().results;
-        if (!results.empty()) result.image = std::move(results.begin()->second);
+        // the tool's first output is its picture
+        if (!state.outputs.empty()) {
+            result.image = std::move(request.HostState().results[state.outputs[0].get()]);
+        }
     } catch (const std::exception& error) {
         result.error = error.what();
+        return result;
+    } catch (...) {
+        result.error = "the tool failed without saying why";
         return result;
     }
 
@@ -206,7 +217,11 @@ host::host(int threads, FusionDoc::Console console)
 host::~host() = default;
 
 void host::load_plugin(const std::filesystem::path& path) {
-    plugins_.push_back(std::make_shared<plugin_library>(path));
+    auto plugin = std::make_shared<plugin_library>(path);
+    const bool known = std::ranges::any_of(plugins_, [&](const auto& loaded) {
+        return loaded->records() == plugin->records();
+    });
+    if (!known) plugins_.push_back(std::move(plugin));
 }
 
 void host::unload_plugins() { plugins_.clear(); }

@@ -29,7 +29,7 @@ struct class_info {
     std::string help_link;
     std::string base_class;
     int bitmap = 0;
-    TagList tags;
+    TagList tags;  // their pointers lead into the plug-in, while it is loaded
 };
 
 // How a render ended.
@@ -108,12 +108,14 @@ class HOST_API host {
 
     int threads() const { return workers_.threads(); }
 
-    // Throws host_error when the library can not be loaded or registers nothing.
+    // Throws host_error when the library can not be loaded or registers nothing. Loading
+    // a plug-in again changes nothing.
     void load_plugin(const std::filesystem::path& path);
     // Forgets all plug-ins; a library goes when the last tool made from it is gone.
     void unload_plugins();
     std::vector<class_info> classes() const;
-    // Throws host_error for an unknown class, and when the class gives no instance.
+    // Throws host_error for an unknown class, and when the class gives no instance, and
+    // what the tool's constructor throws.
     std::unique_ptr<tool> create_tool(std::string_view class_id);
 
   private:

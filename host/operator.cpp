@@ -52,7 +52,11 @@ Input* Operator::AddInputList(const FuID& name, const FuID& id, const TagList& t
 
 Output* Operator::AddOutputList(const FuID& name, const FuID& id, const TagList& tags) {
     state_->additions.push_back({addition::what::OUTPUT, name.Text(), id.Text(), tags});
-    state_->outputs.emplace_back(new headless::result_output);
+    const auto known = std::ranges::find_if(
+        state_->outputs, [&](const auto& output) { return output->id() == id.Text(); });
+    if (known != state_->outputs.end()) return known->get();
+
+    state_->outputs.emplace_back(new headless::result_output(id.Text()));
     return state_->outputs.back().get();
 }
 

@@ -4,6 +4,7 @@
 #include <functional>
 #include <mutex>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "host/api/operator.h"
@@ -21,8 +22,15 @@ struct addition {
 };
 
 class result_output final : public Output {
+  public:
+    explicit result_output(std::string id) : id_(std::move(id)) {}
+
+    const std::string& id() const { return id_; }
+
   private:
     void SetList(Request* request, Image* image, const TagList& tags) override;
+
+    const std::string id_;
 };
 
 }  // namespace headless

@@ -37,7 +37,7 @@ class HOST_API Operator : public Object {
     }
     // Adds a control or an image connection and gives its handle, which the host owns and
     // which lives as long as the tool. A second request for an identifier gives the
-    // handle of the first, whose name and tags it replaces. Never null. Tags:
+    // handle of the first, which takes its name, tags and default. Never null. Tags:
     // host/control.h.
     template <HOST_TAG_TYPES>
     Input* AddInput(const FuID& name, const FuID& id, HOST_TAG_PAIRS) {
@@ -58,6 +58,7 @@ class HOST_API Operator : public Object {
     void SetAborted(bool aborted) noexcept {
         abort_flag_.store(aborted ? 1 : 0, std::memory_order_relaxed);
     }
+    // Where the tool prints to; null while it is constructed.
     FusionDoc* Document();
     OperatorState& HostState() { return *state_; }
 
