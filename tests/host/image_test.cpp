@@ -1,0 +1,154 @@
+#include "host/api/image.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+#include <new>
+#include <random>
+#include <stdexcept>
+
+namespace {
+
+Owned<Image> random_image(std::int32_t width, std::int32_t height,
+                          std::int32_t components) {
+    std::mt19937 random(7);
+    std::uniform_real_distribution<float> value(-1.0F, 2.0F);
+    Owned<Image> image(new Image(width, height, components));
+    std::generate_n(image->Pixel(0, 0), width * height * components,
+                    [&] { return value(random); });
+    return image;
+}
+
+Owned<Image> resized(const Image& image, std::int32_t width, std::int32_t height) {
+    return Owned<Image>(image.ResizeOfImage(0x10000000, width,   // width
+                                            0x10000001, height,  // height
+                                            0x10000003, 7,       // four components
+                                            0));
+}
+
+// The share of source pixel `at` in result pixel `i` along one axis: how much of the box
+// around the result's centre it fills.
+double share(std::int32_t source, std::int32_t size, std::int32_t i, std::int32_t at) {
+    const double scale = static_cast<double>(source) / size;
+    const double middle = (i + 0.5) * scale;
+    const double half = std::max(scale, 1.0) / 2.0;
+    const auto overlap = [&](double from, double to) {
+        return std::max(0.0, std::min(to, middle + half) - std::max(from, middle - half));
+    };
+    return overlap(at, at + 1.0) / overlap(0.0, source);
+}
+
+double slow_mean(const Image& image, const Image& result, std::int32_t x, std::int32_t y,
+                 int component) {
+    double sum = 0.0;
+    for (std::int32_t v = 0; v < image.Height(); ++v) {
+        const double row = share(image.Height(), result.Height(), y, v);
+        for (std::int32_t u = 0; u < image.Width(); ++u) {
+            sum += row * share(image.Width(), result.Width(), x, u) *
+                   static_cast<double>(image.Pixel(u, v)[component]);
+        }
+    }
+    return sum;
+}
+
+TEST(HostImage, ResizingGivesAreaMeansAndInterpolates) {
+    const auto image = random_image(13, 9, 6);
+    const std::int32_t sizes[][2] = {{1, 1}, {3, 3}, {5, 4}, {12, 10}, {13, 5}, {31, 27}};
+    for (const auto [width, height] : sizes) {
+        const auto small = resized(*image, width, height);
+        ASSERT_EQ(small->Components(), 4);
+        const Owned<Image> all(
+            image->ResizeOfImage(0x10000000, width, 0x10000001, height, 0));
+        ASSERT_EQ(all->Components(), 6);
+        for (std::int32_t y = 0; y < height; ++y) {
+            for (std::int32_t x = 0; x < width; ++x) {
+                for (int c = 0; c < 6; ++c) {
+                    const double mean = slow_mean(*image, *all, x, y, c);
+                    EXPECT_NEAR(all->Pixel(x, y)[c], mean, 1e-6)
+                        << width << " x " << height << " at " << x << ", " << y;
+                    if (c < 4) {
+                        EXPECT_EQ(small->Pixel(x, y)[c], all->Pixel(x, y)[c]);
+                    }
+                }
+            }
+        }
+    }
+}
+
+TEST(HostImage, ResizingKeepsCentreBrightnessAndConstants) {
+    Owned<Image> flat(new Image(40, 23, 4));
+    std::fill_n(flat->Pixel(0, 0), 40 * 23 * 4, 0.1F);
+    Owned<Image> spot(new Image(101, 51, 5));
+    std::fill_n(spot->Pixel(0, 0), 101 * 51 * 5, 0.0F);
+    spot->Pixel(50, 25)[Image::RED] = 1000.0F;
+
+    for (std::int32_t size = 1; size <= 75; size += 2) {
+        const auto constant = resized(*flat, size, size);
+        const auto all = constant->Pixel(0, 0);
+        EXPECT_TRUE(std::all_of(all, all + size * size * 4, [](float value) {
+            return value == 0.1F;
+        })) << size;
+
+        const auto centred = resized(*spot, size, size);
+        const std::int32_t centre = size / 2;
+        double sum = 0.0;
+        for (std::int32_t y = 0; y < size; ++y) {
+            for (std::int32_t x = 0; x < size; ++x) {
+                const float value = centred->Pixel(x, y)[Image::RED];
+                sum += value;
+                EXPECT_LE(value, centred->Pixel(centre, centre)[Image::RED]) << size;
+                const float opposite =
+                    centred->Pixel(size - 1 - x, size - 1 - y)[Image::RED];
+                EXPECT_NEAR(value, opposite, 1e-3F) << size;
+            }
+        }
+        EXPECT_GT(centred->Pixel(centre, centre)[Image::RED], 0.0F);
+        if (size <= 51) {  // the mean stays where both axes shrink
+            EXPECT_NEAR(sum / (size * size), 1000.0 / (101 * 51), 1e-6) << size;
+        }
+    }
+}
+
+TEST(HostImage, TheSameSizeIsACopyAndElsewhereUnboundValuesCountAsNothing) {
+    const auto image = random_image(6, 5, 5);
+    image->Pixel(2, 2)[Image::GREEN] = std::numeric_limits<float>::infinity();
+    image->Pixel(3, 2)[Image::GREEN] = std::numeric_limits<float>::quiet_NaN();
+    const Owned<Image> copy(image->ResizeOfImage(0));
+    ASSERT_EQ(copy->Components(), 5);
+    for (int i = 0; i < 6 * 5 * 5; ++i) {
+        const float value = image->Pixel(0, 0)[i];
+        EXPECT_TRUE(copy->Pixel(0, 0)[i] == value || std::isnan(value));
+    }
+    EXPECT_TRUE(std::isinf(copy->Pixel(2, 2)[Image::GREEN]));
+    const auto half = resized(*image, 3, 3);
+    for (int i = 0; i < 3 * 3 * 4; ++i) {
+        EXPECT_TRUE(std::isfinite(half->Pixel(0, 0)[i]));
+    }
+}
+
+TEST(HostImage, NewImagesFollowTheirModelUnlessTagsSayOtherwise) {
+    const Owned<Image> model(new Image(7, 4, 20));
+    const Owned<Image> like(NewImage(0x60020000, model.get(), 0x18020000, 12, 0));
+    EXPECT_EQ(like->Width(), 7);
+    EXPECT_EQ(like->Height(), 4);
+    EXPECT_EQ(like->Components(), 20);
+    EXPECT_EQ(like->Pixel(3, 2) - like->Pixel(0, 0), (2 * 7 + 3) * 20);
+    const Owned<Image> kernel(NewImage(0x60020000, model.get(), 0x10020000, 3, 0x10020001,
+                                       5, 0x10020002, 7, 0));
+    EXPECT_EQ(kernel->Width(), 3);
+    EXPECT_EQ(kernel->Height(), 5);
+    EXPECT_EQ(kernel->Components(), 4);
+}
+
+TEST(HostImage, SizesThatCanNotBeAreRefused) {
+    EXPECT_THROW(NewImage(0), std::runtime_error);
+    EXPECT_THROW(Image(0, 5, 5), std::runtime_error);
+    EXPECT_THROW(Image(5, -1, 5), std::runtime_error);
+    EXPECT_THROW(Image(5, 5, 0), std::runtime_error);
+    constexpr std::int32_t MOST = std::numeric_limits<std::int32_t>::max();
+    EXPECT_THROW(Image(MOST, MOST, MOST), std::bad_alloc);
+}
+
+}  // namespace

@@ -1,0 +1,87 @@
+#include "host/worker_pool.h"
+
+#include <gtest/gtest.h>
+
+#include <stdexcept>
+#include <string>
+
+namespace headless {
+namespace {
+
+TEST(WorkerPool, DoesEachPieceOnceAndReportsAllOfThemAtTheEnd) {
+    for (const int threads : {1, 2, 8}) {
+        worker_pool pool(threads);
+        EXPECT_EQ(pool.threads(), threads);
+        for (const std::int32_t pieces : {0, 1, 7, 1000}) {
+            std::vector<std::atomic<int>> times(static_cast<std::size_t>(pieces));
+            std::int32_t last = -1;
+            const auto caller = std::this_thread::get_id();
+            pool.run(
+                pieces, [&](std::int32_t i) { ++times[static_cast<std::size_t>(i)]; },
+                [&](std::int32_t done, std::int32_t all) {
+                    EXPECT_EQ(std::this_thread::get_id(), caller);
+                    EXPECT_EQ(all, pieces);
+                    EXPECT_GE(done, last);
+                    EXPECT_LE(done, all);
+                    last = done;
+                });
+            EXPECT_EQ(last, pieces);
+            for (const auto& count : times) {
+                EXPECT_EQ(count, 1) << threads << " threads, " << pieces << " pieces";
+            }
+        }
+    }
+}
+
+// Eight pieces that wait for one another can only end on eight threads at once.
+TEST(WorkerPool, UsesAllItsThreads) {
+    worker_pool pool(8);
+    std::atomic<int> waiting = 8;
+    const auto meet = [&](std::int32_t) {
+        --waiting;
+        while (waiting > 0) std::this_thread::yield();
+    };
+    pool.run(8, meet, {});
+    EXPECT_EQ(waiting, 0);
+}
+
+TEST(WorkerPool, PassesOnTheExceptionOfAPieceOrOfTheProgressAndStaysUsable) {
+    for (const int threads : {1, 2, 8}) {
+        worker_pool pool(threads);
+        std::atomic<int> begun = 0;
+        const auto fail_at_ten = [&](std::int32_t piece) {
+            ++begun;
+            if (piece == 10) throw std::runtime_error("piece 10");
+        };
+        EXPECT_THROW(pool.run(100000, fail_at_ten, {}), std::runtime_error);
+        EXPECT_LT(begun, 100000) << "pieces were begun after the failure";
+
+        const auto fail = [](std::int32_t, std::int32_t) { throw std::string("enough"); };
+        EXPECT_THROW(pool.run(
+                         1000, [](std::int32_t) {}, fail),
+                     std::string);
+
+        std::atomic<int> done = 0;
+        pool.run(100, [&](std::int32_t) { ++done; }, {});
+        EXPECT_EQ(done, 100);
+    }
+}
+
+TEST(WorkerPool, IsSharedByConcurrentAndNestedRuns) {
+    worker_pool pool(3);
+    std::atomic<int> sum = 0;
+    std::vector<std::thread> callers;
+    for (int caller = 0; caller < 4; ++caller) {
+        callers.emplace_back([&] {
+            for (int round = 0; round < 20; ++round) {
+                const auto inner = [&](std::int32_t) { ++sum; };
+                pool.run(5, [&](std::int32_t) { pool.run(3, inner, {}); }, {});
+            }
+        });
+    }
+    for (std::thread& caller : callers) caller.join();
+    EXPECT_EQ(sum, 4 * 20 * 5 * 3);
+}
+
+}  // namespace
+}  // namespace headless
