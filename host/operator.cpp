@@ -45,8 +45,9 @@ Input* Operator::AddInputList(const FuID& name, const FuID& id, const TagList& t
         return known->get();
     }
 
-    state_->controls.emplace_back(
+    Owned<control> added(
         new control(std::move(info), state_->values_mutex, state_->keying));
+    state_->controls.push_back(std::move(added));
     return state_->controls.back().get();
 }
 
@@ -56,7 +57,8 @@ Output* Operator::AddOutputList(const FuID& name, const FuID& id, const TagList&
         state_->outputs, [&](const auto& output) { return output->id() == id.Text(); });
     if (known != state_->outputs.end()) return known->get();
 
-    state_->outputs.emplace_back(new headless::result_output(id.Text()));
+    Owned<headless::result_output> added(new headless::result_output(id.Text()));
+    state_->outputs.push_back(std::move(added));
     return state_->outputs.back().get();
 }
 
