@@ -102,7 +102,10 @@ bool image<T>::is_pixel_type(const std::type_info& type) const {
 template <class T>
 T* image<T>::get_channel_data(const std::string& name, std::uint32_t row) {
     auto channel = channels_.find(name);
-    if (channel == channels_.end()) channel = channels_.emplace(name, new_buffer()).first;
+    if (channel == channels_.end()) {
+        channel = channels_.emplace(name, nullptr).first;
+        channel->second = new_buffer();
+    }
     if (!channel->second) {
         throw std::runtime_error("Image: Failed to allocate memory for channel " + name +
                                  "\n");
