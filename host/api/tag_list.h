@@ -6,7 +6,6 @@
 // another kind does not compile, nor does a tag without a value.
 
 #include <concepts>
-#include <cstddef>
 #include <cstdint>
 #include <initializer_list>
 #include <string>
@@ -50,9 +49,9 @@ struct CheckedTag {
     constexpr CheckedTag() requires std::same_as<Value, EndOfList>
     = default;
     consteval CheckedTag(Tag number) : tag(number) {
-        const bool fits = (number >> 28) == TagDigit<Value>();
-        const bool ends = std::same_as<Value, EndOfList> && number != 0;
-        if (!fits || ends) throw "the tag's high digit does not go with its value";
+        const bool open = std::same_as<Value, EndOfList> && number != 0;
+        if (open || (number >> 28) != TagDigit<Value>())
+            throw "the tag's high digit does not go with its value";
     }
 };
 
@@ -128,9 +127,8 @@ class HOST_API TagList {
     std::vector<TagPair> pairs_;
 };
 
-// The template head, the parameters and the arguments of a function that takes up to 16
-// pairs and a closing 0 behind its own parameters. Three lists that run in step, since a
-// parameter pack can not alternate between tags and values.
+// Template head, parameters and arguments of a function that takes up to 16 pairs and a
+// closing 0. Three lists in step: a pack can not alternate between tags and values.
 // clang-format off
 #define HOST_TAG_TYPES                                                                   \
     class A = EndOfList, class B = EndOfList, class C = EndOfList, class D = EndOfList,  \
