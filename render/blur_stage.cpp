@@ -34,9 +34,7 @@ bool render_driver::run_blur_stage(Request* request) {
     if (IsAborted()) return true;
 
     const std::uint32_t start = tick_count();
-    const std::int32_t chunks =
-        (static_cast<std::int32_t>(samples.size()) + CHUNK_SAMPLES - 1) / CHUNK_SAMPLES;
-    DoMultiProcess(request, chunks);
+    splat(request);
     Document()->PrintF(TIMING_SUB_ID, "Lucent Focusfall processing time: %d ms\n",
                        static_cast<int>(tick_count() - start));
 
@@ -60,6 +58,12 @@ void render_driver::build_kernel_table() {
         kernels.emplace_back();
         load_kernel_weights(*this, kernel.get(), kernels.back());
     }
+}
+
+void render_driver::splat(Request* request) {
+    const std::int32_t chunks =
+        (static_cast<std::int32_t>(samples.size()) + CHUNK_SAMPLES - 1) / CHUNK_SAMPLES;
+    DoMultiProcess(request, chunks);
 }
 
 bool render_driver::write_back() {

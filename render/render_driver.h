@@ -29,12 +29,12 @@ class render_driver : public ThreadedOperator, public focusfall_interface {
     Input* blur_image_input = nullptr;
     Output* output_output = nullptr;
 
-  private:
-    // Each is true when the host asked to stop.
-    bool run_pixel_pass();
-    bool run_blur_stage(Request* request);
-    bool write_back();
-    void build_kernel_table();
+    // The stages of a frame, in this order. Those with a result give true when the host
+    // asked to stop. Virtual: other tools may have ways of their own. [render thread]
+    virtual bool run_pixel_pass();      // fills `samples` and the output's copy
+    virtual void build_kernel_table();  // fills `kernels`
+    virtual void splat(Request* request);
+    virtual bool write_back();
 
     // of the current render, which owns none of them but lets go of `output_image`
     Image* input_image = nullptr;
@@ -42,4 +42,7 @@ class render_driver : public ThreadedOperator, public focusfall_interface {
     Image* blur_image = nullptr;  // null: nothing is connected
     std::vector<depth_sample>
         samples;  // filled by the pixel pass, only read by the chunks
+
+  private:
+    bool run_blur_stage(Request* request);  // true when the host asked to stop
 };

@@ -89,6 +89,7 @@ void focusfall_interface::splat_sample(const depth_sample& s) {
     const std::size_t index = kernel_index(*this, s.depth);
     const std::vector<float>& weights = kernels[index];
     if (weights.empty()) return;  // no kernel could be made for that diameter
+    const std::int32_t radius = kernel_radius(*this, index);
 
     // split the position between the four pixels around it
     const float column = std::floor(s.x);
@@ -101,7 +102,7 @@ void focusfall_interface::splat_sample(const depth_sample& s) {
         for (std::int32_t dx = 0; dx <= 1; ++dx) {
             const float wx = dx == 0 ? 1.0F - fx : fx;
             if (!(wx > 0.0F)) continue;
-            const stamp kernel{weights.data(), kernel_radius(*this, index),
+            const stamp kernel{weights.data(), radius,
                                static_cast<std::int32_t>(column) + dx,
                                static_cast<std::int32_t>(row) + dy, (wx * s.weight) * wy};
             add_stamp(*this, kernel, &s.r);
