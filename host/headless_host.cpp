@@ -247,4 +247,8 @@ std::unique_ptr<tool> host::create_tool(std::string_view class_id) {
     fail_unknown("tool class", class_id, names);
 }
 
+std::unique_ptr<tool> host::create_tool(Registry& linked_class) {
+    return std::unique_ptr<tool>(new tool(nullptr, &linked_class, workers_, console_));
+}
+
 }  // namespace headless

@@ -117,6 +117,8 @@ class HOST_API host {
     // Throws host_error for an unknown class, and when the class gives no instance, and
     // what the tool's constructor throws.
     std::unique_ptr<tool> create_tool(std::string_view class_id);
+    // A tool of a class that is linked into the program. Throws as above.
+    std::unique_ptr<tool> create_tool(Registry& linked_class);
 
   private:
     worker_pool workers_;
