@@ -1,0 +1,109 @@
+#include "kernels/kernel_shapes.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <vector>
+
+#include "kernels/kernel_weights.h"
+
+namespace {
+
+TEST(KernelSize, IsTheSmallestOddNumberNotBelowTheDiameter) {
+    for (int step = 1; step <= 48000; ++step) {
+        const double diameter = step * 0.01;
+        const std::int32_t size = odd_kernel_size(diameter);
+        ASSERT_EQ(size % 2, 1) << "diameter " << diameter;
+        ASSERT_GE(size, diameter);
+        ASSERT_LT(size, std::ceil(diameter) + 2);
+    }
+}
+
+class KernelShapes : public testing::Test {
+  protected:
+    KernelShapes() { params_.reference_image = model_.get(); }
+
+    Owned<Image> kernel(double width, double height, const Image* custom = nullptr,
+                        std::int32_t min_size = KERNEL_MIN_SIZE) {
+        return Owned<Image>(make_kernel(params_, width, height, custom, min_size));
+    }
+    static float at(const Owned<Image>& image, int x, int y) {
+        return image->Pixel(x, y)[Image::RED];
+    }
+
+    Owned<Image> model_{new Image(64, 48, 7)};
+    focusfall_interface params_;
+};
+
+TEST_F(KernelShapes, NeedAPositiveSizeAndAKnownStyle) {
+    EXPECT_FALSE(kernel(0.0, 1.0, nullptr, 0));
+    EXPECT_FALSE(kernel(1.0, -1.0, model_.get(), 0));
+    EXPECT_TRUE(kernel(1.0, 1.0, nullptr, 0));
+    EXPECT_TRUE(kernel(0.0, 0.0)) << "the least size makes it positive";
+    for (const int style : {-1, 5}) {
+        params_.blur_style = style;
+        EXPECT_FALSE(kernel(4.0, 4.0));
+        EXPECT_TRUE(kernel(4.0, 4.0, model_.get())) << "a picture needs no style";
+    }
+}
+
+// The two diameters differ only when asked for by other tools than ours.
+TEST_F(KernelShapes, AreStretchedFromTheLargerDiameter) {
+    for (int style = DISK; style <= LAPLACIAN; ++style) {
+        params_.blur_style = style;
+        const Owned<Image> square = kernel(9.0, 9.0);
+        const Owned<Image> wide = kernel(9.0, 4.2);
+        const Owned<Image> tall = kernel(0.5, 9.0);
+        ASSERT_EQ(wide->Width(), 9);
+        ASSERT_EQ(wide->Height(), 5);
+        ASSERT_EQ(tall->Width(), 3);
+        ASSERT_EQ(tall->Height(), 9);
+        ASSERT_EQ(square->Components(), 4);
+        for (int i = 0; i < 9; ++i) {
+            EXPECT_NEAR(at(wide, i, 2), at(wide, 8 - i, 2), 1e-6) << "style " << style;
+            EXPECT_NEAR(at(wide, i, 0), at(wide, i, 4), 1e-6) << "style " << style;
+            EXPECT_NEAR(at(tall, 0, i), at(tall, 2, 8 - i), 1e-6) << "style " << style;
+        }
+        EXPECT_LE(at(wide, 4, 2), at(square, 4, 4)) << "a mean around the peak";
+        EXPECT_GT(at(wide, 4, 2), 0.5F * at(square, 4, 4));
+    }
+}
+
+TEST_F(KernelShapes, ShrinkTheDiskWhenAsked) {
+    const Owned<Image> full = kernel(11.0, 11.0);
+    params_.shrink_disk = true;
+    const Owned<Image> shrunk = kernel(11.0, 11.0);
+    EXPECT_EQ(at(full, 10, 5), 1.0F);   // the radius is 5
+    EXPECT_EQ(at(shrunk, 8, 5), 1.0F);  // and now 3
+    EXPECT_NEAR(at(shrunk, 9, 5), 0.0F, 1e-6);
+}
+
+TEST_F(KernelShapes, BecomeWeightsOfOne) {
+    std::vector<float> weights{7.0F};
+    load_kernel_weights(params_, nullptr, weights);
+    EXPECT_TRUE(weights.empty());
+
+    // a disk smaller than a pixel leaves a trace on its four neighbours
+    load_kernel_weights(params_, kernel(0.01, 0.01).get(), weights);
+    const float trace = 0.0001F / 1.0004F;
+    const float expected[] = {0, trace, 0, trace, 1.0F / 1.0004F, trace, 0, trace, 0};
+    ASSERT_EQ(weights.size(), 9U);
+    for (std::size_t i = 0; i < 9; ++i) EXPECT_NEAR(weights[i], expected[i], 1e-6) << i;
+
+    // rows before columns, the third component, signs kept
+    const Owned<Image> picture(new Image(3, 2, 5));
+    for (int i = 0; i < 6; ++i) {
+        float* pixel = picture->Pixel(i % 3, i / 3);
+        std::fill_n(pixel, 5, 100.0F);
+        pixel[2] = static_cast<float>(i % 2 == 0 ? i : -i);
+    }
+    load_kernel_weights(params_, picture.get(), weights);
+    ASSERT_EQ(weights.size(), 6U);
+    for (std::size_t i = 0; i < 6; ++i) {
+        const double sign = i % 2 == 0 ? 1.0 : -1.0;
+        EXPECT_NEAR(weights[i], sign * static_cast<double>(i) / 15.0, 1e-6) << i;
+    }
+}
+
+}  // namespace
