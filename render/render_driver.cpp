@@ -58,8 +58,8 @@ bool render_driver::run_pixel_pass() {
         const float* source = input_image->Pixel(0, y);
         const float* depth = depth_image->Pixel(0, y) + component;
         float* copy = output_image->Pixel(0, y);
+        std::copy_n(source, static_cast<std::size_t>(width) * stride, copy);
         for (std::int32_t x = 0; x < width; ++x) {
-            std::copy_n(source, stride, copy);
             copy[Image::Z] = *depth;
 
             const float alpha = source[Image::ALPHA];
