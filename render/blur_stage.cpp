@@ -46,13 +46,17 @@ bool render_driver::run_blur_stage(Request* request) {
     return false;
 }
 
-void render_driver::build_kernel_table() {
-    kernels.push_back({1.0F});
+std::size_t render_driver::last_kernel_index() const {
     const double by_width = input_image->Width() / WIDTH_PER_STEP;
     const double by_coc = static_cast<double>(max_coc) / TABLE_STEP + 1.0;
-    const double limit = by_coc > by_width ? by_width : by_coc;
-    for (std::int32_t i = 1; !(limit < i); ++i) {
-        const double diameter = i * TABLE_STEP;
+    return static_cast<std::size_t>(by_coc > by_width ? by_width : by_coc);
+}
+
+void render_driver::build_kernel_table() {
+    kernels.push_back({1.0F});
+    const std::size_t last = last_kernel_index();
+    for (std::size_t i = 1; i <= last; ++i) {
+        const double diameter = static_cast<double>(i) * TABLE_STEP;
         const Owned<Image> kernel(
             make_kernel(*this, diameter, diameter, blur_image, KERNEL_MIN_SIZE));
         kernels.emplace_back();

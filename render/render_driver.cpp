@@ -10,15 +10,6 @@ namespace {
 
 constexpr int ERROR_SUB_ID = 60;  // console part for what went wrong
 
-// The component of a pixel that "BlurChannel" names.
-Image::Component depth_component(float blur_channel) {
-    if (blur_channel > 3.5F) return Image::ALPHA;
-    if (blur_channel > 2.5F) return Image::BLUE;
-    if (blur_channel > 1.5F) return Image::GREEN;
-    if (blur_channel > 0.5F) return Image::RED;
-    return Image::Z;
-}
-
 }  // namespace
 
 void render_driver::Process(Request* request) {
@@ -45,12 +36,20 @@ void render_driver::Process(Request* request) {
     }
 }
 
+Image::Component render_driver::depth_component() const {
+    if (blur_channel > 3.5F) return Image::ALPHA;
+    if (blur_channel > 2.5F) return Image::BLUE;
+    if (blur_channel > 1.5F) return Image::GREEN;
+    if (blur_channel > 0.5F) return Image::RED;
+    return Image::Z;
+}
+
 bool render_driver::run_pixel_pass() {
     const std::int32_t width = input_image->Width();
     const std::int32_t height = input_image->Height();
     const auto stride = static_cast<std::size_t>(input_image->Components());
     const auto depth_stride = static_cast<std::size_t>(depth_image->Components());
-    const Image::Component component = depth_component(blur_channel);
+    const Image::Component component = depth_component();
     const bool keep_transparent = normalize > 0.5F;
     samples.reserve(static_cast<std::size_t>(width) * static_cast<std::size_t>(height));
 

@@ -24,17 +24,29 @@ class render_driver : public ThreadedOperator, public focusfall_interface {
     void ProcessChunk(Request* request, std::int32_t chunk) override;
 
   protected:
+    // The two steps of the blur stage that a derived tool may replace. The accumulators
+    // are clear before the first; their sums are the result of the second.
+    //
+    // Fills `kernels`. [render thread]
+    virtual void build_kernel_table();
+    // Adds all samples to the accumulators, at least until the host asks to stop.
+    // [render thread, which gives chunks to the workers]
+    virtual void splat(Request* request);
+
+    // The steps of Process; each is true when the host asked to stop. [render thread]
+    virtual bool run_pixel_pass();
+    bool run_blur_stage(Request* request);
+    virtual bool write_back();
+
+    // The component of the depth image's pixels that "BlurChannel" names.
+    Image::Component depth_component() const;
+    // The last index of the kernel table for this frame's largest blur.
+    std::size_t last_kernel_index() const;
+
     // borrowed from the host, constant once the tool is built
     Input* input_input = nullptr;
     Input* blur_image_input = nullptr;
     Output* output_output = nullptr;
-
-    // The stages of a frame, in this order. Those with a result give true when the host
-    // asked to stop. Virtual: other tools may have ways of their own. [render thread]
-    virtual bool run_pixel_pass();      // fills `samples` and the output's copy
-    virtual void build_kernel_table();  // fills `kernels`
-    virtual void splat(Request* request);
-    virtual bool write_back();
 
     // of the current render, which owns none of them but lets go of `output_image`
     Image* input_image = nullptr;
@@ -42,7 +54,4 @@ class render_driver : public ThreadedOperator, public focusfall_interface {
     Image* blur_image = nullptr;  // null: nothing is connected
     std::vector<depth_sample>
         samples;  // filled by the pixel pass, only read by the chunks
-
-  private:
-    bool run_blur_stage(Request* request);  // true when the host asked to stop
 };
