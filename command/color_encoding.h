@@ -1,0 +1,28 @@
+#pragma once
+// How stored numbers stand for light.
+
+#include <string>
+
+// A transfer curve by name: "Linear", "sRGB", "Rec709" or "Gamma" with its exponent, as
+// in "Gamma2.2"; letter case does not matter. A plain value.
+class color_encoding {
+  public:
+    static color_encoding linear() { return color_encoding(curve::LINEAR, 1.0F); }
+    static color_encoding srgb() { return color_encoding(curve::SRGB, 2.4F); }
+    // Throws headless::host_error for any other name.
+    static color_encoding named(const std::string& name);
+
+    bool is_linear() const { return curve_ == curve::LINEAR; }
+    std::string name() const;
+
+    // Light for a stored number, and back. Both go on beyond 0 and 1, mirrored below 0.
+    float decoded(float stored) const;
+    float encoded(float light) const;
+
+  private:
+    enum class curve { LINEAR, SRGB, REC709, GAMMA };
+    color_encoding(curve c, float exponent) : curve_(c), exponent_(exponent) {}
+
+    curve curve_;
+    float exponent_;
+};
