@@ -42,11 +42,11 @@ bool is_temporary(const fs::path& file) {
     return name.starts_with(TEMPORARY_PREFIX) && name.ends_with(TEMPORARY_SUFFIX);
 }
 
-// Takes the lock; false when another has it, or has removed the file meanwhile.
-bool lock(int descriptor) {
+// Locks a new file; false when a run that looked for abandoned files was quicker.
+bool keep(int descriptor) {
     struct stat status {};
-    return flock(descriptor, LOCK_EX | LOCK_NB) == 0 && fstat(descriptor, &status) == 0 &&
-           status.st_nlink > 0;
+    if (flock(descriptor, LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK) return false;
+    return fstat(descriptor, &status) == 0 && status.st_nlink > 0;
 }
 
 }  // namespace
@@ -57,19 +57,17 @@ output_file::output_file(const fs::path& final_name) : final_(final_name) {
     if (fs::exists(final_) && !fs::is_regular_file(final_)) {
         throw headless::host_error(final_.string() + ": is there already and no file");
     }
+    const std::scoped_lock guard(unfinished_mutex);
     while (descriptor_ < 0) {
         temporary_ = temporary_name_in(final_.parent_path());
         descriptor_ =
             open(temporary_.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
         if (descriptor_ < 0 && errno != EEXIST) fail(final_, "can not be written");
-        // a run that looks for abandoned files may be quicker than the lock
-        if (descriptor_ >= 0 && !lock(descriptor_)) {
+        if (descriptor_ >= 0 && !keep(descriptor_)) {
             close(descriptor_);
-            unlink(temporary_.c_str());
             descriptor_ = -1;
         }
     }
-    const std::scoped_lock guard(unfinished_mutex);
     unfinished.insert(temporary_);
 }
 
@@ -102,13 +100,13 @@ void remove_abandoned_files(const fs::path& folder) {
         const int descriptor =
             open(entry.path().c_str(), O_RDWR | O_CLOEXEC | O_NOFOLLOW);
         if (descriptor < 0) continue;
-        if (lock(descriptor)) unlink(entry.path().c_str());
+        if (flock(descriptor, LOCK_EX | LOCK_NB) == 0) unlink(entry.path().c_str());
         close(descriptor);
     }
 }
 
-void remove_unfinished_files() noexcept {
-    const std::scoped_lock guard(unfinished_mutex);
+void exit_without_unfinished_files(int status) noexcept {
+    const std::scoped_lock guard(unfinished_mutex);  // no further file from here on
     for (const fs::path& file : unfinished) unlink(file.c_str());
-    unfinished.clear();
+    _exit(status);
 }

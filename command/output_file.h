@@ -29,6 +29,6 @@ class output_file {
 // Removes the temporary files of killed runs from a folder; those in use stay.
 void remove_abandoned_files(const std::filesystem::path& folder);
 
-// Removes the temporary files of this process, for an exit that unwinds nothing.
-// [any thread]
-void remove_unfinished_files() noexcept;
+// Removes the temporary files of this process and ends it, unwinding nothing. [any
+// thread]
+[[noreturn]] void exit_without_unfinished_files(int status) noexcept;

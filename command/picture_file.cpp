@@ -1,10 +1,9 @@
 #include "command/picture_file.h"
 
 #include <algorithm>
-#include <cmath>
-#include <memory>
+#include <utility>
 
-#include "command/color_encoding.h"
+#include "command/host_images.h"
 #include "command/output_file.h"
 #include "host/control.h"
 
@@ -27,9 +26,17 @@ void expect_regular_file(const fs::path& file) {
     if (!fs::is_regular_file(status)) fail(file, "is no regular file");
 }
 
-picture_part read_part(OIIO::ImageInput& input, const fs::path& file) {
-    picture_part part{input.spec(), {}};
-    const OIIO::ImageSpec& spec = part.spec;
+// Bytes of all pixels, or the largest number when they are more than that.
+std::uint64_t pixel_bytes(const OIIO::ImageSpec& spec) {
+    std::uint64_t bytes = 0;
+    return __builtin_mul_overflow(spec.image_pixels(), spec.pixel_bytes(true), &bytes)
+               ? UINT64_MAX
+               : bytes;
+}
+
+// Refuses what is no flat picture or lies beyond all sense, before memory is taken.
+void check_header(const OIIO::ImageSpec& spec, const fs::path& file,
+                  std::uint64_t most_bytes) {
     if (spec.deep) {
         fail(file,
              "holds deep samples; flatten it first, as by oiiotool IN --flatten -o OUT");
@@ -37,9 +44,27 @@ picture_part read_part(OIIO::ImageInput& input, const fs::path& file) {
     if (spec.width < 1 || spec.height < 1 || spec.depth > 1 || spec.nchannels < 1) {
         fail(file, "holds no flat picture");
     }
-    part.pixels.resize(spec.image_bytes(true));
-    if (!input.read_image(input.current_subimage(), 0, 0, spec.nchannels,
-                          TypeDesc::UNKNOWN, part.pixels.data())) {
+    const window both = united(data_window(spec), display_window(spec));
+    constexpr std::int64_t MOST_SIDE = 1 << 30;
+    if (both.width > MOST_SIDE || both.height > MOST_SIDE) {
+        fail(file, "is " + shown(both) + " pixels, which is too much");
+    }
+    if (pixel_bytes(spec) > most_bytes) {
+        fail(file, "is " + shown(both) + " with " + std::to_string(spec.nchannels) +
+                       " channels, which is more than the memory holds");
+    }
+    std::vector<std::string> names = spec.channelnames;
+    std::ranges::sort(names);
+    const auto twice = std::ranges::adjacent_find(names);
+    if (twice != names.end()) fail(file, "has two channels called \"" + *twice + "\"");
+}
+
+picture_part read_part(OIIO::ImageInput& input, const fs::path& file,
+                       std::uint64_t most_bytes) {
+    check_header(input.spec(), file, most_bytes);
+    picture_part part = empty_part(input.spec());
+    if (!input.read_image(input.current_subimage(), 0, 0, part.spec.nchannels,
+                          TypeDesc::UNKNOWN, part.pixels.get())) {
         fail(file, input.geterror());
     }
     return part;
@@ -59,81 +84,71 @@ bool holds_floats(const OIIO::ImageOutput& output) {
     return format == "openexr" || format == "tiff" || format == "hdr";
 }
 
-// One pixel as a display format stores it: colour that is not multiplied by alpha,
-// encoded; what is no number becomes black.
-void encode_pixel(const float* pixel, const color_encoding& encoding, float* stored) {
-    const float alpha = pixel[Image::ALPHA];
-    const float divisor = alpha > 0.0F ? alpha : 1.0F;
-    const Image::Component order[] = {Image::RED, Image::GREEN, Image::BLUE};
-    for (const Image::Component component : order) {
-        const float value = encoding.encoded(pixel[component] / divisor);
-        *stored++ = std::isnan(value) ? 0.0F : std::clamp(value, 0.0F, 1.0F);
-    }
-    *stored = std::isnan(alpha) ? 0.0F : std::clamp(alpha, 0.0F, 1.0F);
+// Formats whose whole numbers may have 16 bits.
+bool holds_words(const OIIO::ImageOutput& output) {
+    const std::string format = output.format_name();
+    return format == "png" || format == "tiff" || format == "dpx" || format == "pnm" ||
+           format == "sgi" || format == "jpeg2000";
 }
 
-void write_encoded(const Image& image, const fs::path& file, TypeDesc type,
-                   int channels) {
-    picture_part part;
-    part.spec = OIIO::ImageSpec(image.Width(), image.Height(), channels, type);
-    part.spec.attribute("oiio:UnassociatedAlpha", 1);
-    part.spec.attribute("oiio:ColorSpace", "sRGB");
-    const auto per_pixel = static_cast<std::size_t>(channels);
-    std::vector<float> stored(part.spec.image_pixels() * per_pixel);
-    const color_encoding encoding = color_encoding::srgb();
-    float* next = stored.data();
-    for (std::int32_t y = 0; y < image.Height(); ++y) {
-        for (std::int32_t x = 0; x < image.Width(); ++x) {
-            float pixel[4];
-            encode_pixel(image.Pixel(x, y), encoding, pixel);
-            next = std::copy_n(pixel, per_pixel, next);
-        }
+constexpr Image::Component STORED_ORDER[] = {Image::RED, Image::GREEN, Image::BLUE,
+                                             Image::ALPHA, Image::Z};
+
+void write_encoded(const Image& image, const fs::path& file, TypeDesc type) {
+    const int channels = holds_alpha(file) ? 4 : 3;
+    OIIO::ImageSpec spec(image.Width(), image.Height(), channels, type);
+    spec.attribute("oiio:UnassociatedAlpha", 1);
+    spec.attribute("oiio:ColorSpace", "sRGB");
+
+    const window area{0, 0, image.Width(), image.Height()};
+    const Owned<Image> encoded = cropped(image, area, area);
+    encode_image(*encoded, color_encoding::srgb(), channels == 4);
+    bound_image(*encoded);
+    picture parts;
+    parts.push_back(empty_part(std::move(spec)));
+    for (std::size_t i = 0; i < static_cast<std::size_t>(channels); ++i) {
+        store_component(*encoded, STORED_ORDER[i], parts[0], i);
     }
-    part.pixels.resize(part.spec.image_bytes());
-    OIIO::convert_pixel_values(TypeDesc::FLOAT, stored.data(), type, part.pixels.data(),
-                               static_cast<int>(stored.size()));
-    write_picture({part}, file);
+    write_picture(parts, file);
 }
 
-void write_linear(const Image& image, const fs::path& file, TypeDesc type, bool with_z) {
-    const int channels = with_z ? 5 : 4;
-    picture_part part;
-    part.spec = OIIO::ImageSpec(image.Width(), image.Height(), channels, type);
+void write_linear(const Image& image, const fs::path& file, TypeDesc type) {
+    const bool with_z = holds_named_channels(file);
+    const int channels = with_z ? 5 : holds_alpha(file) ? 4 : 3;
+    OIIO::ImageSpec spec(image.Width(), image.Height(), channels, type);
     if (with_z) {
-        part.spec.channelnames = {"R", "G", "B", "A", "Z"};
-        part.spec.channelformats.assign(4, type);
-        part.spec.channelformats.push_back(TypeDesc::FLOAT);
-        part.spec.z_channel = 4;
+        spec.channelnames = {"R", "G", "B", "A", "Z"};
+        spec.channelformats.assign(4, type);
+        spec.channelformats.push_back(TypeDesc::FLOAT);
+        spec.z_channel = 4;
     }
-    const Image::Component order[] = {Image::RED, Image::GREEN, Image::BLUE, Image::ALPHA,
-                                      Image::Z};
-    const auto stride = static_cast<OIIO::stride_t>(part.spec.pixel_bytes(true));
-    part.pixels.resize(part.spec.image_bytes(true));
-    std::byte* stored = part.pixels.data();
-    for (int i = 0; i < channels; ++i) {
-        OIIO::convert_image(
-            1, image.Width(), image.Height(), 1, image.Pixel(0, 0) + order[i],
-            TypeDesc::FLOAT,
-            static_cast<OIIO::stride_t>(sizeof(float)) * image.Components(),
-            OIIO::AutoStride, OIIO::AutoStride, stored, part.spec.channelformat(i),
-            stride, OIIO::AutoStride, OIIO::AutoStride);
-        stored += part.spec.channelformat(i).size();
+    picture parts;
+    parts.push_back(empty_part(std::move(spec)));
+    for (std::size_t i = 0; i < static_cast<std::size_t>(channels); ++i) {
+        store_component(image, STORED_ORDER[i], parts[0], i);
     }
-    write_picture({part}, file);
+    write_picture(parts, file);
 }
 
 }  // namespace
 
-picture read_picture(const fs::path& file) {
+picture_part empty_part(OIIO::ImageSpec spec) {
+    const std::size_t bytes = spec.image_bytes(true);
+    return {std::move(spec), std::make_unique_for_overwrite<std::byte[]>(bytes)};
+}
+
+picture read_picture(const fs::path& file, std::uint64_t most_bytes) {
     expect_regular_file(file);
     OIIO::ImageSpec config;
     config.attribute("oiio:UnassociatedAlpha", 1);  // multiplied once colours are linear
     const auto input = OIIO::ImageInput::open(file.string(), &config);
     if (!input) fail(file, OIIO::geterror());
+
     picture parts;
     const bool all_parts = std::string(input->format_name()) == "openexr";
     do {
-        parts.push_back(read_part(*input, file));
+        parts.push_back(read_part(*input, file, most_bytes));
+        most_bytes -= pixel_bytes(parts.back().spec);
     } while (all_parts && input->seek_subimage(static_cast<int>(parts.size()), 0));
     return parts;
 }
@@ -155,7 +170,7 @@ void write_picture(const picture& parts, const fs::path& file) {
         const TypeDesc type = specs[i].channelformats.empty()
                                   ? specs[i].format
                                   : TypeDesc(TypeDesc::UNKNOWN);
-        if (!output->write_image(type, parts[i].pixels.data())) {
+        if (!output->write_image(type, parts[i].pixels.get())) {
             fail(file, output->geterror());
         }
     }
@@ -168,16 +183,26 @@ bool holds_named_channels(const fs::path& file) {
     return output->supports("channelformats") > 0 && output->supports("nchannels") > 0;
 }
 
-void write_image(const Image& image, const fs::path& file, TypeDesc type) {
+bool holds_alpha(const fs::path& file) {
     const auto output = writer_for(file);
-    if (holds_floats(*output)) {
-        write_linear(image, file, type, holds_named_channels(file));
+    return output->supports("alpha") > 0 && std::string(output->format_name()) != "hdr";
+}
+
+TypeDesc stored_type(const fs::path& file, TypeDesc type) {
+    const auto output = writer_for(file);
+    if (holds_floats(*output)) return type;
+    return type.size() == 1 || !holds_words(*output) ? TypeDesc::UINT8 : TypeDesc::UINT16;
+}
+
+void write_image(const Image& image, const fs::path& file, TypeDesc type) {
+    const TypeDesc stored = stored_type(file, type);
+    if (stored.is_floating_point()) {
+        write_linear(image, file, stored);
     } else {
-        write_encoded(image, file, TypeDesc::UINT16, output->supports("alpha") ? 4 : 3);
+        write_encoded(image, file, stored);
     }
 }
 
 void write_preview(const Image& image, const fs::path& file) {
-    const auto output = writer_for(file);
-    write_encoded(image, file, TypeDesc::UINT8, output->supports("alpha") ? 4 : 3);
+    write_encoded(image, file, TypeDesc::UINT8);
 }

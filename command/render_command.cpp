@@ -1,3 +1,143 @@
-#include "command/commands.h"
+#include <CLI/CLI.hpp>
 
-void add_render_command(CLI::App& /*app*/) {}
+#include <iostream>
+#include <memory>
+
+#include "command/commands.h"
+#include "command/frame_range.h"
+#include "command/interruption.h"
+#include "command/memory_limit.h"
+#include "command/session.h"
+#include "command/shot.h"
+
+namespace {
+
+// The line as it was typed.
+struct render_line {
+    session_options session;
+    shot_options shot;
+    std::string data_type;
+    std::string color_space;
+    std::string frames;
+};
+
+std::string joined(const std::vector<int>& frames) {
+    std::string text;
+    for (const int frame : frames)
+        text += (text.empty() ? "" : ", ") + std::to_string(frame);
+    return text;
+}
+
+std::string name_of(headless::host& host, const std::string& tool_id) {
+    for (const headless::class_info& tool : host.classes()) {
+        if (tool.id == tool_id) return tool.name;
+    }
+    return tool_id;
+}
+
+void render(render_line& line) {
+    shot_options& options = line.shot;
+    if (!line.frames.empty()) options.frames = parse_frames(line.frames);
+    if (line.data_type == "half") options.output_as.type = OIIO::TypeDesc::HALF;
+    if (line.data_type == "float") options.output_as.type = OIIO::TypeDesc::FLOAT;
+    if (!line.color_space.empty()) {
+        options.load.encoding = color_encoding::named(line.color_space);
+        options.output_as.encoding = options.load.encoding;
+    }
+    options.quiet = line.session.quiet;
+    if (options.memory_limit == 0) options.memory_limit = available_memory();
+
+    holds_named_channels(options.output);  // throws when no format has such a name
+    if (!options.preview.empty()) holds_named_channels(options.preview);
+    check_names(options);
+    hold_back_signals();
+    guard_memory(options.memory_limit);
+    OIIO::attribute("threads", line.session.threads);
+    OIIO::attribute("exr_threads", line.session.threads);
+
+    session session(line.session);
+    options.tool_name =
+        name_of(session.host(), line.session.tool_id) + " " + FOCUSFALL_VERSION;
+    const auto tool = session.create_tool();
+    const interruption stop(*tool);
+    try {
+        const std::vector<int> failed = render_shot(options, *tool, stop);
+        if (failed.empty()) return;
+        std::cerr << "focusfall: " << failed.size() << " of " << options.frames.size()
+                  << " frames failed: " << joined(failed) << "\n";
+    } catch (const interrupted&) {
+        throw CLI::RuntimeError(INTERRUPTED_STATUS);
+    }
+    throw CLI::RuntimeError(1);
+}
+
+// A check of the parser, which wants a text: empty when all is well.
+template <class Parse>
+auto accepted_by(Parse parse) {
+    return [parse](const std::string& text) {
+        try {
+            parse(text);
+            return std::string();
+        } catch (const headless::host_error& error) {
+            return std::string(error.what());
+        }
+    };
+}
+
+void add_file_options(CLI::App& verb, render_line& line) {
+    shot_options& shot = line.shot;
+    verb.add_option("input", shot.input, "Picture to blur")->required();
+    verb.add_option("-o,--output", shot.output, "Picture to write")
+        ->required()
+        ->type_name("FILE");
+    verb.add_option("--depth-map", shot.depth_map, "Picture with the depth")
+        ->type_name("FILE");
+    verb.add_option("--blur-image", shot.blur_image, "Picture of the blur's shape")
+        ->type_name("FILE");
+    verb.add_option("--preview", shot.preview, "8-bit sRGB picture to look at")
+        ->type_name("FILE");
+    verb.add_option("--layer", shot.load.layer, "Layer, view or part with the colour")
+        ->type_name("NAME");
+    verb.add_option("--depth-channel", shot.load.depth_channel, "Channel with the depth")
+        ->type_name("NAME");
+    verb.add_option("--data-type", line.data_type, "Pixel type (default: the input's)")
+        ->check(CLI::IsMember({"half", "float"}));
+    verb.add_option("--compression", shot.output_as.compression,
+                    "Compression (default: the input's)")
+        ->type_name("NAME");
+    verb.add_option("--colorspace", line.color_space,
+                    "Linear, sRGB, Rec709 or as in Gamma2.2 (default: what files say)")
+        ->check(accepted_by(color_encoding::named))
+        ->type_name("NAME");
+}
+
+void add_shot_options(CLI::App& verb, render_line& line) {
+    shot_options& shot = line.shot;
+    verb.add_option("--frames", line.frames,
+                    "Frames, as in 1-48, 1-96x2 or 1-10,20; names hold #### or %04d")
+        ->check(accepted_by(parse_frames))
+        ->type_name("LIST");
+    verb.add_flag("--skip-existing", shot.skip_existing,
+                  "Leave out frames that are there");
+    verb.add_option("--log", shot.log, "Append a line of JSON a frame")
+        ->type_name("FILE");
+    verb.add_option("--memory-limit", shot.memory_limit,
+                    "Memory to use, as in 8GB (default: what is free, less a margin)")
+        ->transform(CLI::AsSizeValue(false))
+        ->type_name("SIZE");
+}
+
+}  // namespace
+
+void add_render_command(CLI::App& app) {
+    auto line = std::make_shared<render_line>();
+    CLI::App* verb = app.add_subcommand("render", "Blur a picture, or a shot of them");
+    add_file_options(*verb, *line);
+    line->session.add_tool_options(*verb);
+    verb->add_option("--threads", line->session.threads, "Threads (default: all)")
+        ->check(CLI::Range(1, 1024))
+        ->type_name("N");
+    add_shot_options(*verb, *line);
+    verb->add_flag("--quiet", line->session.quiet, "Print errors only");
+    verb->callback([line] { render(*line); });
+}

@@ -1,0 +1,17 @@
+#pragma once
+// The frames of a shot, and the names of their files.
+
+#include <string>
+#include <vector>
+
+// The frames that a text like "1-48", "1-96x2" or "1-10,20,30-40" lists, each once, in
+// the order of the text. Throws headless::host_error for any other text, and for more
+// than a million frames.
+std::vector<int> parse_frames(const std::string& text);
+
+// True when `name` holds a place for a frame number: "####" of any length, "%d" or
+// "%04d".
+bool has_frame_pattern(const std::string& name);
+
+// `name` with the number in all such places, filled with zeros as wide as they ask for.
+std::string frame_name(const std::string& name, int frame);

@@ -1,0 +1,56 @@
+#include "command/interruption.h"
+
+#include <pthread.h>
+#include <signal.h>
+
+#include <chrono>
+
+#include "command/output_file.h"
+
+namespace {
+
+using namespace std::chrono_literals;
+
+constexpr auto GRACE = 300ms;  // for an orderly end
+
+sigset_t held_back_signals() {
+    sigset_t signals;
+    sigemptyset(&signals);
+    for (const int signal : {SIGINT, SIGTERM, SIGHUP}) sigaddset(&signals, signal);
+    return signals;
+}
+
+}  // namespace
+
+void hold_back_signals() {
+    const sigset_t signals = held_back_signals();
+    pthread_sigmask(SIG_BLOCK, &signals, nullptr);
+    // a file that outgrows its limit is an error like a full disk
+    signal(SIGXFSZ, SIG_IGN);
+}
+
+interruption::interruption(headless::tool& tool)
+    : tool_(tool), watcher_([this] { wait_for_signal(); }) {}
+
+interruption::~interruption() {
+    {
+        const std::scoped_lock lock(mutex_);
+        ending_ = true;
+    }
+    ended_.notify_all();
+    pthread_kill(watcher_.native_handle(), SIGTERM);  // in case it still waits for one
+    watcher_.join();
+}
+
+void interruption::wait_for_signal() {
+    const sigset_t signals = held_back_signals();
+    int signal = 0;
+    sigwait(&signals, &signal);
+
+    std::unique_lock lock(mutex_);
+    if (ending_) return;
+    requested_ = true;
+    tool_.abort();
+    if (ended_.wait_for(lock, GRACE, [this] { return ending_; })) return;
+    exit_without_unfinished_files(INTERRUPTED_STATUS);
+}

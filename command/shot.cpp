@@ -1,0 +1,325 @@
+#include "command/shot.h"
+
+#include <sys/stat.h>
+
+#include <chrono>
+#include <cmath>
+#include <fstream>
+#include <future>
+#include <iostream>
+#include <map>
+#include <set>
+
+#include <nlohmann/json.hpp>
+
+#include "command/display_measure.h"
+#include "command/frame_range.h"
+#include "command/memory_limit.h"
+#include "command/output_file.h"
+#include "command/progress_bar.h"
+#include "command/render_forecast.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+using headless::host_error;
+using clock_type = std::chrono::steady_clock;
+
+double seconds_since(clock_type::time_point start) {
+    return std::chrono::duration<double>(clock_type::now() - start).count();
+}
+
+// What became of a frame.
+struct frame_report {
+    int frame = 0;
+    frame_files files;
+    std::string status = "done";
+    std::string error;
+    double read_seconds = 0.0;
+    double render_seconds = 0.0;
+    double write_seconds = 0.0;
+    double largest_blur = 0.0;  // pixels
+};
+
+// A frame on its way, from being read until it is written.
+struct frame_job {
+    frame_report report;
+    loaded_frame loaded;
+    Owned<Image> result;
+    std::string record;
+};
+
+frame_files files_of(const shot_options& options, int frame) {
+    const auto name = [&](const std::string& pattern) -> fs::path {
+        return options.frames.empty() ? pattern : frame_name(pattern, frame);
+    };
+    return {name(options.input), name(options.depth_map), name(options.blur_image),
+            name(options.output), name(options.preview)};
+}
+
+std::vector<int> frames_of(const shot_options& options) {
+    return options.frames.empty() ? std::vector{0} : options.frames;
+}
+
+// The tool and the values that differ from its defaults, for whoever finds the picture.
+std::string record_of(const headless::tool& tool, TimeStamp time, std::string name) {
+    for (const headless::control* control : tool.controls()) {
+        const headless::control_info& info = control->info();
+        if (!info.is_number()) continue;
+        const double value = control->number(time);
+        if (value != info.initial) name += "; " + info.id + "=" + info.shown(value);
+    }
+    return name;
+}
+
+nlohmann::ordered_json log_line(const frame_report& report) {
+    nlohmann::ordered_json line{{"frame", report.frame},
+                                {"input", report.files.input.string()},
+                                {"output", report.files.output.string()},
+                                {"status", report.status}};
+    if (!report.error.empty()) line["error"] = report.error;
+    if (report.status == "skipped") return line;
+    line["read_seconds"] = report.read_seconds;
+    line["render_seconds"] = report.render_seconds;
+    line["write_seconds"] = report.write_seconds;
+    // infinity is no number of this notation
+    if (std::isfinite(report.largest_blur)) line["largest_blur"] = report.largest_blur;
+    return line;
+}
+
+class shot_renderer {
+  public:
+    shot_renderer(const shot_options& options, headless::tool& tool,
+                  const interruption& stop)
+        : options_(options),
+          tool_(tool),
+          stop_(stop),
+          loader_(options.load),
+          bar_(!options.quiet) {
+        if (options.log.empty()) return;
+        log_.open(options.log, std::ios::app);
+        if (!log_) throw host_error(options.log + ": can not be written");
+    }
+
+    std::vector<int> render();
+
+  private:
+    std::vector<frame_report> frames_to_render();
+    frame_job read(frame_report report, bool needs_depth);
+    void render_job(frame_job& job);
+    void check_memory(const frame_job& job) const;
+    frame_report write(frame_job job) const;
+    void finish(const frame_report& report);
+    void finish_write(std::future<frame_report>& writing);
+    bool is_shot() const { return !options_.frames.empty(); }
+    std::future<frame_job> start_reading(const frame_report& report);
+
+    const shot_options& options_;
+    headless::tool& tool_;
+    const interruption& stop_;
+    frame_loader loader_;
+    progress_bar bar_;
+    std::ofstream log_;
+    std::size_t frames_ = 0;    // to render
+    std::size_t rendered_ = 0;  // of these
+    std::vector<int> failed_;
+};
+
+std::vector<frame_report> shot_renderer::frames_to_render() {
+    std::vector<frame_report> reports;
+    std::set<fs::path> folders;
+    for (const int frame : frames_of(options_)) {
+        frame_report report;
+        report.frame = frame;
+        report.files = files_of(options_, frame);
+        if (folders.insert(report.files.output.parent_path()).second) {
+            remove_abandoned_files(report.files.output.parent_path());
+        }
+        if (options_.skip_existing && fs::exists(report.files.output)) {
+            report.status = "skipped";
+            finish(report);
+        } else {
+            reports.push_back(std::move(report));
+        }
+    }
+    return reports;
+}
+
+frame_job shot_renderer::read(frame_report report, bool needs_depth) {
+    frame_job job;
+    job.report = std::move(report);
+    const auto start = clock_type::now();
+    try {
+        job.loaded = loader_.load(job.report.files, needs_depth, options_.memory_limit);
+    } catch (const std::exception& error) {
+        job.report.status = "failed";
+        job.report.error = error.what();
+    }
+    job.report.read_seconds = seconds_since(start);
+    return job;
+}
+
+std::future<frame_job> shot_renderer::start_reading(const frame_report& report) {
+    bool needs_depth = false;
+    for (const headless::control* control : tool_.controls()) {
+        if (control->info().id != "BlurChannel") continue;
+        needs_depth = control->info().shown(control->number(report.frame)) == "Z";
+    }
+    return std::async(std::launch::async, &shot_renderer::read, this, report,
+                      needs_depth);
+}
+
+void shot_renderer::check_memory(const frame_job& job) const {
+    const std::uint64_t bytes =
+        render_bytes(job.loaded, job.report.largest_blur, is_shot());
+    if (bytes <= options_.memory_limit) return;
+    const std::string input = job.report.files.input.string();
+    const std::uint64_t table =
+        kernel_table_bytes(job.report.largest_blur, job.loaded.input.area.width);
+    throw host_error(input + ": would take about " + shown_bytes(bytes) +
+                     " of memory, the limit is " + shown_bytes(options_.memory_limit) +
+                     (table > bytes / 2 ? std::string("; lower ") +
+                                              blur_control(tool_, job.report.frame)
+                                        : "; raise --memory-limit"));
+}
+
+void shot_renderer::render_job(frame_job& job) {
+    const auto start = clock_type::now();
+    const TimeStamp time = job.report.frame;
+    const input_picture& input = job.loaded.input;
+    job.report.largest_blur = largest_blur(tool_, time, input.display.width);
+    check_memory(job);
+    job.record = record_of(tool_, time, options_.tool_name);
+
+    tool_.connect("Input", job.loaded.image.get());
+    if (job.loaded.depth_map) tool_.connect("DepthMap", job.loaded.depth_map.get());
+    if (job.loaded.blur_image) tool_.connect("BlurImage", job.loaded.blur_image.get());
+    const display_measure measure(tool_, time, input.display, input.area);
+    const auto progress = [&](std::int32_t done, std::int32_t all) {
+        // the tool prints next: its line must not run into the bar
+        if (done == all) return bar_.clear();
+        const double within = static_cast<double>(done) / all;
+        bar_.show(
+            (static_cast<double>(rendered_) + within) / static_cast<double>(frames_),
+            is_shot()
+                ? std::to_string(rendered_) + " of " + std::to_string(frames_) + " frames"
+                : "");
+    };
+    headless::frame rendered = tool_.render(time, progress);
+    stop_.check();
+    if (rendered.how != headless::frame::end::DONE) {
+        throw host_error(job.report.files.input.string() + ": " + rendered.error);
+    }
+    job.result = std::move(rendered.image);
+    job.report.render_seconds = seconds_since(start);
+}
+
+frame_report shot_renderer::write(frame_job job) const {
+    const auto start = clock_type::now();
+    const frame_files& files = job.report.files;
+    try {
+        const input_picture& input = job.loaded.input;
+        stop_.check();
+        write_picture(result_picture(input, *job.result, files.output, options_.output_as,
+                                     job.record),
+                      files.output);
+        stop_.check();
+        if (!files.preview.empty()) {
+            write_preview(*cropped(*job.result, input.area, input.display),
+                          files.preview);
+        }
+    } catch (const std::exception& error) {
+        job.report.status = "failed";
+        job.report.error = error.what();
+    }
+    job.report.write_seconds = seconds_since(start);
+    return job.report;
+}
+
+void shot_renderer::finish(const frame_report& report) {
+    if (log_.is_open()) log_ << log_line(report).dump() << std::endl;
+    if (report.status != "failed") return;
+    if (!is_shot()) throw host_error(report.error);
+    failed_.push_back(report.frame);
+    bar_.clear();
+    std::cerr << "focusfall: frame " << report.frame << ": " << report.error << "\n";
+}
+
+void shot_renderer::finish_write(std::future<frame_report>& writing) {
+    if (writing.valid()) finish(writing.get());
+}
+
+std::vector<int> shot_renderer::render() {
+    const std::vector<frame_report> reports = frames_to_render();
+    frames_ = reports.size();
+    std::future<frame_report> writing;
+    std::future<frame_job> reading;
+    if (!reports.empty()) reading = start_reading(reports.front());
+
+    for (rendered_ = 0; rendered_ < frames_; ++rendered_) {
+        frame_job job = reading.get();
+        stop_.check();
+        if (rendered_ + 1 < frames_) reading = start_reading(reports[rendered_ + 1]);
+        try {
+            if (job.report.error.empty()) render_job(job);
+        } catch (const host_error& error) {
+            job.report.status = "failed";
+            job.report.error = error.what();
+        }
+        finish_write(writing);
+        if (job.report.error.empty()) {
+            writing = std::async(std::launch::async, &shot_renderer::write, this,
+                                 std::move(job));
+        } else {
+            finish(job.report);
+        }
+    }
+    finish_write(writing);
+    stop_.check();
+    return failed_;
+}
+
+// What tells a file from all others, whatever name it goes by; nothing when there is
+// none.
+using file_identity = std::pair<dev_t, ino_t>;
+
+std::optional<file_identity> identity(const fs::path& file) {
+    struct stat status {};
+    if (file.empty() || stat(file.c_str(), &status) != 0) return std::nullopt;
+    return file_identity(status.st_dev, status.st_ino);
+}
+
+}  // namespace
+
+void check_names(const shot_options& options) {
+    std::set<file_identity> inputs;
+    for (const int frame : frames_of(options)) {
+        const frame_files files = files_of(options, frame);
+        for (const auto& file : {files.input, files.depth_map, files.blur_image}) {
+            if (const auto known = identity(file)) inputs.insert(*known);
+        }
+    }
+    std::map<fs::path, int> outputs;
+    for (const int frame : frames_of(options)) {
+        const frame_files files = files_of(options, frame);
+        for (const auto& file : {files.output, files.preview}) {
+            if (file.empty()) continue;
+            const auto known = identity(file);
+            if (known && inputs.contains(*known)) {
+                throw host_error(file.string() + ": is an input; choose another output");
+            }
+            const auto [other, is_new] =
+                outputs.emplace(fs::weakly_canonical(file), frame);
+            if (is_new) continue;
+            throw host_error(file.string() + ": would be written twice" +
+                             (other->second == frame
+                                  ? ", as output and preview"
+                                  : "; put #### in its name for the frame number"));
+        }
+    }
+}
+
+std::vector<int> render_shot(const shot_options& options, headless::tool& tool,
+                             const interruption& stop) {
+    return shot_renderer(options, tool, stop).render();
+}
