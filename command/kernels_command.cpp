@@ -21,8 +21,9 @@ void draw_kernels(kernels_options options) {
     session session(options.shared);
     const auto tool = session.create_tool();
     if (!options.blur_image.empty()) {
-        const loaded_frame shape =
-            frame_loader({}).load({.input = options.blur_image}, false, UINT64_MAX);
+        frame_files files;
+        files.input = options.blur_image;
+        const loaded_frame shape = frame_loader({}).load(files, false, UINT64_MAX);
         tool->connect("BlurImage", shape.image.get());
     }
 
