@@ -193,7 +193,7 @@ frame tool::render(TimeStamp time, const progress_function& progress) {
             result.image = std::move(request.HostState().results[state.outputs[0].get()]);
         }
     } catch (const std::exception& error) {
-        result.error = error.what();
+        result.error = without_line_end(error.what());
         return result;
     } catch (...) {
         result.error = "the tool failed without saying why";
