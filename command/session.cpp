@@ -4,11 +4,11 @@
 #include <cstdio>
 #include <filesystem>
 
+#include "command/settings_file.h"
+
 namespace {
 
 namespace fs = std::filesystem;
-
-fs::path folder_of_command() { return fs::read_symlink("/proc/self/exe").parent_path(); }
 
 // The libraries in the plug-in folder that is installed beside the command.
 std::vector<std::string> installed_plugins() {
@@ -30,7 +30,13 @@ void print_to_standard_error(int /*sub_id*/, const std::string& text) {
     std::fputs(text.c_str(), stderr);
 }
 
+std::string fault_of_edit(const std::string& edit) {
+    return edit.find('=') == edit.npos ? edit + " has not the form ID=VALUE" : "";
+}
+
 }  // namespace
+
+fs::path folder_of_command() { return fs::read_symlink("/proc/self/exe").parent_path(); }
 
 void session_options::add_plugin_options(CLI::App& verb) {
     verb.add_option("--plugin", plugins,
@@ -43,10 +49,17 @@ void session_options::add_tool_options(CLI::App& verb) {
     verb.add_option("--tool", tool_id, "Tool class to use")
         ->type_name("ID")
         ->capture_default_str();
-    verb.add_option("--set", edits,
-                    "Value of a control, as in BlurStyle=Polygon (repeatable)")
-        ->type_name("ID=VALUE")
+    verb.add_option("--settings", settings,
+                    "Settings file, or preset by its name (repeatable)")
+        ->type_name("FILE")
         ->allow_extra_args(false);
+    verb.add_option("--set", edits,
+                    "Value of a control, as in BlurStyle=Polygon, or keys by frame, as "
+                    "in FocusPosition=1:1200,48:3400,smooth; wins over --settings "
+                    "(repeatable)")
+        ->type_name("ID=VALUE")
+        ->allow_extra_args(false)
+        ->check(fault_of_edit);
 }
 
 session::session(const session_options& options)
@@ -60,12 +73,14 @@ session::session(const session_options& options)
 std::unique_ptr<headless::tool> session::create_tool() {
     auto tool = host_.create_tool(options_.tool_id);
     tool->open_page();
+    for (const std::string& name : options_.settings) {
+        tool->restore(read_settings_file(settings_file_named(name), *tool));
+    }
     for (const std::string& edit : options_.edits) {
         const std::size_t sign = edit.find('=');
-        if (sign == std::string::npos) {
-            throw headless::host_error("--set " + edit + ": wants the form ID=VALUE");
-        }
-        tool->set(edit.substr(0, sign), edit.substr(sign + 1));
+        const std::string id = edit.substr(0, sign);
+        const std::string value = edit.substr(sign + 1);
+        tool->replace(id, parsed_setting(tool->find(id).info(), value));
     }
     return tool;
 }

@@ -1,6 +1,7 @@
 #pragma once
 // What every verb of the command begins with: a host, the plug-ins, a tool.
 
+#include <filesystem>
 #include <memory>
 #include <string>
 #include <vector>
@@ -13,13 +14,17 @@
 struct session_options {
     std::vector<std::string> plugins;  // none: those beside the command
     std::string tool_id = "kestrelworks.Focusfall";
-    std::vector<std::string> edits;  // ID=VALUE, in order
-    int threads = 0;                 // 0: as many as there are processors
+    std::vector<std::string> settings;  // files or presets, in order
+    std::vector<std::string> edits;     // ID=VALUE, in order, after the settings
+    int threads = 0;                    // 0: as many as there are processors
     bool quiet = false;
 
     void add_plugin_options(CLI::App& verb);  // --plugin
-    void add_tool_options(CLI::App& verb);    // --plugin, --tool, --set
+    void add_tool_options(CLI::App& verb);    // --plugin, --tool, --settings, --set
 };
+
+// Where the command lies; what is installed with it is found from there.
+std::filesystem::path folder_of_command();
 
 // A host with the plug-ins loaded, and one tool with the edits made.
 class session {
@@ -29,7 +34,7 @@ class session {
     explicit session(const session_options& options);
 
     headless::host& host() { return host_; }
-    // A tool with the edits of the options made. Throws headless::host_error.
+    // A tool with the settings and edits of the options. Throws headless::host_error.
     std::unique_ptr<headless::tool> create_tool();
 
   private:

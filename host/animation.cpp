@@ -27,6 +27,9 @@ animation::animation(std::vector<key> keys, interpolation between)
     if (std::ranges::adjacent_find(keys_, out_of_order) != keys_.end()) {
         throw std::invalid_argument("the keys of an animation must ascend in time");
     }
+    if (!std::isfinite(keys_.front().time) || !std::isfinite(keys_.back().time)) {
+        throw std::invalid_argument("the keys of an animation need finite times");
+    }
 }
 
 // Fritsch and Butland, "A method for constructing local monotone piecewise cubic
@@ -36,7 +39,7 @@ double animation::slope(std::size_t index) const {
     if (index == 0 || index + 1 == keys_.size()) return 0.0;
     const double before = secant(keys_[index - 1], keys_[index]);
     const double behind = secant(keys_[index], keys_[index + 1]);
-    return before * behind > 0.0 ? 2.0 * before * behind / (before + behind) : 0.0;
+    return before * behind > 0.0 ? 2.0 / (1.0 / before + 1.0 / behind) : 0.0;
 }
 
 double animation::at(TimeStamp time) const {
@@ -55,8 +58,12 @@ double animation::at(TimeStamp time) const {
     // cubic Hermite curve through both keys
     const auto index = static_cast<std::size_t>(later - keys_.begin());
     const double u = 1.0 - t;
-    return from.value * (1.0 + 2.0 * t) * u * u + to.value * (1.0 + 2.0 * u) * t * t +
-           span * t * u * (slope(index - 1) * u - slope(index) * t);
+    const double value = from.value * (1.0 + 2.0 * t) * u * u +
+                         to.value * (1.0 + 2.0 * u) * t * t +
+                         span * t * u * (slope(index - 1) * u - slope(index) * t);
+    // rounding must not carry it out of the range that both keys keep to
+    return std::clamp(value, std::min(from.value, to.value),
+                      std::max(from.value, to.value));
 }
 
 void animation::set_key(TimeStamp time, double value) {

@@ -25,8 +25,8 @@ enum class interpolation {
 class HOST_API animation {
   public:
     explicit animation(double constant, interpolation between = interpolation::LINEAR);
-    // `keys` in ascending order of time, no time twice; throws std::invalid_argument
-    // else.
+    // `keys` in ascending order of time, all times finite, none twice; throws
+    // std::invalid_argument else.
     animation(std::vector<key> keys, interpolation between);
 
     bool is_animated() const { return animated_; }
@@ -34,7 +34,8 @@ class HOST_API animation {
     const std::vector<key>& keys() const { return keys_; }  // a constant is one key
 
     double at(TimeStamp time) const;
-    // Adds a key, or moves the one at that time; a constant becomes an animation.
+    // Adds a key at a finite time, or moves the one there; a constant becomes an
+    // animation.
     void set_key(TimeStamp time, double value);
 
     friend bool operator==(const animation&, const animation&) = default;

@@ -35,15 +35,6 @@ bool same_ignoring_case(std::string_view a, std::string_view b) {
     });
 }
 
-std::optional<double> number_in(std::string_view text) {
-    if (text.starts_with('+')) text.remove_prefix(1);
-    double value = 0.0;
-    const auto [end, error] =
-        std::from_chars(text.data(), text.data() + text.size(), value);
-    const bool whole_text = end == text.data() + text.size();
-    return error == std::errc() && whole_text ? std::optional(value) : std::nullopt;
-}
-
 // Number of letters to insert, delete or replace (Levenshtein, 1966), ignoring case.
 std::size_t edit_distance(std::string_view a, std::string_view b) {
     std::vector<std::size_t> row(b.size() + 1);
@@ -66,9 +57,17 @@ std::string joined(const std::vector<std::string>& items) {
     return text;
 }
 
-animation initial_curve(const control_info& info) {
-    const auto between = info.steps() ? interpolation::STEP : interpolation::LINEAR;
-    return animation(info.initial, between);
+// In as few digits as give `value` back, without an exponent where that is readable.
+template <class Float>
+std::string digits_of(Float value) {
+    char text[64];
+    const Float size = std::abs(value);
+    const bool readable = size == 0 || (size >= static_cast<Float>(1e-5) &&
+                                        size < static_cast<Float>(1e15));
+    const auto end = readable ? std::to_chars(text, text + sizeof text, value,
+                                              std::chars_format::fixed)
+                              : std::to_chars(text, text + sizeof text, value);
+    return {text, end.ptr};
 }
 
 }  // namespace
@@ -88,11 +87,16 @@ std::string nearest_name(std::string_view name, const std::vector<std::string>& 
     return nearest;
 }
 
-std::string shortest(double value) {
-    char text[32];
-    const auto end = std::to_chars(text, text + sizeof text, value).ptr;
-    return {text, end};
+std::optional<double> number_in(std::string_view text) {
+    if (text.starts_with('+')) text.remove_prefix(1);
+    double value = 0.0;
+    const auto [end, error] =
+        std::from_chars(text.data(), text.data() + text.size(), value);
+    const bool whole_text = end == text.data() + text.size();
+    return error == std::errc() && whole_text ? std::optional(value) : std::nullopt;
 }
+
+std::string shortest(double value) { return digits_of(value); }
 
 const char* kind_name(control_kind kind) {
     switch (kind) {
@@ -171,71 +175,113 @@ std::string control_info::shown(double value) const {
     // bounds and defaults given in single precision read better in its digits
     const auto narrow = static_cast<float>(value);
     if (static_cast<double>(narrow) != value) return shortest(value);
-    char text[32];
-    const auto end = std::to_chars(text, text + sizeof text, narrow).ptr;
-    return {text, end};
+    return digits_of(narrow);
 }
 
-control::control(control_info info, std::mutex& values_mutex, const bool& keying)
+std::string control_info::range() const {
+    switch (kind) {
+        case control_kind::BUTTONS: return joined(items);
+        case control_kind::CHECKBOX: return "on, off";
+        case control_kind::TEXT: return "any text";
+        case control_kind::IMAGE: return required ? "an image, required" : "an image";
+        default: break;
+    }
+    if (!lowest && !highest) return whole ? "any whole number" : "any number";
+    std::string text;
+    if (lowest && highest) {
+        text = shown(*lowest) + " to " + shown(*highest);
+    } else {
+        text = lowest ? shown(*lowest) + " and up" : shown(*highest) + " and down";
+    }
+    return text + (whole ? ", whole numbers" : "");
+}
+
+control::control(control_info info, control_group& group)
     : info_(std::move(info)),
-      values_mutex_(values_mutex),
-      keying_(keying),
-      curve_(initial_curve(info_)),
+      group_(group),
+      curve_(info_.initial, natural_interpolation()),
       text_(info_.initial_text) {}
 
 void control::describe(control_info info) {
     info_ = std::move(info);
-    curve_ = initial_curve(info_);
+    curve_ = animation(info_.initial, natural_interpolation());
     text_ = info_.initial_text;
 }
 
 double control::number(TimeStamp time) const {
-    const std::scoped_lock lock(values_mutex_);
+    const std::scoped_lock lock(group_.mutex);
     return curve_.at(time);
 }
 
 std::string control::text() const {
-    const std::scoped_lock lock(values_mutex_);
+    const std::scoped_lock lock(group_.mutex);
     return text_;
 }
 
 bool control::is_visible() const {
-    const std::scoped_lock lock(values_mutex_);
+    const std::scoped_lock lock(group_.mutex);
     return visible_;
 }
 
 animation control::curve() const {
-    const std::scoped_lock lock(values_mutex_);
+    const std::scoped_lock lock(group_.mutex);
     return curve_;
 }
 
 bool control::is_connected() const {
-    const std::scoped_lock lock(values_mutex_);
+    const std::scoped_lock lock(group_.mutex);
     return image_ != nullptr;
 }
 
-void control::set_curve(animation curve) {
-    const std::scoped_lock lock(values_mutex_);
-    curve_ = std::move(curve);
+control_value control::allowed(control_value value) const {
+    if (info_.kind == control_kind::IMAGE) {
+        throw host_error(info_.id + ": is an image connection and takes no value");
+    }
+    if (info_.is_number() != std::holds_alternative<animation>(value)) {
+        throw host_error(info_.id + (info_.is_number() ? ": takes numbers and no text"
+                                                       : ": is a text and no number"));
+    }
+    if (!info_.is_number()) return value;
+
+    const auto& curve = std::get<animation>(value);
+    if (!curve.is_animated()) {
+        return animation(info_.allowed(curve.at(0)), natural_interpolation());
+    }
+    std::vector<key> keys = curve.keys();
+    for (key& one : keys) one.value = info_.allowed(one.value);
+    return animation(std::move(keys),
+                     info_.steps() ? interpolation::STEP : curve.between());
 }
 
-void control::set_text(std::string text) {
-    const std::scoped_lock lock(values_mutex_);
-    text_ = std::move(text);
+void control::hold(control_value value) {
+    const std::scoped_lock lock(group_.mutex);
+    if (auto* curve = std::get_if<animation>(&value)) {
+        curve_ = std::move(*curve);
+    } else {
+        text_ = std::get<std::string>(std::move(value));
+    }
+}
+
+void control::set_number(double value, TimeStamp time) {
+    const std::scoped_lock lock(group_.mutex);
+    if (curve_.is_animated()) {
+        curve_.set_key(time, value);
+    } else {
+        curve_ = animation(value, natural_interpolation());
+    }
+}
+
+void control::simplify() {
+    const std::scoped_lock lock(group_.mutex);
+    const double first = curve_.keys().front().value;
+    if (std::ranges::all_of(curve_.keys(),
+                            [&](const key& k) { return k.value == first; }))
+        curve_ = animation(first, natural_interpolation());
 }
 
 void control::connect(Owned<Image> image) {
-    const std::scoped_lock lock(values_mutex_);
+    const std::scoped_lock lock(group_.mutex);
     image_.swap(image);
-}
-
-void control::set_number(double value, TimeStamp time, bool as_key) {
-    const std::scoped_lock lock(values_mutex_);
-    if (as_key || curve_.is_animated()) {
-        curve_.set_key(time, value);
-    } else {
-        curve_ = animation(value, curve_.between());
-    }
 }
 
 Parameter* control::GetValue(Request* request) {
@@ -245,23 +291,37 @@ Parameter* control::GetValue(Request* request) {
 }
 
 Parameter* control::GetSource(TimeStamp time) {
-    const std::scoped_lock lock(values_mutex_);
+    const std::scoped_lock lock(group_.mutex);
     if (info_.kind == control_kind::IMAGE) return Shared(image_.get()).release();
     if (info_.kind == control_kind::TEXT) return new Text(text_);
     return new Number(curve_.at(time));
 }
 
 void control::SetSource(const Parameter& value, TimeStamp time) {
-    if (const auto* given = dynamic_cast<const Number*>(&value)) {
-        set_number(given->Value(), time, keying_);
-    } else if (const auto* words = dynamic_cast<const Text*>(&value)) {
-        set_text(words->Value());
+    if (const auto* words = dynamic_cast<const Text*>(&value)) hold(words->Value());
+    const auto* given = dynamic_cast<const Number*>(&value);
+    if (!given) return;
+
+    const double number = info_.allowed(given->Value());
+    const std::scoped_lock lock(group_.mutex);
+    const bool afresh = group_.replacing && group_.replaced.insert(this).second;
+    if (afresh) {
+        curve_ = animation(number, info_.steps() ? interpolation::STEP : group_.between);
+    }
+    if (group_.keying || curve_.is_animated()) {
+        curve_.set_key(time, number);
+    } else {
+        curve_ = animation(number, natural_interpolation());
     }
 }
 
 void control::SetAttrsList(const TagList& tags) {
-    const std::scoped_lock lock(values_mutex_);
-    visible_ = tags.Integer(0x10040008, visible_ ? 1 : 0) != 0;
+    const std::scoped_lock lock(group_.mutex);
+    for (const TagPair& pair : tags.Pairs()) {
+        if (pair.tag != 0x10040008) continue;
+        visible_ = std::get<std::int32_t>(pair.value) != 0;
+        group_.visibility_changes.push_back({info_.id, visible_});
+    }
 }
 
 }  // namespace headless

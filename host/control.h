@@ -3,9 +3,11 @@
 
 #include <mutex>
 #include <optional>
+#include <set>
 #include <stdexcept>
 #include <string>
 #include <string_view>
+#include <variant>
 #include <vector>
 
 #include "host/animation.h"
@@ -64,9 +66,14 @@ struct HOST_API control_info {
     double allowed(double value) const;
     // What a person reads for `value`: the item, on or off, else the shortest number.
     std::string shown(double value) const;
+    // What a person reads for the values that it takes, as in "1 and up".
+    std::string range() const;
 };
 
 HOST_API const char* kind_name(control_kind kind);
+
+// The number that the whole of `text` spells, if it does.
+HOST_API std::optional<double> number_in(std::string_view text);
 
 // `value` in as few digits as give it back.
 HOST_API std::string shortest(double value);
@@ -75,11 +82,37 @@ HOST_API std::string shortest(double value);
 HOST_API std::string nearest_name(std::string_view name,
                                   const std::vector<std::string>& names);
 
-// A control that lives in a tool. Reads and writes are guarded by the mutex of the tool's
-// values, so that edits and renders may run side by side. [any thread]
+// What a control holds: a number over time, or a text.
+using control_value = std::variant<animation, std::string>;
+
+// A control that a tool showed or hid.
+struct visibility_change {
+    std::string id;
+    bool visible;
+    friend bool operator==(const visibility_change&, const visibility_change&) = default;
+};
+
+class control;
+
+// What the controls of one tool share. `mutex` guards the rest, and every control's
+// value.
+struct control_group {
+    std::mutex mutex;
+    std::vector<visibility_change> visibility_changes;  // since the last notification
+
+    // How the values are taken that the tool sets in answer to an edit.
+    bool keying = false;     // as keys
+    bool replacing = false;  // in the place of all that the control held
+    interpolation between = interpolation::LINEAR;  // between such keys
+    std::set<control*> replaced;                    // whose old values have gone already
+};
+
+// A control that lives in a tool. Reads and writes are guarded by the group's mutex, so
+// that edits and renders may run side by side. What a tool sets is not reported back to
+// it. [any thread]
 class HOST_API control final : public Input {
   public:
-    control(control_info info, std::mutex& values_mutex, const bool& keying);
+    control(control_info info, control_group& group);
 
     const control_info& info() const { return info_; }
     void describe(control_info info);  // on a second request; back to its default
@@ -90,23 +123,31 @@ class HOST_API control final : public Input {
     animation curve() const;
     bool is_connected() const;
 
-    void set_curve(animation curve);
-    void set_text(std::string text);
+    // `value` as the control takes it, see control_info::allowed; throws host_error for a
+    // value of another kind too.
+    control_value allowed(control_value value) const;
+    // Replaces everything that the control holds by an allowed value.
+    void hold(control_value value);
+    // Sets an allowed value at `time`: a key when the control is animated.
+    void set_number(double value, TimeStamp time);
+    // Keys that all have one value become a constant.
+    void simplify();
     void connect(Owned<Image> image);
-    // Sets a value at `time`, as a key when the control is animated or `as_key`.
-    void set_number(double value, TimeStamp time, bool as_key);
 
     Parameter* GetValue(Request* request) override;
     Parameter* GetSource(TimeStamp time) override;
+    // Keeps numbers within the range of the control, as in edits.
     void SetSource(const Parameter& value, TimeStamp time) override;
 
   private:
     void SetAttrsList(const TagList& tags) override;
+    interpolation natural_interpolation() const {
+        return info_.steps() ? interpolation::STEP : interpolation::LINEAR;
+    }
 
     control_info info_;  // constant once the tool is built
-    std::mutex& values_mutex_;
-    const bool& keying_;  // true while the host reports a key; only the editing thread's
-    // under values_mutex_
+    control_group& group_;
+    // under group_.mutex
     animation curve_;
     std::string text_;
     Owned<Image> image_;

@@ -42,6 +42,34 @@ std::string without_line_end(std::string text) {
                      (nearest.empty() ? "" : "; did you mean \"" + nearest + "\"?"));
 }
 
+// How a tool's answers are taken while this lives.
+class answer_mode {
+  public:
+    answer_mode(control_group& group, bool keying) : group_(group) {
+        const std::scoped_lock lock(group_.mutex);
+        group_.keying = keying;
+    }
+    // For an edit that replaces all that `edited` held.
+    answer_mode(control_group& group, bool keying, control& edited)
+        : answer_mode(group, keying) {
+        const interpolation between = edited.curve().between();
+        const std::scoped_lock lock(group_.mutex);
+        group_.replacing = true;
+        group_.between = between;
+        group_.replaced = {&edited};
+    }
+    answer_mode(const answer_mode&) = delete;
+    answer_mode& operator=(const answer_mode&) = delete;
+    ~answer_mode() {
+        const std::scoped_lock lock(group_.mutex);
+        group_.keying = false;
+        group_.replacing = false;
+    }
+
+  private:
+    control_group& group_;
+};
+
 }  // namespace
 
 tool::tool(std::shared_ptr<plugin_library> library, Registry* record,
@@ -87,61 +115,90 @@ const std::vector<addition>& tool::additions() const {
 
 int tool::base_notifications() const { return operator_->HostState().base_notifications; }
 
-control& tool::changeable(std::string_view id, bool number) const {
-    const control& found = find(id);
-    if (found.info().kind == control_kind::IMAGE) {
-        throw host_error(found.info().id + ": is an image connection and takes no value");
-    }
-    if (number && found.info().kind == control_kind::TEXT) {
-        throw host_error(found.info().id + ": is a text and takes no number");
-    }
-    return const_cast<control&>(found);  // owned by our operator, which is not const
+const std::optional<base_notification>& tool::last_base_notification() const {
+    return operator_->HostState().last_base_notification;
+}
+
+std::vector<visibility_change> tool::visibility_changes() const {
+    control_group& group = operator_->HostState().group;
+    const std::scoped_lock lock(group.mutex);
+    return group.visibility_changes;
+}
+
+control& tool::changeable(std::string_view id) const {
+    return const_cast<control&>(find(id));  // owned by our operator, which is not const
 }
 
 // The tool sees its own SetSource calls take effect but is not notified of them: values
 // that depend on each other in a circle come to rest after one round.
-void tool::report(control& input, Parameter* value, TimeStamp time, bool as_key) {
-    TagList tags;
-    OperatorState& state = operator_->HostState();
-    state.keying = as_key;
-    try {
-        operator_->NotifyChanged(&input, value, time, &tags);
-    } catch (...) {
-        state.keying = false;
-        throw;
+void tool::report(control& input, Parameter* value, TimeStamp time) {
+    control_group& group = operator_->HostState().group;
+    {
+        const std::scoped_lock lock(group.mutex);
+        group.visibility_changes.clear();
     }
-    state.keying = false;
+    TagList tags;
+    operator_->NotifyChanged(&input, value, time, &tags);
 }
 
 void tool::set(std::string_view id, double value, TimeStamp time) {
-    control& input = changeable(id, true);
-    const bool animated = input.curve().is_animated();
-    input.set_number(input.info().allowed(value), time, animated);
-    AutoNumber reported(input.number(time));
-    report(input, &reported, time, animated);
+    control& input = changeable(id);
+    const auto one = std::get<animation>(input.allowed(animation(value)));
+    input.set_number(one.at(time), time);
+    const answer_mode mode(operator_->HostState().group, input.curve().is_animated());
+    AutoNumber reported(one.at(time));
+    report(input, &reported, time);
 }
 
 void tool::set(std::string_view id, std::string_view text, TimeStamp time) {
-    control& input = changeable(id, false);
+    control& input = changeable(id);
     if (input.info().is_number()) return set(id, input.info().parse(text), time);
-    input.set_text(std::string(text));
-    const Owned<Parameter> reported(input.GetSource(time));
-    report(input, reported.get(), time, false);
+    replace(id, std::string(text));
 }
 
-void tool::set_keys(std::string_view id, std::vector<key> keys, interpolation between) {
-    control& input = changeable(id, true);
-    if (input.info().steps()) between = interpolation::STEP;
-    for (key& one : keys) one.value = input.info().allowed(one.value);
-    try {
-        input.set_curve(animation(keys, between));
-    } catch (const std::invalid_argument& error) {
-        throw host_error(input.info().id + ": " + error.what());
+void tool::replace(std::string_view id, control_value value) {
+    control& input = changeable(id);
+    replace(input, input.allowed(std::move(value)));
+}
+
+std::set<TimeStamp> tool::key_times() const {
+    std::set<TimeStamp> times;
+    for (const auto& input : operator_->HostState().controls) {
+        const animation curve = input->curve();
+        if (!curve.is_animated()) continue;
+        for (const key& one : curve.keys()) times.insert(one.time);
     }
-    for (const key& one : keys) {
-        AutoNumber reported(one.value);
-        report(input, &reported, one.time, true);
+    return times;
+}
+
+void tool::replace(control& input, control_value value) {
+    control_group& group = operator_->HostState().group;
+    input.hold(std::move(value));
+    std::set<TimeStamp> times = key_times();
+    const answer_mode mode(group, !times.empty(), input);
+    if (times.empty()) times.insert(0);
+    for (const TimeStamp time : times) {
+        const Owned<Parameter> reported(input.GetSource(time));
+        report(input, reported.get(), time);
     }
+    for (control* answer : group.replaced) {
+        if (answer != &input) answer->simplify();
+    }
+}
+
+void tool::restore(const std::map<std::string, control_value>& values) {
+    std::map<control*, control_value> accepted;
+    for (const auto& [id, value] : values) {
+        control& input = changeable(id);
+        accepted.emplace(&input, input.allowed(value));
+    }
+
+    // in an order that does not depend on the spelling of the names
+    for (const auto& input : operator_->HostState().controls) {
+        const auto saved = accepted.find(input.get());
+        if (saved != accepted.end()) replace(*input, saved->second);
+    }
+    for (const auto& [input, value] : accepted) input->hold(value);
 }
 
 void tool::connect(std::string_view id, Image* image) {
@@ -153,17 +210,16 @@ void tool::connect(std::string_view id, Image* image) {
         throw host_error(found.info().id +
                          ": takes images with at least five components");
     }
-    auto& input =
-        const_cast<control&>(found);  // owned by our operator, which is not const
+    control& input = changeable(id);
     input.connect(Shared(image));
-    report(input, image, 0, false);
+    report(input, image, 0);
 }
 
 void tool::open_page() {
     for (const auto& input : operator_->HostState().controls) {
         if (!input->info().steps()) continue;
         AutoNumber value(input->number(0));
-        report(*input, &value, 0, false);
+        report(*input, &value, 0);
     }
 }
 

@@ -2,7 +2,10 @@
 // The host for programs that embed it: load plug-ins, make tools, edit them, render.
 
 #include <filesystem>
+#include <map>
 #include <memory>
+#include <optional>
+#include <set>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -54,17 +57,30 @@ class HOST_API tool {
     const control& find(std::string_view id) const;
     // Every page, input and output that the tool asked for, in order, repeats included.
     const std::vector<addition>& additions() const;
-    // How many notifications the tool passed on to its base class.
+    // How many notifications the tool passed on to its base class, and the last of them.
     int base_notifications() const;
+    const std::optional<base_notification>& last_base_notification() const;
+    // What the tool showed and hid when it was notified last, in order.
+    std::vector<visibility_change> visibility_changes() const;
 
-    // Edits, as an artist makes them; the tool is notified. On an animated control `set`
-    // makes a key at `time`. All throw host_error for an unknown control, a value that it
-    // can not take or a control of another kind.
+    // Edits, as an artist makes them. The tool is notified of each, but not of values
+    // that it sets in answer, so that controls which follow one another come to rest
+    // after one round. Numbers are kept within the range of their control. All throw
+    // host_error for an unknown control, a value that it can not take or a control of
+    // another kind.
+    //
+    // `set` gives a value at `time`: on an animated control a key, else for all times.
     void set(std::string_view id, double value, TimeStamp time = 0);
     void set(std::string_view id, std::string_view text, TimeStamp time = 0);
-    // Replaces the value by keys, each reported to the tool at its time. Button lists and
-    // checkboxes step whatever `between` says.
-    void set_keys(std::string_view id, std::vector<key> keys, interpolation between);
+    // Replaces all that the control holds, keys included. The tool is notified at the key
+    // times of all controls, or at 0 when there are none, and what it sets in answer
+    // replaces all that those controls held. Button lists and checkboxes step whatever
+    // the interpolation.
+    void replace(std::string_view id, control_value value);
+    // Gives controls the values of a saved flow, nothing if one of them is at fault. As
+    // `replace` in the order of the controls, but values that the tool sets in answer
+    // stand only where `values` has none.
+    void restore(const std::map<std::string, control_value>& values);
     // Connects an image, which the host shares, or disconnects with null.
     void connect(std::string_view id, Image* image);
     // Reports the present value of every button list and checkbox, as a host does that
@@ -85,8 +101,10 @@ class HOST_API tool {
     tool(std::shared_ptr<plugin_library> library, Registry* record, worker_pool& workers,
          FusionDoc::Console console);
 
-    control& changeable(std::string_view id, bool number) const;
-    void report(control& input, Parameter* value, TimeStamp time, bool as_key);
+    control& changeable(std::string_view id) const;
+    void replace(control& input, control_value value);
+    std::set<TimeStamp> key_times() const;
+    void report(control& input, Parameter* value, TimeStamp time);
 
     std::shared_ptr<plugin_library> library_;  // stays loaded as long as the tool
     std::mutex error_mutex_;

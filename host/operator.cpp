@@ -22,8 +22,13 @@ Operator::Operator(Registry* record, const ScriptVal& /*table*/, TagList* /*tags
 
 Operator::~Operator() = default;
 
-void Operator::NotifyChanged(Input* /*input*/, Parameter* /*param*/, TimeStamp /*time*/,
-                             TagList* /*tags*/) {
+void Operator::NotifyChanged(Input* input, Parameter* param, TimeStamp time,
+                             TagList* tags) {
+    const auto* known = dynamic_cast<const control*>(input);
+    state_->last_base_notification = {.id = known ? known->info().id : "",
+                                      .time = time,
+                                      .null_parameter = param == nullptr,
+                                      .null_tags = tags == nullptr};
     ++state_->base_notifications;
 }
 
@@ -45,8 +50,7 @@ Input* Operator::AddInputList(const FuID& name, const FuID& id, const TagList& t
         return known->get();
     }
 
-    Owned<control> added(
-        new control(std::move(info), state_->values_mutex, state_->keying));
+    Owned<control> added(new control(std::move(info), state_->group));
     state_->controls.push_back(std::move(added));
     return state_->controls.back().get();
 }

@@ -2,7 +2,7 @@
 // The host's side of a tool: what it added, and what it works with while it renders.
 
 #include <functional>
-#include <mutex>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -21,6 +21,14 @@ struct addition {
     TagList tags;
 };
 
+// A notification that a tool passed on to its base class, and what was null in it.
+struct base_notification {
+    std::string id;  // of the input; empty for a null one
+    TimeStamp time;
+    bool null_parameter;
+    bool null_tags;
+};
+
 class result_output final : public Output {
   public:
     explicit result_output(std::string id) : id_(std::move(id)) {}
@@ -36,6 +44,8 @@ class result_output final : public Output {
 }  // namespace headless
 
 struct OperatorState {
+    headless::control_group group;  // what `controls` share
+
     // constant once the tool is built
     Registry* record = nullptr;
     std::vector<headless::addition> additions;  // in order, repeats included
@@ -44,13 +54,11 @@ struct OperatorState {
     FusionDoc* document = nullptr;
     headless::worker_pool* workers = nullptr;
 
-    std::mutex values_mutex;  // guards the values of `controls`
-
     // the render thread's
     headless::progress_function progress;
 
     // the editing thread's
-    std::string page;     // new inputs stand on it
-    bool keying = false;  // a key is being reported: what the tool sets becomes a key too
-    int base_notifications = 0;  // notifications that reached the base class
+    std::string page;  // new inputs stand on it
+    int base_notifications = 0;
+    std::optional<headless::base_notification> last_base_notification;
 };
