@@ -269,12 +269,11 @@ control_value parsed_setting(const control_info& info, std::string_view text) {
     if (text.find(':') == text.npos) return animation(info.parse(text));
 
     std::vector<key> keys;
-    bool smooth = false;
-    while (!text.empty()) {
-        const std::string_view one = text.substr(0, text.find(','));
-        text.remove_prefix(std::min(text.size(), one.size() + 1));
-        smooth = text.empty() && one == SMOOTH;
-        if (smooth) break;
+    for (std::size_t start = 0, end = 0; end != text.npos; start = end + 1) {
+        end = text.find(',', start);
+        const std::string_view one = text.substr(start, end - start);
+        if (end == text.npos && one == SMOOTH) return curve_of(info, keys, true);
+
         const std::size_t colon = one.find(':');
         const auto time = headless::number_in(one.substr(0, colon));
         if (colon == one.npos || !time || !std::isfinite(*time)) {
@@ -283,7 +282,7 @@ control_value parsed_setting(const control_info& info, std::string_view text) {
         }
         keys.push_back({*time, info.parse(one.substr(colon + 1))});
     }
-    return curve_of(info, std::move(keys), smooth);
+    return curve_of(info, keys, false);
 }
 
 std::string shown_setting(const control& input) {

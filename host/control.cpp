@@ -62,7 +62,7 @@ template <class Float>
 std::string digits_of(Float value) {
     char text[64];
     const Float size = std::abs(value);
-    const bool readable = size == 0 || (size >= static_cast<Float>(1e-5) &&
+    const bool readable = size == 0 || (size >= static_cast<Float>(1e-3) &&
                                         size < static_cast<Float>(1e15));
     const auto end = readable ? std::to_chars(text, text + sizeof text, value,
                                               std::chars_format::fixed)

@@ -1,0 +1,191 @@
+// Values over time: the curves, and what keys do to a tool's other controls and frames.
+
+#include "host/animation.h"
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+#include <memory>
+#include <random>
+#include <stdexcept>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "host/headless_host.h"
+#include "tests/small_picture.h"
+
+namespace {
+
+using headless::animation;
+using headless::interpolation;
+using headless::key;
+
+constexpr interpolation ALL[] = {interpolation::LINEAR, interpolation::SMOOTH,
+                                 interpolation::STEP};
+
+// Uneven distances, repeated values, ups and downs.
+std::vector<key> random_keys(std::mt19937& random) {
+    std::vector<key> keys;
+    double time = -20.0 + static_cast<double>(random() % 20);
+    for (int i = 0; i < 8; ++i) {
+        time += 0.25 * static_cast<double>(1 + random() % 60);
+        keys.push_back({time, static_cast<double>(random() % 5) * 700.1 - 900.0});
+    }
+    return keys;
+}
+
+bool lies_between(double value, double a, double b) {
+    return value >= std::min(a, b) && value <= std::max(a, b);
+}
+
+}  // namespace
+
+TEST(Animation, PassesItsKeysAndStaysBetweenThem) {
+    std::mt19937 random(11);
+    for (int round = 0; round < 50; ++round) {
+        const auto keys = random_keys(random);
+        for (const interpolation between : ALL) {
+            const animation curve(keys, between);
+            EXPECT_EQ(curve.at(keys.front().time - 5), keys.front().value);
+            EXPECT_EQ(curve.at(keys.back().time + 5), keys.back().value);
+            for (std::size_t i = 0; i + 1 < keys.size(); ++i) {
+                const key& from = keys[i];
+                const key& to = keys[i + 1];
+                EXPECT_EQ(curve.at(from.time), from.value);
+                double last = from.value;
+                for (int step = 1; step < 50; ++step) {
+                    const double part = step / 50.0;
+                    const double value =
+                        curve.at(from.time + part * (to.time - from.time));
+                    // from one key to the next without turning back
+                    EXPECT_TRUE(lies_between(value, last, to.value));
+                    if (between == interpolation::STEP) {
+                        EXPECT_EQ(value, from.value);
+                    }
+                    if (between == interpolation::LINEAR) {
+                        const double line = from.value + part * (to.value - from.value);
+                        EXPECT_NEAR(value, line, 1e-9);
+                    }
+                    last = value;
+                }
+            }
+        }
+    }
+}
+
+// The slope from the left is that from the right; at the ends the curve lies flat.
+TEST(Animation, SmoothCurvesHaveNoCorners) {
+    std::mt19937 random(12);
+    for (int round = 0; round < 50; ++round) {
+        const auto keys = random_keys(random);
+        const animation curve(keys, interpolation::SMOOTH);
+        const double h = 1e-5;
+        for (const key& one : keys) {
+            const double left = (one.value - curve.at(one.time - h)) / h;
+            const double right = (curve.at(one.time + h) - one.value) / h;
+            // curvature is bounded by the steepest change over the shortest distance
+            EXPECT_NEAR(left, right, 12.0 * 3500.0 / (0.25 * 0.25) * h);
+        }
+    }
+}
+
+TEST(Animation, TakesKeysInOrderOnly) {
+    const double inf = std::numeric_limits<double>::infinity();
+    const std::vector<std::vector<key>> wrong = {
+        {}, {{2, 0}, {1, 0}}, {{1, 0}, {1, 5}}, {{NAN, 0}}, {{1, 0}, {inf, 0}}};
+    for (const auto& keys : wrong) {
+        EXPECT_THROW(animation(keys, interpolation::LINEAR), std::invalid_argument);
+    }
+
+    // keys that are set later find their place
+    animation curve(5.0);
+    for (const double time : {8.0, 2.0, 4.0, 2.0}) curve.set_key(time, 10.0 * time);
+    EXPECT_EQ(curve.keys(), (std::vector<key>{{2, 20}, {4, 40}, {8, 80}}));
+}
+
+class Keys : public testing::Test {
+  protected:
+    Keys() {
+        host.load_plugin(PLUGIN_FILE);
+        tool = host.create_tool("kestrelworks.Focusfall");
+    }
+    double value(const char* id, TimeStamp time) const {
+        return tool->find(id).number(time);
+    }
+
+    headless::host host{1};
+    std::unique_ptr<headless::tool> tool;
+};
+
+TEST_F(Keys, StepInListsAndCheckboxes) {
+    tool->replace("BlurStyle", animation({{1, 0}, {10, 3}}, interpolation::SMOOTH));
+    EXPECT_EQ(value("BlurStyle", 9.9), 0);
+    EXPECT_EQ(value("BlurStyle", 10), 3);
+    tool->replace("InvertDepthMap", animation({{1, 0}, {10, 1}}, interpolation::LINEAR));
+    EXPECT_EQ(value("InvertDepthMap", 5), 0);
+    tool->set("InvertDepthMap", 1.0, 5);  // on animated controls an edit is a key
+    EXPECT_EQ(value("InvertDepthMap", 4), 0);
+    EXPECT_EQ(value("InvertDepthMap", 5), 1);
+}
+
+TEST_F(Keys, AreKeptInTheRangeOfTheControl) {
+    tool->replace("MaxBlurSize", animation({{1, -4}, {10, 90}}, interpolation::LINEAR));
+    EXPECT_EQ(value("MaxBlurSize", 1), 0);
+    EXPECT_EQ(value("MaxBlurSize", 10), 25);
+    EXPECT_THROW(tool->replace("BlurStyle", animation({{1, 7}}, interpolation::STEP)),
+                 headless::host_error);
+    EXPECT_THROW(tool->replace("FStop", animation({{1, NAN}}, interpolation::LINEAR)),
+                 headless::host_error);
+    // what the tool sets keeps to the range too
+    tool->set("ApertureDiameter", 350.0);
+    EXPECT_EQ(value("FStop", 0), 1.0);
+}
+
+// Whatever is animated first, the coupled value is right at every key, and it holds no
+// keys of values that are gone.
+TEST_F(Keys, CarryTheCoupledValuesAlong) {
+    const auto aperture = [&] { return tool->find("ApertureDiameter").curve(); };
+    tool->replace("FocusPosition",
+                  animation({{1, 1200}, {48, 3400}}, interpolation::SMOOTH));
+    tool->replace("FocalLength", animation(50.0));
+    EXPECT_EQ(aperture(), animation(25.0));
+
+    tool->replace("FocalLength", animation({{1, 35}, {30, 70}}, interpolation::SMOOTH));
+    EXPECT_EQ(aperture().between(), interpolation::SMOOTH);
+    tool->replace("FStop", animation({{10, 2}, {20, 4}}, interpolation::LINEAR));
+    for (const double time : {1.0, 10.0, 20.0, 30.0, 48.0}) {
+        const float expected = static_cast<float>(value("FocalLength", time)) /
+                               static_cast<float>(value("FStop", time));
+        EXPECT_EQ(value("ApertureDiameter", time), expected) << time;
+    }
+
+    tool->replace("FocalLength", animation(40.0));
+    tool->replace("FStop", animation(4.0));
+    EXPECT_EQ(aperture(), animation(10.0));
+}
+
+// A frame at a time is the frame of constants that have the values of that time.
+TEST_F(Keys, ShowInTheFrameOfTheirTime) {
+    const auto picture = small_picture();
+    const auto still = host.create_tool("kestrelworks.Focusfall");
+    for (headless::tool* one : {tool.get(), still.get()}) {
+        one->connect("Input", picture.get());
+        one->set("SettingsType", "Advanced");
+        one->set("FilmbackWidth", 1.0);
+    }
+    tool->replace("FocusPosition",
+                  animation({{1, 1200}, {48, 3400}}, interpolation::SMOOTH));
+    tool->replace("BlurStyle", animation({{1, 2}, {24, 0}}, interpolation::STEP));
+    for (const double time : {0.0, 12.5, 24.0, 60.0}) {
+        still->set("FocusPosition", value("FocusPosition", time));
+        still->set("BlurStyle", time < 24 ? "Gaussian" : "Disk");
+        const headless::frame moving = tool->render(time);
+        const headless::frame expected = still->render(0);
+        ASSERT_TRUE(moving.image && expected.image) << moving.error << expected.error;
+        EXPECT_TRUE(std::equal(moving.image->Pixel(0, 0),
+                               moving.image->Pixel(0, 0) + 48 * 32 * 5,
+                               expected.image->Pixel(0, 0)))
+            << time;
+    }
+}
