@@ -4,9 +4,11 @@
 #include <cctype>
 #include <charconv>
 #include <cmath>
+#include <mutex>
 #include <numeric>
 #include <utility>
 
+#include "host/operator_state.h"
 #include "host/request_state.h"
 
 namespace headless {

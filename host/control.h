@@ -1,9 +1,7 @@
 #pragma once
 // A tool's controls and image connections as the host keeps them.
 
-#include <mutex>
 #include <optional>
-#include <set>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -85,27 +83,7 @@ HOST_API std::string nearest_name(std::string_view name,
 // What a control holds: a number over time, or a text.
 using control_value = std::variant<animation, std::string>;
 
-// A control that a tool showed or hid.
-struct visibility_change {
-    std::string id;
-    bool visible;
-    friend bool operator==(const visibility_change&, const visibility_change&) = default;
-};
-
-class control;
-
-// What the controls of one tool share. `mutex` guards the rest, and every control's
-// value.
-struct control_group {
-    std::mutex mutex;
-    std::vector<visibility_change> visibility_changes;  // since the last notification
-
-    // How the values are taken that the tool sets in answer to an edit.
-    bool keying = false;     // as keys
-    bool replacing = false;  // in the place of all that the control held
-    interpolation between = interpolation::LINEAR;  // between such keys
-    std::set<control*> replaced;                    // whose old values have gone already
-};
+struct control_group;  // what the controls of one tool share: host/operator_state.h
 
 // A control that lives in a tool. Reads and writes are guarded by the group's mutex, so
 // that edits and renders may run side by side. What a tool sets is not reported back to

@@ -181,9 +181,13 @@ void tool::replace(control& input, control_value value) {
         const Owned<Parameter> reported(input.GetSource(time));
         report(input, reported.get(), time);
     }
-    for (control* answer : group.replaced) {
-        if (answer != &input) answer->simplify();
+    std::set<control*> replaced;
+    {
+        const std::scoped_lock lock(group.mutex);
+        replaced.swap(group.replaced);
     }
+    replaced.erase(&input);
+    for (control* answer : replaced) answer->simplify();
 }
 
 void tool::restore(const std::map<std::string, control_value>& values) {

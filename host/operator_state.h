@@ -2,7 +2,9 @@
 // The host's side of a tool: what it added, and what it works with while it renders.
 
 #include <functional>
+#include <mutex>
 #include <optional>
+#include <set>
 #include <string>
 #include <utility>
 #include <vector>
@@ -12,6 +14,26 @@
 #include "host/worker_pool.h"
 
 namespace headless {
+
+// A control that a tool showed or hid.
+struct visibility_change {
+    std::string id;
+    bool visible;
+    friend bool operator==(const visibility_change&, const visibility_change&) = default;
+};
+
+// What the controls of one tool share. `mutex` guards the rest, and every control's
+// value.
+struct control_group {
+    std::mutex mutex;
+    std::vector<visibility_change> visibility_changes;  // since the last notification
+
+    // How the values are taken that the tool sets in answer to an edit.
+    bool keying = false;     // as keys
+    bool replacing = false;  // in the place of all that the control held
+    interpolation between = interpolation::LINEAR;  // between such keys
+    std::set<control*> replaced;                    // whose old values have gone already
+};
 
 // One call of AddControlPage, AddInput or AddOutput.
 struct addition {

@@ -26,7 +26,9 @@ class HOST_API Operator : public Object {
 
     // Renders the request and hands the result to an output.
     virtual void Process(Request* request) = 0;
-    // Learns that `input` has a new value at `time`; any of the pointers may be null.
+    // Learns that `input` has a new value at `time`; any of the pointers may be null. The
+    // host does not report values that the tool itself sets, so tools need no guard
+    // against reports that chase each other.
     virtual void NotifyChanged(Input* input, Parameter* param, TimeStamp time,
                                TagList* tags);
 

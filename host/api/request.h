@@ -35,9 +35,9 @@ class HOST_API Input : public Object {
     virtual Parameter* GetValue(Request* request) = 0;
     // The value at `time`, as GetValue. The caller releases it.
     virtual Parameter* GetSource(TimeStamp time) = 0;
-    // Gives the control a value at `time`, which is copied: on an animated control (or
-    // while the host reports a key) as a key, else for all times. The tool that sets it
-    // is not notified of it.
+    // Gives the control a value at `time`, which is copied and kept within the control's
+    // range: on an animated control, or in answer to a key, as a key, else for all times.
+    // The tool that sets it is not notified of it.
     virtual void SetSource(const Parameter& value, TimeStamp time) = 0;
 };
 

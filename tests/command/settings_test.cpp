@@ -7,12 +7,15 @@
 #include <algorithm>
 #include <fstream>
 #include <iterator>
+#include <map>
 #include <random>
+#include <sstream>
 #include <string>
 #include <vector>
 
 #include <gtest/gtest.h>
 
+#include "command/commands.h"
 #include "command/session.h"
 #include "tests/small_picture.h"
 
@@ -293,4 +296,45 @@ TEST_F(Settings, ThatAreInstalledSayWhereTheirFiguresComeFrom) {
     EXPECT_NE(fault_of([] { settings_file_named("super35"); }).find("\"super-35\"?"),
               std::string::npos);
     EXPECT_NE(fault_of([] { settings_file_named("/no/such.json"); }), "");
+}
+
+// The table and the JSON tell the same, and both what an artist would see.
+TEST(ControlsCommand, ShowsValuesKeysAndVisibility) {
+    const std::string line = std::string("controls --plugin ") + PLUGIN_FILE +
+                             " --set SettingsType=Advanced --set FocalLength=50"
+                             " --set FocusPosition=1:1200,48:3400,smooth";
+    const auto printed = [&](const std::string& option) {
+        CLI::App app;
+        add_controls_command(app);
+        testing::internal::CaptureStdout();
+        app.parse(line + option);
+        return testing::internal::GetCapturedStdout();
+    };
+    const auto all = nlohmann::json::parse(printed(" --json"));
+    const auto with_id = [&](const std::string& id) {
+        return *std::ranges::find_if(all,
+                                     [&](const auto& one) { return one["id"] == id; });
+    };
+    EXPECT_EQ(with_id("ApertureDiameter")["value"], 25);
+    EXPECT_EQ(with_id("FocusPosition")["keys"].dump(),
+              R"([[1,1200],[48,3400],"smooth"])");
+    EXPECT_EQ(with_id("MaxBlurSize")["visible"], false);
+    EXPECT_EQ(with_id("FStop")["visible"], true);
+
+    std::istringstream table(printed(""));
+    std::map<std::string, std::string> rows;
+    for (std::string row; std::getline(table, row);) {
+        EXPECT_FALSE(row.ends_with(' ')) << row;
+        std::string id;
+        if (std::istringstream(row) >> id) rows[id] = row;
+    }
+    EXPECT_EQ(rows.count("1:1200,48:3400,smooth"), 1);
+    EXPECT_NE(rows["ApertureDiameter"].find(" 25  "), std::string::npos);
+    for (const auto& one : all) {
+        const std::string& row = rows[one["id"]];
+        EXPECT_EQ(row.ends_with("(hidden)"), !one["visible"].get<bool>()) << row;
+        // names stand under one another
+        EXPECT_EQ(row.find(one["name"].get<std::string>()), rows["FStop"].find("F-Stop"))
+            << row;
+    }
 }
