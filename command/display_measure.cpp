@@ -15,17 +15,14 @@ display_measure::display_measure(headless::tool& tool, TimeStamp time,
 }
 
 display_measure::~display_measure() {
-    for (const auto& [id, curve] : before_) {
-        tool_.set_keys(id, curve.keys(), curve.between());
-    }
+    for (const auto& [id, curve] : before_) tool_.replace(id, curve);
 }
 
 void display_measure::scale(const char* id, TimeStamp time, double factor) {
     for (const headless::control* control : tool_.controls()) {
         if (control->info().id != id) continue;
         before_.emplace_back(id, control->curve());
-        // a single key, so that no other frame's value has a part in it
-        tool_.set_keys(id, {{time, control->number(time) * factor}},
-                       headless::interpolation::LINEAR);
+        // for all times, so that no other frame's value has a part in it
+        tool_.replace(id, headless::animation(control->number(time) * factor));
     }
 }
