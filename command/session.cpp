@@ -54,9 +54,8 @@ void session_options::add_tool_options(CLI::App& verb) {
         ->type_name("FILE")
         ->allow_extra_args(false);
     verb.add_option("--set", edits,
-                    "Value of a control, as in BlurStyle=Polygon, or keys by frame, as "
-                    "in FocusPosition=1:1200,48:3400,smooth; wins over --settings "
-                    "(repeatable)")
+                    "Value or keys of a control, as in BlurStyle=Polygon or "
+                    "FocusPosition=1:1200,48:3400 (repeatable; wins over --settings)")
         ->type_name("ID=VALUE")
         ->allow_extra_args(false)
         ->check(fault_of_edit);
