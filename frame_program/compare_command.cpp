@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <bit>
+#include <charconv>
 #include <cmath>
 #include <cstdint>
 #include <cstdio>
@@ -23,6 +24,16 @@ double relative_difference(float a, float b) {
 }
 
 }  // namespace
+
+double number_in(const std::string& text, const std::string& what) {
+    double value = 0.0;
+    const char* const last = text.data() + text.size();
+    const auto [end, error] = std::from_chars(text.data(), last, value);
+    if (error != std::errc() || end != last) {
+        throw usage_error(what + ": \"" + text + "\" is not a number");
+    }
+    return value;
+}
 
 bool run_compare_command(const std::vector<std::string>& arguments) {
     if (arguments.size() != 3) throw usage_error("compare wants FILE FILE TOLERANCE");

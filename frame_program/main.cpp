@@ -1,6 +1,5 @@
 // The `focusfall-frame` program: frames as raw numbers, rendered and compared.
 
-#include <charconv>
 #include <cstdio>
 #include <exception>
 
@@ -41,16 +40,6 @@ int run(const std::vector<std::string>& arguments) {
 }
 
 }  // namespace
-
-double number_in(const std::string& text, const std::string& what) {
-    double value = 0.0;
-    const char* const last = text.data() + text.size();
-    const auto [end, error] = std::from_chars(text.data(), last, value);
-    if (error != std::errc() || end != last) {
-        throw usage_error(what + ": \"" + text + "\" is not a number");
-    }
-    return value;
-}
 
 int main(int argc, char** argv) {
     try {

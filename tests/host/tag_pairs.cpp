@@ -14,6 +14,6 @@ void set_attributes(Object& object) {
     object.SetAttrs(0x10040008, 1, 0x30030003, 1.0, 0);  // the second pair
     object.SetAttrs(0x10040008);                         // no value, no end
     const TagList texts({{0x88020000, "Number"}});       // a text
-    object.SetAttrs(0x10040008, 1L, 0);                  // cut off if large
+    object.SetAttrs(0x10040008, 1LL, 0);                 // cut off if large
 #endif
 }

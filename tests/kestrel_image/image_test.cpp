@@ -2,31 +2,10 @@
 
 #include <gtest/gtest.h>
 
-#include <cassert>
-#include <cstddef>
 #include <cstdint>
-#include <cstdlib>
-#include <new>
 #include <stdexcept>
 
-namespace {
-
-bool aligned_allocations_fail = false;
-
-}  // namespace
-
-// Replaces the allocation that the container uses by one that fails on demand.
-void* operator new(std::size_t size, [[maybe_unused]] std::align_val_t alignment,
-                   const std::nothrow_t& /*tag*/) noexcept {
-    if (aligned_allocations_fail) return nullptr;
-    // the container asks for 16 bytes, which malloc gives on all our platforms
-    assert(static_cast<std::size_t>(alignment) <= alignof(std::max_align_t));
-    return std::malloc(size);
-}
-
-void operator delete(void* memory, std::align_val_t /*alignment*/) noexcept {
-    std::free(memory);
-}
+#include "tests/failing_allocations.h"
 
 namespace kestrel_image {
 namespace {

@@ -86,6 +86,7 @@ TEST(Registration, LivesFromLoadingToUnloading) {
 TEST(Registration, TheFactoryGivesNullOrPassesOnWhenMemoryRunsOut) {
     host host(1);
     host.load_plugin(PLUGIN_FILE);
+    watch_allocations_of_libraries();
     const Registry* record = ClassRegistry::Global().Records().front();
     auto* factory = record->Tags().Pointer<ToolFactory>(0x60000000);
 
