@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <cstdio>
-#include <cstdlib>
 #include <functional>
 #include <new>
 #include <string>
@@ -11,25 +10,8 @@
 #include <vector>
 
 #include "host/faults.h"
+#include "tests/failing_allocations.h"
 #include "tests/frame_fixture.h"
-
-namespace {
-
-bool aligned_allocations_fail = false;
-
-}  // namespace
-
-// Replaces, in the plug-in's library too, the allocation that the accumulators use.
-void* operator new(std::size_t size, std::align_val_t alignment,
-                   const std::nothrow_t& /*tag*/) noexcept {
-    if (aligned_allocations_fail) return nullptr;
-    const auto boundary = static_cast<std::size_t>(alignment);
-    return std::aligned_alloc(boundary, (size / boundary + 1) * boundary);
-}
-
-void operator delete(void* memory, std::align_val_t /*alignment*/) noexcept {
-    std::free(memory);
-}
 
 namespace {
 
@@ -42,6 +24,7 @@ class FailingFrame : public testing::Test {
     static constexpr int HEIGHT = 40;
 
     FailingFrame() {
+        watch_allocations_of_libraries();
         values_["SettingsType"] = values_["BlurChannel"] = 0;
         values_["MaxBlurSize"] = 10;  // 6 pixels: 602 kernels
         input_ = random_.picture(WIDTH, HEIGHT, values_);
