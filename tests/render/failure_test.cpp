@@ -147,7 +147,7 @@ TEST_F(FailingFrame, ReportsMissingMemory) {
     result = render_with([](int) {});
     aligned_allocations_fail = false;
     EXPECT_EQ(result.how, end::FAILED);
-    EXPECT_EQ(result.error, "Image: Failed to allocate memory for channel OutRGBA\n");
+    EXPECT_EQ(result.error, "Image: Failed to allocate memory for channel OutRGBA");
     EXPECT_TRUE(printed_.empty());
     expect_next_frame_to_be_right();
 }
