@@ -67,6 +67,16 @@ input_picture chosen_input(picture file, const load_choices& choices, bool has_m
     return input;
 }
 
+// Windows cost nothing in a file, but the pixels between them do in memory.
+void check_area(const input_picture& input, const fs::path& file,
+                std::uint64_t most_bytes) {
+    constexpr std::uint64_t PIXEL_BYTES = sizeof(float) * (Image::Z + 1);
+    const auto pixels = static_cast<std::uint64_t>(input.area.width * input.area.height);
+    if (pixels <= most_bytes / PIXEL_BYTES) return;
+    throw host_error(file.string() + ": is " + shown(input.area) +
+                     " with its windows, which is more than the memory holds");
+}
+
 // Colour and depth of a depth map. The single channel of a grey one is both.
 struct map_channels {
     std::optional<color_channels> color;
@@ -80,7 +90,7 @@ map_channels choose_map(const picture& file, const std::string& name, bool needs
     } catch (const host_error&) {  // depth alone will do
     }
     const color_channels beside = chosen.color.value_or(color_channels{});
-    chosen.depth = choose_depth(file, beside, name);
+    if (needs_depth || !name.empty()) chosen.depth = choose_depth(file, beside, name);
     if (!chosen.depth && chosen.color && chosen.color->is_grey()) {
         chosen.depth = channel_place{chosen.color->part, chosen.color->red};
     }
@@ -104,6 +114,7 @@ loaded_frame frame_loader::load(const frame_files& files, bool needs_depth,
                                 needs_depth);
         });
         const input_picture& input = frame.input;
+        check_area(input, files.input, most_bytes);
         frame.image =
             host_image(input.file, input.color, input.depth, input.area, input.encoding);
         if (!files.depth_map.empty()) {

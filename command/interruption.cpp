@@ -2,8 +2,10 @@
 
 #include <pthread.h>
 #include <signal.h>
+#include <unistd.h>
 
 #include <chrono>
+#include <cstdio>
 
 #include "command/output_file.h"
 
@@ -52,5 +54,6 @@ void interruption::wait_for_signal() {
     requested_ = true;
     tool_.abort();
     if (ended_.wait_for(lock, GRACE, [this] { return ending_; })) return;
+    if (isatty(STDERR_FILENO) != 0) std::fputs("\r\x1b[K", stderr);  // a progress bar
     exit_without_unfinished_files(INTERRUPTED_STATUS);
 }

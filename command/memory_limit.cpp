@@ -7,8 +7,11 @@
 #include <cstdio>
 #include <fstream>
 #include <optional>
+#include <thread>
 
 namespace {
+
+constexpr std::uint64_t THREAD_BYTES = 1 << 25;  // of the host's and the file library's
 
 // The kilobytes behind `name` in one of the kernel's lists, as bytes.
 std::optional<std::uint64_t> listed_bytes(const char* file, const std::string& name) {
@@ -47,16 +50,18 @@ std::uint64_t left_by_group() {
 std::uint64_t available_memory() {
     const std::uint64_t machine =
         listed_bytes("/proc/meminfo", "MemAvailable").value_or(UINT64_MAX);
-    const std::uint64_t available = std::min(machine, left_by_group());
+    constexpr std::uint64_t MOST = 1ULL << 46;  // more than processes can address
+    const std::uint64_t available = std::min({machine, left_by_group(), MOST});
     return available - available / 10;
 }
 
 void guard_memory(std::uint64_t bytes) {
+    // what the process itself needs, above all stacks, which count as a whole
+    bytes += std::uint64_t{1 << 26} + std::thread::hardware_concurrency() * THREAD_BYTES;
     const auto used = listed_bytes("/proc/self/status", "VmData");
     rlimit limit{};
     if (!used || getrlimit(RLIMIT_DATA, &limit) != 0) return;
-    const std::uint64_t most = bytes > UINT64_MAX - *used ? UINT64_MAX : *used + bytes;
-    limit.rlim_cur = std::min<rlim_t>(most, limit.rlim_max);
+    limit.rlim_cur = std::min<rlim_t>(*used + bytes, limit.rlim_max);
     setrlimit(RLIMIT_DATA, &limit);
 }
 

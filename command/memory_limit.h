@@ -8,8 +8,9 @@
 // less a margin.
 std::uint64_t available_memory();
 
-// Makes every allocation fail by std::bad_alloc that takes the process `bytes` beyond
-// what it uses now, before the system has to end a process for want of memory.
+// Makes every allocation fail by std::bad_alloc that takes the process `bytes`, and what
+// its threads need, beyond what it uses now: before the system ends a process for want of
+// memory.
 void guard_memory(std::uint64_t bytes);
 
 // "3.2 GB".

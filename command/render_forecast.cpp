@@ -12,6 +12,7 @@ constexpr std::int64_t SMALLEST_KERNEL = 3;
 constexpr std::uint64_t KERNEL_OVERHEAD = 64;  // of a list of weights in the table
 constexpr std::uint64_t IMAGE_PIXEL = 20;
 constexpr std::uint64_t SAMPLE_PIXEL = 32;
+constexpr std::uint64_t SUMS_PIXEL = 40;  // kept of a picture that is resized
 constexpr std::uint64_t ACCUMULATOR_PIXEL = 20;
 
 bool has_control(const headless::tool& tool, std::string_view id) {
@@ -73,12 +74,17 @@ std::uint64_t kernel_table_bytes(double blur, std::int64_t width) {
 std::uint64_t render_bytes(const loaded_frame& frame, double blur, bool in_shot) {
     const window& area = frame.input.area;
     const auto pixels = static_cast<std::uint64_t>(area.width * area.height);
-    const std::uint64_t table = kernel_table_bytes(blur, area.width);
+    std::uint64_t table = kernel_table_bytes(blur, area.width);
+    if (frame.blur_image) {
+        const Image& shape = *frame.blur_image;
+        table += static_cast<std::uint64_t>(shape.Width()) *
+                 static_cast<std::uint64_t>(shape.Height()) * SUMS_PIXEL;
+    }
     const std::uint64_t render =
         pixels * (IMAGE_PIXEL + SAMPLE_PIXEL + ACCUMULATOR_PIXEL) + table;
     const std::uint64_t loaded = stored_bytes(frame.input.file) + pixels * IMAGE_PIXEL;
     const std::uint64_t write = loaded + pixels * IMAGE_PIXEL;
-    return in_shot ? render + loaded + loaded + write : std::max(render, write);
+    return loaded + (in_shot ? render + loaded + write : std::max(render, write));
 }
 
 const char* blur_control(const headless::tool& tool, TimeStamp time) {

@@ -14,8 +14,8 @@ double largest_blur(const headless::tool& tool, TimeStamp time, std::int64_t wid
 // Bytes of the weights of all kernels up to that blur, for a picture `width` pixels wide.
 std::uint64_t kernel_table_bytes(double blur, std::int64_t width);
 
-// Bytes that rendering and writing the frame takes, beyond what is loaded, for a largest
-// blur in pixels. `in_shot` counts the frames read and written meanwhile.
+// Bytes that reading, rendering and writing the frame takes, for a largest blur in
+// pixels. `in_shot` counts the frames read and written meanwhile.
 std::uint64_t render_bytes(const loaded_frame& frame, double blur, bool in_shot);
 
 // Which control to change when the blur is too much.

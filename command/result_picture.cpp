@@ -101,6 +101,21 @@ void store_color(const Image& result, const color_channels& color, picture_part&
     if (color.alpha) store_component(result, Image::ALPHA, part, *color.alpha);
 }
 
+// The channel that takes the tool's depth: the one that the depth came from if that is a
+// Z, for others stay as they are; else the Z beside the colour, if there is one.
+std::optional<channel_place> depth_target(const input_picture& input) {
+    if (input.depth) {
+        const OIIO::ImageSpec& spec = input.file[input.depth->part].spec;
+        const std::string& name = spec.channelnames[input.depth->channel];
+        if (name == "Z" || name.ends_with(".Z")) return input.depth;
+    }
+    const std::string& layer = input.color.layer;
+    const auto& names = input.file[input.color.part].spec.channelnames;
+    const auto z = std::ranges::find(names, layer.empty() ? "Z" : layer + ".Z");
+    if (z == names.end()) return std::nullopt;
+    return channel_place{input.color.part, static_cast<std::size_t>(z - names.begin())};
+}
+
 picture with_all_channels(const input_picture& input, const Image& result, TypeDesc type,
                           const color_encoding& encoding) {
     // headers: alpha and depth join the colour where the input has none
@@ -113,8 +128,8 @@ picture with_all_channels(const input_picture& input, const Image& result, TypeD
         set_type(color_spec, c, type);
     }
     channel_place depth{color.part, 0};
-    if (input.depth) {
-        depth = *input.depth;
+    if (const auto target = depth_target(input)) {
+        depth = *target;
         set_type(specs[depth.part], depth.channel, TypeDesc::FLOAT);
     } else {
         depth.channel = add_channel(color_spec, color.layer, "Z", TypeDesc::FLOAT);

@@ -262,7 +262,7 @@ std::vector<int> shot_renderer::render() {
         if (rendered_ + 1 < frames_) reading = start_reading(reports[rendered_ + 1]);
         try {
             if (job.report.error.empty()) render_job(job);
-        } catch (const host_error& error) {
+        } catch (const std::exception& error) {
             job.report.status = "failed";
             job.report.error = error.what();
         }

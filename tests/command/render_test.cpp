@@ -1,0 +1,216 @@
+// How a render that can not succeed ends.
+
+#include <sys/resource.h>
+#include <sys/stat.h>
+
+#include <csignal>
+#include <cstring>
+#include <fstream>
+#include <random>
+#include <sstream>
+
+#include <OpenImageIO/deepdata.h>
+
+#include "host/control.h"
+#include "tests/command/command_fixture.h"
+
+namespace {
+
+using renders = command_test;
+namespace fs = std::filesystem;
+
+const window SMALL{0, 0, 40, 30};
+
+std::string bytes_of(const std::string& file) {
+    std::ostringstream bytes;
+    bytes << std::ifstream(file, std::ios::binary).rdbuf();
+    return bytes.str();
+}
+
+void write_deep(const std::string& file) {
+    OIIO::ImageSpec spec(4, 4, 2, OIIO::TypeDesc::FLOAT);
+    spec.channelnames = {"R", "Z"};
+    spec.deep = true;
+    OIIO::DeepData samples(spec);
+    for (std::int64_t i = 0; i < 16; ++i) samples.set_samples(i, 2);
+    const auto output = OIIO::ImageOutput::create(file);
+    ASSERT_TRUE(output->open(file, spec) && output->write_deep_image(samples) &&
+                output->close());
+}
+
+}  // namespace
+
+TEST_F(renders, ThatAreAskedForWronglyEndWithStatus2) {
+    write_scene("in.exr", SMALL, SMALL);
+    const std::vector<std::vector<std::string>> lines{
+        {"render"},
+        {"render", "in.exr"},
+        {"render", "in.exr", "-o", "out.exr", "--frames", "5-1"},
+        {"render", "in.exr", "-o", "out.exr", "--data-type", "double"},
+        {"render", "in.exr", "-o", "out.exr", "--threads", "none"},
+        {"render", "in.exr", "-o", "out.exr", "--colorspace", "purple"},
+        {"render", "in.exr", "-o", "out.exr", "--memory-limit", "much"}};
+    for (const auto& line : lines) {
+        const run_result ran = run(line);
+        EXPECT_EQ(ran.status, 2) << ran.errors;
+        EXPECT_NE(ran.errors, "");
+    }
+    EXPECT_FALSE(fs::exists(path("out.exr")));
+}
+
+TEST_F(renders, ThatFailSayWhyAndWriteNothing) {
+    write_scene("in.exr", SMALL, SMALL);
+    std::vector<picture_part> flat;
+    auto channels = scene_channels();
+    channels.pop_back();
+    flat.push_back(made_part(SMALL, SMALL, channels));
+    write("flat.exr", std::move(flat));
+    write_deep(path("deep.exr"));
+    mkfifo(path("pipe.exr").c_str(), 0600);
+    fs::create_directory(path("folder.exr"));
+    fs::create_symlink("in.exr", path("link.exr"));
+    std::ofstream(path("empty.exr"));
+    std::ofstream(path("text.png")) << "not a picture";
+
+    const struct {
+        std::vector<std::string> line;
+        std::vector<std::string> told;
+    } cases[] = {
+        {{"flat.exr", "-o", "out.exr"}, {"flat.exr: ", "--depth-map", "BlurChannel"}},
+        {{"none.exr", "-o", "out.exr"}, {"none.exr: "}},
+        {{"pipe.exr", "-o", "out.exr"}, {"pipe.exr: "}},
+        {{"folder.exr", "-o", "out.exr"}, {"folder.exr: ", "folder"}},
+        {{"empty.exr", "-o", "out.exr"}, {"empty.exr: "}},
+        {{"text.png", "-o", "out.exr"}, {"text.png: "}},
+        {{"deep.exr", "-o", "out.exr"}, {"deep.exr: ", "flatten"}},
+        {{"in.exr", "-o", "in.exr"}, {"in.exr: ", "input"}},
+        {{"in.exr", "-o", "./link.exr"}, {"link.exr: ", "input"}},
+        {{"in.exr", "-o", "out.exr", "--depth-map", "flat.exr", "--preview", "flat.exr"},
+         {"flat.exr: ", "input"}},
+        {{"in.exr", "-o", "out.png", "--preview", "out.png"}, {"out.png: ", "twice"}},
+        {{"in.exr", "-o", "folder.exr"}, {"folder.exr: "}},
+        {{"in.exr", "-o", "nowhere/out.exr"}, {"nowhere/out.exr: "}},
+        {{"in.exr", "-o", "/proc/out.exr"}, {"/proc/out.exr: "}},
+        {{"in.exr", "-o", "out.doc"}, {"out.doc: ", ".exr"}},
+        {{"in.exr", "-o", "out.exr", "--depth-map", "flat.exr"},
+         {"flat.exr: ", "--depth-channel"}},
+        {{"in.exr", "-o", "out.exr", "--blur-image", "none.png"}, {"none.png: "}},
+        {{"in.exr", "-o", "out.exr", "--layer", "middle"}, {"in.exr: ", "\"middle\""}},
+        {{"in.exr", "-o", "out.exr", "--depth-channel", "W"}, {"in.exr: ", "\"W\""}},
+        {{"in.exr", "-o", "out.exr", "--set", "BlurStlye=Disk"}, {"\"BlurStyle\""}},
+        {{"in.exr", "-o", "out.exr", "--memory-limit", "1kb"}, {"in.exr: "}},
+    };
+    for (const auto& one : cases) {
+        std::vector<std::string> line = one.line;
+        line.insert(line.begin(), "render");
+        const run_result ran = run(line);
+        EXPECT_EQ(ran.status, 1)
+            << one.line[0] << " " << one.line[2] << ": " << ran.errors;
+        EXPECT_TRUE(ran.errors.starts_with("focusfall: ")) << ran.errors;
+        for (const std::string& text : one.told) {
+            EXPECT_NE(ran.errors.find(text), std::string::npos)
+                << text << ": " << ran.errors;
+        }
+        EXPECT_FALSE(fs::exists(path("out.exr")) || fs::exists(path("out.png")));
+        EXPECT_TRUE(hidden_files().empty());
+    }
+}
+
+TEST_F(renders, ThatWouldTakeTooMuchMemoryNameTheControl) {
+    write_scene("in.exr", {0, 0, 2000, 4}, {0, 0, 2000, 4});
+    const run_result simple = run({"render", "in.exr", "-o", "out.exr", "--set",
+                                   "MaxBlurSize=25", "--memory-limit", "2GB"});
+    EXPECT_EQ(simple.status, 1);
+    // 50,000 kernels, a third of which times 500 x 500 weights of 4 bytes: 16.7 GB
+    for (const char* text : {"in.exr: ", "16.", "GB", "2.1 GB", "MaxBlurSize"}) {
+        EXPECT_NE(simple.errors.find(text), std::string::npos) << text << simple.errors;
+    }
+    // focused at the focal length, the largest blur is infinite
+    const run_result advanced =
+        run({"render", "in.exr", "-o", "out.exr", "--set", "SettingsType=Advanced",
+             "--set", "FocusPosition=35", "--memory-limit", "2GB"});
+    EXPECT_EQ(advanced.status, 1);
+    EXPECT_NE(advanced.errors.find("FocalLength"), std::string::npos) << advanced.errors;
+}
+
+// A limit on file sizes stands for a disk that fills up: both fail a write half-way.
+TEST_F(renders, ThatRunOutOfDiskLeaveTheOldFile) {
+    write_scene("in.exr", {0, 0, 200, 100}, {0, 0, 200, 100});
+    for (const std::string name : {"out.exr", "out.png", "out.tif"}) {
+        const std::vector<std::string> line{"render", "in.exr", "-o", name};
+        ASSERT_EQ(run(line).status, 0);
+        const std::string before = bytes_of(path(name));
+        rlimit limit{};
+        getrlimit(RLIMIT_FSIZE, &limit);
+        const rlimit small{before.size() / 2, limit.rlim_max};
+        setrlimit(RLIMIT_FSIZE, &small);
+        const run_result full = run(line);
+        setrlimit(RLIMIT_FSIZE, &limit);
+        EXPECT_EQ(full.status, 1);
+        EXPECT_NE(full.errors.find(name + ": "), std::string::npos) << full.errors;
+        EXPECT_EQ(bytes_of(path(name)), before) << name;
+        EXPECT_TRUE(hidden_files().empty());
+    }
+}
+
+// Each damaged file either still is a picture or is refused by its name.
+TEST_F(renders, OfDamagedFilesNeitherCrashNorHang) {
+    std::mt19937 random(20240229);
+    write_scene("whole.exr", SMALL, {-5, -5, 60, 50});
+    std::vector<picture_part> parts;
+    parts.push_back(made_part(
+        SMALL, SMALL,
+        {{"Y", OIIO::TypeDesc::UINT16, [](int x, int y) { return (x + y) / 100.0; }}}));
+    write("whole.png", std::move(parts));
+    int refused = 0;
+    for (int round = 0; round < 400; ++round) {
+        const std::string ending = round % 2 == 0 ? ".exr" : ".png";
+        std::string bytes = bytes_of(path("whole" + ending));
+        if (round % 8 < 2) {
+            bytes.resize(random() % bytes.size());
+        } else {
+            // headers stand at the front and are the more interesting half
+            const std::size_t reach = round % 3 == 0 ? bytes.size() : 400;
+            for (int flips = 0; flips < 3; ++flips) {
+                bytes[random() % std::min(reach, bytes.size())] =
+                    static_cast<char>(random());
+            }
+        }
+        const std::string file = path("damaged" + ending);
+        std::ofstream(file, std::ios::binary) << bytes;
+        try {
+            read_picture(file, 100'000'000);
+        } catch (const headless::host_error& error) {
+            ++refused;
+            EXPECT_TRUE(std::string(error.what()).starts_with(file + ": "))
+                << error.what();
+        }
+    }
+    EXPECT_GT(refused, 100);
+}
+
+TEST_F(renders, EndSoonAndCleanlyWhenInterrupted) {
+    write_scene("in.exr", {0, 0, 900, 600}, {0, 0, 900, 600});
+    std::mt19937 random(7);
+    for (const int signal : {SIGINT, SIGTERM, SIGTERM, SIGHUP}) {
+        const pid_t process =
+            start({"render", "in.exr", "-o", "out.exr", "--set", "MaxBlurSize=8"});
+        // from then on it holds the signals back
+        const auto blocks_signals = [&] {
+            std::ifstream status("/proc/" + std::to_string(process) + "/status");
+            for (std::string line; std::getline(status, line);) {
+                if (!line.starts_with("SigBlk:")) continue;
+                return (std::stoull(line.substr(7), nullptr, 16) >> (SIGTERM - 1) & 1) !=
+                       0;
+            }
+            return false;
+        };
+        while (!blocks_signals()) usleep(1000);
+        usleep(static_cast<useconds_t>(random() % 200'000));
+        kill(process, signal);
+        const run_result ran = wait(process);
+        EXPECT_EQ(ran.status, 130) << ran.errors;
+        EXPECT_FALSE(fs::exists(path("out.exr")));
+        EXPECT_TRUE(hidden_files().empty());
+    }
+}
