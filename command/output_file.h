@@ -14,8 +14,9 @@ class output_file {
     output_file(const output_file&) = delete;
     output_file& operator=(const output_file&) = delete;
 
-    // Where to write.
+    // Where to write: by name, or by the descriptor of the file, which stays its owner's.
     const std::filesystem::path& temporary_name() const { return temporary_; }
+    int descriptor() const { return descriptor_; }
     // Flushes what was written to the disk and gives it the final name, replacing an
     // older file. Throws headless::host_error.
     void commit();

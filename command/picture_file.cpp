@@ -1,7 +1,14 @@
 #include "command/picture_file.h"
 
+#include <sys/stat.h>
+#include <unistd.h>
+
 #include <algorithm>
+#include <cerrno>
+#include <cstring>
 #include <utility>
+
+#include <OpenImageIO/filesystem.h>
 
 #include "command/host_images.h"
 #include "command/output_file.h"
@@ -70,6 +77,46 @@ picture_part read_part(OIIO::ImageInput& input, const fs::path& file,
     return part;
 }
 
+// Writes for the file library, some of whose formats overlook what the system refuses.
+class checked_writer final : public OIIO::Filesystem::IOProxy {
+  public:
+    checked_writer(int descriptor, const std::string& name)
+        : IOProxy(name, Write), descriptor_(descriptor) {}
+
+    int error_number() const { return error_; }  // of the first fault; 0: none
+
+    const char* proxytype() const override { return "file"; }
+    std::size_t write(const void* bytes, std::size_t size) override {
+        const std::size_t written = pwrite(bytes, size, m_pos);
+        m_pos += static_cast<std::int64_t>(written);
+        return written;
+    }
+    std::size_t pwrite(const void* bytes, std::size_t size, std::int64_t at) override {
+        std::size_t written = 0;
+        while (written < size) {
+            const ssize_t more =
+                ::pwrite(descriptor_, static_cast<const char*>(bytes) + written,
+                         size - written, at + static_cast<std::int64_t>(written));
+            if (more < 0 && errno == EINTR) continue;
+            if (more <= 0) {
+                if (error_ == 0) error_ = more < 0 ? errno : ENOSPC;
+                break;
+            }
+            written += static_cast<std::size_t>(more);
+        }
+        return written;
+    }
+    std::size_t size() const override {
+        struct stat status {};
+        return fstat(descriptor_, &status) == 0 ? static_cast<std::size_t>(status.st_size)
+                                                : 0;
+    }
+
+  private:
+    int descriptor_;
+    int error_ = 0;
+};
+
 std::unique_ptr<OIIO::ImageOutput> writer_for(const fs::path& file) {
     auto output = OIIO::ImageOutput::create(file.string());
     if (!output) {
@@ -130,6 +177,25 @@ void write_linear(const Image& image, const fs::path& file, TypeDesc type) {
     write_picture(parts, file);
 }
 
+// False when the library finds a fault, which it keeps.
+bool write_parts(OIIO::ImageOutput& output, const picture& parts,
+                 const std::string& name) {
+    std::vector<OIIO::ImageSpec> specs;
+    for (const picture_part& part : parts) specs.push_back(part.spec);
+    for (std::size_t i = 0; i < parts.size(); ++i) {
+        const bool opened =
+            i > 0 ? output.open(name, specs[i], OIIO::ImageOutput::AppendSubimage)
+            : specs.size() > 1
+                ? output.open(name, static_cast<int>(specs.size()), specs.data())
+                : output.open(name, specs[0]);
+        const TypeDesc type = specs[i].channelformats.empty()
+                                  ? specs[i].format
+                                  : TypeDesc(TypeDesc::UNKNOWN);
+        if (!opened || !output.write_image(type, parts[i].pixels.get())) return false;
+    }
+    return true;
+}
+
 }  // namespace
 
 picture_part empty_part(OIIO::ImageSpec spec) {
@@ -156,25 +222,19 @@ picture read_picture(const fs::path& file, std::uint64_t most_bytes) {
 void write_picture(const picture& parts, const fs::path& file) {
     const auto output = writer_for(file);
     output_file target(file);
-    const std::string name = target.temporary_name().string();
-    std::vector<OIIO::ImageSpec> specs;
-    for (const picture_part& part : parts) specs.push_back(part.spec);
+    checked_writer writer(target.descriptor(), target.temporary_name().string());
+    // TIFF, which reads back what it writes, finds faults by itself
+    const bool checked = output->supports("ioproxy") > 0 &&
+                         std::string(output->format_name()) != "tiff";
+    if (checked) output->set_ioproxy(&writer);
 
-    for (std::size_t i = 0; i < parts.size(); ++i) {
-        const bool opened =
-            i > 0 ? output->open(name, specs[i], OIIO::ImageOutput::AppendSubimage)
-            : specs.size() > 1
-                ? output->open(name, static_cast<int>(specs.size()), specs.data())
-                : output->open(name, specs[0]);
-        if (!opened) fail(file, output->geterror());
-        const TypeDesc type = specs[i].channelformats.empty()
-                                  ? specs[i].format
-                                  : TypeDesc(TypeDesc::UNKNOWN);
-        if (!output->write_image(type, parts[i].pixels.get())) {
-            fail(file, output->geterror());
-        }
+    const bool written = write_parts(*output, parts, writer.filename());
+    const bool closed = output->close();
+    if (writer.error_number() != 0) {
+        fail(file,
+             std::string("can not be written: ") + std::strerror(writer.error_number()));
     }
-    if (!output->close()) fail(file, output->geterror());
+    if (!written || !closed) fail(file, output->geterror());
     target.commit();
 }
 

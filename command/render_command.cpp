@@ -36,6 +36,7 @@ std::string name_of(headless::host& host, const std::string& tool_id) {
 }
 
 void render(render_line& line) {
+    hold_back_signals();  // before any library starts threads
     shot_options& options = line.shot;
     if (!line.frames.empty()) options.frames = parse_frames(line.frames);
     if (line.data_type == "half") options.output_as.type = OIIO::TypeDesc::HALF;
@@ -50,7 +51,6 @@ void render(render_line& line) {
     holds_named_channels(options.output);  // throws when no format has such a name
     if (!options.preview.empty()) holds_named_channels(options.preview);
     check_names(options);
-    hold_back_signals();
     guard_memory(options.memory_limit);
     OIIO::attribute("threads", line.session.threads);
     OIIO::attribute("exr_threads", line.session.threads);

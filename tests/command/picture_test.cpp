@@ -115,9 +115,9 @@ TEST_F(pictures, BlurByTheDisplayWindowWhateverTheOverscan) {
     write_scene("plain.exr", DISPLAY, DISPLAY);
     write_scene("wide.exr", overscan, DISPLAY);
     const std::vector<std::vector<std::string>> modes{
-        {"--set", "MaxBlurSize=7", "--set", "FocusPosition=300"},
-        {"--set", "SettingsType=Advanced", "--set", "FocusPosition=300", "--set",
-         "FilmbackWidth=20", "--set", "FStop=8", "--set", "FocalLength=50"}};
+        {"--set", "MaxBlurSize=7", "--set", "FocusPosition=30"},
+        {"--set", "SettingsType=Advanced", "--set", "FocusPosition=100", "--set",
+         "FilmbackWidth=20", "--set", "FStop=22", "--set", "FocalLength=50"}};
     for (const auto& mode : modes) {
         for (const std::string name : {"plain", "wide"}) {
             std::vector<std::string> line{"render",          name + ".exr", "-o",
