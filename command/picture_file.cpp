@@ -224,8 +224,8 @@ void write_picture(const picture& parts, const fs::path& file) {
     output_file target(file);
     checked_writer writer(target.descriptor(), target.temporary_name().string());
     // TIFF, which reads back what it writes, finds faults by itself
-    const bool checked = output->supports("ioproxy") > 0 &&
-                         std::string(output->format_name()) != "tiff";
+    const bool checked =
+        output->supports("ioproxy") > 0 && std::string(output->format_name()) != "tiff";
     if (checked) output->set_ioproxy(&writer);
 
     const bool written = write_parts(*output, parts, writer.filename());

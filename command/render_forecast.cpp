@@ -80,8 +80,9 @@ std::uint64_t render_bytes(const loaded_frame& frame, double blur, bool in_shot)
         table += static_cast<std::uint64_t>(shape.Width()) *
                  static_cast<std::uint64_t>(shape.Height()) * SUMS_PIXEL;
     }
+    const std::uint64_t map = frame.depth_map ? pixels * IMAGE_PIXEL : 0;
     const std::uint64_t render =
-        pixels * (IMAGE_PIXEL + SAMPLE_PIXEL + ACCUMULATOR_PIXEL) + table;
+        map + pixels * (IMAGE_PIXEL + SAMPLE_PIXEL + ACCUMULATOR_PIXEL) + table;
     const std::uint64_t loaded = stored_bytes(frame.input.file) + pixels * IMAGE_PIXEL;
     const std::uint64_t write = loaded + pixels * IMAGE_PIXEL;
     return loaded + (in_shot ? render + loaded + write : std::max(render, write));

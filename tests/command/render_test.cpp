@@ -1,9 +1,12 @@
 // How a render that can not succeed ends.
 
+#include <fcntl.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <csignal>
+#include <cstdlib>
 #include <cstring>
 #include <fstream>
 #include <random>
@@ -26,6 +29,36 @@ std::string bytes_of(const std::string& file) {
     bytes << std::ifstream(file, std::ios::binary).rdbuf();
     return bytes.str();
 }
+
+// What does not work after `focusfall render`, and parts of what is said then.
+const struct {
+    std::vector<std::string> line;
+    std::vector<std::string> told;
+} FAILURES[] = {
+    {{"flat.exr", "-o", "out.exr"}, {"flat.exr: ", "--depth-map", "BlurChannel"}},
+    {{"none.exr", "-o", "out.exr"}, {"none.exr: "}},
+    {{"pipe.exr", "-o", "out.exr"}, {"pipe.exr: "}},
+    {{"folder.exr", "-o", "out.exr"}, {"folder.exr: ", "folder"}},
+    {{"empty.exr", "-o", "out.exr"}, {"empty.exr: "}},
+    {{"text.png", "-o", "out.exr"}, {"text.png: "}},
+    {{"deep.exr", "-o", "out.exr"}, {"deep.exr: ", "flatten"}},
+    {{"in.exr", "-o", "in.exr"}, {"in.exr: ", "input"}},
+    {{"in.exr", "-o", "./link.exr"}, {"link.exr: ", "input"}},
+    {{"in.exr", "-o", "out.exr", "--depth-map", "flat.exr", "--preview", "flat.exr"},
+     {"flat.exr: ", "input"}},
+    {{"in.exr", "-o", "out.png", "--preview", "out.png"}, {"out.png: ", "twice"}},
+    {{"in.exr", "-o", "folder.exr"}, {"folder.exr: "}},
+    {{"in.exr", "-o", "nowhere/out.exr"}, {"nowhere/out.exr: "}},
+    {{"in.exr", "-o", "/proc/out.exr"}, {"/proc/out.exr: "}},
+    {{"in.exr", "-o", "out.doc"}, {"out.doc: ", ".exr"}},
+    {{"in.exr", "-o", "out.exr", "--depth-map", "flat.exr"},
+     {"flat.exr: ", "--depth-channel"}},
+    {{"in.exr", "-o", "out.exr", "--blur-image", "none.png"}, {"none.png: "}},
+    {{"in.exr", "-o", "out.exr", "--layer", "middle"}, {"in.exr: ", "\"middle\""}},
+    {{"in.exr", "-o", "out.exr", "--depth-channel", "W"}, {"in.exr: ", "\"W\""}},
+    {{"in.exr", "-o", "out.exr", "--set", "BlurStlye=Disk"}, {"\"BlurStyle\""}},
+    {{"in.exr", "-o", "out.exr", "--memory-limit", "1kb"}, {"in.exr: "}},
+};
 
 void write_deep(const std::string& file) {
     OIIO::ImageSpec spec(4, 4, 2, OIIO::TypeDesc::FLOAT);
@@ -72,35 +105,7 @@ TEST_F(renders, ThatFailSayWhyAndWriteNothing) {
     std::ofstream(path("empty.exr"));
     std::ofstream(path("text.png")) << "not a picture";
 
-    const struct {
-        std::vector<std::string> line;
-        std::vector<std::string> told;
-    } cases[] = {
-        {{"flat.exr", "-o", "out.exr"}, {"flat.exr: ", "--depth-map", "BlurChannel"}},
-        {{"none.exr", "-o", "out.exr"}, {"none.exr: "}},
-        {{"pipe.exr", "-o", "out.exr"}, {"pipe.exr: "}},
-        {{"folder.exr", "-o", "out.exr"}, {"folder.exr: ", "folder"}},
-        {{"empty.exr", "-o", "out.exr"}, {"empty.exr: "}},
-        {{"text.png", "-o", "out.exr"}, {"text.png: "}},
-        {{"deep.exr", "-o", "out.exr"}, {"deep.exr: ", "flatten"}},
-        {{"in.exr", "-o", "in.exr"}, {"in.exr: ", "input"}},
-        {{"in.exr", "-o", "./link.exr"}, {"link.exr: ", "input"}},
-        {{"in.exr", "-o", "out.exr", "--depth-map", "flat.exr", "--preview", "flat.exr"},
-         {"flat.exr: ", "input"}},
-        {{"in.exr", "-o", "out.png", "--preview", "out.png"}, {"out.png: ", "twice"}},
-        {{"in.exr", "-o", "folder.exr"}, {"folder.exr: "}},
-        {{"in.exr", "-o", "nowhere/out.exr"}, {"nowhere/out.exr: "}},
-        {{"in.exr", "-o", "/proc/out.exr"}, {"/proc/out.exr: "}},
-        {{"in.exr", "-o", "out.doc"}, {"out.doc: ", ".exr"}},
-        {{"in.exr", "-o", "out.exr", "--depth-map", "flat.exr"},
-         {"flat.exr: ", "--depth-channel"}},
-        {{"in.exr", "-o", "out.exr", "--blur-image", "none.png"}, {"none.png: "}},
-        {{"in.exr", "-o", "out.exr", "--layer", "middle"}, {"in.exr: ", "\"middle\""}},
-        {{"in.exr", "-o", "out.exr", "--depth-channel", "W"}, {"in.exr: ", "\"W\""}},
-        {{"in.exr", "-o", "out.exr", "--set", "BlurStlye=Disk"}, {"\"BlurStyle\""}},
-        {{"in.exr", "-o", "out.exr", "--memory-limit", "1kb"}, {"in.exr: "}},
-    };
-    for (const auto& one : cases) {
+    for (const auto& one : FAILURES) {
         std::vector<std::string> line = one.line;
         line.insert(line.begin(), "render");
         const run_result ran = run(line);
@@ -213,4 +218,27 @@ TEST_F(renders, EndSoonAndCleanlyWhenInterrupted) {
         EXPECT_FALSE(fs::exists(path("out.exr")));
         EXPECT_TRUE(hidden_files().empty());
     }
+}
+
+TEST_F(renders, ShowAPassingProgressBarOnATerminalOnly) {
+    write_scene("in.exr", {0, 0, 900, 600}, {0, 0, 900, 600});
+    const std::vector<std::string> line{"render",  "in.exr", "-o",
+                                        "out.exr", "--set",  "MaxBlurSize=6"};
+    EXPECT_EQ(run(line).errors.find('\r'), std::string::npos);
+
+    const int terminal = posix_openpt(O_RDWR | O_NOCTTY);
+    ASSERT_TRUE(terminal >= 0 && grantpt(terminal) == 0 && unlockpt(terminal) == 0);
+    const pid_t process = start(line, ptsname(terminal));
+    std::string shown;
+    char piece[4096];
+    // fails once the last that has the other end open is gone
+    for (ssize_t size = 0; (size = read(terminal, piece, sizeof piece)) > 0;) {
+        shown.append(piece, static_cast<std::size_t>(size));
+    }
+    close(terminal);
+    EXPECT_EQ(wait(process).status, 0);
+    EXPECT_NE(shown.find(" left"), std::string::npos) << shown;
+    const std::size_t cleared = shown.rfind("\r\x1b[K");
+    ASSERT_NE(cleared, std::string::npos);
+    EXPECT_EQ(shown.find('[', cleared + 4), std::string::npos) << shown;
 }

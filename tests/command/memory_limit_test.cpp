@@ -1,0 +1,31 @@
+#include "command/memory_limit.h"
+
+#include <sys/resource.h>
+
+#include <cstdlib>
+#include <new>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+TEST(MemoryLimit, IsWithinWhatTheMachineHas) {
+    EXPECT_GT(available_memory(), std::uint64_t{1} << 20);
+    EXPECT_EQ(shown_bytes(2'500'000'000), "2.5 GB");
+    EXPECT_EQ(shown_bytes(42'000'000), "42 MB");
+}
+
+// The address sanitizer ends the process where memory runs out, so it has no such test.
+#if !defined(__SANITIZE_ADDRESS__)
+TEST(MemoryLimit, MakesAllocationsFailInsteadOfTheProcess) {
+    const auto grow = [] {
+        guard_memory(std::uint64_t{1} << 28);
+        std::vector<std::vector<char>> pieces;
+        try {
+            for (;;) pieces.emplace_back(1 << 24, 'x');
+        } catch (const std::bad_alloc&) {
+            std::exit(pieces.size() >= 16 && pieces.size() < 400 ? 0 : 1);
+        }
+    };
+    EXPECT_EXIT(grow(), testing::ExitedWithCode(0), "");
+}
+#endif
