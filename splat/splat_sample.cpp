@@ -7,6 +7,7 @@
 
 #include "render/focusfall_interface.h"
 #include "splat/add_weighted.h"
+#include "splat/kernel_index.h"
 
 namespace {
 
@@ -18,31 +19,6 @@ struct stamp {
     std::int32_t y;
     float weight;  // of the whole stamp
 };
-
-// Index of the kernel for a sample at `depth`: that of the largest step not above its
-// blur.
-std::size_t kernel_index(const focusfall_interface& filter, float depth) {
-    if (!filter.depth_enabled) return 0;
-    const float from_focus = std::abs(depth - filter.focus_depth);
-    const float blur = from_focus * filter.max_coc / depth;
-    // a depth of 0 gives infinity or not-a-number: both mean the largest blur
-    const float diameter = filter.max_coc > blur ? blur : filter.max_coc;
-
-    const float step = diameter / filter.kernel_step;
-    const std::size_t last = filter.kernels.size() - 1;
-    if (!(step >= 1.0F)) return 0;
-    // compared before it is truncated: an infinite step has no whole number
-    if (step >= static_cast<float>(last)) return last;
-    return static_cast<std::size_t>(step);
-}
-
-// Radius, in pixels, of kernel `index`.
-std::int32_t kernel_radius(const focusfall_interface& filter, std::size_t index) {
-    if (index == 0) return 0;
-    // float product and ceiling: the kernel sizes of the table follow this rounding
-    const float reach = std::ceil(static_cast<float>(index) * filter.kernel_step);
-    return std::max(1, static_cast<std::int32_t>(static_cast<double>(reach) * 0.5));
-}
 
 // Adds a run of `count` pixels: `weights` times `stamp_weight` to `norm`, and those times
 // `color` to `pixels`. The three arrays do not overlap.
@@ -86,7 +62,7 @@ void add_stamp(focusfall_interface& filter, const stamp& kernel, const float* co
 }  // namespace
 
 void focusfall_interface::splat_sample(const depth_sample& s) {
-    const std::size_t index = kernel_index(*this, s.depth);
+    const std::size_t index = kernel_index(*this, s.depth, kernels.size() - 1);
     const std::vector<float>& weights = kernels[index];
     if (weights.empty()) return;  // no kernel could be made for that diameter
     const std::int32_t radius = kernel_radius(*this, index);

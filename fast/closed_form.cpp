@@ -1,0 +1,241 @@
+#include "fast/closed_form.h"
+
+#include <algorithm>
+#include <cmath>
+#include <numbers>
+
+#include "splat/kernel_index.h"
+
+namespace {
+
+constexpr double TABLE_STEP = 0.01;  // pixels of diameter from kernel to kernel
+constexpr double SMALLEST_RADIUS = static_cast<double>(0.0001F);
+constexpr double AIRY_DIAMETER = 20.347;  // a kernel's diameter in units of u
+
+double corner_radius(const focusfall_interface& params, closed_form form, std::size_t k) {
+    const double diameter = static_cast<double>(k) * TABLE_STEP;
+    const double radius = std::max(SMALLEST_RADIUS, (diameter - 1.0) * 0.5);
+    const bool disk = params.blur_style.load(std::memory_order_relaxed) == DISK;
+    (void)form;
+    return disk && params.shrink_disk ? radius * 0.6 : radius;
+}
+
+// A sum over the pixels of a kernel as the kernel grows: pixel by pixel, each adds
+// from a certain step on. First the changes are noted, then they are summed up.
+class growing_sum {
+  public:
+    explicit growing_sum(std::size_t last) : changes_(last + 2) {}
+    void add_from(std::size_t step, double value) { changes_[step] += value; }
+    std::vector<double> sums() {
+        for (std::size_t i = 1; i < changes_.size(); ++i) changes_[i] += changes_[i - 1];
+        return std::move(changes_);
+    }
+
+  private:
+    std::vector<double> changes_;
+};
+
+// Disk and Polygon. A pixel's value is 0 until the radius reaches (d - 1) / e, then
+// radius * e + 1 - d until it is 1, when the radius is d / e.
+void set_flat_weights(const focusfall_interface& params, closed_form form,
+                      std::vector<kernel_terms>& steps) {
+    const std::size_t last = steps.size() - 1;
+    std::vector<double> radii(steps.size());
+    for (std::size_t k = 1; k <= last; ++k) radii[k] = corner_radius(params, form, k);
+    const auto first_above = [&](double radius) {
+        const auto at = std::upper_bound(radii.begin() + 1, radii.end(), radius);
+        return static_cast<std::size_t>(at - radii.begin());
+    };
+
+    growing_sum slope(last);
+    growing_sum constant(last);
+    growing_sum inside(last);
+    growing_sum fourth_powers(last);  // of d / e, of the pixels inside
+    const std::int32_t reach = kernel_radius(params, last);
+    for (std::int32_t dy = -reach; dy <= reach; ++dy) {
+        for (std::int32_t dx = -reach; dx <= reach; ++dx) {
+            const double d = std::sqrt(static_cast<double>(dx * dx + dy * dy));
+            const double e = edge_factor(params, form, dx, dy);
+            const std::size_t start = first_above((d - 1.0) / e);
+            const std::size_t full = first_above(d / e);
+            slope.add_from(start, e);
+            slope.add_from(full, -e);
+            constant.add_from(start, 1.0 - d);
+            constant.add_from(full, d - 1.0);
+            inside.add_from(full, 1.0);
+            fourth_powers.add_from(full, std::pow(d / e, 4.0));
+        }
+    }
+
+    const auto slopes = slope.sums();
+    const auto constants = constant.sums();
+    const auto insides = inside.sums();
+    const auto powers = fourth_powers.sums();
+    const double rim = 4.0 * params.bad_bokeh;
+    for (std::size_t k = 1; k <= last; ++k) {
+        const double edge = slopes[k] * radii[k] + constants[k];
+        const double radius_fourth = std::pow(radii[k], 4.0);
+        const double sum = insides[k] + edge +
+                           rim * (powers[k] / radius_fourth + edge);
+        steps[k] = {static_cast<float>(radii[k]), static_cast<float>(1.0 / radius_fourth),
+                    static_cast<float>(1.0 / sum)};
+        if (form == closed_form::FLAT) steps[k].second = steps[k].shape;
+    }
+}
+
+// The sum over a square kernel of values that are products of one factor a row and the
+// same a column; `factor` has radius + 1 entries from the centre on.
+double mirrored_sum(const std::vector<double>& factor) {
+    double half = 0.0;
+    for (std::size_t i = factor.size() - 1; i > 0; --i) half += factor[i];
+    return factor[0] + 2.0 * half;
+}
+
+double gaussian_sum(double scale, std::int32_t radius) {
+    std::vector<double> factor;
+    for (std::int32_t i = 0; i <= radius; ++i) factor.push_back(std::exp2(-scale * i * i));
+    const double row = mirrored_sum(factor);
+    return row * row;
+}
+
+// Sum of |2^(-t) * (1 - t * ln 2)|. Its rows are sums of products; where the sign
+// changes along a row, the sums up to there count twice.
+double laplacian_sum(double scale, std::int32_t radius) {
+    const auto count = static_cast<std::size_t>(radius) + 1;
+    std::vector<double> plain(count + 1);   // sums of both up to a column, the columns
+    std::vector<double> scaled(count + 1);  // beside the centre counted twice
+    for (std::size_t i = 0; i < count; ++i) {
+        const double t = scale * static_cast<double>(i * i);
+        const double twice = i == 0 ? std::exp2(-t) : 2.0 * std::exp2(-t);
+        plain[i + 1] = plain[i] + twice;
+        scaled[i + 1] = scaled[i] + twice * t * std::numbers::ln2;
+    }
+    double sum = 0.0;
+    std::size_t positive = count;  // columns with values above zero
+    for (std::size_t j = 0; j < count; ++j) {
+        const double s = scale * static_cast<double>(j * j);
+        const double rest = 1.0 - s * std::numbers::ln2;
+        while (positive > 0 &&
+               scale * static_cast<double>((positive - 1) * (positive - 1)) *
+                       std::numbers::ln2 > rest) {
+            --positive;
+        }
+        const double above = plain[positive] * rest - scaled[positive];
+        const double all = plain[count] * rest - scaled[count];
+        sum += (j == 0 ? 1.0 : 2.0) * std::exp2(-s) * (2.0 * above - all);
+    }
+    return sum;
+}
+
+double airy_value(double u_squared) {
+    if (u_squared >= AIRY_DARK_RINGS[2]) return 0.0;
+    const double t = u_squared / AIRY_CENTRE - 1.0;
+    double value = 0.0;
+    for (const double coefficient : AIRY_SMOOTH) value = value * t + coefficient;
+    for (const double ring : AIRY_DARK_RINGS) value *= 1.0 - u_squared / ring;
+    return value * value;
+}
+
+// How many pixels of the plane lie at each squared distance from one of them, up to
+// `radius`; only the distances that occur, nearest first.
+struct ring {
+    double squared_distance;
+    double pixels;
+};
+std::vector<ring> rings_of(std::int32_t radius) {
+    std::vector<std::int32_t> counts(static_cast<std::size_t>(radius) * static_cast<std::size_t>(radius) + 1);
+    for (std::int32_t y = -radius; y <= radius; ++y) {
+        for (std::int32_t x = -radius; x <= radius; ++x) {
+            const auto square = static_cast<std::size_t>(x * x + y * y);
+            if (square < counts.size()) ++counts[square];
+        }
+    }
+    std::vector<ring> rings;
+    for (std::size_t i = 0; i < counts.size(); ++i) {
+        if (counts[i] > 0) rings.push_back({static_cast<double>(i), static_cast<double>(counts[i])});
+    }
+    return rings;
+}
+
+double airy_sum(double scale, const std::vector<ring>& rings) {
+    double sum = 0.0;
+    for (const ring& r : rings) {
+        const double u_squared = scale * r.squared_distance;
+        if (u_squared >= AIRY_DARK_RINGS[2]) break;
+        sum += r.pixels * airy_value(u_squared);
+    }
+    return sum;
+}
+
+// SHAPE of the kernels without an edge.
+double shape_of(closed_form form, double diameter) {
+    const double s = diameter / 6.0;
+    if (form == closed_form::GAUSSIAN) return std::numbers::log2e / (s * s);
+    if (form == closed_form::LAPLACIAN) return std::numbers::log2e / (2.0 * s * s);
+    return (AIRY_DIAMETER / diameter) * (AIRY_DIAMETER / diameter);
+}
+
+void set_smooth_weights(const focusfall_interface& params, closed_form form,
+                        std::vector<kernel_terms>& steps) {
+    const auto rings = rings_of(kernel_radius(params, steps.size() - 1) + 1);
+    for (std::size_t k = 1; k < steps.size(); ++k) {
+        const double diameter = static_cast<double>(k) * TABLE_STEP;
+        const double shape = shape_of(form, diameter);
+        const std::int32_t radius = kernel_radius(params, k);
+        double sum = 0.0;
+        double reach = radius + 0.5;
+        if (form == closed_form::GAUSSIAN) {
+            sum = gaussian_sum(shape, radius);
+        } else if (form == closed_form::LAPLACIAN) {
+            sum = laplacian_sum(shape, radius);
+        } else {
+            sum = airy_sum(shape, rings);
+            reach = diameter * 0.5;
+        }
+        steps[k] = {static_cast<float>(shape), static_cast<float>(reach),
+                    static_cast<float>(1.0 / sum)};
+    }
+}
+
+}  // namespace
+
+std::optional<closed_form> find_closed_form(const focusfall_interface& params,
+                                            const Image* custom) {
+    if (custom) return std::nullopt;
+    const bool rim = params.bad_bokeh != 0.0;
+    switch (params.blur_style.load(std::memory_order_relaxed)) {
+        case POLYGON:
+            // with fewer sides the edge lies behind the centre
+            if (params.polygon_side_count < 3) return std::nullopt;
+            [[fallthrough]];
+        case DISK: return rim ? closed_form::RIM : closed_form::FLAT;
+        case GAUSSIAN: return closed_form::GAUSSIAN;
+        case AIRY_DISK: return closed_form::AIRY;
+        case LAPLACIAN: return closed_form::LAPLACIAN;
+        default: return std::nullopt;
+    }
+}
+
+double edge_factor(const focusfall_interface& params, closed_form /*form*/,
+                   std::int32_t dx, std::int32_t dy) {
+    if (params.blur_style.load(std::memory_order_relaxed) != POLYGON) return 1.0;
+    const double half_angle = std::numbers::pi / params.polygon_side_count;
+    // turn the direction into that of the side whose middle lies at angle 0
+    double angle = std::atan2(dy, dx) + params.kernel_angle;
+    while (angle >= half_angle) angle -= 2.0 * half_angle;
+    while (angle < -half_angle) angle += 2.0 * half_angle;
+    return std::cos(half_angle) / std::cos(angle);
+}
+
+std::vector<kernel_terms> kernel_steps(const focusfall_interface& params, closed_form form,
+                                      std::size_t last) {
+    std::vector<kernel_terms> steps(last + 1);
+    if (form == closed_form::FLAT || form == closed_form::RIM) {
+        set_flat_weights(params, form, steps);
+        steps[0] = {0.0F, 0.0F, 1.0F};
+    } else {
+        set_smooth_weights(params, form, steps);
+        steps[0] = {0.0F, 0.5F, 1.0F};
+    }
+    return steps;
+}

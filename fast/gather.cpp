@@ -1,0 +1,33 @@
+#include "fast/gather.h"
+
+#include <algorithm>
+#include <cstring>
+#include <memory>
+
+#undef HWY_TARGET_INCLUDE
+#define HWY_TARGET_INCLUDE "fast/gather.cpp"  // compiled once for each kind of vectors
+#include <hwy/foreach_target.h>
+#include <hwy/highway.h>
+
+#include "fast/gather-inl.h"
+
+#if HWY_ONCE
+
+namespace {
+
+HWY_EXPORT(gather);
+
+}  // namespace
+
+void gather_macro_tile(const gather_frame& frame, std::int32_t x, std::int32_t y,
+                       tile_sums* sums) {
+    HWY_DYNAMIC_DISPATCH(gather)(frame, x, y, sums);
+}
+
+std::int32_t gather_margin(const offset_table& offsets) {
+    // a group of offsets begins up to `columns` columns off; from its last one a vector
+    // and the sums over 16 pixels reach on
+    return offsets.columns + BLOCK_COLUMNS + 6 * TILE_COLUMNS;
+}
+
+#endif  // HWY_ONCE

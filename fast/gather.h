@@ -1,0 +1,63 @@
+#pragma once
+// The blur by gathering: for each output pixel, the sources that reach it.
+
+#include <cstdint>
+#include <vector>
+
+#include "fast/closed_form.h"
+#include "fast/offset_table.h"
+#include "fast/source_planes.h"
+
+// One piece of the output: MACRO_COLUMNS x MACRO_ROWS pixels, made of register tiles.
+inline constexpr std::int32_t MACRO_COLUMNS = 64;
+inline constexpr std::int32_t MACRO_ROWS = 16;
+// Sources are looked at in blocks of so many pixels.
+inline constexpr std::int32_t BLOCK_COLUMNS = 64;
+inline constexpr std::int32_t BLOCK_ROWS = 8;
+
+// The sums of a frame's sources, in the order in which they are kept.
+enum sum : std::int32_t { SUM_WEIGHT, SUM_RED, SUM_GREEN, SUM_BLUE, SUM_ALPHA, SUMS };
+
+// The sums of one register tile. What all its rows receive alike stands apart.
+struct alignas(128) tile_sums {
+    float rows[TILE_ROWS][SUMS][TILE_COLUMNS];
+    float common[SUMS][TILE_COLUMNS];
+
+    float at(sum quantity, std::int32_t row, std::int32_t column) const {
+        return rows[row][quantity][column] + common[quantity][column];
+    }
+};
+
+// The largest reach among the sources of each block.
+struct block_maxima {
+    std::int32_t columns = 0;  // blocks
+    std::int32_t rows = 0;
+    std::vector<float> reach;
+
+    float at(std::int32_t column, std::int32_t row) const {
+        return reach[static_cast<std::size_t>(row) * static_cast<std::size_t>(columns) +
+                     static_cast<std::size_t>(column)];
+    }
+};
+
+// Everything that the gather of a frame reads; constant meanwhile.
+struct gather_frame {
+    const source_planes* planes;
+    const block_maxima* maxima;
+    const offset_table* offsets;
+    closed_form form;
+    float rim;  // RIM: 4 times "Bad Bokeh"
+};
+
+constexpr std::int32_t MACRO_TILES =
+    (MACRO_COLUMNS / TILE_COLUMNS) * (MACRO_ROWS / TILE_ROWS);
+
+// Adds to `sums` all sources of the frame. The sums are those of the macro tile whose
+// first pixel is (x, y), its register tiles row by row. The order of the additions to a
+// pixel does not depend on the width of the machine's vectors, so that the results
+// differ only where a machine has no fused multiply-add. [worker threads]
+void gather_macro_tile(const gather_frame& frame, std::int32_t x, std::int32_t y,
+                       tile_sums* sums);
+
+// How many columns beside the picture, on either side, gather_macro_tile may read.
+std::int32_t gather_margin(const offset_table& offsets);
