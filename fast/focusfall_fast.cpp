@@ -99,7 +99,7 @@ void FocusfallFast::blur_macro_tile(std::int32_t tile) {
     const std::int32_t y = tile / columns * MACRO_ROWS;
     tile_sums sums[MACRO_TILES] = {};
     const gather_frame frame = {&planes_, &maxima_, &*offsets_, *form_,
-                                static_cast<float>(4.0 * bad_bokeh)};
+                                static_cast<float>(4.0 * bad_bokeh), *form_==closed_form::FLAT && offsets_->reach >= 4};
     gather_macro_tile(frame, x, y, sums);
 
     const tile_sums* next = sums;

@@ -8,6 +8,7 @@
 #endif
 
 #include <algorithm>
+#include <cmath>
 #include <memory>
 
 #include <hwy/highway.h>
@@ -26,13 +27,6 @@ using vector = hn::Vec<vector_tag>;
 constexpr std::int32_t LANES = static_cast<std::int32_t>(hn::MaxLanes(vector_tag()));
 // rows whose sums fit the registers: 32 with 512-bit vectors, else 16
 constexpr std::int32_t SUM_ROWS = LANES == TILE_COLUMNS ? TILE_ROWS : 2;
-
-// A source vector and an offset that contribute to a tile.
-struct hit {
-    std::int32_t source;  // from the first plane of the block of rows
-    std::int32_t window;  // from the window's first float
-    std::int32_t offset;  // in the offset table
-};
 
 // Where the planes lie from one another, and the block's first source.
 struct block_view {
@@ -56,6 +50,7 @@ struct source_window {
     std::ptrdiff_t part_stride;
     std::ptrdiff_t row_stride;
     float* data;
+    float largest_reach[BLOCK_ROWS];  // of a row
 
     float* at(std::int32_t row, std::int32_t part) const {
         return data + row * row_stride + part * part_stride;
@@ -99,8 +94,18 @@ HWY_INLINE void sum_along(const float* from, float* to, std::int32_t step,
     }
 }
 
-HWY_INLINE void fill_window(const gather_frame& frame, const block_view& block,
-                            std::int32_t rows, const source_window& window) {
+// The largest of `count` entries, a multiple of TILE_COLUMNS.
+HWY_INLINE float largest(const float* entries, std::int32_t count) {
+    const vector_tag tag;
+    vector most = hn::LoadU(tag, entries);
+    for (std::int32_t i = LANES; i < count; i += LANES) {
+        most = hn::Max(most, hn::LoadU(tag, entries + i));
+    }
+    return hn::GetLane(hn::MaxOfLanes(tag, most));
+}
+
+HWY_NOINLINE void fill_window(const gather_frame& frame, const block_view& block,
+                              std::int32_t rows, source_window& window) {
     const bool edged =
         frame.form == closed_form::FLAT || frame.form == closed_form::RIM;
     const auto reach_plane = edged ? source_planes::SHAPE : source_planes::SECOND;
@@ -110,7 +115,9 @@ HWY_INLINE void fill_window(const gather_frame& frame, const block_view& block,
         const float* reach = source + reach_plane * block.plane_stride;
         pick_over_16(reach, window.at(row, source_window::MAX_REACH), count,
                      [](vector a, vector b) HWY_ATTR { return hn::Max(a, b); });
-        if (frame.form != closed_form::FLAT) continue;
+        window.largest_reach[row] =
+            largest(window.at(row, source_window::MAX_REACH), count);
+        if (!frame.with_sums) continue;
         pick_over_16(reach, window.at(row, source_window::MIN_REACH), count,
                      [](vector a, vector b) HWY_ATTR { return hn::Min(a, b); });
         for (std::int32_t q = 0; q < SUMS; ++q) {
@@ -122,100 +129,123 @@ HWY_INLINE void fill_window(const gather_frame& frame, const block_view& block,
     }
 }
 
-// The lists of one register tile and one block of source rows.
-struct hit_lists {
-    std::unique_ptr<hit[]> partial;  // weighted each for itself
-    std::unique_ptr<hit[]> single;   // weight 1 everywhere
-    std::unique_ptr<hit[]> four;     // the same for it and the three columns on its right
-    std::unique_ptr<hit[]> sixteen;
-    std::int32_t partials;
-    std::int32_t singles;
-    std::int32_t fours;
-    std::int32_t sixteens;
+// Columns dx, grouped by source row.
+struct column_list {
+    std::unique_ptr<std::int32_t[]> columns;
+    std::int32_t count = 0;
 
-    explicit hit_lists(std::int32_t most)
-        : partial(new hit[static_cast<std::size_t>(most)]),
-          single(new hit[static_cast<std::size_t>(most)]),
-          four(new hit[static_cast<std::size_t>(most / 4)]),
-          sixteen(new hit[static_cast<std::size_t>(most / 16)]) {}
+    explicit column_list(std::int32_t most)
+        : columns(new std::int32_t[static_cast<std::size_t>(most + TILE_COLUMNS)]) {}
 };
 
-// Bit i tells whether compare(a, b) holds for entry i of 16.
-template <class Compare>
-HWY_INLINE std::uint32_t bits_of(const float* a, const float* b, Compare compare) {
-    const vector_tag tag;
-    std::uint32_t bits = 0;
-    for (std::int32_t i = 0; i < TILE_COLUMNS; i += LANES) {
-        std::uint8_t bytes[8] = {};
-        hn::StoreMaskBits(tag, compare(hn::LoadU(tag, a + i), hn::LoadU(tag, b + i)),
-                          bytes);
-        bits |= static_cast<std::uint32_t>(bytes[0] | bytes[1] << 8) << i;
+// A source row as a register tile sees it, and where its parts of the lists end.
+struct row_hits {
+    const float* source;    // first plane, the tile's first column
+    const float* window;    // first part, likewise
+    std::ptrdiff_t offset;  // of the tile's first row and dx 0 in the offset table
+    std::int32_t partial_end;
+    std::int32_t single_end;
+    std::int32_t four_end;
+    std::int32_t sixteen_end;
+};
+
+// What matters to one register tile among one block of source rows.
+struct hit_lists {
+    row_hits rows[BLOCK_ROWS];
+    std::int32_t row_count = 0;
+    column_list partial;  // weighted each for itself
+    column_list single;   // weight 1 everywhere
+    column_list four;     // the same for it and the three columns on its right
+    column_list sixteen;
+
+    explicit hit_lists(std::int32_t most)
+        : partial(most), single(most), four(most / 4), sixteen(most / 16) {}
+};
+
+// Adds dx, dx + 1, ... for the lanes that `mask` names.
+template <class Mask>
+HWY_INLINE void add_columns(column_list& list, std::int32_t dx, Mask mask) {
+    // by way of a register: compressing into memory is slow
+    const hn::RebindToSigned<vector_tag> tag;
+    hn::StoreU(hn::Compress(hn::Iota(tag, dx), hn::RebindMask(tag, mask)), tag,
+               list.columns.get() + list.count);
+    list.count += static_cast<std::int32_t>(hn::CountTrue(vector_tag(), mask));
+}
+
+HWY_INLINE void add_bits(column_list& list, std::int32_t dx, std::uint32_t bits) {
+    for (; bits != 0; bits &= bits - 1) {
+        list.columns[list.count++] =
+            dx + static_cast<std::int32_t>(hwy::Num0BitsBelowLS1Bit_Nonzero32(bits));
     }
-    return bits;
 }
 
-HWY_INLINE std::int32_t lowest_bit(std::uint32_t bits) {
-    return static_cast<std::int32_t>(hwy::Num0BitsBelowLS1Bit_Nonzero32(bits));
-}
-
-HWY_INLINE void add_full_hits(std::uint32_t full, const hit& first, hit_lists& lists) {
-    const auto moved = [&first](std::int32_t by) {
-        return hit{first.source + by, first.window + by, first.offset + by};
-    };
+HWY_INLINE void add_full_columns(hit_lists& lists, std::int32_t dx, std::uint32_t full) {
     if (full == 0xFFFF) {
-        lists.sixteen[lists.sixteens++] = first;
+        lists.sixteen.columns[lists.sixteen.count++] = dx;
         return;
     }
-    for (std::int32_t i = 0; i < TILE_COLUMNS; i += 4) {
-        const std::uint32_t part = full >> i & 0xF;
-        if (part == 0xF) {
-            lists.four[lists.fours++] = moved(i);
-            continue;
-        }
-        for (std::uint32_t rest = part; rest != 0; rest &= rest - 1) {
-            lists.single[lists.singles++] = moved(i + lowest_bit(rest));
-        }
+    const std::uint32_t pairs = full & full >> 1;
+    const std::uint32_t fours = pairs & pairs >> 2 & 0x1111;
+    add_bits(lists.four, dx, fours);
+    add_bits(lists.single, dx, full & ~(fours * 0xF));
+}
+
+// How many columns off a source of that reach matters at most.
+HWY_INLINE std::int32_t half_chord(closed_form form, float reach, std::int32_t dy) {
+    if (form == closed_form::GAUSSIAN || form == closed_form::LAPLACIAN) {
+        return static_cast<float>(dy) < reach ? static_cast<std::int32_t>(reach) : -1;
     }
+    const float square = (reach + 1.0F) * (reach + 1.0F) - static_cast<float>(dy * dy);
+    return square > 0.0F ? static_cast<std::int32_t>(std::sqrt(square)) + 1 : -1;
 }
 
 // Finds the sources that matter to the tile at (x, y) among `rows` rows from `first_row`.
-HWY_INLINE void find_hits(const gather_frame& frame, const block_view& block,
-                          const source_window& window, std::int32_t first_row,
-                          std::int32_t rows, std::int32_t x, std::int32_t y,
-                          hit_lists& lists) {
-    lists.partials = lists.singles = lists.fours = lists.sixteens = 0;
+HWY_NOINLINE void find_hits(const gather_frame& frame, const block_view& block,
+                            const source_window& window, std::int32_t first_row,
+                            std::int32_t rows, std::int32_t x, std::int32_t y,
+                            hit_lists& lists) {
+    lists.partial.count = lists.single.count = lists.four.count = lists.sixteen.count = 0;
+    lists.row_count = 0;
+    const vector_tag tag;
     const offset_table& offsets = *frame.offsets;
-    const std::int32_t first_dx =
-        std::max(-offsets.columns, window.first_column - x);
-    const std::int32_t last_dx = std::min(offsets.columns, window.last_column - x - 1);
     for (std::int32_t row = 0; row < rows; ++row) {
         const std::int32_t dy = first_row + row - y;
-        if (dy < -offsets.reach || dy > offsets.reach + TILE_ROWS - 1) continue;
-        const float* most = window.at(row, source_window::MAX_REACH) - window.first_column + x;
-        const float* least = window.at(row, source_window::MIN_REACH) - window.first_column + x;
+        const float reach = window.largest_reach[row];
+        const std::int32_t half =
+            half_chord(frame.form, reach, std::max({0, -dy, dy - (TILE_ROWS - 1)}));
+        const std::int32_t first_dx = std::max(-half & -TILE_COLUMNS, window.first_column - x);
+        const std::int32_t last_dx = std::min(half, window.last_column - x - 1);
+        if (half < 0 || first_dx > last_dx) continue;
+
+        row_hits& hits = lists.rows[lists.row_count++];
+        hits.source = block.source + row * block.row_stride + x;
+        hits.window = window.at(row, 0) - window.first_column + x;
+        hits.offset = offsets.index(0, dy);
+        const float* most = hits.window + source_window::MAX_REACH * window.part_stride;
+        const float* least = hits.window + source_window::MIN_REACH * window.part_stride;
+        const float* miss = offsets.miss.data() + hits.offset;
+        const float* full = offsets.full.data() + hits.offset;
         for (std::int32_t dx = first_dx; dx <= last_dx; dx += TILE_COLUMNS) {
-            const std::ptrdiff_t offset = offsets.index(dx, dy);
-            std::uint32_t hits =
-                bits_of(most + dx, offsets.miss.data() + offset,
-                        [](vector a, vector b) HWY_ATTR { return hn::Gt(a, b); });
-            if (hits == 0) continue;
-            const hit first = {
-                static_cast<std::int32_t>(row * block.row_stride) + x + dx,
-                static_cast<std::int32_t>(row * window.row_stride) + x + dx - window.first_column,
-                static_cast<std::int32_t>(offset)};
-            if (frame.form == closed_form::FLAT) {
-                const std::uint32_t full =
-                    bits_of(least + dx, offsets.full.data() + offset,
-                            [](vector a, vector b) HWY_ATTR { return hn::Ge(a, b); });
-                if (full != 0) add_full_hits(full, first, lists);
-                hits &= ~full;
+            std::uint32_t full_bits = 0;
+            for (std::int32_t i = dx; i < dx + TILE_COLUMNS; i += LANES) {
+                auto some = hn::Gt(hn::LoadU(tag, most + i), hn::LoadU(tag, miss + i));
+                if (frame.with_sums) {
+                    const auto all =
+                        hn::Ge(hn::LoadU(tag, least + i), hn::LoadU(tag, full + i));
+                    std::uint8_t bytes[8] = {};
+                    hn::StoreMaskBits(tag, all, bytes);
+                    full_bits |= static_cast<std::uint32_t>(bytes[0] | bytes[1] << 8)
+                                 << (i - dx);
+                    some = hn::AndNot(all, some);
+                }
+                add_columns(lists.partial, i, some);
             }
-            for (; hits != 0; hits &= hits - 1) {
-                const std::int32_t i = lowest_bit(hits);
-                lists.partial[lists.partials++] = {first.source + i, first.window + i,
-                                                   first.offset + i};
-            }
+            if (full_bits != 0) add_full_columns(lists, dx, full_bits);
         }
+        hits.partial_end = lists.partial.count;
+        hits.single_end = lists.single.count;
+        hits.four_end = lists.four.count;
+        hits.sixteen_end = lists.sixteen.count;
     }
 }
 
@@ -232,9 +262,10 @@ struct flat_rule {
         const vector_tag tag;
         return {hn::LoadU(tag, at)};
     }
-    HWY_INLINE vector weight(const source& s, const hit& h, std::int32_t row) const {
+    HWY_INLINE vector weight(const source& s, std::ptrdiff_t offset,
+                             std::int32_t row) const {
         const vector_tag tag;
-        const std::ptrdiff_t i = h.offset - row * stride;
+        const std::ptrdiff_t i = offset - row * stride;
         const vector value =
             hn::MulAdd(s.radius, hn::Set(tag, factor[i]), hn::Set(tag, start[i]));
         return hn::Min(hn::Max(value, hn::Zero(tag)), hn::Set(tag, 1.0F));
@@ -245,9 +276,8 @@ struct flat_rule {
 // its own, since only so the compiler keeps them there.
 template <class Rule>
 HWY_NOINLINE void add_weighted_hits(const Rule& rule, const block_view& block,
-                                    const hit* hits, std::int32_t count,
-                                    std::int32_t first_row, std::int32_t column,
-                                    tile_sums& sums) {
+                                    const hit_lists& lists, std::int32_t first_row,
+                                    std::int32_t column, tile_sums& sums) {
     const vector_tag tag;
     const std::ptrdiff_t plane = block.plane_stride;
     vector sum[SUM_ROWS][SUMS];
@@ -256,21 +286,26 @@ HWY_NOINLINE void add_weighted_hits(const Rule& rule, const block_view& block,
             sum[row][q] = hn::Load(tag, sums.rows[first_row + row][q] + column);
         }
     }
-    for (const hit* h = hits; h != hits + count; ++h) {
-        const float* at = block.source + h->source + column;
-        const auto source = rule.load(at, plane);
-        const vector weight = hn::LoadU(tag, at + plane * source_planes::WEIGHT);
-        const vector red = hn::LoadU(tag, at + plane * source_planes::RED);
-        const vector green = hn::LoadU(tag, at + plane * source_planes::GREEN);
-        const vector blue = hn::LoadU(tag, at + plane * source_planes::BLUE);
-        const vector alpha = hn::LoadU(tag, at + plane * source_planes::ALPHA);
-        for (std::int32_t row = 0; row < SUM_ROWS; ++row) {
-            const vector value = rule.weight(source, *h, first_row + row);
-            sum[row][SUM_WEIGHT] = hn::MulAdd(value, weight, sum[row][SUM_WEIGHT]);
-            sum[row][SUM_RED] = hn::MulAdd(value, red, sum[row][SUM_RED]);
-            sum[row][SUM_GREEN] = hn::MulAdd(value, green, sum[row][SUM_GREEN]);
-            sum[row][SUM_BLUE] = hn::MulAdd(value, blue, sum[row][SUM_BLUE]);
-            sum[row][SUM_ALPHA] = hn::MulAdd(value, alpha, sum[row][SUM_ALPHA]);
+    std::int32_t i = 0;
+    for (const row_hits* hits = lists.rows; hits != lists.rows + lists.row_count; ++hits) {
+        for (; i < hits->partial_end; ++i) {
+            const std::int32_t dx = lists.partial.columns[i];
+            const float* at = hits->source + column + dx;
+            const auto source = rule.load(at, plane);
+            const vector weight = hn::LoadU(tag, at + plane * source_planes::WEIGHT);
+            const vector red = hn::LoadU(tag, at + plane * source_planes::RED);
+            const vector green = hn::LoadU(tag, at + plane * source_planes::GREEN);
+            const vector blue = hn::LoadU(tag, at + plane * source_planes::BLUE);
+            const vector alpha = hn::LoadU(tag, at + plane * source_planes::ALPHA);
+            for (std::int32_t row = 0; row < SUM_ROWS; ++row) {
+                const vector value =
+                    rule.weight(source, hits->offset + dx, first_row + row);
+                sum[row][SUM_WEIGHT] = hn::MulAdd(value, weight, sum[row][SUM_WEIGHT]);
+                sum[row][SUM_RED] = hn::MulAdd(value, red, sum[row][SUM_RED]);
+                sum[row][SUM_GREEN] = hn::MulAdd(value, green, sum[row][SUM_GREEN]);
+                sum[row][SUM_BLUE] = hn::MulAdd(value, blue, sum[row][SUM_BLUE]);
+                sum[row][SUM_ALPHA] = hn::MulAdd(value, alpha, sum[row][SUM_ALPHA]);
+            }
         }
     }
     for (std::int32_t row = 0; row < SUM_ROWS; ++row) {
@@ -280,34 +315,42 @@ HWY_NOINLINE void add_weighted_hits(const Rule& rule, const block_view& block,
     }
 }
 
-// Adds entries of the planes, or of the sums over several columns, to all rows alike.
-HWY_INLINE void add_full_hits_of(const float* base, std::ptrdiff_t stride, const hit* hits,
-                                 std::int32_t count, std::int32_t hit::*where,
-                                 std::int32_t column, vector* sum) {
+// Adds columns of the planes, or of the sums over several columns, to all rows alike.
+HWY_INLINE void add_columns_of(const float* base, std::ptrdiff_t stride,
+                               const column_list& list, std::int32_t first,
+                               std::int32_t last, vector* sum) {
     const vector_tag tag;
-    for (const hit* h = hits; h != hits + count; ++h) {
-        const float* at = base + h->*where + column;
+    for (std::int32_t i = first; i < last; ++i) {
+        const float* at = base + list.columns[static_cast<std::size_t>(i)];
         for (std::int32_t q = 0; q < SUMS; ++q) {
             sum[q] = hn::Add(sum[q], hn::LoadU(tag, at + q * stride));
         }
     }
 }
 
-HWY_NOINLINE void add_full_lists(const block_view& block, const source_window& window,
-                                 const hit_lists& lists, tile_sums& sums) {
+HWY_NOINLINE void add_full_hits(const block_view& block, const source_window& window,
+                                const hit_lists& lists, tile_sums& sums) {
     const vector_tag tag;
     for (std::int32_t column = 0; column < TILE_COLUMNS; column += LANES) {
         vector sum[SUMS];
         for (std::int32_t q = 0; q < SUMS; ++q) {
             sum[q] = hn::Load(tag, sums.common[q] + column);
         }
-        add_full_hits_of(window.at(0, source_window::SUM_16), window.part_stride,
-                         lists.sixteen.get(), lists.sixteens, &hit::window, column, sum);
-        add_full_hits_of(window.at(0, source_window::SUM_4), window.part_stride,
-                         lists.four.get(), lists.fours, &hit::window, column, sum);
-        add_full_hits_of(block.source + block.plane_stride * source_planes::WEIGHT,
-                         block.plane_stride, lists.single.get(), lists.singles,
-                         &hit::source, column, sum);
+        row_hits before = {};
+        for (std::int32_t row = 0; row < lists.row_count; ++row) {
+            const row_hits& hits = lists.rows[row];
+            const float* part = hits.window + column;
+            add_columns_of(part + source_window::SUM_16 * window.part_stride,
+                           window.part_stride, lists.sixteen, before.sixteen_end,
+                           hits.sixteen_end, sum);
+            add_columns_of(part + source_window::SUM_4 * window.part_stride,
+                           window.part_stride, lists.four, before.four_end, hits.four_end,
+                           sum);
+            add_columns_of(
+                hits.source + column + source_planes::WEIGHT * block.plane_stride,
+                block.plane_stride, lists.single, before.single_end, hits.single_end, sum);
+            before = hits;
+        }
         for (std::int32_t q = 0; q < SUMS; ++q) {
             hn::Store(sum[q], tag, sums.common[q] + column);
         }
@@ -315,12 +358,11 @@ HWY_NOINLINE void add_full_lists(const block_view& block, const source_window& w
 }
 
 template <class Rule>
-HWY_INLINE void add_partial_list(const Rule& rule, const block_view& block,
+HWY_INLINE void add_partial_hits(const Rule& rule, const block_view& block,
                                  const hit_lists& lists, tile_sums& sums) {
     for (std::int32_t row = 0; row < TILE_ROWS; row += SUM_ROWS) {
         for (std::int32_t column = 0; column < TILE_COLUMNS; column += LANES) {
-            add_weighted_hits(rule, block, lists.partial.get(), lists.partials, row,
-                              column, sums);
+            add_weighted_hits(rule, block, lists, row, column, sums);
         }
     }
 }
@@ -330,6 +372,7 @@ HWY_INLINE void add_partial_list(const Rule& rule, const block_view& block,
 struct column_range {
     std::int32_t first;
     std::int32_t last;  // beyond the last
+    float reach;        // the largest of the blocks
 };
 column_range columns_that_reach(const gather_frame& frame, std::int32_t block_row,
                                 std::int32_t x, std::int32_t y) {
@@ -337,7 +380,7 @@ column_range columns_that_reach(const gather_frame& frame, std::int32_t block_ro
                         std::int32_t b_size) {
         return std::max({0, b - (a + a_size - 1), a - (b + b_size - 1)});
     };
-    column_range range = {0, 0};
+    column_range range = {0, 0, 0.0F};
     const std::int32_t dy = gap(y, MACRO_ROWS, block_row * BLOCK_ROWS, BLOCK_ROWS);
     for (std::int32_t block = 0; block < frame.maxima->columns; ++block) {
         const std::int32_t dx =
@@ -346,6 +389,7 @@ column_range columns_that_reach(const gather_frame& frame, std::int32_t block_ro
         if (!(distance < frame.maxima->at(block, block_row) + 1.0F)) continue;
         if (range.last == 0) range.first = block * BLOCK_COLUMNS;
         range.last = (block + 1) * BLOCK_COLUMNS;
+        range.reach = std::max(range.reach, frame.maxima->at(block, block_row));
     }
     return range;
 }
@@ -367,8 +411,11 @@ void gather(const gather_frame& frame, std::int32_t x, std::int32_t y, tile_sums
     for (std::int32_t block_row = 0; block_row < frame.maxima->rows; ++block_row) {
         const column_range range = columns_that_reach(frame, block_row, x, y);
         if (range.last <= range.first) continue;
-        const std::int32_t first_row = block_row * BLOCK_ROWS;
-        const std::int32_t rows = std::min(BLOCK_ROWS, planes.height() - first_row);
+        const auto reach = static_cast<std::int32_t>(range.reach) + 1;
+        const std::int32_t first_row = std::max(block_row * BLOCK_ROWS, y - reach);
+        const std::int32_t rows =
+            std::min({(block_row + 1) * BLOCK_ROWS, planes.height(),
+                      y + MACRO_ROWS + reach}) - first_row;
         const block_view block = {planes.row(first_row, source_planes::SHAPE),
                                   planes.plane_stride(), planes.row_stride()};
         window.first_column = std::max(range.first - TILE_COLUMNS, x - offsets.columns);
@@ -380,10 +427,10 @@ void gather(const gather_frame& frame, std::int32_t x, std::int32_t y, tile_sums
         for (std::int32_t ty = y; ty < y + MACRO_ROWS; ty += TILE_ROWS) {
             for (std::int32_t tx = x; tx < x + MACRO_COLUMNS; tx += TILE_COLUMNS, ++tile) {
                 find_hits(frame, block, window, first_row, rows, tx, ty, lists);
-                add_full_lists(block, window, lists, *tile);
+                add_full_hits(block, window, lists, *tile);
                 const flat_rule rule = {offsets.factor.data(), offsets.start.data(),
                                         offsets.stride};
-                add_partial_list(rule, block, lists, *tile);
+                add_partial_hits(rule, block, lists, *tile);
             }
         }
     }

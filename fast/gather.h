@@ -9,8 +9,8 @@
 #include "fast/source_planes.h"
 
 // One piece of the output: MACRO_COLUMNS x MACRO_ROWS pixels, made of register tiles.
-inline constexpr std::int32_t MACRO_COLUMNS = 64;
-inline constexpr std::int32_t MACRO_ROWS = 16;
+inline constexpr std::int32_t MACRO_COLUMNS = 128;
+inline constexpr std::int32_t MACRO_ROWS = 32;
 // Sources are looked at in blocks of so many pixels.
 inline constexpr std::int32_t BLOCK_COLUMNS = 64;
 inline constexpr std::int32_t BLOCK_ROWS = 8;
@@ -46,7 +46,8 @@ struct gather_frame {
     const block_maxima* maxima;
     const offset_table* offsets;
     closed_form form;
-    float rim;  // RIM: 4 times "Bad Bokeh"
+    float rim;        // RIM: 4 times "Bad Bokeh"
+    bool with_sums;   // add several sources of weight 1 at once
 };
 
 constexpr std::int32_t MACRO_TILES =
