@@ -12,11 +12,10 @@ constexpr double TABLE_STEP = 0.01;  // pixels of diameter from kernel to kernel
 constexpr double SMALLEST_RADIUS = static_cast<double>(0.0001F);
 constexpr double AIRY_DIAMETER = 20.347;  // a kernel's diameter in units of u
 
-double corner_radius(const focusfall_interface& params, closed_form form, std::size_t k) {
+double corner_radius(const focusfall_interface& params, std::size_t k) {
     const double diameter = static_cast<double>(k) * TABLE_STEP;
     const double radius = std::max(SMALLEST_RADIUS, (diameter - 1.0) * 0.5);
     const bool disk = params.blur_style.load(std::memory_order_relaxed) == DISK;
-    (void)form;
     return disk && params.shrink_disk ? radius * 0.6 : radius;
 }
 
@@ -37,11 +36,11 @@ class growing_sum {
 
 // Disk and Polygon. A pixel's value is 0 until the radius reaches (d - 1) / e, then
 // radius * e + 1 - d until it is 1, when the radius is d / e.
-void set_flat_weights(const focusfall_interface& params, closed_form form,
-                      std::vector<kernel_terms>& steps) {
+void set_edged_weights(const focusfall_interface& params,
+                       std::vector<kernel_terms>& steps) {
     const std::size_t last = steps.size() - 1;
     std::vector<double> radii(steps.size());
-    for (std::size_t k = 1; k <= last; ++k) radii[k] = corner_radius(params, form, k);
+    for (std::size_t k = 1; k <= last; ++k) radii[k] = corner_radius(params, k);
     const auto first_above = [&](double radius) {
         const auto at = std::upper_bound(radii.begin() + 1, radii.end(), radius);
         return static_cast<std::size_t>(at - radii.begin());
@@ -55,7 +54,7 @@ void set_flat_weights(const focusfall_interface& params, closed_form form,
     for (std::int32_t dy = -reach; dy <= reach; ++dy) {
         for (std::int32_t dx = -reach; dx <= reach; ++dx) {
             const double d = std::sqrt(static_cast<double>(dx * dx + dy * dy));
-            const double e = edge_factor(params, form, dx, dy);
+            const double e = edge_factor(params, dx, dy);
             const std::size_t start = first_above((d - 1.0) / e);
             const std::size_t full = first_above(d / e);
             slope.add_from(start, e);
@@ -79,7 +78,6 @@ void set_flat_weights(const focusfall_interface& params, closed_form form,
                            rim * (powers[k] / radius_fourth + edge);
         steps[k] = {static_cast<float>(radii[k]), static_cast<float>(1.0 / radius_fourth),
                     static_cast<float>(1.0 / sum)};
-        if (form == closed_form::FLAT) steps[k].second = steps[k].shape;
     }
 }
 
@@ -216,8 +214,7 @@ std::optional<closed_form> find_closed_form(const focusfall_interface& params,
     }
 }
 
-double edge_factor(const focusfall_interface& params, closed_form /*form*/,
-                   std::int32_t dx, std::int32_t dy) {
+double edge_factor(const focusfall_interface& params, std::int32_t dx, std::int32_t dy) {
     if (params.blur_style.load(std::memory_order_relaxed) != POLYGON) return 1.0;
     const double half_angle = std::numbers::pi / params.polygon_side_count;
     // turn the direction into that of the side whose middle lies at angle 0
@@ -230,12 +227,14 @@ double edge_factor(const focusfall_interface& params, closed_form /*form*/,
 std::vector<kernel_terms> kernel_steps(const focusfall_interface& params, closed_form form,
                                       std::size_t last) {
     std::vector<kernel_terms> steps(last + 1);
-    if (form == closed_form::FLAT || form == closed_form::RIM) {
-        set_flat_weights(params, form, steps);
+    if (is_edged(form)) {
+        set_edged_weights(params, steps);
         steps[0] = {0.0F, 0.0F, 1.0F};
     } else {
         set_smooth_weights(params, form, steps);
-        steps[0] = {0.0F, 0.5F, 1.0F};
+        // the Airy pattern ends within the pixel
+        const float shape = form == closed_form::AIRY ? 1e6F : 0.0F;
+        steps[0] = {shape, 0.5F, 1.0F};
     }
     return steps;
 }

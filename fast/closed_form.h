@@ -25,6 +25,18 @@ struct kernel_terms {
     float weight = 0.0F;  // 1 / the sum of the values' magnitudes
 };
 
+// Whether SHAPE is the reach: how far from the source its weights end, at least.
+constexpr bool is_edged(closed_form form) {
+    return form == closed_form::FLAT || form == closed_form::RIM;
+}
+
+// What stands for a pixel without a source: it reaches nowhere and its weight is finite.
+inline constexpr float NO_REACH = -1e30F;
+constexpr kernel_terms no_source(closed_form form) {
+    return is_edged(form) ? kernel_terms{NO_REACH, 0.0F, 0.0F}
+                          : kernel_terms{0.0F, NO_REACH, 0.0F};
+}
+
 // The first dark rings of the Airy pattern as u^2, u the argument of its Bessel function.
 inline constexpr double AIRY_DARK_RINGS[] = {14.681970642123893, 49.21845632169460,
                                              103.49945389513658};
@@ -43,8 +55,7 @@ std::optional<closed_form> find_closed_form(const focusfall_interface& params,
                                             const Image* custom);
 
 // Distance of the Polygon's edge in the direction of (dx, dy), its corners being at 1.
-double edge_factor(const focusfall_interface& params, closed_form form, std::int32_t dx,
-                   std::int32_t dy);
+double edge_factor(const focusfall_interface& params, std::int32_t dx, std::int32_t dy);
 
 // Entry k for the kernel of diameter k * 0.01 pixels, k = 0 .. last. [render thread]
 std::vector<kernel_terms> kernel_steps(const focusfall_interface& params, closed_form form,

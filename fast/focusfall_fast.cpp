@@ -46,12 +46,11 @@ void FocusfallFast::load_sources(std::int32_t block_row) {
     const std::int32_t first = block_row * BLOCK_ROWS;
     const std::int32_t last = std::min(first + BLOCK_ROWS, planes_.height());
     float* const maxima = maxima_.reach.data() + block_row * maxima_.columns;
-    std::fill_n(maxima, maxima_.columns, source_planes::NO_REACH);
-    const bool edged = *form_ == closed_form::FLAT || *form_ == closed_form::RIM;
+    std::fill_n(maxima, maxima_.columns, NO_REACH);
     for (std::int32_t y = first; y < last; ++y) {
         load_row(y);
         const float* reach =
-            planes_.row(y, edged ? source_planes::SHAPE : source_planes::SECOND);
+            planes_.row(y, is_edged(*form_) ? source_planes::SHAPE : source_planes::SECOND);
         for (std::int32_t x = 0; x < planes_.width(); ++x) {
             float& most = maxima[x / BLOCK_COLUMNS];
             most = std::max(most, reach[x]);
@@ -73,7 +72,8 @@ void FocusfallFast::load_row(std::int32_t y) {
     float* green = planes_.row(y, source_planes::GREEN);
     float* blue = planes_.row(y, source_planes::BLUE);
     float* alpha = planes_.row(y, source_planes::ALPHA);
-    const kernel_terms nothing = {source_planes::NO_REACH, source_planes::NO_REACH, 0.0F};
+    const kernel_terms nothing = no_source(*form_);
+    planes_.clear_margins(y, nothing);
     for (std::int32_t x = 0; x < planes_.width(); ++x) {
         kernel_terms kernel = nothing;
         if (source[Image::ALPHA] > 0.0F || keep_transparent) {

@@ -14,15 +14,11 @@
 #include <hwy/highway.h>
 
 #include "fast/gather.h"
+#include "fast/rules-inl.h"
 
 HWY_BEFORE_NAMESPACE();
 namespace HWY_NAMESPACE {
 namespace {
-
-namespace hn = hwy::HWY_NAMESPACE;
-// as many lanes as a tile has columns, or a part of that
-using vector_tag = hn::CappedTag<float, TILE_COLUMNS>;
-using vector = hn::Vec<vector_tag>;
 
 constexpr std::int32_t LANES = static_cast<std::int32_t>(hn::MaxLanes(vector_tag()));
 // rows whose sums fit the registers: 32 with 512-bit vectors, else 16
@@ -51,6 +47,10 @@ struct source_window {
     std::ptrdiff_t row_stride;
     float* data;
     float largest_reach[BLOCK_ROWS];  // of a row
+    // GAUSSIAN, LAPLACIAN: of the sources of a row, for the rows of a tile one after the
+    // other, part_stride apart; from row to row of sources, factor_stride
+    float* row_factors;
+    std::ptrdiff_t factor_stride;
 
     float* at(std::int32_t row, std::int32_t part) const {
         return data + row * row_stride + part * part_stride;
@@ -106,9 +106,7 @@ HWY_INLINE float largest(const float* entries, std::int32_t count) {
 
 HWY_NOINLINE void fill_window(const gather_frame& frame, const block_view& block,
                               std::int32_t rows, source_window& window) {
-    const bool edged =
-        frame.form == closed_form::FLAT || frame.form == closed_form::RIM;
-    const auto reach_plane = edged ? source_planes::SHAPE : source_planes::SECOND;
+    const auto reach_plane = is_edged(frame.form) ? source_planes::SHAPE : source_planes::SECOND;
     const std::int32_t count = window.last_column - window.first_column;
     for (std::int32_t row = 0; row < rows; ++row) {
         const float* source = block.source + row * block.row_stride + window.first_column;
@@ -138,16 +136,42 @@ struct column_list {
         : columns(new std::int32_t[static_cast<std::size_t>(most + TILE_COLUMNS)]) {}
 };
 
-// A source row as a register tile sees it, and where its parts of the lists end.
-struct row_hits {
-    const float* source;    // first plane, the tile's first column
-    const float* window;    // first part, likewise
-    std::ptrdiff_t offset;  // of the tile's first row and dx 0 in the offset table
-    std::int32_t partial_end;
-    std::int32_t single_end;
-    std::int32_t four_end;
-    std::int32_t sixteen_end;
-};
+// The factors of the Gaussian and the Laplacian that depend on the distance between the
+// rows of the tiles at `y` and the row of sources.
+HWY_NOINLINE void fill_row_factors(const gather_frame& frame, const block_view& block,
+                                   const source_window& window, std::int32_t first_row,
+                                   std::int32_t rows, std::int32_t y) {
+    if (frame.form != closed_form::GAUSSIAN && frame.form != closed_form::LAPLACIAN) return;
+    const vector_tag tag;
+    for (std::int32_t row = 0; row < rows; ++row) {
+        const float* shape = block.source + row * block.row_stride + window.first_column;
+        const float* reach = shape + block.plane_stride * source_planes::SECOND;
+        for (std::int32_t j = 0; j < TILE_ROWS; ++j) {
+            float* factor =
+                window.row_factors + row * window.factor_stride + j * window.part_stride;
+            for (std::int32_t x = window.first_column;
+                 x < window.last_column + TILE_COLUMNS; x += LANES) {
+                vector scaled;
+                const vector value =
+                    falloff(shape, reach, first_row + row - y - j, scaled);
+                if (frame.form == closed_form::GAUSSIAN) {
+                    hn::StoreU(value, tag, factor);
+                } else {
+                    const vector slope =
+                        hn::NegMulAdd(scaled, hn::Set(tag, LN_2), hn::Set(tag, 1.0F));
+                    hn::StoreU(hn::Mul(value, slope), tag, factor);
+                    hn::StoreU(hn::Neg(value), tag,
+                               factor + TILE_ROWS * window.part_stride);
+                }
+                shape += LANES;
+                reach += LANES;
+                factor += LANES;
+            }
+            shape -= window.last_column + TILE_COLUMNS - window.first_column;
+            reach -= window.last_column + TILE_COLUMNS - window.first_column;
+        }
+    }
+}
 
 // What matters to one register tile among one block of source rows.
 struct hit_lists {
@@ -167,7 +191,8 @@ template <class Mask>
 HWY_INLINE void add_columns(column_list& list, std::int32_t dx, Mask mask) {
     // by way of a register: compressing into memory is slow
     const hn::RebindToSigned<vector_tag> tag;
-    hn::StoreU(hn::Compress(hn::Iota(tag, dx), hn::RebindMask(tag, mask)), tag,
+    const auto columns = hn::Add(hn::Iota(tag, 0), hn::Set(tag, dx));
+    hn::StoreU(hn::Compress(columns, hn::RebindMask(tag, mask)), tag,
                list.columns.get() + list.count);
     list.count += static_cast<std::int32_t>(hn::CountTrue(vector_tag(), mask));
 }
@@ -220,6 +245,8 @@ HWY_NOINLINE void find_hits(const gather_frame& frame, const block_view& block,
         row_hits& hits = lists.rows[lists.row_count++];
         hits.source = block.source + row * block.row_stride + x;
         hits.window = window.at(row, 0) - window.first_column + x;
+        hits.row_factors =
+            window.row_factors + row * window.factor_stride - window.first_column + x;
         hits.offset = offsets.index(0, dy);
         const float* most = hits.window + source_window::MAX_REACH * window.part_stride;
         const float* least = hits.window + source_window::MIN_REACH * window.part_stride;
@@ -249,29 +276,6 @@ HWY_NOINLINE void find_hits(const gather_frame& frame, const block_view& block,
     }
 }
 
-// Disk and Polygon.
-struct flat_rule {
-    const float* factor;
-    const float* start;
-    std::ptrdiff_t stride;
-
-    struct source {
-        vector radius;
-    };
-    HWY_INLINE source load(const float* at, std::ptrdiff_t /*plane_stride*/) const {
-        const vector_tag tag;
-        return {hn::LoadU(tag, at)};
-    }
-    HWY_INLINE vector weight(const source& s, std::ptrdiff_t offset,
-                             std::int32_t row) const {
-        const vector_tag tag;
-        const std::ptrdiff_t i = offset - row * stride;
-        const vector value =
-            hn::MulAdd(s.radius, hn::Set(tag, factor[i]), hn::Set(tag, start[i]));
-        return hn::Min(hn::Max(value, hn::Zero(tag)), hn::Set(tag, 1.0F));
-    }
-};
-
 // Adds the hits to SUM_ROWS rows of LANES columns, all sums in registers. A function of
 // its own, since only so the compiler keeps them there.
 template <class Rule>
@@ -291,7 +295,7 @@ HWY_NOINLINE void add_weighted_hits(const Rule& rule, const block_view& block,
         for (; i < hits->partial_end; ++i) {
             const std::int32_t dx = lists.partial.columns[i];
             const float* at = hits->source + column + dx;
-            const auto source = rule.load(at, plane);
+            const auto source = rule.load(*hits, column, dx, plane);
             const vector weight = hn::LoadU(tag, at + plane * source_planes::WEIGHT);
             const vector red = hn::LoadU(tag, at + plane * source_planes::RED);
             const vector green = hn::LoadU(tag, at + plane * source_planes::GREEN);
@@ -299,7 +303,7 @@ HWY_NOINLINE void add_weighted_hits(const Rule& rule, const block_view& block,
             const vector alpha = hn::LoadU(tag, at + plane * source_planes::ALPHA);
             for (std::int32_t row = 0; row < SUM_ROWS; ++row) {
                 const vector value =
-                    rule.weight(source, hits->offset + dx, first_row + row);
+                    rule.weight(source, *hits, column, dx, first_row + row);
                 sum[row][SUM_WEIGHT] = hn::MulAdd(value, weight, sum[row][SUM_WEIGHT]);
                 sum[row][SUM_RED] = hn::MulAdd(value, red, sum[row][SUM_RED]);
                 sum[row][SUM_GREEN] = hn::MulAdd(value, green, sum[row][SUM_GREEN]);
@@ -394,28 +398,20 @@ column_range columns_that_reach(const gather_frame& frame, std::int32_t block_ro
     return range;
 }
 
-void gather(const gather_frame& frame, std::int32_t x, std::int32_t y, tile_sums* sums) {
+template <class Rule>
+void gather_with(const Rule& rule, const gather_frame& frame, source_window& window,
+                 std::int32_t x, std::int32_t y, tile_sums* sums) {
     const source_planes& planes = *frame.planes;
     const offset_table& offsets = *frame.offsets;
-    // the widest window, and what vectors touch beyond it
-    const std::int32_t most_columns =
-        MACRO_COLUMNS + 2 * offsets.columns + 2 * BLOCK_COLUMNS + 4 * TILE_COLUMNS;
-    source_window window{};
-    window.part_stride = most_columns + TILE_COLUMNS;
-    window.row_stride = source_window::PARTS * window.part_stride;
-    const std::unique_ptr<float[]> storage(
-        new float[static_cast<std::size_t>(BLOCK_ROWS * window.row_stride)]);
-    window.data = storage.get();
     hit_lists lists(BLOCK_ROWS * (2 * offsets.columns + TILE_COLUMNS));
-
     for (std::int32_t block_row = 0; block_row < frame.maxima->rows; ++block_row) {
         const column_range range = columns_that_reach(frame, block_row, x, y);
         if (range.last <= range.first) continue;
         const auto reach = static_cast<std::int32_t>(range.reach) + 1;
         const std::int32_t first_row = std::max(block_row * BLOCK_ROWS, y - reach);
-        const std::int32_t rows =
-            std::min({(block_row + 1) * BLOCK_ROWS, planes.height(),
-                      y + MACRO_ROWS + reach}) - first_row;
+        const std::int32_t rows = std::min({(block_row + 1) * BLOCK_ROWS, planes.height(),
+                                            y + MACRO_ROWS + reach}) -
+                                  first_row;
         const block_view block = {planes.row(first_row, source_planes::SHAPE),
                                   planes.plane_stride(), planes.row_stride()};
         window.first_column = std::max(range.first - TILE_COLUMNS, x - offsets.columns);
@@ -425,14 +421,40 @@ void gather(const gather_frame& frame, std::int32_t x, std::int32_t y, tile_sums
 
         tile_sums* tile = sums;
         for (std::int32_t ty = y; ty < y + MACRO_ROWS; ty += TILE_ROWS) {
+            fill_row_factors(frame, block, window, first_row, rows, ty);
             for (std::int32_t tx = x; tx < x + MACRO_COLUMNS; tx += TILE_COLUMNS, ++tile) {
                 find_hits(frame, block, window, first_row, rows, tx, ty, lists);
                 add_full_hits(block, window, lists, *tile);
-                const flat_rule rule = {offsets.factor.data(), offsets.start.data(),
-                                        offsets.stride};
                 add_partial_hits(rule, block, lists, *tile);
             }
         }
+    }
+}
+
+void gather(const gather_frame& frame, std::int32_t x, std::int32_t y, tile_sums* sums) {
+    const offset_table& offsets = *frame.offsets;
+    // the widest window, and what vectors touch beyond it
+    source_window window{};
+    window.part_stride = MACRO_COLUMNS + 2 * offsets.columns + 6 * TILE_COLUMNS;
+    window.row_stride = source_window::PARTS * window.part_stride;
+    window.factor_stride = 2 * TILE_ROWS * window.part_stride;
+    const auto parts = static_cast<std::size_t>(BLOCK_ROWS * window.row_stride);
+    const auto factors = static_cast<std::size_t>(BLOCK_ROWS * window.factor_stride);
+    const std::unique_ptr<float[]> storage(new float[parts + factors]);
+    window.data = storage.get();
+    window.row_factors = storage.get() + parts;
+
+    const flat_rule flat = {offsets};
+    switch (frame.form) {
+        case closed_form::FLAT: return gather_with(flat, frame, window, x, y, sums);
+        case closed_form::RIM:
+            return gather_with(rim_rule{flat, frame.rim}, frame, window, x, y, sums);
+        case closed_form::GAUSSIAN:
+            return gather_with(gaussian_rule{window.part_stride}, frame, window, x, y, sums);
+        case closed_form::LAPLACIAN:
+            return gather_with(laplacian_rule{window.part_stride}, frame, window, x, y, sums);
+        case closed_form::AIRY:
+            return gather_with(airy_rule{offsets}, frame, window, x, y, sums);
     }
 }
 

@@ -6,14 +6,10 @@
 
 namespace {
 
-bool has_edge(closed_form form) {
-    return form == closed_form::FLAT || form == closed_form::RIM;
-}
-
 // The reach from which on a source at that offset matters.
 float nearest_reach(closed_form form, double d, double e, std::int32_t dx,
                     std::int32_t dy) {
-    if (has_edge(form)) return static_cast<float>((d - 1.0) / e);
+    if (is_edged(form)) return static_cast<float>((d - 1.0) / e);
     if (form == closed_form::AIRY) return static_cast<float>(d);
     return static_cast<float>(std::max(std::abs(dx), std::abs(dy)));
 }
@@ -37,8 +33,8 @@ offset_table::offset_table(const focusfall_interface& params, closed_form form,
             const auto i = static_cast<std::size_t>(index(dx, dy));
             const double square = static_cast<double>(dx) * dx + static_cast<double>(dy) * dy;
             const double d = std::sqrt(square);
-            const double e = has_edge(form) ? edge_factor(params, form, dx, dy) : 1.0;
-            factor[i] = static_cast<float>(has_edge(form) ? e : square);
+            const double e = is_edged(form) ? edge_factor(params, dx, dy) : 1.0;
+            factor[i] = static_cast<float>(is_edged(form) ? e : square);
             start[i] = static_cast<float>(1.0 - d);
             own_miss[i] = nearest_reach(form, d, e, dx, dy);
             if (form == closed_form::FLAT) own_full[i] = static_cast<float>(d / e);

@@ -20,3 +20,14 @@ void source_planes::resize(std::int32_t width, std::int32_t height, std::int32_t
     if (row_stride_ % PAGE == 0) row_stride_ += LINE;
     data_.resize(static_cast<std::size_t>(height * row_stride_));
 }
+
+void source_planes::clear_margins(std::int32_t y, const kernel_terms& no_source) {
+    for (std::int32_t i = 0; i < PLANES; ++i) {
+        const float value = i == SHAPE    ? no_source.shape
+                            : i == SECOND ? no_source.second
+                                          : 0.0F;
+        float* const pixels = row(y, static_cast<plane>(i));
+        std::fill(pixels - margin_, pixels, value);
+        std::fill(pixels + width_, pixels - margin_ + plane_stride_, value);
+    }
+}

@@ -3,9 +3,11 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <vector>
 
 #include <boost/align/aligned_allocator.hpp>
-#include <vector>
+
+#include "fast/closed_form.h"
 
 // A vector for vector registers: starts on a cache line.
 using aligned_floats = std::vector<float, boost::alignment::aligned_allocator<float, 64>>;
@@ -16,14 +18,14 @@ using aligned_floats = std::vector<float, boost::alignment::aligned_allocator<fl
 class source_planes {
   public:
     // SHAPE and SECOND as closed_form.h tells; WEIGHT is 1 / the sum of the kernel, and
-    // the colours are multiplied by it. A pixel without a source has NO_REACH in SHAPE and
-    // SECOND and 0 elsewhere.
+    // the colours are multiplied by it. Without a source these are 0, and SHAPE and SECOND
+    // what no_source gives.
     enum plane : std::int32_t { SHAPE, SECOND, WEIGHT, RED, GREEN, BLUE, ALPHA, PLANES };
-    static constexpr float NO_REACH = -1e30F;
 
-    // Gives the planes a size; the pixels are unset, the margins without a source.
-    // Memory is kept from frame to frame.
+    // Gives the planes a size; they are unset. Memory is kept from frame to frame.
     void resize(std::int32_t width, std::int32_t height, std::int32_t margin);
+    // Fills the margins of a row. [one thread a row]
+    void clear_margins(std::int32_t y, const kernel_terms& no_source);
 
     std::int32_t width() const { return width_; }
     std::int32_t height() const { return height_; }

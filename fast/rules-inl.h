@@ -1,0 +1,205 @@
+// How much a source weighs at an offset, one rule a closed form; included once for each
+// kind of vectors, as gather-inl.h, which defines what is used here.
+//
+// A rule has load, for what is the same in all rows of a tile, and weight.
+
+#if defined(FOCUSFALL_FAST_RULES_INL_H_) == defined(HWY_TARGET_TOGGLE)
+#ifdef FOCUSFALL_FAST_RULES_INL_H_
+#undef FOCUSFALL_FAST_RULES_INL_H_
+#else
+#define FOCUSFALL_FAST_RULES_INL_H_
+#endif
+
+#include <cstdlib>
+#include <iterator>
+
+#include <hwy/highway.h>
+
+#include "fast/gather.h"
+
+HWY_BEFORE_NAMESPACE();
+namespace HWY_NAMESPACE {
+namespace {
+
+namespace hn = hwy::HWY_NAMESPACE;
+// as many lanes as a tile has columns, or a part of that
+using vector_tag = hn::CappedTag<float, TILE_COLUMNS>;
+using vector = hn::Vec<vector_tag>;
+
+// A source row as a register tile sees it, and where its parts of the lists end.
+struct row_hits {
+    const float* source;       // first plane, the tile's first column
+    const float* window;       // first part, likewise
+    const float* row_factors;  // of the tile's first row, likewise
+    std::ptrdiff_t offset;     // of the tile's first row and dx 0 in the offset table
+    std::int32_t partial_end;
+    std::int32_t single_end;
+    std::int32_t four_end;
+    std::int32_t sixteen_end;
+};
+
+constexpr float LN_2 = 0.693147181F;
+
+// 2^x for x from -63 to 0, 0 below that: such weights are lost in any sum. A minimax
+// polynomial, its largest relative error 2e-9, for the part beside whole powers.
+HWY_INLINE vector power_of_2(vector x) {
+    const vector_tag tag;
+    const auto whole = hn::NearestInt(x);
+    const vector rest = hn::Sub(x, hn::ConvertTo(tag, whole));
+    vector value = hn::Set(tag, 0.000154614447F);
+    for (const float coefficient : {0.001340042818F, 0.009618056679F, 0.05550327227F,
+                                    0.2402265092F, 0.6931472067F, 1.0F}) {
+        value = hn::MulAdd(value, rest, hn::Set(tag, coefficient));
+    }
+    const hn::RebindToSigned<vector_tag> integer_tag;
+    const vector scaled = hn::BitCast(
+        tag, hn::Add(hn::BitCast(integer_tag, value), hn::ShiftLeft<23>(whole)));
+    return hn::IfThenElseZero(hn::Ge(x, hn::Set(tag, -63.0F)), scaled);
+}
+
+// Disk and Polygon.
+struct flat_rule {
+    const offset_table& offsets;
+
+    struct source {
+        vector radius;
+    };
+    HWY_INLINE source load(const row_hits& hits, std::int32_t column, std::int32_t dx,
+                           std::ptrdiff_t /*plane*/) const {
+        return {hn::LoadU(vector_tag(), hits.source + column + dx)};
+    }
+    HWY_INLINE vector weight(const source& s, const row_hits& hits, std::int32_t /*column*/,
+                             std::int32_t dx, std::int32_t row) const {
+        const vector_tag tag;
+        const std::ptrdiff_t i = hits.offset + dx - row * offsets.stride;
+        const vector value = hn::MulAdd(s.radius, hn::Set(tag, offsets.factor.data()[i]),
+                                        hn::Set(tag, offsets.start.data()[i]));
+        return hn::Min(hn::Max(value, hn::Zero(tag)), hn::Set(tag, 1.0F));
+    }
+};
+
+// The same, brighter towards the rim.
+struct rim_rule {
+    flat_rule flat;
+    float rim;
+
+    struct source {
+        flat_rule::source flat;
+        vector fourth_power;  // of 1 / radius
+    };
+    HWY_INLINE source load(const row_hits& hits, std::int32_t column, std::int32_t dx,
+                           std::ptrdiff_t plane) const {
+        return {flat.load(hits, column, dx, plane),
+                hn::LoadU(vector_tag(),
+                          hits.source + column + dx + plane * source_planes::SECOND)};
+    }
+    HWY_INLINE vector weight(const source& s, const row_hits& hits, std::int32_t column,
+                             std::int32_t dx, std::int32_t row) const {
+        const vector_tag tag;
+        const std::ptrdiff_t i = hits.offset + dx - row * flat.offsets.stride;
+        const vector coverage = flat.weight(s.flat, hits, column, dx, row);
+        const vector distance =
+            hn::Mul(s.fourth_power, hn::Set(tag, flat.offsets.fourth.data()[i]));
+        const vector boost =
+            hn::Mul(hn::Min(distance, hn::Set(tag, 1.0F)), hn::Set(tag, rim));
+        return hn::MulAdd(coverage, boost, coverage);
+    }
+};
+
+// The column's factor of a Gaussian, 0 beyond the reach; `scaled` is its exponent.
+HWY_INLINE vector falloff(const float* shape, const float* reach, std::int32_t distance,
+                          vector& scaled) {
+    const vector_tag tag;
+    const auto square = static_cast<float>(distance * distance);
+    scaled = hn::Mul(hn::LoadU(tag, shape), hn::Set(tag, square));
+    const auto inside = hn::Gt(hn::LoadU(tag, reach),
+                               hn::Set(tag, static_cast<float>(std::abs(distance))));
+    return hn::IfThenElseZero(inside, power_of_2(hn::Neg(scaled)));
+}
+
+// A product of a factor of the column and one of the row.
+struct gaussian_rule {
+    std::ptrdiff_t stride;  // of row_factors, from row to row of the tile
+
+    struct source {
+        vector column_factor;
+    };
+    HWY_INLINE source load(const row_hits& hits, std::int32_t column, std::int32_t dx,
+                           std::ptrdiff_t plane) const {
+        const float* shape = hits.source + column + dx;
+        vector scaled;
+        return {falloff(shape, shape + plane * source_planes::SECOND, dx, scaled)};
+    }
+    HWY_INLINE vector weight(const source& s, const row_hits& hits, std::int32_t column,
+                             std::int32_t dx, std::int32_t row) const {
+        const float* factor = hits.row_factors + column + dx + row * stride;
+        return hn::Mul(s.column_factor, hn::LoadU(vector_tag(), factor));
+    }
+};
+
+// 2^-(tx + ty) * (1 - (tx + ty) * ln 2) as a sum of two such products; the row's second
+// factors follow the first ones of all rows.
+struct laplacian_rule {
+    std::ptrdiff_t stride;
+
+    struct source {
+        vector column_factor;
+        vector scaled_factor;
+    };
+    HWY_INLINE source load(const row_hits& hits, std::int32_t column, std::int32_t dx,
+                           std::ptrdiff_t plane) const {
+        const float* shape = hits.source + column + dx;
+        vector scaled;
+        const vector factor =
+            falloff(shape, shape + plane * source_planes::SECOND, dx, scaled);
+        return {factor, hn::Mul(factor, hn::Mul(scaled, hn::Set(vector_tag(), LN_2)))};
+    }
+    HWY_INLINE vector weight(const source& s, const row_hits& hits, std::int32_t column,
+                             std::int32_t dx, std::int32_t row) const {
+        const vector_tag tag;
+        const float* factor = hits.row_factors + column + dx + row * stride;
+        return hn::MulAdd(
+            s.column_factor, hn::LoadU(tag, factor),
+            hn::Mul(s.scaled_factor, hn::LoadU(tag, factor + TILE_ROWS * stride)));
+    }
+};
+
+// The product of the dark rings and what is smooth beside them, squared.
+struct airy_rule {
+    const offset_table& offsets;
+
+    struct source {
+        vector shape;
+    };
+    HWY_INLINE source load(const row_hits& hits, std::int32_t column, std::int32_t dx,
+                           std::ptrdiff_t /*plane*/) const {
+        return {hn::LoadU(vector_tag(), hits.source + column + dx)};
+    }
+    HWY_INLINE vector weight(const source& s, const row_hits& hits,
+                             std::int32_t /*column*/, std::int32_t dx,
+                             std::int32_t row) const {
+        const vector_tag tag;
+        const std::ptrdiff_t i = hits.offset + dx - row * offsets.stride;
+        const vector square = hn::Mul(s.shape, hn::Set(tag, offsets.factor.data()[i]));
+        const vector one = hn::Set(tag, 1.0F);
+        const vector t =
+            hn::MulSub(square, hn::Set(tag, static_cast<float>(1.0 / AIRY_CENTRE)), one);
+        vector value = hn::Set(tag, static_cast<float>(AIRY_SMOOTH[0]));
+        for (std::size_t power = 1; power < std::size(AIRY_SMOOTH); ++power) {
+            const auto coefficient = static_cast<float>(AIRY_SMOOTH[power]);
+            value = hn::MulAdd(value, t, hn::Set(tag, coefficient));
+        }
+        for (const double ring : AIRY_DARK_RINGS) {
+            const vector slope = hn::Set(tag, static_cast<float>(-1.0 / ring));
+            value = hn::Mul(value, hn::MulAdd(square, slope, one));
+        }
+        const vector last = hn::Set(tag, static_cast<float>(AIRY_DARK_RINGS[2]));
+        return hn::IfThenElseZero(hn::Lt(square, last), hn::Mul(value, value));
+    }
+};
+
+}  // namespace
+}  // namespace HWY_NAMESPACE
+HWY_AFTER_NAMESPACE();
+
+#endif
