@@ -37,9 +37,9 @@ class growing_sum {
 // Disk and Polygon. A pixel's value is 0 until the radius reaches (d - 1) / e, then
 // radius * e + 1 - d until it is 1, when the radius is d / e.
 void set_edged_weights(const focusfall_interface& params,
-                       std::vector<kernel_terms>& steps) {
-    const std::size_t last = steps.size() - 1;
-    std::vector<double> radii(steps.size());
+                       std::vector<kernel_terms>& terms) {
+    const std::size_t last = terms.size() - 1;
+    std::vector<double> radii(terms.size());
     for (std::size_t k = 1; k <= last; ++k) radii[k] = corner_radius(params, k);
     const auto first_above = [&](double radius) {
         const auto at = std::upper_bound(radii.begin() + 1, radii.end(), radius);
@@ -74,9 +74,8 @@ void set_edged_weights(const focusfall_interface& params,
     for (std::size_t k = 1; k <= last; ++k) {
         const double edge = slopes[k] * radii[k] + constants[k];
         const double radius_fourth = std::pow(radii[k], 4.0);
-        const double sum = insides[k] + edge +
-                           rim * (powers[k] / radius_fourth + edge);
-        steps[k] = {static_cast<float>(radii[k]), static_cast<float>(1.0 / radius_fourth),
+        const double sum = insides[k] + edge + rim * (powers[k] / radius_fourth + edge);
+        terms[k] = {static_cast<float>(radii[k]), static_cast<float>(1.0 / radius_fourth),
                     static_cast<float>(1.0 / sum)};
     }
 }
@@ -91,7 +90,8 @@ double mirrored_sum(const std::vector<double>& factor) {
 
 double gaussian_sum(double scale, std::int32_t radius) {
     std::vector<double> factor;
-    for (std::int32_t i = 0; i <= radius; ++i) factor.push_back(std::exp2(-scale * i * i));
+    for (std::int32_t i = 0; i <= radius; ++i)
+        factor.push_back(std::exp2(-scale * i * i));
     const double row = mirrored_sum(factor);
     return row * row;
 }
@@ -115,7 +115,8 @@ double laplacian_sum(double scale, std::int32_t radius) {
         const double rest = 1.0 - s * std::numbers::ln2;
         while (positive > 0 &&
                scale * static_cast<double>((positive - 1) * (positive - 1)) *
-                       std::numbers::ln2 > rest) {
+                       std::numbers::ln2 >
+                   rest) {
             --positive;
         }
         const double above = plain[positive] * rest - scaled[positive];
@@ -141,7 +142,8 @@ struct ring {
     double pixels;
 };
 std::vector<ring> rings_of(std::int32_t radius) {
-    std::vector<std::int32_t> counts(static_cast<std::size_t>(radius) * static_cast<std::size_t>(radius) + 1);
+    std::vector<std::int32_t> counts(
+        static_cast<std::size_t>(radius) * static_cast<std::size_t>(radius) + 1);
     for (std::int32_t y = -radius; y <= radius; ++y) {
         for (std::int32_t x = -radius; x <= radius; ++x) {
             const auto square = static_cast<std::size_t>(x * x + y * y);
@@ -150,7 +152,8 @@ std::vector<ring> rings_of(std::int32_t radius) {
     }
     std::vector<ring> rings;
     for (std::size_t i = 0; i < counts.size(); ++i) {
-        if (counts[i] > 0) rings.push_back({static_cast<double>(i), static_cast<double>(counts[i])});
+        if (counts[i] > 0)
+            rings.push_back({static_cast<double>(i), static_cast<double>(counts[i])});
     }
     return rings;
 }
@@ -174,9 +177,9 @@ double shape_of(closed_form form, double diameter) {
 }
 
 void set_smooth_weights(const focusfall_interface& params, closed_form form,
-                        std::vector<kernel_terms>& steps) {
-    const auto rings = rings_of(kernel_radius(params, steps.size() - 1) + 1);
-    for (std::size_t k = 1; k < steps.size(); ++k) {
+                        std::vector<kernel_terms>& terms) {
+    const auto rings = rings_of(kernel_radius(params, terms.size() - 1) + 1);
+    for (std::size_t k = 1; k < terms.size(); ++k) {
         const double diameter = static_cast<double>(k) * TABLE_STEP;
         const double shape = shape_of(form, diameter);
         const std::int32_t radius = kernel_radius(params, k);
@@ -190,7 +193,7 @@ void set_smooth_weights(const focusfall_interface& params, closed_form form,
             sum = airy_sum(shape, rings);
             reach = diameter * 0.5;
         }
-        steps[k] = {static_cast<float>(shape), static_cast<float>(reach),
+        terms[k] = {static_cast<float>(shape), static_cast<float>(reach),
                     static_cast<float>(1.0 / sum)};
     }
 }
@@ -224,17 +227,17 @@ double edge_factor(const focusfall_interface& params, std::int32_t dx, std::int3
     return std::cos(half_angle) / std::cos(angle);
 }
 
-std::vector<kernel_terms> kernel_steps(const focusfall_interface& params, closed_form form,
-                                      std::size_t last) {
-    std::vector<kernel_terms> steps(last + 1);
+std::vector<kernel_terms> kernel_terms_up_to(const focusfall_interface& params,
+                                             closed_form form, std::size_t last) {
+    std::vector<kernel_terms> terms(last + 1);
     if (is_edged(form)) {
-        set_edged_weights(params, steps);
-        steps[0] = {0.0F, 0.0F, 1.0F};
+        set_edged_weights(params, terms);
+        terms[0] = {0.0F, 0.0F, 1.0F};
     } else {
-        set_smooth_weights(params, form, steps);
+        set_smooth_weights(params, form, terms);
         // the Airy pattern ends within the pixel
         const float shape = form == closed_form::AIRY ? 1e6F : 0.0F;
-        steps[0] = {shape, 0.5F, 1.0F};
+        terms[0] = {shape, 0.5F, 1.0F};
     }
-    return steps;
+    return terms;
 }

@@ -45,8 +45,8 @@ inline constexpr double AIRY_DARK_RINGS[] = {14.681970642123893, 49.218456321694
 // a polynomial of u^2 / 51.75 - 1 up to the third ring; highest power first. A Chebyshev
 // fit, its largest error 6.4e-9.
 inline constexpr double AIRY_SMOOTH[] = {
-    1.704505291e-5,  -0.0001589758744, 0.001177229686, -0.007092045026, 0.03289336629,
-    -0.1118914323,   0.2597080709,     -0.3621440954,  0.224917733};
+    1.704505291e-5, -0.0001589758744, 0.001177229686, -0.007092045026, 0.03289336629,
+    -0.1118914323,  0.2597080709,     -0.3621440954,  0.224917733};
 inline constexpr double AIRY_CENTRE = 51.75;
 
 // The formula for the kernels of a frame; none for a custom picture and for what no
@@ -58,5 +58,5 @@ std::optional<closed_form> find_closed_form(const focusfall_interface& params,
 double edge_factor(const focusfall_interface& params, std::int32_t dx, std::int32_t dy);
 
 // Entry k for the kernel of diameter k * 0.01 pixels, k = 0 .. last. [render thread]
-std::vector<kernel_terms> kernel_steps(const focusfall_interface& params, closed_form form,
-                                      std::size_t last);
+std::vector<kernel_terms> kernel_terms_up_to(const focusfall_interface& params,
+                                             closed_form form, std::size_t last);

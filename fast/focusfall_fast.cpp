@@ -5,6 +5,22 @@
 
 #include "splat/kernel_index.h"
 
+namespace {
+
+// From this reach on it pays to add several sources of weight 1 at once.
+constexpr std::int32_t SUMS_REACH = 4;
+
+std::int32_t pieces(std::int32_t size, std::int32_t piece) {
+    return (size + piece - 1) / piece;
+}
+
+bool is_finite(const float* pixel) {
+    return std::isfinite(pixel[Image::RED]) && std::isfinite(pixel[Image::GREEN]) &&
+           std::isfinite(pixel[Image::BLUE]) && std::isfinite(pixel[Image::ALPHA]);
+}
+
+}  // namespace
+
 void FocusfallFast::ProcessChunk(Request* /*request*/, std::int32_t chunk) {
     if (!IsAborted()) (this->*step_)(chunk);
 }
@@ -20,37 +36,47 @@ bool FocusfallFast::run_pixel_pass() {
 }
 
 void FocusfallFast::build_kernel_table() {
-    const std::size_t last = last_kernel_index();
+    last_kernel_ = last_kernel_index();
     form_ = find_closed_form(*this, blur_image);
     if (!form_) return;
-    steps_ = kernel_steps(*this, *form_, last);
-    offsets_.emplace(*this, *form_, kernel_radius(*this, last));
+    terms_ = kernel_terms_up_to(*this, *form_, last_kernel_);
+    offsets_.emplace(*this, *form_, kernel_radius(*this, last_kernel_));
     planes_.resize(input_image->Width(), input_image->Height(), gather_margin(*offsets_));
 }
 
 void FocusfallFast::splat(Request* request) {
     const std::int32_t width = input_image->Width();
     const std::int32_t height = input_image->Height();
-    maxima_.columns = (width + BLOCK_COLUMNS - 1) / BLOCK_COLUMNS;
-    maxima_.rows = (height + BLOCK_ROWS - 1) / BLOCK_ROWS;
-    maxima_.reach.resize(static_cast<std::size_t>(maxima_.columns) *
-                         static_cast<std::size_t>(maxima_.rows));
+    maxima_.resize(pieces(width, BLOCK_COLUMNS), pieces(height, BLOCK_ROWS));
+    stamps_.reset(height);
     run_chunks(request, maxima_.rows, &FocusfallFast::load_sources);
-    run_chunks(request,
-               (width + MACRO_COLUMNS - 1) / MACRO_COLUMNS *
-                   ((height + MACRO_ROWS - 1) / MACRO_ROWS),
+
+    any_stamps_ = false;
+    while (!IsAborted() && stamps_.begin_batch(*this)) {
+        any_stamps_ = true;
+        run_chunks(request, stamps_.batch_size(), &FocusfallFast::make_stamp_kernel);
+        run_chunks(request, pieces(height, stamp_list::BAND_ROWS),
+                   &FocusfallFast::add_stamps);
+    }
+
+    run_chunks(request, pieces(width, MACRO_COLUMNS) * pieces(height, MACRO_ROWS),
                &FocusfallFast::blur_macro_tile);
+}
+
+bool FocusfallFast::write_back() {
+    return IsAborted();  // the tiles wrote their pixels
 }
 
 void FocusfallFast::load_sources(std::int32_t block_row) {
     const std::int32_t first = block_row * BLOCK_ROWS;
-    const std::int32_t last = std::min(first + BLOCK_ROWS, planes_.height());
-    float* const maxima = maxima_.reach.data() + block_row * maxima_.columns;
+    const std::int32_t last = std::min(first + BLOCK_ROWS, input_image->Height());
+    float* const maxima = &maxima_.at(0, block_row);
     std::fill_n(maxima, maxima_.columns, NO_REACH);
     for (std::int32_t y = first; y < last; ++y) {
         load_row(y);
-        const float* reach =
-            planes_.row(y, is_edged(*form_) ? source_planes::SHAPE : source_planes::SECOND);
+        if (!form_) continue;
+        const float* reach = planes_.row(
+            y, is_edged(*form_) ? source_planes::SHAPE : source_planes::SECOND);
         for (std::int32_t x = 0; x < planes_.width(); ++x) {
             float& most = maxima[x / BLOCK_COLUMNS];
             most = std::max(most, reach[x]);
@@ -59,48 +85,51 @@ void FocusfallFast::load_sources(std::int32_t block_row) {
 }
 
 void FocusfallFast::load_row(std::int32_t y) {
+    const std::int32_t width = input_image->Width();
     const auto stride = static_cast<std::ptrdiff_t>(input_image->Components());
     const auto depth_stride = static_cast<std::ptrdiff_t>(depth_image->Components());
     const float* source = input_image->Pixel(0, y);
     const float* depth = depth_image->Pixel(0, y) + depth_component();
     const bool keep_transparent = normalize > 0.5F;
-    const std::size_t last = steps_.size() - 1;
-    float* shape = planes_.row(y, source_planes::SHAPE);
-    float* second = planes_.row(y, source_planes::SECOND);
-    float* weight = planes_.row(y, source_planes::WEIGHT);
-    float* red = planes_.row(y, source_planes::RED);
-    float* green = planes_.row(y, source_planes::GREEN);
-    float* blue = planes_.row(y, source_planes::BLUE);
-    float* alpha = planes_.row(y, source_planes::ALPHA);
-    const kernel_terms nothing = no_source(*form_);
-    planes_.clear_margins(y, nothing);
-    for (std::int32_t x = 0; x < planes_.width(); ++x) {
-        kernel_terms kernel = nothing;
+    if (form_) planes_.clear_margins(y, no_source(*form_));
+    for (std::int32_t x = 0; x < width; ++x) {
+        kernel_terms kernel = form_ ? no_source(*form_) : kernel_terms{};
         if (source[Image::ALPHA] > 0.0F || keep_transparent) {
             float distance = std::abs(depth_to_distance(std::abs(*depth)));
             if (distance > max_depth) distance = max_depth;
-            kernel = steps_[kernel_index(*this, distance, last)];
+            const std::size_t index = kernel_index(*this, distance, last_kernel_);
+            if (form_ && is_finite(source)) {
+                kernel = terms_[index];
+            } else {
+                stamps_.row(y).push_back({x, static_cast<std::uint32_t>(index)});
+            }
         }
-        shape[x] = kernel.shape;
-        second[x] = kernel.second;
-        weight[x] = kernel.weight;
-        red[x] = source[Image::RED] * kernel.weight;
-        green[x] = source[Image::GREEN] * kernel.weight;
-        blue[x] = source[Image::BLUE] * kernel.weight;
-        alpha[x] = source[Image::ALPHA] * kernel.weight;
+        if (form_) planes_.set(x, y, kernel, source);
         source += stride;
         depth += depth_stride;
     }
 }
 
+void FocusfallFast::make_stamp_kernel(std::int32_t number) {
+    stamps_.make_batch_kernel(*this, blur_image, number);
+}
+
+void FocusfallFast::add_stamps(std::int32_t band) {
+    stamps_.add_to_band(*this, *input_image, band);
+}
+
 void FocusfallFast::blur_macro_tile(std::int32_t tile) {
-    const std::int32_t columns = (planes_.width() + MACRO_COLUMNS - 1) / MACRO_COLUMNS;
+    const std::int32_t columns = pieces(input_image->Width(), MACRO_COLUMNS);
     const std::int32_t x = tile % columns * MACRO_COLUMNS;
     const std::int32_t y = tile / columns * MACRO_ROWS;
     tile_sums sums[MACRO_TILES] = {};
-    const gather_frame frame = {&planes_, &maxima_, &*offsets_, *form_,
-                                static_cast<float>(4.0 * bad_bokeh), *form_==closed_form::FLAT && offsets_->reach >= 4};
-    gather_macro_tile(frame, x, y, sums);
+    if (form_) {
+        const bool with_sums =
+            *form_ == closed_form::FLAT && offsets_->reach >= SUMS_REACH;
+        gather_macro_tile({&planes_, &maxima_, &*offsets_, *form_,
+                           static_cast<float>(4.0 * bad_bokeh), with_sums},
+                          x, y, sums);
+    }
 
     const tile_sums* next = sums;
     for (std::int32_t ty = y; ty < y + MACRO_ROWS; ty += TILE_ROWS) {
@@ -113,20 +142,27 @@ void FocusfallFast::blur_macro_tile(std::int32_t tile) {
 void FocusfallFast::write_tile(std::int32_t x, std::int32_t y, const tile_sums& sums) {
     const auto stride = static_cast<std::ptrdiff_t>(input_image->Components());
     const auto depth_stride = static_cast<std::ptrdiff_t>(depth_image->Components());
-    const std::int32_t rows = std::min(TILE_ROWS, planes_.height() - y);
-    const std::int32_t columns = std::min(TILE_COLUMNS, planes_.width() - x);
+    const std::int32_t rows = std::min(TILE_ROWS, input_image->Height() - y);
+    const std::int32_t columns = std::min(TILE_COLUMNS, input_image->Width() - x);
     for (std::int32_t row = 0; row < rows; ++row) {
         const float* source = input_image->Pixel(x, y + row);
         const float* depth = depth_image->Pixel(x, y + row) + depth_component();
         float* pixel = output_image->Pixel(x, y + row);
         for (std::int32_t column = 0; column < columns; ++column) {
+            color_rgba_f c = {
+                sums.at(SUM_RED, row, column), sums.at(SUM_GREEN, row, column),
+                sums.at(SUM_BLUE, row, column), sums.at(SUM_ALPHA, row, column)};
+            float weight = sums.at(SUM_WEIGHT, row, column);
+            if (any_stamps_) add_stamped(x + column, y + row, c, weight);
+            if (normalize > 0.5F && weight > 0.0F) {
+                c = {c.r / weight, c.g / weight, c.b / weight, c.a / weight};
+            }
+
             std::copy_n(source, stride, pixel);
-            const float weight = sums.at(SUM_WEIGHT, row, column);
-            const float divisor = normalize > 0.5F && weight > 0.0F ? weight : 1.0F;
-            pixel[Image::RED] = sums.at(SUM_RED, row, column) / divisor;
-            pixel[Image::GREEN] = sums.at(SUM_GREEN, row, column) / divisor;
-            pixel[Image::BLUE] = sums.at(SUM_BLUE, row, column) / divisor;
-            pixel[Image::ALPHA] = sums.at(SUM_ALPHA, row, column) / divisor;
+            pixel[Image::RED] = c.r;
+            pixel[Image::GREEN] = c.g;
+            pixel[Image::BLUE] = c.b;
+            pixel[Image::ALPHA] = c.a;
             pixel[Image::Z] = *depth;
             source += stride;
             depth += depth_stride;
@@ -135,4 +171,17 @@ void FocusfallFast::write_tile(std::int32_t x, std::int32_t y, const tile_sums& 
     }
 }
 
-bool FocusfallFast::write_back() { return IsAborted(); }
+void FocusfallFast::add_stamped(std::int32_t x, std::int32_t y, color_rgba_f& color,
+                                float& weight) const {
+    const auto* colors = reinterpret_cast<const color_rgba_f*>(
+        reinterpret_cast<const std::byte*>(out_rgba_data) +
+        std::ptrdiff_t{y} * color_accumulator.row_stride);
+    const auto* weights =
+        reinterpret_cast<const float*>(reinterpret_cast<const std::byte*>(norm_data) +
+                                       std::ptrdiff_t{y} * weight_accumulator.row_stride);
+    color.r += colors[x].r;
+    color.g += colors[x].g;
+    color.b += colors[x].b;
+    color.a += colors[x].a;
+    weight += weights[x];
+}

@@ -2,15 +2,20 @@
 // The same tool with a faster blur stage.
 
 #include <optional>
+#include <vector>
 
 #include "fast/closed_form.h"
 #include "fast/gather.h"
 #include "fast/offset_table.h"
 #include "fast/source_planes.h"
+#include "fast/stamps.h"
 #include "tool/focusfall.h"
 
 // Renders what Focusfall does, on all worker threads and without locks: a chunk of work
 // owns the pixels that it writes. The picture does not depend on the number of threads.
+//
+// Sources whose kernel has a closed form are gathered; their sums stay in a chunk, which
+// writes the finished pixels. The others are scattered into the accumulators before.
 class FocusfallFast : public Focusfall {
   public:
     using Focusfall::Focusfall;
@@ -25,20 +30,32 @@ class FocusfallFast : public Focusfall {
     bool write_back() override;
 
   private:
-    void load_sources(std::int32_t block_row);
-    void load_row(std::int32_t y);
+    // The steps; what their chunks are.
+    void load_sources(std::int32_t block_row);  // BLOCK_ROWS rows of the images
+    void make_stamp_kernel(std::int32_t number);
+    void add_stamps(std::int32_t band);
     void blur_macro_tile(std::int32_t tile);
-    void write_tile(std::int32_t x, std::int32_t y, const tile_sums& sums);
 
-    // Runs `step` for 0 .. chunks - 1 on the workers.
+    void load_row(std::int32_t y);
+    void write_tile(std::int32_t x, std::int32_t y, const tile_sums& sums);
+    // Adds what was scattered to a pixel.
+    void add_stamped(std::int32_t x, std::int32_t y, color_rgba_f& color,
+                     float& weight) const;
+
+    // Runs a step for 0 .. chunks - 1 on the workers.
     using chunk_step = void (FocusfallFast::*)(std::int32_t);
     void run_chunks(Request* request, std::int32_t chunks, chunk_step step);
-    chunk_step step_ = nullptr;  // constant while chunks run, as all that follow
 
+    // constant while chunks run
+    chunk_step step_ = nullptr;
+    std::size_t last_kernel_ = 0;
     std::optional<closed_form> form_;
-    std::vector<kernel_terms> steps_;
+    std::vector<kernel_terms> terms_;  // by index in the kernel table; empty without form
     std::optional<offset_table> offsets_;
+    bool any_stamps_ = false;
 
-    source_planes planes_;   // a chunk of load_sources writes its own rows
-    block_maxima maxima_;    // likewise
+    // a chunk of load_sources writes what belongs to its rows, later chunks only read
+    source_planes planes_;
+    block_maxima maxima_;
+    stamp_list stamps_;
 };

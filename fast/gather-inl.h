@@ -57,9 +57,9 @@ struct source_window {
     }
 };
 
-constexpr source_planes::plane PLANE_OF_SUM[] = {source_planes::WEIGHT, source_planes::RED,
-                                                 source_planes::GREEN, source_planes::BLUE,
-                                                 source_planes::ALPHA};
+constexpr source_planes::plane PLANE_OF_SUM[] = {
+    source_planes::WEIGHT, source_planes::RED, source_planes::GREEN, source_planes::BLUE,
+    source_planes::ALPHA};
 
 // `to` = the larger (or smaller) of `from` here and `step` columns on, `count` columns.
 template <class Pick>
@@ -73,7 +73,8 @@ HWY_INLINE void pick_along(const float* from, float* to, std::int32_t step,
 }
 
 template <class Pick>
-HWY_INLINE void pick_over_16(const float* from, float* to, std::int32_t count, Pick pick) {
+HWY_INLINE void pick_over_16(const float* from, float* to, std::int32_t count,
+                             Pick pick) {
     // the steps overwrite what lies behind them only
     pick_along(from, to, 1, count + 14, pick);
     pick_along(to, to, 2, count + 12, pick);
@@ -106,7 +107,8 @@ HWY_INLINE float largest(const float* entries, std::int32_t count) {
 
 HWY_NOINLINE void fill_window(const gather_frame& frame, const block_view& block,
                               std::int32_t rows, source_window& window) {
-    const auto reach_plane = is_edged(frame.form) ? source_planes::SHAPE : source_planes::SECOND;
+    const auto reach_plane =
+        is_edged(frame.form) ? source_planes::SHAPE : source_planes::SECOND;
     const std::int32_t count = window.last_column - window.first_column;
     for (std::int32_t row = 0; row < rows; ++row) {
         const float* source = block.source + row * block.row_stride + window.first_column;
@@ -141,7 +143,8 @@ struct column_list {
 HWY_NOINLINE void fill_row_factors(const gather_frame& frame, const block_view& block,
                                    const source_window& window, std::int32_t first_row,
                                    std::int32_t rows, std::int32_t y) {
-    if (frame.form != closed_form::GAUSSIAN && frame.form != closed_form::LAPLACIAN) return;
+    if (frame.form != closed_form::GAUSSIAN && frame.form != closed_form::LAPLACIAN)
+        return;
     const vector_tag tag;
     for (std::int32_t row = 0; row < rows; ++row) {
         const float* shape = block.source + row * block.row_stride + window.first_column;
@@ -238,7 +241,8 @@ HWY_NOINLINE void find_hits(const gather_frame& frame, const block_view& block,
         const float reach = window.largest_reach[row];
         const std::int32_t half =
             half_chord(frame.form, reach, std::max({0, -dy, dy - (TILE_ROWS - 1)}));
-        const std::int32_t first_dx = std::max(-half & -TILE_COLUMNS, window.first_column - x);
+        const std::int32_t first_dx =
+            std::max(-half & -TILE_COLUMNS, window.first_column - x);
         const std::int32_t last_dx = std::min(half, window.last_column - x - 1);
         if (half < 0 || first_dx > last_dx) continue;
 
@@ -291,7 +295,8 @@ HWY_NOINLINE void add_weighted_hits(const Rule& rule, const block_view& block,
         }
     }
     std::int32_t i = 0;
-    for (const row_hits* hits = lists.rows; hits != lists.rows + lists.row_count; ++hits) {
+    for (const row_hits* hits = lists.rows; hits != lists.rows + lists.row_count;
+         ++hits) {
         for (; i < hits->partial_end; ++i) {
             const std::int32_t dx = lists.partial.columns[i];
             const float* at = hits->source + column + dx;
@@ -352,7 +357,8 @@ HWY_NOINLINE void add_full_hits(const block_view& block, const source_window& wi
                            sum);
             add_columns_of(
                 hits.source + column + source_planes::WEIGHT * block.plane_stride,
-                block.plane_stride, lists.single, before.single_end, hits.single_end, sum);
+                block.plane_stride, lists.single, before.single_end, hits.single_end,
+                sum);
             before = hits;
         }
         for (std::int32_t q = 0; q < SUMS; ++q) {
@@ -422,7 +428,8 @@ void gather_with(const Rule& rule, const gather_frame& frame, source_window& win
         tile_sums* tile = sums;
         for (std::int32_t ty = y; ty < y + MACRO_ROWS; ty += TILE_ROWS) {
             fill_row_factors(frame, block, window, first_row, rows, ty);
-            for (std::int32_t tx = x; tx < x + MACRO_COLUMNS; tx += TILE_COLUMNS, ++tile) {
+            for (std::int32_t tx = x; tx < x + MACRO_COLUMNS;
+                 tx += TILE_COLUMNS, ++tile) {
                 find_hits(frame, block, window, first_row, rows, tx, ty, lists);
                 add_full_hits(block, window, lists, *tile);
                 add_partial_hits(rule, block, lists, *tile);
@@ -450,9 +457,11 @@ void gather(const gather_frame& frame, std::int32_t x, std::int32_t y, tile_sums
         case closed_form::RIM:
             return gather_with(rim_rule{flat, frame.rim}, frame, window, x, y, sums);
         case closed_form::GAUSSIAN:
-            return gather_with(gaussian_rule{window.part_stride}, frame, window, x, y, sums);
+            return gather_with(gaussian_rule{window.part_stride}, frame, window, x, y,
+                               sums);
         case closed_form::LAPLACIAN:
-            return gather_with(laplacian_rule{window.part_stride}, frame, window, x, y, sums);
+            return gather_with(laplacian_rule{window.part_stride}, frame, window, x, y,
+                               sums);
         case closed_form::AIRY:
             return gather_with(airy_rule{offsets}, frame, window, x, y, sums);
     }

@@ -34,9 +34,20 @@ struct block_maxima {
     std::int32_t rows = 0;
     std::vector<float> reach;
 
+    void resize(std::int32_t new_columns, std::int32_t new_rows) {
+        columns = new_columns;
+        rows = new_rows;
+        reach.resize(static_cast<std::size_t>(columns) * static_cast<std::size_t>(rows));
+    }
+    float& at(std::int32_t column, std::int32_t row) { return reach[index(column, row)]; }
     float at(std::int32_t column, std::int32_t row) const {
-        return reach[static_cast<std::size_t>(row) * static_cast<std::size_t>(columns) +
-                     static_cast<std::size_t>(column)];
+        return reach[index(column, row)];
+    }
+
+  private:
+    std::size_t index(std::int32_t column, std::int32_t row) const {
+        return static_cast<std::size_t>(row) * static_cast<std::size_t>(columns) +
+               static_cast<std::size_t>(column);
     }
 };
 
@@ -46,8 +57,8 @@ struct gather_frame {
     const block_maxima* maxima;
     const offset_table* offsets;
     closed_form form;
-    float rim;        // RIM: 4 times "Bad Bokeh"
-    bool with_sums;   // add several sources of weight 1 at once
+    float rim;       // RIM: 4 times "Bad Bokeh"
+    bool with_sums;  // add several sources of weight 1 at once
 };
 
 constexpr std::int32_t MACRO_TILES =

@@ -22,7 +22,8 @@ offset_table::offset_table(const focusfall_interface& params, closed_form form,
       columns((largest_reach + TILE_COLUMNS - 1) / TILE_COLUMNS * TILE_COLUMNS),
       rows(largest_reach + 2 * TILE_ROWS),
       stride(2 * columns + TILE_COLUMNS) {
-    const auto size = static_cast<std::size_t>(stride) * static_cast<std::size_t>(2 * rows + 1);
+    const auto size =
+        static_cast<std::size_t>(stride) * static_cast<std::size_t>(2 * rows + 1);
     factor.resize(size);
     start.resize(size);
     fourth.resize(form == closed_form::RIM ? size : 0);
@@ -31,21 +32,24 @@ offset_table::offset_table(const focusfall_interface& params, closed_form form,
     for (std::int32_t dy = -rows; dy <= rows; ++dy) {
         for (std::int32_t dx = -columns; dx < columns + TILE_COLUMNS; ++dx) {
             const auto i = static_cast<std::size_t>(index(dx, dy));
-            const double square = static_cast<double>(dx) * dx + static_cast<double>(dy) * dy;
+            const double square =
+                static_cast<double>(dx) * dx + static_cast<double>(dy) * dy;
             const double d = std::sqrt(square);
             const double e = is_edged(form) ? edge_factor(params, dx, dy) : 1.0;
             factor[i] = static_cast<float>(is_edged(form) ? e : square);
             start[i] = static_cast<float>(1.0 - d);
             own_miss[i] = nearest_reach(form, d, e, dx, dy);
             if (form == closed_form::FLAT) own_full[i] = static_cast<float>(d / e);
-            if (form == closed_form::RIM) fourth[i] = static_cast<float>(std::pow(d / e, 4.0));
+            if (form == closed_form::RIM)
+                fourth[i] = static_cast<float>(std::pow(d / e, 4.0));
         }
     }
 
     // the nearest and the farthest of the rows of a tile
     miss = own_miss;
     full = own_full;
-    for (std::size_t i = static_cast<std::size_t>((TILE_ROWS - 1) * stride); i < size; ++i) {
+    for (std::size_t i = static_cast<std::size_t>((TILE_ROWS - 1) * stride); i < size;
+         ++i) {
         for (std::int32_t row = 1; row < TILE_ROWS; ++row) {
             const std::size_t other = i - static_cast<std::size_t>(row * stride);
             miss[i] = std::min(miss[i], own_miss[other]);

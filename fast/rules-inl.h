@@ -68,8 +68,9 @@ struct flat_rule {
                            std::ptrdiff_t /*plane*/) const {
         return {hn::LoadU(vector_tag(), hits.source + column + dx)};
     }
-    HWY_INLINE vector weight(const source& s, const row_hits& hits, std::int32_t /*column*/,
-                             std::int32_t dx, std::int32_t row) const {
+    HWY_INLINE vector weight(const source& s, const row_hits& hits,
+                             std::int32_t /*column*/, std::int32_t dx,
+                             std::int32_t row) const {
         const vector_tag tag;
         const std::ptrdiff_t i = hits.offset + dx - row * offsets.stride;
         const vector value = hn::MulAdd(s.radius, hn::Set(tag, offsets.factor.data()[i]),

@@ -4,8 +4,8 @@
 
 namespace {
 
-constexpr std::int32_t LINE = 16;  // floats in a cache line
-constexpr std::ptrdiff_t PAGE = 1024;    // floats in 4 KiB
+constexpr std::int32_t LINE = 16;      // floats in a cache line
+constexpr std::ptrdiff_t PAGE = 1024;  // floats in 4 KiB
 
 }  // namespace
 

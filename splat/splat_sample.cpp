@@ -20,17 +20,6 @@ struct stamp {
     float weight;  // of the whole stamp
 };
 
-// Adds a run of `count` pixels: `weights` times `stamp_weight` to `norm`, and those times
-// `color` to `pixels`. The three arrays do not overlap.
-void add_run(color_rgba_f* __restrict pixels, float* __restrict norm,
-             const float* __restrict weights, const float* color, float stamp_weight,
-             std::int32_t count) {
-    for (std::int32_t i = 0; i < count; ++i) norm[i] += stamp_weight * weights[i];
-    for (std::int32_t i = 0; i < count; ++i) {
-        add_weighted(pixels[i], color, stamp_weight * weights[i]);
-    }
-}
-
 void add_stamp(focusfall_interface& filter, const stamp& kernel, const float* color) {
     // find the rows and columns that the stamp covers
     const std::int32_t top = std::max(0, kernel.y - kernel.radius);
