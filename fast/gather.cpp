@@ -4,6 +4,8 @@
 #include <cstring>
 #include <memory>
 
+// kinds that the others here cover as well
+#define HWY_DISABLED_TARGETS (HWY_SSSE3 | HWY_AVX3_DL)
 #undef HWY_TARGET_INCLUDE
 #define HWY_TARGET_INCLUDE "fast/gather.cpp"  // compiled once for each kind of vectors
 #include <hwy/foreach_target.h>

@@ -35,7 +35,8 @@ offset_table::offset_table(const focusfall_interface& params, closed_form form,
             const double square =
                 static_cast<double>(dx) * dx + static_cast<double>(dy) * dy;
             const double d = std::sqrt(square);
-            const double e = is_edged(form) ? edge_factor(params, dx, dy) : 1.0;
+            // the kernel lies around the source: it is seen the other way
+            const double e = is_edged(form) ? edge_factor(params, -dx, -dy) : 1.0;
             factor[i] = static_cast<float>(is_edged(form) ? e : square);
             start[i] = static_cast<float>(1.0 - d);
             own_miss[i] = nearest_reach(form, d, e, dx, dy);

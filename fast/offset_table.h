@@ -10,9 +10,10 @@
 inline constexpr std::int32_t TILE_ROWS = 4;
 inline constexpr std::int32_t TILE_COLUMNS = 16;
 
-// One entry an offset: dx from -columns to columns + TILE_COLUMNS - 1, dy from -rows to
-// rows, in rows of `stride` entries. Rows and columns cover what a kernel of radius
-// `reach` does, and the further rows and columns of the tile that the gather then reads.
+// One entry an offset, from the output pixel to the source: dx from -columns to columns +
+// TILE_COLUMNS - 1, dy from -rows to rows, in rows of `stride` entries. Rows and columns
+// cover what a kernel of radius `reach` does, and the further rows and columns of the
+// tile that the gather then reads.
 struct offset_table {
     // Makes the entries for kernels up to that radius.
     offset_table(const focusfall_interface& params, closed_form form, std::int32_t reach);
