@@ -126,12 +126,12 @@ double laplacian_sum(double scale, std::int32_t radius) {
     return sum;
 }
 
-double airy_value(double u_squared) {
-    if (u_squared >= AIRY_DARK_RINGS[2]) return 0.0;
-    const double t = u_squared / AIRY_CENTRE - 1.0;
+double airy_value(double scaled_square) {
+    if (scaled_square >= 2.0) return 0.0;
     double value = 0.0;
-    for (const double coefficient : AIRY_SMOOTH) value = value * t + coefficient;
-    for (const double ring : AIRY_DARK_RINGS) value *= 1.0 - u_squared / ring;
+    for (const double coefficient : AIRY_PATTERN) {
+        value = value * (scaled_square - 1.0) + coefficient;
+    }
     return value * value;
 }
 
@@ -161,9 +161,9 @@ std::vector<ring> rings_of(std::int32_t radius) {
 double airy_sum(double scale, const std::vector<ring>& rings) {
     double sum = 0.0;
     for (const ring& r : rings) {
-        const double u_squared = scale * r.squared_distance;
-        if (u_squared >= AIRY_DARK_RINGS[2]) break;
-        sum += r.pixels * airy_value(u_squared);
+        const double scaled_square = scale * r.squared_distance;
+        if (scaled_square >= 2.0) break;
+        sum += r.pixels * airy_value(scaled_square);
     }
     return sum;
 }
@@ -173,7 +173,7 @@ double shape_of(closed_form form, double diameter) {
     const double s = diameter / 6.0;
     if (form == closed_form::GAUSSIAN) return std::numbers::log2e / (s * s);
     if (form == closed_form::LAPLACIAN) return std::numbers::log2e / (2.0 * s * s);
-    return (AIRY_DIAMETER / diameter) * (AIRY_DIAMETER / diameter);
+    return (AIRY_DIAMETER / diameter) * (AIRY_DIAMETER / diameter) / AIRY_CENTRE;
 }
 
 void set_smooth_weights(const focusfall_interface& params, closed_form form,

@@ -14,7 +14,7 @@ enum class closed_form {
     RIM,        // with "Bad Bokeh": FLAT * (1 + rim * min(1, (d / e)^4 * SECOND));
                 // SECOND is 1 / radius^4
     GAUSSIAN,   // 2^(-SHAPE * d^2); in all that follow SECOND is the reach
-    AIRY,       // the squared pattern at u^2 = SHAPE * d^2
+    AIRY,       // the squared pattern at u^2 = AIRY_CENTRE * SHAPE * d^2
     LAPLACIAN,  // 2^(-t) * (1 - t * ln 2), t = SHAPE * d^2
 };
 
@@ -37,17 +37,15 @@ constexpr kernel_terms no_source(closed_form form) {
                           : kernel_terms{0.0F, NO_REACH, 0.0F};
 }
 
-// The first dark rings of the Airy pattern as u^2, u the argument of its Bessel function.
-inline constexpr double AIRY_DARK_RINGS[] = {14.681970642123893, 49.21845632169460,
-                                             103.49945389513658};
-
-// The smooth factor that is left of 2 * J1(u) / u without its first three dark rings, as
-// a polynomial of u^2 / 51.75 - 1 up to the third ring; highest power first. A Chebyshev
-// fit, its largest error 6.4e-9.
-inline constexpr double AIRY_SMOOTH[] = {
-    1.704505291e-5, -0.0001589758744, 0.001177229686, -0.007092045026, 0.03289336629,
-    -0.1118914323,  0.2597080709,     -0.3621440954,  0.224917733};
-inline constexpr double AIRY_CENTRE = 51.75;
+// u^2 at the third dark ring of the Airy pattern, halved; u is the argument of its Bessel
+// function.
+inline constexpr double AIRY_CENTRE = 51.74972694756829;
+// 2 * J1(u) / u as a polynomial of u^2 / AIRY_CENTRE - 1 up to that ring, highest power
+// first: a Chebyshev fit, its largest error 3.4e-8.
+inline constexpr double AIRY_PATTERN[] = {
+    0.00030136834297, -0.0023147184775, 0.013440998462, -0.062365590363,
+    0.2121227883,     -0.48591171573,   0.63479389785,  -0.23021110054,
+    -0.37526131084,   0.28080315677,    0.014602255066};
 
 // The formula for the kernels of a frame; none for a custom picture and for what no
 // formula covers. [render thread]

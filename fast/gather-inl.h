@@ -15,119 +15,14 @@
 
 #include "fast/gather.h"
 #include "fast/rules-inl.h"
+#include "fast/window-inl.h"
 
 HWY_BEFORE_NAMESPACE();
 namespace HWY_NAMESPACE {
 namespace {
 
-constexpr std::int32_t LANES = static_cast<std::int32_t>(hn::MaxLanes(vector_tag()));
 // rows whose sums fit the registers: 32 with 512-bit vectors, else 16
 constexpr std::int32_t SUM_ROWS = LANES == TILE_COLUMNS ? TILE_ROWS : 2;
-
-// Where the planes lie from one another, and the block's first source.
-struct block_view {
-    const float* source;  // column 0 of the first row's first plane
-    std::ptrdiff_t plane_stride;
-    std::ptrdiff_t row_stride;
-};
-
-// What is worked out for a block of source rows and the columns that matter to the macro
-// tile, row by row.
-struct source_window {
-    enum parts : std::int32_t {
-        MAX_REACH,  // over 16 pixels from here on, as all that follow
-        MIN_REACH,
-        SUM_4,  // of the quantities, over 4 pixels
-        SUM_16 = SUM_4 + SUMS,
-        PARTS = SUM_16 + SUMS,
-    };
-    std::int32_t first_column;
-    std::int32_t last_column;  // beyond the last
-    std::ptrdiff_t part_stride;
-    std::ptrdiff_t row_stride;
-    float* data;
-    float largest_reach[BLOCK_ROWS];  // of a row
-    // GAUSSIAN, LAPLACIAN: of the sources of a row, for the rows of a tile one after the
-    // other, part_stride apart; from row to row of sources, factor_stride
-    float* row_factors;
-    std::ptrdiff_t factor_stride;
-
-    float* at(std::int32_t row, std::int32_t part) const {
-        return data + row * row_stride + part * part_stride;
-    }
-};
-
-constexpr source_planes::plane PLANE_OF_SUM[] = {
-    source_planes::WEIGHT, source_planes::RED, source_planes::GREEN, source_planes::BLUE,
-    source_planes::ALPHA};
-
-// `to` = the larger (or smaller) of `from` here and `step` columns on, `count` columns.
-template <class Pick>
-HWY_INLINE void pick_along(const float* from, float* to, std::int32_t step,
-                           std::int32_t count, Pick pick) {
-    const vector_tag tag;
-    for (std::int32_t i = 0; i < count; i += LANES) {
-        hn::StoreU(pick(hn::LoadU(tag, from + i), hn::LoadU(tag, from + i + step)), tag,
-                   to + i);
-    }
-}
-
-template <class Pick>
-HWY_INLINE void pick_over_16(const float* from, float* to, std::int32_t count,
-                             Pick pick) {
-    // the steps overwrite what lies behind them only
-    pick_along(from, to, 1, count + 14, pick);
-    pick_along(to, to, 2, count + 12, pick);
-    pick_along(to, to, 4, count + 8, pick);
-    pick_along(to, to, 8, count, pick);
-}
-
-// Sums of four entries `step` apart, each two by two.
-HWY_INLINE void sum_along(const float* from, float* to, std::int32_t step,
-                          std::int32_t count) {
-    const vector_tag tag;
-    for (std::int32_t i = 0; i < count; i += LANES) {
-        const vector first =
-            hn::Add(hn::LoadU(tag, from + i), hn::LoadU(tag, from + i + step));
-        const vector second = hn::Add(hn::LoadU(tag, from + i + 2 * step),
-                                      hn::LoadU(tag, from + i + 3 * step));
-        hn::StoreU(hn::Add(first, second), tag, to + i);
-    }
-}
-
-// The largest of `count` entries, a multiple of TILE_COLUMNS.
-HWY_INLINE float largest(const float* entries, std::int32_t count) {
-    const vector_tag tag;
-    vector most = hn::LoadU(tag, entries);
-    for (std::int32_t i = LANES; i < count; i += LANES) {
-        most = hn::Max(most, hn::LoadU(tag, entries + i));
-    }
-    return hn::GetLane(hn::MaxOfLanes(tag, most));
-}
-
-HWY_NOINLINE void fill_window(const gather_frame& frame, const block_view& block,
-                              std::int32_t rows, source_window& window) {
-    const auto reach_plane =
-        is_edged(frame.form) ? source_planes::SHAPE : source_planes::SECOND;
-    const std::int32_t count = window.last_column - window.first_column;
-    for (std::int32_t row = 0; row < rows; ++row) {
-        const float* source = block.source + row * block.row_stride + window.first_column;
-        const float* reach = source + reach_plane * block.plane_stride;
-        pick_over_16(reach, window.at(row, source_window::MAX_REACH), count,
-                     [](vector a, vector b) HWY_ATTR { return hn::Max(a, b); });
-        window.largest_reach[row] =
-            largest(window.at(row, source_window::MAX_REACH), count);
-        if (!frame.with_sums) continue;
-        pick_over_16(reach, window.at(row, source_window::MIN_REACH), count,
-                     [](vector a, vector b) HWY_ATTR { return hn::Min(a, b); });
-        for (std::int32_t q = 0; q < SUMS; ++q) {
-            const float* plane = source + PLANE_OF_SUM[q] * block.plane_stride;
-            float* four = window.at(row, source_window::SUM_4 + q);
-            sum_along(plane, four, 1, count + 12);
-            sum_along(four, window.at(row, source_window::SUM_16 + q), 4, count);
-        }
-    }
-}
 
 // Columns dx, grouped by source row.
 struct column_list {
@@ -137,44 +32,6 @@ struct column_list {
     explicit column_list(std::int32_t most)
         : columns(new std::int32_t[static_cast<std::size_t>(most + TILE_COLUMNS)]) {}
 };
-
-// The factors of the Gaussian and the Laplacian that depend on the distance between the
-// rows of the tiles at `y` and the row of sources.
-HWY_NOINLINE void fill_row_factors(const gather_frame& frame, const block_view& block,
-                                   const source_window& window, std::int32_t first_row,
-                                   std::int32_t rows, std::int32_t y) {
-    if (frame.form != closed_form::GAUSSIAN && frame.form != closed_form::LAPLACIAN)
-        return;
-    const vector_tag tag;
-    for (std::int32_t row = 0; row < rows; ++row) {
-        const float* shape = block.source + row * block.row_stride + window.first_column;
-        const float* reach = shape + block.plane_stride * source_planes::SECOND;
-        for (std::int32_t j = 0; j < TILE_ROWS; ++j) {
-            float* factor =
-                window.row_factors + row * window.factor_stride + j * window.part_stride;
-            for (std::int32_t x = window.first_column;
-                 x < window.last_column + TILE_COLUMNS; x += LANES) {
-                vector scaled;
-                const vector value =
-                    falloff(shape, reach, first_row + row - y - j, scaled);
-                if (frame.form == closed_form::GAUSSIAN) {
-                    hn::StoreU(value, tag, factor);
-                } else {
-                    const vector slope =
-                        hn::NegMulAdd(scaled, hn::Set(tag, LN_2), hn::Set(tag, 1.0F));
-                    hn::StoreU(hn::Mul(value, slope), tag, factor);
-                    hn::StoreU(hn::Neg(value), tag,
-                               factor + TILE_ROWS * window.part_stride);
-                }
-                shape += LANES;
-                reach += LANES;
-                factor += LANES;
-            }
-            shape -= window.last_column + TILE_COLUMNS - window.first_column;
-            reach -= window.last_column + TILE_COLUMNS - window.first_column;
-        }
-    }
-}
 
 // What matters to one register tile among one block of source rows.
 struct hit_lists {
@@ -250,7 +107,9 @@ HWY_NOINLINE void find_hits(const gather_frame& frame, const block_view& block,
         hits.source = block.source + row * block.row_stride + x;
         hits.window = window.at(row, 0) - window.first_column + x;
         hits.row_factors =
-            window.row_factors + row * window.factor_stride - window.first_column + x;
+            window.row_factors + row * window.row_factor_stride - window.first_column + x;
+        hits.column_factors = window.column_factors + row * window.column_factor_stride +
+                              (x - window.macro_column);
         hits.offset = offsets.index(0, dy);
         const float* most = hits.window + source_window::MAX_REACH * window.part_stride;
         const float* least = hits.window + source_window::MIN_REACH * window.part_stride;
@@ -424,10 +283,13 @@ void gather_with(const Rule& rule, const gather_frame& frame, source_window& win
         window.last_column =
             std::min(range.last, x + MACRO_COLUMNS + offsets.columns + TILE_COLUMNS);
         fill_window(frame, block, rows, window);
+        if (has_factors(frame.form)) fill_column_factors(frame, block, rows, window);
 
         tile_sums* tile = sums;
         for (std::int32_t ty = y; ty < y + MACRO_ROWS; ty += TILE_ROWS) {
-            fill_row_factors(frame, block, window, first_row, rows, ty);
+            if (has_factors(frame.form)) {
+                fill_row_factors(frame, block, window, first_row - ty, rows);
+            }
             for (std::int32_t tx = x; tx < x + MACRO_COLUMNS;
                  tx += TILE_COLUMNS, ++tile) {
                 find_hits(frame, block, window, first_row, rows, tx, ty, lists);
@@ -440,16 +302,8 @@ void gather_with(const Rule& rule, const gather_frame& frame, source_window& win
 
 void gather(const gather_frame& frame, std::int32_t x, std::int32_t y, tile_sums* sums) {
     const offset_table& offsets = *frame.offsets;
-    // the widest window, and what vectors touch beyond it
-    source_window window{};
-    window.part_stride = MACRO_COLUMNS + 2 * offsets.columns + 6 * TILE_COLUMNS;
-    window.row_stride = source_window::PARTS * window.part_stride;
-    window.factor_stride = 2 * TILE_ROWS * window.part_stride;
-    const auto parts = static_cast<std::size_t>(BLOCK_ROWS * window.row_stride);
-    const auto factors = static_cast<std::size_t>(BLOCK_ROWS * window.factor_stride);
-    const std::unique_ptr<float[]> storage(new float[parts + factors]);
-    window.data = storage.get();
-    window.row_factors = storage.get() + parts;
+    const window_storage storage(frame, x);
+    source_window window = storage.window();
 
     const flat_rule flat = {offsets};
     switch (frame.form) {
@@ -460,8 +314,9 @@ void gather(const gather_frame& frame, std::int32_t x, std::int32_t y, tile_sums
             return gather_with(gaussian_rule{window.part_stride}, frame, window, x, y,
                                sums);
         case closed_form::LAPLACIAN:
-            return gather_with(laplacian_rule{window.part_stride}, frame, window, x, y,
-                               sums);
+            return gather_with(
+                laplacian_rule{window.part_stride, window.second_column_factors}, frame,
+                window, x, y, sums);
         case closed_form::AIRY:
             return gather_with(airy_rule{offsets}, frame, window, x, y, sums);
     }

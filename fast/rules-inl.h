@@ -28,34 +28,16 @@ using vector = hn::Vec<vector_tag>;
 
 // A source row as a register tile sees it, and where its parts of the lists end.
 struct row_hits {
-    const float* source;       // first plane, the tile's first column
-    const float* window;       // first part, likewise
-    const float* row_factors;  // of the tile's first row, likewise
-    std::ptrdiff_t offset;     // of the tile's first row and dx 0 in the offset table
+    const float* source;          // first plane, the tile's first column
+    const float* window;          // first part, likewise
+    const float* row_factors;     // of the tile's first row, likewise
+    const float* column_factors;  // of dx 0, likewise; MACRO_COLUMNS from dx to dx
+    std::ptrdiff_t offset;        // of the tile's first row and dx 0 in the offset table
     std::int32_t partial_end;
     std::int32_t single_end;
     std::int32_t four_end;
     std::int32_t sixteen_end;
 };
-
-constexpr float LN_2 = 0.693147181F;
-
-// 2^x for x from -63 to 0, 0 below that: such weights are lost in any sum. A minimax
-// polynomial, its largest relative error 2e-9, for the part beside whole powers.
-HWY_INLINE vector power_of_2(vector x) {
-    const vector_tag tag;
-    const auto whole = hn::NearestInt(x);
-    const vector rest = hn::Sub(x, hn::ConvertTo(tag, whole));
-    vector value = hn::Set(tag, 0.000154614447F);
-    for (const float coefficient : {0.001340042818F, 0.009618056679F, 0.05550327227F,
-                                    0.2402265092F, 0.6931472067F, 1.0F}) {
-        value = hn::MulAdd(value, rest, hn::Set(tag, coefficient));
-    }
-    const hn::RebindToSigned<vector_tag> integer_tag;
-    const vector scaled = hn::BitCast(
-        tag, hn::Add(hn::BitCast(integer_tag, value), hn::ShiftLeft<23>(whole)));
-    return hn::IfThenElseZero(hn::Ge(x, hn::Set(tag, -63.0F)), scaled);
-}
 
 // Disk and Polygon.
 struct flat_rule {
@@ -107,17 +89,6 @@ struct rim_rule {
     }
 };
 
-// The column's factor of a Gaussian, 0 beyond the reach; `scaled` is its exponent.
-HWY_INLINE vector falloff(const float* shape, const float* reach, std::int32_t distance,
-                          vector& scaled) {
-    const vector_tag tag;
-    const auto square = static_cast<float>(distance * distance);
-    scaled = hn::Mul(hn::LoadU(tag, shape), hn::Set(tag, square));
-    const auto inside = hn::Gt(hn::LoadU(tag, reach),
-                               hn::Set(tag, static_cast<float>(std::abs(distance))));
-    return hn::IfThenElseZero(inside, power_of_2(hn::Neg(scaled)));
-}
-
 // A product of a factor of the column and one of the row.
 struct gaussian_rule {
     std::ptrdiff_t stride;  // of row_factors, from row to row of the tile
@@ -126,10 +97,9 @@ struct gaussian_rule {
         vector column_factor;
     };
     HWY_INLINE source load(const row_hits& hits, std::int32_t column, std::int32_t dx,
-                           std::ptrdiff_t plane) const {
-        const float* shape = hits.source + column + dx;
-        vector scaled;
-        return {falloff(shape, shape + plane * source_planes::SECOND, dx, scaled)};
+                           std::ptrdiff_t /*plane*/) const {
+        const float* factor = hits.column_factors + dx * MACRO_COLUMNS + column;
+        return {hn::LoadU(vector_tag(), factor)};
     }
     HWY_INLINE vector weight(const source& s, const row_hits& hits, std::int32_t column,
                              std::int32_t dx, std::int32_t row) const {
@@ -138,22 +108,21 @@ struct gaussian_rule {
     }
 };
 
-// 2^-(tx + ty) * (1 - (tx + ty) * ln 2) as a sum of two such products; the row's second
-// factors follow the first ones of all rows.
+// 2^-(tx + ty) * (1 - (tx + ty) * ln 2) as a sum of two such products. The second factors
+// lie behind all the first ones.
 struct laplacian_rule {
     std::ptrdiff_t stride;
+    std::ptrdiff_t second_column_factors;
 
     struct source {
         vector column_factor;
         vector scaled_factor;
     };
     HWY_INLINE source load(const row_hits& hits, std::int32_t column, std::int32_t dx,
-                           std::ptrdiff_t plane) const {
-        const float* shape = hits.source + column + dx;
-        vector scaled;
-        const vector factor =
-            falloff(shape, shape + plane * source_planes::SECOND, dx, scaled);
-        return {factor, hn::Mul(factor, hn::Mul(scaled, hn::Set(vector_tag(), LN_2)))};
+                           std::ptrdiff_t /*plane*/) const {
+        const float* factor = hits.column_factors + dx * MACRO_COLUMNS + column;
+        return {hn::LoadU(vector_tag(), factor),
+                hn::LoadU(vector_tag(), factor + second_column_factors)};
     }
     HWY_INLINE vector weight(const source& s, const row_hits& hits, std::int32_t column,
                              std::int32_t dx, std::int32_t row) const {
@@ -165,7 +134,7 @@ struct laplacian_rule {
     }
 };
 
-// The product of the dark rings and what is smooth beside them, squared.
+// The squared polynomial; beyond its end, where it is 0, it is not followed.
 struct airy_rule {
     const offset_table& offsets;
 
@@ -181,21 +150,15 @@ struct airy_rule {
                              std::int32_t row) const {
         const vector_tag tag;
         const std::ptrdiff_t i = hits.offset + dx - row * offsets.stride;
-        const vector square = hn::Mul(s.shape, hn::Set(tag, offsets.factor.data()[i]));
         const vector one = hn::Set(tag, 1.0F);
-        const vector t =
-            hn::MulSub(square, hn::Set(tag, static_cast<float>(1.0 / AIRY_CENTRE)), one);
-        vector value = hn::Set(tag, static_cast<float>(AIRY_SMOOTH[0]));
-        for (std::size_t power = 1; power < std::size(AIRY_SMOOTH); ++power) {
-            const auto coefficient = static_cast<float>(AIRY_SMOOTH[power]);
+        const vector t = hn::Min(
+            hn::MulSub(s.shape, hn::Set(tag, offsets.factor.data()[i]), one), one);
+        vector value = hn::Set(tag, static_cast<float>(AIRY_PATTERN[0]));
+        for (std::size_t power = 1; power < std::size(AIRY_PATTERN); ++power) {
+            const auto coefficient = static_cast<float>(AIRY_PATTERN[power]);
             value = hn::MulAdd(value, t, hn::Set(tag, coefficient));
         }
-        for (const double ring : AIRY_DARK_RINGS) {
-            const vector slope = hn::Set(tag, static_cast<float>(-1.0 / ring));
-            value = hn::Mul(value, hn::MulAdd(square, slope, one));
-        }
-        const vector last = hn::Set(tag, static_cast<float>(AIRY_DARK_RINGS[2]));
-        return hn::IfThenElseZero(hn::Lt(square, last), hn::Mul(value, value));
+        return hn::Mul(value, value);
     }
 };
 

@@ -1,0 +1,259 @@
+// What the gather works out for a block of source rows before it looks at tiles; included
+// once for each kind of vectors.
+
+#if defined(FOCUSFALL_FAST_WINDOW_INL_H_) == defined(HWY_TARGET_TOGGLE)
+#ifdef FOCUSFALL_FAST_WINDOW_INL_H_
+#undef FOCUSFALL_FAST_WINDOW_INL_H_
+#else
+#define FOCUSFALL_FAST_WINDOW_INL_H_
+#endif
+
+#include <cstdlib>
+#include <memory>
+
+#include <hwy/highway.h>
+
+#include "fast/gather.h"
+#include "fast/rules-inl.h"
+
+HWY_BEFORE_NAMESPACE();
+namespace HWY_NAMESPACE {
+namespace {
+
+constexpr std::int32_t LANES = static_cast<std::int32_t>(hn::MaxLanes(vector_tag()));
+
+// Where the planes lie from one another, and the block's first source.
+struct block_view {
+    const float* source;  // column 0 of the first row's first plane
+    std::ptrdiff_t plane_stride;
+    std::ptrdiff_t row_stride;
+};
+
+// What is worked out for a block of source rows and the columns that matter to the macro
+// tile, row by row.
+struct source_window {
+    enum parts : std::int32_t {
+        MAX_REACH,  // over 16 pixels from here on, as all that follow
+        MIN_REACH,
+        SUM_4,  // of the quantities, over 4 pixels
+        SUM_16 = SUM_4 + SUMS,
+        PARTS = SUM_16 + SUMS,
+    };
+    std::int32_t macro_column;  // the macro tile's first
+    std::int32_t first_column;
+    std::int32_t last_column;  // beyond the last
+    std::ptrdiff_t part_stride;
+    std::ptrdiff_t row_stride;
+    float* data;
+    float largest_reach[BLOCK_ROWS];  // of a row
+
+    // GAUSSIAN, LAPLACIAN: what the weights are products of. Row factors stand as the
+    // parts do, one row of a tile after the other; column factors by dx and, in the macro
+    // tile, by column of the output.
+    float* row_factors;
+    float* column_factors;                // of dx 0
+    std::ptrdiff_t row_factor_stride;     // from row to row of sources
+    std::ptrdiff_t column_factor_stride;  // likewise
+    std::ptrdiff_t second_column_factors;
+
+    float* at(std::int32_t row, std::int32_t part) const {
+        return data + row * row_stride + part * part_stride;
+    }
+};
+
+constexpr source_planes::plane PLANE_OF_SUM[] = {
+    source_planes::WEIGHT, source_planes::RED, source_planes::GREEN, source_planes::BLUE,
+    source_planes::ALPHA};
+
+// `to` = the larger (or smaller) of `from` here and `step` columns on, `count` columns.
+template <class Pick>
+HWY_INLINE void pick_along(const float* from, float* to, std::int32_t step,
+                           std::int32_t count, Pick pick) {
+    const vector_tag tag;
+    for (std::int32_t i = 0; i < count; i += LANES) {
+        hn::StoreU(pick(hn::LoadU(tag, from + i), hn::LoadU(tag, from + i + step)), tag,
+                   to + i);
+    }
+}
+
+template <class Pick>
+HWY_INLINE void pick_over_16(const float* from, float* to, std::int32_t count,
+                             Pick pick) {
+    // the steps overwrite what lies behind them only
+    pick_along(from, to, 1, count + 14, pick);
+    pick_along(to, to, 2, count + 12, pick);
+    pick_along(to, to, 4, count + 8, pick);
+    pick_along(to, to, 8, count, pick);
+}
+
+// Sums of four entries `step` apart, each two by two.
+HWY_INLINE void sum_along(const float* from, float* to, std::int32_t step,
+                          std::int32_t count) {
+    const vector_tag tag;
+    for (std::int32_t i = 0; i < count; i += LANES) {
+        const vector first =
+            hn::Add(hn::LoadU(tag, from + i), hn::LoadU(tag, from + i + step));
+        const vector second = hn::Add(hn::LoadU(tag, from + i + 2 * step),
+                                      hn::LoadU(tag, from + i + 3 * step));
+        hn::StoreU(hn::Add(first, second), tag, to + i);
+    }
+}
+
+// The largest of `count` entries, a multiple of TILE_COLUMNS.
+HWY_INLINE float largest(const float* entries, std::int32_t count) {
+    const vector_tag tag;
+    vector most = hn::LoadU(tag, entries);
+    for (std::int32_t i = LANES; i < count; i += LANES) {
+        most = hn::Max(most, hn::LoadU(tag, entries + i));
+    }
+    return hn::GetLane(hn::MaxOfLanes(tag, most));
+}
+
+HWY_NOINLINE void fill_window(const gather_frame& frame, const block_view& block,
+                              std::int32_t rows, source_window& window) {
+    const auto reach_plane =
+        is_edged(frame.form) ? source_planes::SHAPE : source_planes::SECOND;
+    const std::int32_t count = window.last_column - window.first_column;
+    for (std::int32_t row = 0; row < rows; ++row) {
+        const float* source = block.source + row * block.row_stride + window.first_column;
+        const float* reach = source + reach_plane * block.plane_stride;
+        pick_over_16(reach, window.at(row, source_window::MAX_REACH), count,
+                     [](vector a, vector b) HWY_ATTR { return hn::Max(a, b); });
+        window.largest_reach[row] =
+            largest(window.at(row, source_window::MAX_REACH), count);
+        if (!frame.with_sums) continue;
+        pick_over_16(reach, window.at(row, source_window::MIN_REACH), count,
+                     [](vector a, vector b) HWY_ATTR { return hn::Min(a, b); });
+        for (std::int32_t q = 0; q < SUMS; ++q) {
+            const float* plane = source + PLANE_OF_SUM[q] * block.plane_stride;
+            float* four = window.at(row, source_window::SUM_4 + q);
+            sum_along(plane, four, 1, count + 12);
+            sum_along(four, window.at(row, source_window::SUM_16 + q), 4, count);
+        }
+    }
+}
+
+constexpr bool has_factors(closed_form form) {
+    return form == closed_form::GAUSSIAN || form == closed_form::LAPLACIAN;
+}
+
+constexpr float LN_2 = 0.693147181F;
+
+// 2^x for x from -63 to 0, 0 below that: such weights are lost in any sum. A minimax
+// polynomial, its largest relative error 2e-9, for the part beside whole powers.
+HWY_INLINE vector power_of_2(vector x) {
+    const vector_tag tag;
+    const auto whole = hn::NearestInt(x);
+    const vector rest = hn::Sub(x, hn::ConvertTo(tag, whole));
+    vector value = hn::Set(tag, 0.000154614447F);
+    for (const float coefficient : {0.001340042818F, 0.009618056679F, 0.05550327227F,
+                                    0.2402265092F, 0.6931472067F, 1.0F}) {
+        value = hn::MulAdd(value, rest, hn::Set(tag, coefficient));
+    }
+    const hn::RebindToSigned<vector_tag> integer_tag;
+    const vector scaled = hn::BitCast(
+        tag, hn::Add(hn::BitCast(integer_tag, value), hn::ShiftLeft<23>(whole)));
+    return hn::IfThenElseZero(hn::Ge(x, hn::Set(tag, -63.0F)), scaled);
+}
+
+// The factor of a row or column at `distance`, 0 beyond the reach; `scaled` is the
+// exponent without its sign.
+HWY_INLINE vector falloff(const float* shape, const float* reach, std::int32_t distance,
+                          vector& scaled) {
+    const vector_tag tag;
+    const auto square = static_cast<float>(distance * distance);
+    scaled = hn::Mul(hn::LoadU(tag, shape), hn::Set(tag, square));
+    const auto inside = hn::Gt(hn::LoadU(tag, reach),
+                               hn::Set(tag, static_cast<float>(std::abs(distance))));
+    return hn::IfThenElseZero(inside, power_of_2(hn::Neg(scaled)));
+}
+
+// Of all dx that the rows' sources reach.
+HWY_NOINLINE void fill_column_factors(const gather_frame& frame, const block_view& block,
+                                      std::int32_t rows, const source_window& window) {
+    const vector_tag tag;
+    for (std::int32_t row = 0; row < rows; ++row) {
+        const float* source = block.source + row * block.row_stride + window.macro_column;
+        const float* reach = source + block.plane_stride * source_planes::SECOND;
+        float* factors = window.column_factors + row * window.column_factor_stride;
+        const auto half = static_cast<std::int32_t>(window.largest_reach[row]);
+        for (std::int32_t dx = -half; dx <= half; ++dx) {
+            float* factor = factors + dx * MACRO_COLUMNS;
+            for (std::int32_t x = 0; x < MACRO_COLUMNS; x += LANES) {
+                vector scaled;
+                const vector value = falloff(source + x + dx, reach + x + dx, dx, scaled);
+                hn::StoreU(value, tag, factor + x);
+                if (frame.form == closed_form::GAUSSIAN) continue;
+                const vector natural = hn::Mul(scaled, hn::Set(tag, LN_2));
+                hn::StoreU(hn::Mul(value, natural), tag,
+                           factor + window.second_column_factors + x);
+            }
+        }
+    }
+}
+
+// Of the rows of tiles that begin `dy` rows before the block.
+HWY_NOINLINE void fill_row_factors(const gather_frame& frame, const block_view& block,
+                                   const source_window& window, std::int32_t dy,
+                                   std::int32_t rows) {
+    const vector_tag tag;
+    const std::int32_t count = window.last_column - window.first_column + TILE_COLUMNS;
+    for (std::int32_t row = 0; row < rows; ++row) {
+        const float* shape = block.source + row * block.row_stride + window.first_column;
+        const float* reach = shape + block.plane_stride * source_planes::SECOND;
+        for (std::int32_t j = 0; j < TILE_ROWS; ++j) {
+            float* factor = window.row_factors + row * window.row_factor_stride +
+                            j * window.part_stride;
+            for (std::int32_t x = 0; x < count; x += LANES) {
+                vector scaled;
+                const vector value = falloff(shape + x, reach + x, dy + row - j, scaled);
+                if (frame.form == closed_form::GAUSSIAN) {
+                    hn::StoreU(value, tag, factor + x);
+                    continue;
+                }
+                const vector slope =
+                    hn::NegMulAdd(scaled, hn::Set(tag, LN_2), hn::Set(tag, 1.0F));
+                hn::StoreU(hn::Mul(value, slope), tag, factor + x);
+                hn::StoreU(hn::Neg(value), tag,
+                           factor + TILE_ROWS * window.part_stride + x);
+            }
+        }
+    }
+}
+
+// The memory of the window of one macro tile.
+class window_storage {
+  public:
+    window_storage(const gather_frame& frame, std::int32_t macro_column) {
+        const std::int32_t columns = frame.offsets->columns;
+        const bool factors = has_factors(frame.form);
+        window_.macro_column = macro_column;
+        // the widest window, and what vectors touch beyond it
+        window_.part_stride = MACRO_COLUMNS + 2 * columns + 6 * TILE_COLUMNS;
+        window_.row_stride = source_window::PARTS * window_.part_stride;
+        window_.row_factor_stride = factors ? 2 * TILE_ROWS * window_.part_stride : 0;
+        window_.column_factor_stride = factors ? (2 * columns + 1) * MACRO_COLUMNS : 0;
+        window_.second_column_factors = BLOCK_ROWS * window_.column_factor_stride;
+
+        const std::ptrdiff_t row_factors = BLOCK_ROWS * window_.row_stride;
+        const std::ptrdiff_t column_factors =
+            row_factors + BLOCK_ROWS * window_.row_factor_stride;
+        const std::ptrdiff_t all = column_factors + 2 * window_.second_column_factors;
+        // not initialised: most frames touch a part only
+        memory_.reset(new float[static_cast<std::size_t>(all)]);
+        window_.data = memory_.get();
+        window_.row_factors = memory_.get() + row_factors;
+        window_.column_factors = memory_.get() + column_factors + columns * MACRO_COLUMNS;
+    }
+    const source_window& window() const { return window_; }
+
+  private:
+    source_window window_{};
+    std::unique_ptr<float[]> memory_;
+};
+
+}  // namespace
+}  // namespace HWY_NAMESPACE
+HWY_AFTER_NAMESPACE();
+
+#endif
