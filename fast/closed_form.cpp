@@ -176,28 +176,6 @@ double shape_of(closed_form form, double diameter) {
     return (AIRY_DIAMETER / diameter) * (AIRY_DIAMETER / diameter) / AIRY_CENTRE;
 }
 
-void set_smooth_weights(const focusfall_interface& params, closed_form form,
-                        std::vector<kernel_terms>& terms) {
-    const auto rings = rings_of(kernel_radius(params, terms.size() - 1) + 1);
-    for (std::size_t k = 1; k < terms.size(); ++k) {
-        const double diameter = static_cast<double>(k) * TABLE_STEP;
-        const double shape = shape_of(form, diameter);
-        const std::int32_t radius = kernel_radius(params, k);
-        double sum = 0.0;
-        double reach = radius + 0.5;
-        if (form == closed_form::GAUSSIAN) {
-            sum = gaussian_sum(shape, radius);
-        } else if (form == closed_form::LAPLACIAN) {
-            sum = laplacian_sum(shape, radius);
-        } else {
-            sum = airy_sum(shape, rings);
-            reach = diameter * 0.5;
-        }
-        terms[k] = {static_cast<float>(shape), static_cast<float>(reach),
-                    static_cast<float>(1.0 / sum)};
-    }
-}
-
 }  // namespace
 
 std::optional<closed_form> find_closed_form(const focusfall_interface& params,
@@ -227,17 +205,35 @@ double edge_factor(const focusfall_interface& params, std::int32_t dx, std::int3
     return std::cos(half_angle) / std::cos(angle);
 }
 
-std::vector<kernel_terms> kernel_terms_up_to(const focusfall_interface& params,
-                                             closed_form form, std::size_t last) {
+std::vector<kernel_terms> edged_terms(const focusfall_interface& params,
+                                      std::size_t last) {
     std::vector<kernel_terms> terms(last + 1);
-    if (is_edged(form)) {
-        set_edged_weights(params, terms);
-        terms[0] = {0.0F, 0.0F, 1.0F};
-    } else {
-        set_smooth_weights(params, form, terms);
-        // the Airy pattern ends within the pixel
-        const float shape = form == closed_form::AIRY ? 1e6F : 0.0F;
-        terms[0] = {shape, 0.5F, 1.0F};
-    }
+    set_edged_weights(params, terms);
+    terms[0] = {0.0F, 0.0F, 1.0F};
     return terms;
+}
+
+void fill_smooth_terms(const focusfall_interface& params, closed_form form,
+                       std::size_t first, std::span<kernel_terms> terms) {
+    const auto rings = rings_of(kernel_radius(params, first + terms.size()) + 1);
+    for (std::size_t i = 0; i < terms.size(); ++i) {
+        const std::size_t k = first + i;
+        const double diameter = static_cast<double>(k) * TABLE_STEP;
+        const double shape = shape_of(form, diameter);
+        const std::int32_t radius = kernel_radius(params, k);
+        double sum = 0.0;
+        double reach = radius + 0.5;
+        if (form == closed_form::GAUSSIAN) {
+            sum = gaussian_sum(shape, radius);
+        } else if (form == closed_form::LAPLACIAN) {
+            sum = laplacian_sum(shape, radius);
+        } else {
+            sum = airy_sum(shape, rings);
+            reach = diameter * 0.5;
+        }
+        terms[i] = {static_cast<float>(shape), static_cast<float>(reach),
+                    static_cast<float>(1.0 / sum)};
+        // unblurred; the Airy pattern ends within the pixel
+        if (k == 0) terms[i] = {form == closed_form::AIRY ? 1e6F : 0.0F, 0.5F, 1.0F};
+    }
 }

@@ -2,6 +2,7 @@
 // Kernels that a formula gives: which ones, and what the formula needs of each.
 
 #include <optional>
+#include <span>
 #include <vector>
 
 #include "render/focusfall_interface.h"
@@ -55,6 +56,9 @@ std::optional<closed_form> find_closed_form(const focusfall_interface& params,
 // Distance of the Polygon's edge in the direction of (dx, dy), its corners being at 1.
 double edge_factor(const focusfall_interface& params, std::int32_t dx, std::int32_t dy);
 
-// Entry k for the kernel of diameter k * 0.01 pixels, k = 0 .. last. [render thread]
-std::vector<kernel_terms> kernel_terms_up_to(const focusfall_interface& params,
-                                             closed_form form, std::size_t last);
+// Of FLAT and RIM: entry k for the kernel of diameter k * 0.01 pixels, k = 0 .. last.
+std::vector<kernel_terms> edged_terms(const focusfall_interface& params,
+                                      std::size_t last);
+// Of the other forms: the entries for kernels `first` on. [any thread]
+void fill_smooth_terms(const focusfall_interface& params, closed_form form,
+                       std::size_t first, std::span<kernel_terms> terms);

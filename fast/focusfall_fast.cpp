@@ -10,6 +10,9 @@ namespace {
 // From this reach on it pays to add several sources of weight 1 at once.
 constexpr std::int32_t SUMS_REACH = 4;
 
+// Kernels whose terms are made in one chunk.
+constexpr std::int32_t TERMS_CHUNK = 500;
+
 std::int32_t pieces(std::int32_t size, std::int32_t piece) {
     return (size + piece - 1) / piece;
 }
@@ -39,7 +42,11 @@ void FocusfallFast::build_kernel_table() {
     last_kernel_ = last_kernel_index();
     form_ = find_closed_form(*this, blur_image);
     if (!form_) return;
-    terms_ = kernel_terms_up_to(*this, *form_, last_kernel_);
+    if (is_edged(*form_)) {
+        terms_ = edged_terms(*this, last_kernel_);
+    } else {
+        terms_.resize(last_kernel_ + 1);  // the workers fill them
+    }
     offsets_.emplace(*this, *form_, kernel_radius(*this, last_kernel_));
     planes_.resize(input_image->Width(), input_image->Height(), gather_margin(*offsets_));
 }
@@ -47,6 +54,11 @@ void FocusfallFast::build_kernel_table() {
 void FocusfallFast::splat(Request* request) {
     const std::int32_t width = input_image->Width();
     const std::int32_t height = input_image->Height();
+    if (form_ && !is_edged(*form_)) {
+        run_chunks(request, pieces(static_cast<std::int32_t>(terms_.size()), TERMS_CHUNK),
+                   &FocusfallFast::fill_terms);
+    }
+
     maxima_.resize(pieces(width, BLOCK_COLUMNS), pieces(height, BLOCK_ROWS));
     stamps_.reset(height);
     run_chunks(request, maxima_.rows, &FocusfallFast::load_sources);
@@ -65,6 +77,12 @@ void FocusfallFast::splat(Request* request) {
 
 bool FocusfallFast::write_back() {
     return IsAborted();  // the tiles wrote their pixels
+}
+
+void FocusfallFast::fill_terms(std::int32_t chunk) {
+    const auto first = static_cast<std::size_t>(chunk) * TERMS_CHUNK;
+    const std::size_t count = std::min<std::size_t>(TERMS_CHUNK, terms_.size() - first);
+    fill_smooth_terms(*this, *form_, first, {terms_.data() + first, count});
 }
 
 void FocusfallFast::load_sources(std::int32_t block_row) {

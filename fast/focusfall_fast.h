@@ -31,6 +31,7 @@ class FocusfallFast : public Focusfall {
 
   private:
     // The steps; what their chunks are.
+    void fill_terms(std::int32_t chunk);        // TERMS_CHUNK kernels
     void load_sources(std::int32_t block_row);  // BLOCK_ROWS rows of the images
     void make_stamp_kernel(std::int32_t number);
     void add_stamps(std::int32_t band);

@@ -199,6 +199,9 @@ HWY_NOINLINE void fill_row_factors(const gather_frame& frame, const block_view& 
     const vector_tag tag;
     const std::int32_t count = window.last_column - window.first_column + TILE_COLUMNS;
     for (std::int32_t row = 0; row < rows; ++row) {
+        // the nearest row of the tiles
+        const std::int32_t gap = std::max({0, -dy - row, dy + row - (TILE_ROWS - 1)});
+        if (static_cast<float>(gap) > window.largest_reach[row]) continue;
         const float* shape = block.source + row * block.row_stride + window.first_column;
         const float* reach = shape + block.plane_stride * source_planes::SECOND;
         for (std::int32_t j = 0; j < TILE_ROWS; ++j) {
