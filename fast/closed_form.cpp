@@ -127,6 +127,7 @@ double laplacian_sum(double scale, std::int32_t radius) {
 }
 
 double airy_value(double scaled_square) {
+    if (scaled_square == 0.0) return 1.0;  // as in single precision
     if (scaled_square >= 2.0) return 0.0;
     double value = 0.0;
     for (const double coefficient : AIRY_PATTERN) {
