@@ -13,7 +13,7 @@
 // The options that verbs share, as they stand on the command line.
 struct session_options {
     std::vector<std::string> plugins;  // none: those beside the command
-    std::string tool_id = "kestrelworks.Focusfall";
+    std::string tool_id = "kestrelworks.FocusfallFast";
     std::vector<std::string> settings;  // files or presets, in order
     std::vector<std::string> edits;     // ID=VALUE, in order, after the settings
     int threads = 0;                    // 0: as many as there are processors
