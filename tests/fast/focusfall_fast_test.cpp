@@ -13,6 +13,7 @@
 #include <hwy/targets.h>
 
 #include "host/headless_host.h"
+#include "tests/frame_model.h"
 
 namespace {
 
@@ -190,6 +191,42 @@ TEST(FocusfallFast, MakesOnePictureWithAnyNumberOfThreads) {
         expect_same(*expected, *eight.render(picture.get(), settings), identical);
         expect_same(*expected, *one.render(picture.get(), settings), identical);
         if (HasFatalFailure()) return;
+    }
+}
+
+// Root of the mean squared distance of the colours from those of the model.
+double error_against(const frame_model::frame& model, const Image& result) {
+    double sum = 0.0;
+    for (std::size_t i = 0; i < model.colors.size(); ++i) {
+        const float* pixel =
+            result.Pixel(0, 0) + i / 4 * static_cast<std::size_t>(result.Components());
+        const double error = static_cast<double>(pixel[i % 4]) - model.colors[i].value;
+        sum += error * error;
+    }
+    return std::sqrt(sum / static_cast<double>(model.colors.size()));
+}
+
+TEST(FocusfallFast, IsAsCloseToADoublePrecisionModelAsTheReferenceTool) {
+    random_pictures random(5);
+    rendering_tool reference(REFERENCE, 1);
+    rendering_tool fast(FAST);
+    for (int i = 0; i < 10; ++i) {
+        const auto picture = random.picture(150, 40, 0.0);
+        frame_settings settings = random.settings(STYLES[i % 5]);
+        settings.largest_blur = i < 5 ? 30 : 8;
+        settings.controls["Normalize"] = 0;
+        SCOPED_TRACE(description(settings, *picture));
+
+        frame_model::picture copy{150, 40, 6, {}};
+        copy.values.assign(picture->Pixel(0, 0), picture->Pixel(0, 0) + 150 * 40 * 6);
+        auto controls = settings.controls;
+        controls["BlurStyle"] = i % 5;
+        controls["MaxBlurSize"] = settings.largest_blur / 150 * 100.0;
+        const auto model = frame_model::render(copy, copy, controls);
+        const double error = error_against(model, *fast.render(picture.get(), settings));
+        const double allowed =
+            error_against(model, *reference.render(picture.get(), settings));
+        EXPECT_LE(error, 1.25 * allowed);  // a frame's rounding errors are a random draw
     }
 }
 
