@@ -64,11 +64,21 @@ HWY_INLINE void add_bits(column_list& list, std::int32_t dx, std::uint32_t bits)
     }
 }
 
-HWY_INLINE void add_full_columns(hit_lists& lists, std::int32_t dx, std::uint32_t full) {
-    if (full == 0xFFFF) {
-        lists.sixteen.columns[lists.sixteen.count++] = dx;
-        return;
+// Bit i of 16 tells whether reach i is at least the needed one.
+HWY_INLINE std::uint32_t bits_of_reached(const float* reach, const float* needed) {
+    const vector_tag tag;
+    std::uint32_t bits = 0;
+    for (std::int32_t i = 0; i < TILE_COLUMNS; i += LANES) {
+        std::uint8_t bytes[8] = {};
+        hn::StoreMaskBits(
+            tag, hn::Ge(hn::LoadU(tag, reach + i), hn::LoadU(tag, needed + i)), bytes);
+        bits |= static_cast<std::uint32_t>(bytes[0] | bytes[1] << 8) << i;
     }
+    return bits;
+}
+
+// Lists the columns dx + i for the bits i of `full`, in fours where it holds all of one.
+HWY_INLINE void add_full_columns(hit_lists& lists, std::int32_t dx, std::uint32_t full) {
     const std::uint32_t pairs = full & full >> 1;
     const std::uint32_t fours = pairs & pairs >> 2 & 0x1111;
     add_bits(lists.four, dx, fours);
@@ -116,21 +126,22 @@ HWY_NOINLINE void find_hits(const gather_frame& frame, const block_view& block,
         const float* miss = offsets.miss.data() + hits.offset;
         const float* full = offsets.full.data() + hits.offset;
         for (std::int32_t dx = first_dx; dx <= last_dx; dx += TILE_COLUMNS) {
-            std::uint32_t full_bits = 0;
+            const std::uint32_t all =
+                frame.with_sums ? bits_of_reached(least + dx, full + dx) : 0;
+            if (all == 0xFFFF) {
+                lists.sixteen.columns[lists.sixteen.count++] = dx;
+                continue;
+            }
             for (std::int32_t i = dx; i < dx + TILE_COLUMNS; i += LANES) {
                 auto some = hn::Gt(hn::LoadU(tag, most + i), hn::LoadU(tag, miss + i));
-                if (frame.with_sums) {
-                    const auto all =
-                        hn::Ge(hn::LoadU(tag, least + i), hn::LoadU(tag, full + i));
-                    std::uint8_t bytes[8] = {};
-                    hn::StoreMaskBits(tag, all, bytes);
-                    full_bits |= static_cast<std::uint32_t>(bytes[0] | bytes[1] << 8)
-                                 << (i - dx);
-                    some = hn::AndNot(all, some);
+                if (all != 0) {
+                    some = hn::AndNot(
+                        hn::Ge(hn::LoadU(tag, least + i), hn::LoadU(tag, full + i)),
+                        some);
                 }
                 add_columns(lists.partial, i, some);
             }
-            if (full_bits != 0) add_full_columns(lists, dx, full_bits);
+            if (all != 0) add_full_columns(lists, dx, all);
         }
         hits.partial_end = lists.partial.count;
         hits.single_end = lists.single.count;

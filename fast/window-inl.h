@@ -125,10 +125,13 @@ HWY_NOINLINE void fill_window(const gather_frame& frame, const block_view& block
         pick_over_16(reach, window.at(row, source_window::MIN_REACH), count,
                      [](vector a, vector b) HWY_ATTR { return hn::Min(a, b); });
         for (std::int32_t q = 0; q < SUMS; ++q) {
-            const float* plane = source + PLANE_OF_SUM[q] * block.plane_stride;
-            float* four = window.at(row, source_window::SUM_4 + q);
-            sum_along(plane, four, 1, count + 12);
-            sum_along(four, window.at(row, source_window::SUM_16 + q), 4, count);
+            sum_along(source + PLANE_OF_SUM[q] * block.plane_stride,
+                      window.at(row, source_window::SUM_4 + q), 1, count + 12);
+        }
+        // later, since sums that were just stored are slow to load across vectors
+        for (std::int32_t q = 0; q < SUMS; ++q) {
+            sum_along(window.at(row, source_window::SUM_4 + q),
+                      window.at(row, source_window::SUM_16 + q), 4, count);
         }
     }
 }
