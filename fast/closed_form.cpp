@@ -19,65 +19,42 @@ double corner_radius(const focusfall_interface& params, std::size_t k) {
     return disk && params.shrink_disk ? radius * 0.6 : radius;
 }
 
-// A sum over the pixels of a kernel as the kernel grows: pixel by pixel, each adds
-// from a certain step on. First the changes are noted, then they are summed up.
-class growing_sum {
-  public:
-    explicit growing_sum(std::size_t last) : changes_(last + 2) {}
-    void add_from(std::size_t step, double value) { changes_[step] += value; }
-    std::vector<double> sums() {
-        for (std::size_t i = 1; i < changes_.size(); ++i) changes_[i] += changes_[i - 1];
-        return std::move(changes_);
-    }
+// What the pixels of a kernel add up to: in the ramp at the edge radius * slope +
+// constant, inside 1 each, and the rim there (d / e)^4 / radius^4.
+struct edged_sums {
+    double slope = 0.0;
+    double constant = 0.0;
+    double inside = 0.0;
+    double fourth_powers = 0.0;
 
-  private:
-    std::vector<double> changes_;
+    void add(const edged_sums& other) {
+        slope += other.slope;
+        constant += other.constant;
+        inside += other.inside;
+        fourth_powers += other.fourth_powers;
+    }
 };
 
-// Disk and Polygon. A pixel's value is 0 until the radius reaches (d - 1) / e, then
-// radius * e + 1 - d until it is 1, when the radius is d / e.
-void set_edged_weights(const focusfall_interface& params,
-                       std::vector<kernel_terms>& terms) {
-    const std::size_t last = terms.size() - 1;
-    std::vector<double> radii(terms.size());
-    for (std::size_t k = 1; k <= last; ++k) radii[k] = corner_radius(params, k);
+// How the sums change from kernel to kernel as the radii grow. A pixel's value is 0 until
+// the radius reaches (d - 1) / e, then radius * e + 1 - d until it is 1, when the radius
+// is d / e.
+std::vector<edged_sums> changes_of_sums(const focusfall_interface& params,
+                                        const std::vector<double>& radii) {
     const auto first_above = [&](double radius) {
         const auto at = std::upper_bound(radii.begin() + 1, radii.end(), radius);
         return static_cast<std::size_t>(at - radii.begin());
     };
-
-    growing_sum slope(last);
-    growing_sum constant(last);
-    growing_sum inside(last);
-    growing_sum fourth_powers(last);  // of d / e, of the pixels inside
-    const std::int32_t reach = kernel_radius(params, last);
+    std::vector<edged_sums> changes(radii.size() + 1);
+    const std::int32_t reach = kernel_radius(params, radii.size() - 1);
     for (std::int32_t dy = -reach; dy <= reach; ++dy) {
         for (std::int32_t dx = -reach; dx <= reach; ++dx) {
             const double d = std::sqrt(static_cast<double>(dx * dx + dy * dy));
             const double e = edge_factor(params, dx, dy);
-            const std::size_t start = first_above((d - 1.0) / e);
-            const std::size_t full = first_above(d / e);
-            slope.add_from(start, e);
-            slope.add_from(full, -e);
-            constant.add_from(start, 1.0 - d);
-            constant.add_from(full, d - 1.0);
-            inside.add_from(full, 1.0);
-            fourth_powers.add_from(full, std::pow(d / e, 4.0));
+            changes[first_above((d - 1.0) / e)].add({e, 1.0 - d, 0.0, 0.0});
+            changes[first_above(d / e)].add({-e, d - 1.0, 1.0, std::pow(d / e, 4.0)});
         }
     }
-
-    const auto slopes = slope.sums();
-    const auto constants = constant.sums();
-    const auto insides = inside.sums();
-    const auto powers = fourth_powers.sums();
-    const double rim = 4.0 * params.bad_bokeh;
-    for (std::size_t k = 1; k <= last; ++k) {
-        const double edge = slopes[k] * radii[k] + constants[k];
-        const double radius_fourth = std::pow(radii[k], 4.0);
-        const double sum = insides[k] + edge + rim * (powers[k] / radius_fourth + edge);
-        terms[k] = {static_cast<float>(radii[k]), static_cast<float>(1.0 / radius_fourth),
-                    static_cast<float>(1.0 / sum)};
-    }
+    return changes;
 }
 
 // The sum over a square kernel of values that are products of one factor a row and the
@@ -208,8 +185,22 @@ double edge_factor(const focusfall_interface& params, std::int32_t dx, std::int3
 
 std::vector<kernel_terms> edged_terms(const focusfall_interface& params,
                                       std::size_t last) {
+    std::vector<double> radii(last + 1);
+    for (std::size_t k = 1; k <= last; ++k) radii[k] = corner_radius(params, k);
+    const std::vector<edged_sums> changes = changes_of_sums(params, radii);
+
+    const double rim = 4.0 * params.bad_bokeh;
+    edged_sums sums;
     std::vector<kernel_terms> terms(last + 1);
-    set_edged_weights(params, terms);
+    for (std::size_t k = 1; k <= last; ++k) {
+        sums.add(changes[k]);
+        const double edge = sums.slope * radii[k] + sums.constant;
+        const double radius_fourth = std::pow(radii[k], 4.0);
+        const double sum =
+            sums.inside + edge + rim * (sums.fourth_powers / radius_fourth + edge);
+        terms[k] = {static_cast<float>(radii[k]), static_cast<float>(1.0 / radius_fourth),
+                    static_cast<float>(1.0 / sum)};
+    }
     terms[0] = {0.0F, 0.0F, 1.0F};
     return terms;
 }

@@ -94,6 +94,34 @@ HWY_INLINE std::int32_t half_chord(closed_form form, float reach, std::int32_t d
     return square > 0.0F ? static_cast<std::int32_t>(std::sqrt(square)) + 1 : -1;
 }
 
+// Finds the offsets from `first_dx` on, in groups of TILE_COLUMNS, that matter in a row.
+HWY_INLINE void find_row_hits(const gather_frame& frame, std::ptrdiff_t part_stride,
+                              std::int32_t first_dx, std::int32_t last_dx,
+                              const row_hits& hits, hit_lists& lists) {
+    const vector_tag tag;
+    const float* most = hits.window + source_window::MAX_REACH * part_stride;
+    const float* least = hits.window + source_window::MIN_REACH * part_stride;
+    const float* miss = frame.offsets->miss.data() + hits.offset;
+    const float* full = frame.offsets->full.data() + hits.offset;
+    for (std::int32_t dx = first_dx; dx <= last_dx; dx += TILE_COLUMNS) {
+        const std::uint32_t all =
+            frame.with_sums ? bits_of_reached(least + dx, full + dx) : 0;
+        if (all == 0xFFFF) {
+            lists.sixteen.columns[lists.sixteen.count++] = dx;
+            continue;
+        }
+        for (std::int32_t i = dx; i < dx + TILE_COLUMNS; i += LANES) {
+            auto some = hn::Gt(hn::LoadU(tag, most + i), hn::LoadU(tag, miss + i));
+            if (all != 0) {
+                some = hn::AndNot(
+                    hn::Ge(hn::LoadU(tag, least + i), hn::LoadU(tag, full + i)), some);
+            }
+            add_columns(lists.partial, i, some);
+        }
+        if (all != 0) add_full_columns(lists, dx, all);
+    }
+}
+
 // Finds the sources that matter to the tile at (x, y) among `rows` rows from `first_row`.
 HWY_NOINLINE void find_hits(const gather_frame& frame, const block_view& block,
                             const source_window& window, std::int32_t first_row,
@@ -101,7 +129,6 @@ HWY_NOINLINE void find_hits(const gather_frame& frame, const block_view& block,
                             hit_lists& lists) {
     lists.partial.count = lists.single.count = lists.four.count = lists.sixteen.count = 0;
     lists.row_count = 0;
-    const vector_tag tag;
     const offset_table& offsets = *frame.offsets;
     for (std::int32_t row = 0; row < rows; ++row) {
         const std::int32_t dy = first_row + row - y;
@@ -121,28 +148,7 @@ HWY_NOINLINE void find_hits(const gather_frame& frame, const block_view& block,
         hits.column_factors = window.column_factors + row * window.column_factor_stride +
                               (x - window.macro_column);
         hits.offset = offsets.index(0, dy);
-        const float* most = hits.window + source_window::MAX_REACH * window.part_stride;
-        const float* least = hits.window + source_window::MIN_REACH * window.part_stride;
-        const float* miss = offsets.miss.data() + hits.offset;
-        const float* full = offsets.full.data() + hits.offset;
-        for (std::int32_t dx = first_dx; dx <= last_dx; dx += TILE_COLUMNS) {
-            const std::uint32_t all =
-                frame.with_sums ? bits_of_reached(least + dx, full + dx) : 0;
-            if (all == 0xFFFF) {
-                lists.sixteen.columns[lists.sixteen.count++] = dx;
-                continue;
-            }
-            for (std::int32_t i = dx; i < dx + TILE_COLUMNS; i += LANES) {
-                auto some = hn::Gt(hn::LoadU(tag, most + i), hn::LoadU(tag, miss + i));
-                if (all != 0) {
-                    some = hn::AndNot(
-                        hn::Ge(hn::LoadU(tag, least + i), hn::LoadU(tag, full + i)),
-                        some);
-                }
-                add_columns(lists.partial, i, some);
-            }
-            if (all != 0) add_full_columns(lists, dx, all);
-        }
+        find_row_hits(frame, window.part_stride, first_dx, last_dx, hits, lists);
         hits.partial_end = lists.partial.count;
         hits.single_end = lists.single.count;
         hits.four_end = lists.four.count;

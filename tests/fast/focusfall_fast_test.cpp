@@ -150,8 +150,8 @@ TEST(FocusfallFast, MakesThePictureOfTheReferenceTool) {
     random_pictures random(1);
     rendering_tool reference(REFERENCE, 1);
     rendering_tool fast(FAST);
-    for (int i = 0; i < 60; ++i) {
-        const int width = i % 10 == 0 ? 1 + i / 10 : random.whole(1, 300);
+    for (int i = 0; i < 40; ++i) {
+        const int width = i % 10 == 0 ? 1 + i / 10 : random.whole(1, 200);
         const auto picture = random.picture(width, i % 20 == 0 ? 1 : random.whole(1, 70),
                                             i % 3 == 0 ? 0.003 : 0.0);
         const frame_settings settings = random.settings(STYLES[i % 5]);
