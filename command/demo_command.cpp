@@ -117,10 +117,7 @@ void add_demo_command(CLI::App& app) {
     verb->add_option("--size", options->size, "Size of the pictures")
         ->type_name("WxH")
         ->capture_default_str();
-    options->shared.add_plugin_options(*verb);
-    verb->add_option("--tool", options->shared.tool_id, "Tool class to use")
-        ->type_name("ID")
-        ->capture_default_str();
+    options->shared.add_class_options(*verb);
     verb->add_option("--threads", options->shared.threads, "Threads (default: all)")
         ->check(CLI::Range(1, 1024))
         ->type_name("N");

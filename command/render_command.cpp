@@ -28,13 +28,6 @@ std::string joined(const std::vector<int>& frames) {
     return text;
 }
 
-std::string name_of(headless::host& host, const std::string& tool_id) {
-    for (const headless::class_info& tool : host.classes()) {
-        if (tool.id == tool_id) return tool.name;
-    }
-    return tool_id;
-}
-
 void render(render_line& line) {
     hold_back_signals();  // before any library starts threads
     shot_options& options = line.shot;
@@ -56,8 +49,7 @@ void render(render_line& line) {
     OIIO::attribute("exr_threads", line.session.threads);
 
     session session(line.session);
-    options.tool_name =
-        name_of(session.host(), line.session.tool_id) + " " + FOCUSFALL_VERSION;
+    options.tool_name = session.tool_class().name + " " + FOCUSFALL_VERSION;
     const auto tool = session.create_tool();
     const interruption stop(*tool);
     try {

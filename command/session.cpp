@@ -10,6 +10,8 @@ namespace {
 
 namespace fs = std::filesystem;
 
+constexpr const char* FAST_TOOL = "kestrelworks.FocusfallFast";
+
 // The libraries in the plug-in folder that is installed beside the command.
 std::vector<std::string> installed_plugins() {
     const fs::path folder = (folder_of_command() / PLUGIN_FOLDER).lexically_normal();
@@ -44,11 +46,16 @@ void session_options::add_plugin_options(CLI::App& verb) {
         ->type_name("FILE");
 }
 
-void session_options::add_tool_options(CLI::App& verb) {
+void session_options::add_class_options(CLI::App& verb) {
     add_plugin_options(verb);
-    verb.add_option("--tool", tool_id, "Tool class to use")
-        ->type_name("ID")
-        ->capture_default_str();
+    verb.add_option("--tool", tool_id,
+                    std::string("Tool class to use (default: ") + FAST_TOOL +
+                        "; the reference is kestrelworks.Focusfall)")
+        ->type_name("ID");
+}
+
+void session_options::add_tool_options(CLI::App& verb) {
+    add_class_options(verb);
     verb.add_option("--settings", settings,
                     "Settings file, or preset by its name (repeatable)")
         ->type_name("FILE")
@@ -69,8 +76,19 @@ session::session(const session_options& options)
     for (const std::string& file : plugins) host_.load_plugin(file);
 }
 
+headless::class_info session::tool_class() const {
+    const auto classes = host_.classes();
+    const std::string id = options_.tool_id.empty() ? FAST_TOOL : options_.tool_id;
+    const auto named = std::ranges::find(classes, id, &headless::class_info::id);
+    if (named != classes.end()) return *named;
+    if (options_.tool_id.empty()) return classes.front();
+    headless::class_info unknown;  // the host refuses it, and offers the nearest name
+    unknown.id = id;
+    return unknown;
+}
+
 std::unique_ptr<headless::tool> session::create_tool() {
-    auto tool = host_.create_tool(options_.tool_id);
+    auto tool = host_.create_tool(tool_class().id);
     tool->open_page();
     for (const std::string& name : options_.settings) {
         tool->restore(read_settings_file(settings_file_named(name), *tool));

@@ -12,14 +12,15 @@
 
 // The options that verbs share, as they stand on the command line.
 struct session_options {
-    std::vector<std::string> plugins;  // none: those beside the command
-    std::string tool_id = "kestrelworks.FocusfallFast";
+    std::vector<std::string> plugins;   // none: those beside the command
+    std::string tool_id;                // empty: the fast tool, or else the first class
     std::vector<std::string> settings;  // files or presets, in order
     std::vector<std::string> edits;     // ID=VALUE, in order, after the settings
     int threads = 0;                    // 0: as many as there are processors
     bool quiet = false;
 
     void add_plugin_options(CLI::App& verb);  // --plugin
+    void add_class_options(CLI::App& verb);   // --plugin, --tool
     void add_tool_options(CLI::App& verb);    // --plugin, --tool, --settings, --set
 };
 
@@ -34,6 +35,8 @@ class session {
     explicit session(const session_options& options);
 
     headless::host& host() { return host_; }
+    // The class of the options; its id alone when it is not loaded.
+    headless::class_info tool_class() const;
     // A tool with the settings and edits of the options. Throws headless::host_error.
     std::unique_ptr<headless::tool> create_tool();
 

@@ -222,8 +222,10 @@ TEST_F(renders, EndSoonAndCleanlyWhenInterrupted) {
 
 TEST_F(renders, ShowAPassingProgressBarOnATerminalOnly) {
     write_scene("in.exr", {0, 0, 900, 600}, {0, 0, 900, 600});
-    const std::vector<std::string> line{"render",  "in.exr", "-o",
-                                        "out.exr", "--set",  "MaxBlurSize=6"};
+    // the slower tool, so that the bar has time to come and go
+    const std::vector<std::string> line{
+        "render", "in.exr",        "-o",     "out.exr",
+        "--set",  "MaxBlurSize=6", "--tool", "kestrelworks.Focusfall"};
     EXPECT_EQ(run(line).errors.find('\r'), std::string::npos);
 
     const int terminal = posix_openpt(O_RDWR | O_NOCTTY);
