@@ -62,6 +62,7 @@ void expect_same_header(const OIIO::ImageSpec& out, const OIIO::ImageSpec& in) {
     EXPECT_EQ(display_window(out), display_window(in));
     for (const char* name : {"compression", "PixelAspectRatio", "owner", "captureDate",
                              "smpte:TimeCode", "screenWindowWidth"}) {
+        EXPECT_TRUE(in.find_attribute(name)) << name;
         EXPECT_EQ(out[name].get(), in[name].get()) << name;
     }
     EXPECT_EQ(out.tile_width, in.tile_width);
