@@ -85,7 +85,8 @@ class checked_writer final : public OIIO::Filesystem::IOProxy {
 
     int error_number() const { return error_; }  // of the first fault; 0: none
 
-    const char* proxytype() const override { return "file"; }
+    // not "file": the library would take this for its own class of that type
+    const char* proxytype() const override { return "checked"; }
     std::size_t write(const void* bytes, std::size_t size) override {
         const std::size_t written = pwrite(bytes, size, m_pos);
         m_pos += static_cast<std::int64_t>(written);

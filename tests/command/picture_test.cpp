@@ -286,3 +286,15 @@ TEST_F(pictures, AreWrittenAsTheOptionsAsk) {
     EXPECT_EQ(values(grey[0], grey[0].spec.channelnames[0]),
               values(read_picture(path("grey.tif"))[0], "Y"));
 }
+
+TEST_F(pictures, AreWrittenAsJpeg) {
+    const auto ramp = [](int x, int) { return x / 59.0; };
+    write("ramp.jpg", parts_of(made_part(DISPLAY, DISPLAY,
+                                         {{"R", TypeDesc::UINT8, ramp},
+                                          {"G", TypeDesc::UINT8, ramp},
+                                          {"B", TypeDesc::UINT8, ramp}})));
+    const std::vector<float> red = values(read_picture(path("ramp.jpg"))[0], "R");
+    for (std::size_t i = 0; i < red.size(); ++i) {
+        ASSERT_NEAR(red[i], static_cast<float>(i % 60) / 59.0F, 0.05F) << "pixel " << i;
+    }
+}
