@@ -237,7 +237,11 @@ frame_report shot_renderer::write(frame_job job) const {
 }
 
 void shot_renderer::finish(const frame_report& report) {
-    if (log_.is_open()) log_ << log_line(report).dump() << std::endl;
+    if (log_.is_open()) {
+        // names of files and channels need not be UTF-8, which the notation demands
+        constexpr auto REPLACE = nlohmann::ordered_json::error_handler_t::replace;
+        log_ << log_line(report).dump(-1, ' ', false, REPLACE) << std::endl;
+    }
     if (report.status != "failed") return;
     if (!is_shot()) throw host_error(report.error);
     failed_.push_back(report.frame);
