@@ -28,6 +28,8 @@ constexpr const char* SMOOTH = "smooth";
 // What a file may say besides the values of controls.
 constexpr const char* COMMENT = "comment";
 constexpr const char* SOURCE = "source";
+// Keys lie at a depth of 3; more is refused with a better text, up to here.
+constexpr int MOST_DEPTH = 32;
 
 // The characters of a text, counting the lines that were read.
 struct line_counter {
@@ -82,6 +84,8 @@ parsed_file parse(const fs::path& file) {
     parsed_file parsed;
     int line = 1;
     const auto note_names = [&](int depth, json::parse_event_t event, const json& name) {
+        // what is nested without end would take the stack when a message quotes it
+        if (depth > MOST_DEPTH) fail(file, line, "is nested too deeply");
         if (depth != 1 || event != json::parse_event_t::key) return true;
         const bool first = parsed.lines.emplace(name.get<std::string>(), line).second;
         if (!first) fail(file, line, name.get<std::string>() + ": is given twice");

@@ -338,3 +338,12 @@ TEST(ControlsCommand, ShowsValuesKeysAndVisibility) {
             << row;
     }
 }
+
+// A message that quotes a value walks down all of it.
+TEST_F(Settings, NestedWithoutEndAreRefused) {
+    const std::size_t depth = 200'000;
+    const std::string open(depth, '[');
+    const std::string fault = fault_of(
+        [&] { restore("{\"FocusPosition\": " + open + std::string(depth, ']') + "}"); });
+    EXPECT_EQ(fault, file.string() + ":1: is nested too deeply");
+}
