@@ -23,7 +23,7 @@ struct EndOfList {};
 
 // High digit of the tags that carry a `Value`; 0 for the end of a list.
 template <class Value>
-consteval Tag TagDigit() {
+constexpr Tag TagDigit() {
     if constexpr (std::same_as<Value, EndOfList>) {
         return 0;
     } else if constexpr (std::integral<Value> && sizeof(Value) <= sizeof(std::int32_t) &&

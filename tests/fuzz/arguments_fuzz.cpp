@@ -1,0 +1,89 @@
+// Any text as an argument of --set or --frames, or as a file name with frame numbers. The
+// first letter tells which.
+
+#include <set>
+
+#include "command/frame_range.h"
+#include "command/session.h"
+#include "command/settings_file.h"
+#include "tests/fuzz/fuzzing.h"
+
+namespace {
+
+session_options options_with(const std::string& edit) {
+    session_options options;
+    options.plugins = {PLUGIN_FILE};
+    options.threads = 1;
+    options.quiet = true;
+    if (!edit.empty()) options.edits = {edit};
+    return options;
+}
+
+// An edit that is taken must be spelled so that it can be made again.
+void check_edit(const std::string& edit) {
+    if (edit.find('=') == edit.npos) return;  // refused with the command line
+    const std::string id = edit.substr(0, edit.find('='));
+    expect_named_errors(id, [&] {
+        const auto tool = session(options_with(edit)).create_tool();
+        const headless::control& input = tool->find(id);
+        const std::string shown = shown_setting(input);
+        tool->replace(id, parsed_setting(input.info(), shown));
+        expect(shown_setting(input) == shown, id + ": " + shown + " does not come back");
+    });
+}
+
+void check_frames(const std::string& text) {
+    expect_named_errors("frames \"" + text, [&] {
+        const std::vector<int> frames = parse_frames(text);
+        expect(!frames.empty() && frames.size() <= 1'000'000, "the number of frames");
+        const std::set<int> once(frames.begin(), frames.end());
+        expect(once.size() == frames.size(), "a frame is listed twice");
+    });
+}
+
+void check_pattern(const std::string& name) {
+    std::set<std::string> names;
+    const std::vector<int> frames{-2147483647 - 1, -1, 0, 1, 9, 10, 11, 2147483647};
+    for (const int frame : frames) names.insert(frame_name(name, frame));
+    if (has_frame_pattern(name)) {
+        expect(names.size() == frames.size(), "two frames have one name");
+    } else {
+        expect(names == std::set{name}, "a name without numbers changes");
+    }
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerInitialize(int* argc, char*** argv) {
+    // the fuzzer counts what runs in the plug-in, which must stay loaded for that
+    static session opened(options_with(""));
+    const auto folder = corpus_folder(*argc, *argv);
+    if (folder.empty()) return 0;
+    int seeds = 0;
+    const auto seed = [&](const std::string& text) {
+        std::ofstream(folder / ("seed-" + std::to_string(++seeds))) << text;
+    };
+    for (const char* text :
+         {"f1-48", "f1-96x2", "f-3--1,1-10,20,30-40", "pname.####.exr", "pname.%04d.exr",
+          "sFocusPosition=1:1200,24:3,48:1e3,smooth"}) {
+        seed(text);
+    }
+    const auto tool = opened.create_tool();
+    for (const headless::control* input : tool->controls()) {
+        seed("s" + input->info().id + "=" + shown_setting(*input));
+    }
+    return 0;
+}
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    if (size == 0) return -1;
+    const std::string text(reinterpret_cast<const char*>(data) + 1, size - 1);
+    if (text.find('\0') != text.npos) return -1;  // ends an argument
+    switch (data[0]) {
+        case 's': check_edit(text); break;
+        case 'f': check_frames(text); break;
+        case 'p': check_pattern(text); break;
+        default: return -1;
+    }
+    return 0;
+}
