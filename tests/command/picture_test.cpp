@@ -60,8 +60,8 @@ void expect_same_header(const OIIO::ImageSpec& out, const OIIO::ImageSpec& in) {
                   depth ? TypeDesc(TypeDesc::FLOAT) : in.channelformat(i));
     }
     EXPECT_EQ(display_window(out), display_window(in));
-    for (const char* name : {"compression", "PixelAspectRatio", "owner", "captureDate",
-                             "smpte:TimeCode", "screenWindowWidth"}) {
+    for (const char* name : {"compression", "PixelAspectRatio", "Copyright",
+                             "captureDate", "smpte:TimeCode", "screenWindowWidth"}) {
         EXPECT_TRUE(in.find_attribute(name)) << name;
         EXPECT_EQ(out[name].get(), in[name].get()) << name;
     }
@@ -76,7 +76,7 @@ TEST_F(pictures, KeepEveryOtherChannelBitForBitWithTheHeader) {
     picture_part part = made_part(data, DISPLAY, scene_with_extras());
     part.spec.attribute("compression", "piz");
     part.spec.attribute("PixelAspectRatio", 1.5F);
-    part.spec.attribute("owner", "the studio");
+    part.spec.attribute("Copyright", "the studio");
     part.spec.attribute("captureDate", "2026:01:02 03:04:05");
     const int time_code[2] = {0x01234567, 0};
     part.spec.attribute("smpte:TimeCode", OIIO::TypeTimeCode, time_code);
