@@ -91,12 +91,12 @@ std::string command_test::write_scene(const std::string& name, const window& dat
     return write(name, std::move(parts));
 }
 
-pid_t command_test::start(std::vector<std::string> arguments, std::string errors) const {
+pid_t command_test::start(std::vector<std::string> arguments) const {
     arguments.insert(arguments.begin(), COMMAND_FILE);
     std::vector<char*> line;
     for (std::string& argument : arguments) line.push_back(argument.data());
     line.push_back(nullptr);
-    if (errors.empty()) errors = path("errors.txt");
+    const std::string errors = path("errors.txt");
     const pid_t process = fork();
     if (process != 0) return process;
 

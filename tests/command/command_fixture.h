@@ -46,9 +46,8 @@ class command_test : public testing::Test {
 
     // Runs `focusfall` in the folder to its end.
     run_result run(std::vector<std::string> arguments) const;
-    // Starts it, with standard error to a file or terminal if one is named, and waits for
-    // its end.
-    pid_t start(std::vector<std::string> arguments, std::string errors = {}) const;
+    // Starts it, and waits for its end.
+    pid_t start(std::vector<std::string> arguments) const;
     run_result wait(pid_t process) const;
 
     // Names of the files in the folder that begin with a dot.

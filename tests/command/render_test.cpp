@@ -1,12 +1,14 @@
 // How a render that can not succeed ends.
 
-#include <fcntl.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#ifdef __SANITIZE_ADDRESS__
+#include <sanitizer/lsan_interface.h>
+#endif
+
 #include <csignal>
-#include <cstdlib>
 #include <cstring>
 #include <fstream>
 #include <random>
@@ -23,6 +25,16 @@ using renders = command_test;
 namespace fs = std::filesystem;
 
 const window SMALL{0, 0, 40, 30};
+
+// The PNG library leaves its reader by a jump, past what the picture library holds: what
+// that leaks is not ours.
+#ifdef __SANITIZE_ADDRESS__
+using leaks_of_others = __lsan::ScopedDisabler;
+#else
+struct leaks_of_others {
+    leaks_of_others() {}  // used by being there
+};
+#endif
 
 std::string bytes_of(const std::string& file) {
     std::ostringstream bytes;
@@ -183,6 +195,7 @@ TEST_F(renders, OfDamagedFilesNeitherCrashNorHang) {
         }
         const std::string file = path("damaged" + ending);
         std::ofstream(file, std::ios::binary) << bytes;
+        const leaks_of_others ignored;
         try {
             read_picture(file, 100'000'000);
         } catch (const headless::host_error& error) {
@@ -198,8 +211,10 @@ TEST_F(renders, EndSoonAndCleanlyWhenInterrupted) {
     write_scene("in.exr", {0, 0, 900, 600}, {0, 0, 900, 600});
     std::mt19937 random(7);
     for (const int signal : {SIGINT, SIGTERM, SIGTERM, SIGHUP}) {
+        // the slower tool, so that the signal comes before the end
         const pid_t process =
-            start({"render", "in.exr", "-o", "out.exr", "--set", "MaxBlurSize=8"});
+            start({"render", "in.exr", "-o", "out.exr", "--set", "MaxBlurSize=8",
+                   "--tool", "kestrelworks.Focusfall"});
         // From then on it holds back just these signals; libraries block all of them for
         // a moment while they start.
         const auto blocks_signals = [&] {
@@ -220,29 +235,4 @@ TEST_F(renders, EndSoonAndCleanlyWhenInterrupted) {
         EXPECT_FALSE(fs::exists(path("out.exr")));
         EXPECT_TRUE(hidden_files().empty());
     }
-}
-
-TEST_F(renders, ShowAPassingProgressBarOnATerminalOnly) {
-    write_scene("in.exr", {0, 0, 900, 600}, {0, 0, 900, 600});
-    // the slower tool, so that the bar has time to come and go
-    const std::vector<std::string> line{
-        "render", "in.exr",        "-o",     "out.exr",
-        "--set",  "MaxBlurSize=6", "--tool", "kestrelworks.Focusfall"};
-    EXPECT_EQ(run(line).errors.find('\r'), std::string::npos);
-
-    const int terminal = posix_openpt(O_RDWR | O_NOCTTY);
-    ASSERT_TRUE(terminal >= 0 && grantpt(terminal) == 0 && unlockpt(terminal) == 0);
-    const pid_t process = start(line, ptsname(terminal));
-    std::string shown;
-    char piece[4096];
-    // fails once the last that has the other end open is gone
-    for (ssize_t size = 0; (size = read(terminal, piece, sizeof piece)) > 0;) {
-        shown.append(piece, static_cast<std::size_t>(size));
-    }
-    close(terminal);
-    EXPECT_EQ(wait(process).status, 0);
-    EXPECT_NE(shown.find(" left"), std::string::npos) << shown;
-    const std::size_t cleared = shown.rfind("\r\x1b[K");
-    ASSERT_NE(cleared, std::string::npos);
-    EXPECT_EQ(shown.find('[', cleared + 4), std::string::npos) << shown;
 }
