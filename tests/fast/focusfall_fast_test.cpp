@@ -49,12 +49,13 @@ class random_pictures {
         const double slope = between(-0.02, 0.02);
         const bool broken = chance(0.5);
         for (int y = 0; y < height; ++y) {
+            const bool empty_row = chance(0.1);
             for (int x = 0; x < width; ++x) {
                 float* pixel = image->Pixel(x, y);
                 for (int c = 0; c < 6; ++c)
                     pixel[c] = static_cast<float>(between(-0.1, 1));
                 if (chance(0.01)) pixel[whole(0, 2)] = 50.0F;
-                if (chance(0.1)) pixel[Image::ALPHA] = 0.0F;
+                if (empty_row || chance(0.1)) pixel[Image::ALPHA] = 0.0F;
                 pixel[Image::Z] =
                     static_cast<float>(broken ? between(0, 1) : 0.5 + slope * (x - y));
                 if (!chance(odd)) continue;
