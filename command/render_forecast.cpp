@@ -15,9 +15,12 @@ constexpr std::uint64_t SAMPLE_PIXEL = 32;
 constexpr std::uint64_t SUMS_PIXEL = 40;  // kept of a picture that is resized
 constexpr std::uint64_t ACCUMULATOR_PIXEL = 20;
 
-bool has_control(const headless::tool& tool, std::string_view id) {
-    return std::ranges::any_of(tool.controls(),
-                               [&](const auto* c) { return c->info().id == id; });
+bool has_lens(const headless::tool& tool) {
+    const auto has_control = [&](std::string_view id) {
+        return std::ranges::any_of(tool.controls(),
+                                   [&](const auto* c) { return c->info().id == id; });
+    };
+    return has_control("SettingsType") && has_control("MaxBlurSize");
 }
 
 // Millimetres for a value of a depth map under the advanced settings.
@@ -42,8 +45,7 @@ std::uint64_t stored_bytes(const picture& file) {
 }  // namespace
 
 double largest_blur(const headless::tool& tool, TimeStamp time, std::int64_t width) {
-    if (!has_control(tool, "SettingsType") || !has_control(tool, "MaxBlurSize"))
-        return 0.0;
+    if (!has_lens(tool)) return 0.0;
     const auto number = [&](const char* id) { return tool.find(id).number(time); };
     const auto pixels = static_cast<double>(width);
     if (number("SettingsType") < 0.5) return pixels * number("MaxBlurSize") / 100.0;
@@ -91,4 +93,13 @@ std::uint64_t render_bytes(const loaded_frame& frame, double blur, bool in_shot)
 const char* blur_control(const headless::tool& tool, TimeStamp time) {
     const bool advanced = tool.find("SettingsType").number(time) > 0.5;
     return advanced ? "FocalLength, or raise FStop or FocusPosition" : "MaxBlurSize";
+}
+
+std::string no_blur_note(const headless::tool& tool, TimeStamp time, double blur) {
+    if (blur > 1.0 || !has_lens(tool)) return "";
+    const bool advanced = tool.find("SettingsType").number(time) > 0.5;
+    const char* cure = !advanced    ? "raise MaxBlurSize"
+                       : blur > 0.0 ? "raise FocalLength, or lower FStop"
+                                    : "raise FocusPosition beyond FocalLength";
+    return std::string("nothing is blurred by more than a pixel; ") + cure;
 }

@@ -2,6 +2,7 @@
 // What a frame will cost, told from the controls before it is rendered.
 
 #include <cstdint>
+#include <string>
 
 #include "command/frame_loader.h"
 #include "host/headless_host.h"
@@ -20,3 +21,7 @@ std::uint64_t render_bytes(const loaded_frame& frame, double blur, bool in_shot)
 
 // Which control to change when the blur is too much.
 const char* blur_control(const headless::tool& tool, TimeStamp time);
+
+// Why a frame with that largest blur stays as it is, and what would blur it; empty when
+// it is blurred, and for a tool without a lens.
+std::string no_blur_note(const headless::tool& tool, TimeStamp time, double blur);

@@ -189,6 +189,12 @@ void shot_renderer::render_job(frame_job& job) {
     const input_picture& input = job.loaded.input;
     job.report.largest_blur = largest_blur(tool_, time, input.display.width);
     check_memory(job);
+    const std::string note = no_blur_note(tool_, time, job.report.largest_blur);
+    if (!note.empty() && !options_.quiet) {
+        bar_.clear();
+        std::cerr << "focusfall: " << job.report.files.input.string() << ": " << note
+                  << "\n";
+    }
     job.record = record_of(tool_, time, options_.tool_name);
 
     tool_.connect("Input", job.loaded.image.get());
@@ -296,6 +302,11 @@ std::optional<file_identity> identity(const fs::path& file) {
 }  // namespace
 
 void check_names(const shot_options& options) {
+    if (options.frames.empty() && has_frame_pattern(options.input) &&
+        !fs::exists(options.input)) {
+        throw host_error(options.input +
+                         ": there is no such file; --frames tells which of a shot");
+    }
     std::set<file_identity> inputs;
     for (const int frame : frames_of(options)) {
         const frame_files files = files_of(options, frame);
@@ -311,6 +322,11 @@ void check_names(const shot_options& options) {
             const auto known = identity(file);
             if (known && inputs.contains(*known)) {
                 throw host_error(file.string() + ": is an input; choose another output");
+            }
+            const fs::path folder = file.parent_path();
+            if (!folder.empty() && !fs::is_directory(folder)) {
+                throw host_error(file.string() +
+                                 ": its folder is missing; make it first");
             }
             const auto [other, is_new] =
                 outputs.emplace(fs::weakly_canonical(file), frame);

@@ -60,7 +60,8 @@ const struct {
      {"flat.exr: ", "input"}},
     {{"in.exr", "-o", "out.png", "--preview", "out.png"}, {"out.png: ", "twice"}},
     {{"in.exr", "-o", "folder.exr"}, {"folder.exr: "}},
-    {{"in.exr", "-o", "nowhere/out.exr"}, {"nowhere/out.exr: "}},
+    {{"in.exr", "-o", "nowhere/out.exr"}, {"nowhere/out.exr: ", "folder"}},
+    {{"in.####.exr", "-o", "out.exr"}, {"in.####.exr: ", "--frames"}},
     {{"in.exr", "-o", "/proc/out.exr"}, {"/proc/out.exr: "}},
     {{"in.exr", "-o", "out.doc"}, {"out.doc: ", ".exr"}},
     {{"in.exr", "-o", "out.exr", "--depth-map", "flat.exr"},
@@ -130,6 +131,30 @@ TEST_F(renders, ThatFailSayWhyAndWriteNothing) {
         }
         EXPECT_FALSE(fs::exists(path("out.exr")) || fs::exists(path("out.png")));
         EXPECT_TRUE(hidden_files().empty());
+    }
+}
+
+TEST_F(renders, ThatBlurNothingTellWhatWould) {
+    write_scene("in.exr", SMALL, SMALL);
+    const std::string advanced = "SettingsType=Advanced";
+    const struct {
+        std::string settings[2];
+        std::string told;
+    } frames[] = {{{"MaxBlurSize=0", "FocusPosition=1"}, "MaxBlurSize"},
+                  {{advanced, "FocusPosition=0"}, "FocusPosition"},
+                  {{advanced, "FocusPosition=1e9"}, "FocalLength"},
+                  {{"MaxBlurSize=25", "FocusPosition=1"}, ""}};
+    for (const auto& one : frames) {
+        std::vector<std::string> line{"render",  "in.exr",       "-o",
+                                      "out.exr", "--set",        one.settings[0],
+                                      "--set",   one.settings[1]};
+        const std::string errors = run(line).errors;
+        EXPECT_EQ(errors.find("focusfall: in.exr: nothing is blurred") == errors.npos,
+                  one.told.empty())
+            << errors;
+        EXPECT_NE(errors.find(one.told), errors.npos) << errors;
+        line.push_back("--quiet");
+        EXPECT_EQ(run(line).errors, "");
     }
 }
 
