@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstring>
 #include <memory>
 
 #include <hwy/highway.h>
@@ -24,66 +25,87 @@ namespace {
 // rows whose sums fit the registers: 32 with 512-bit vectors, else 16
 constexpr std::int32_t SUM_ROWS = LANES == TILE_COLUMNS ? TILE_ROWS : 2;
 
-// Columns dx, grouped by source row.
-struct column_list {
-    std::unique_ptr<std::int32_t[]> columns;
+// Offsets of sources, each as one number: BLOCK_ROWS * dx + row in the block. One list
+// for all rows, since short loops of changing lengths are slow.
+struct offset_list {
+    std::unique_ptr<std::int32_t[]> codes;
     std::int32_t count = 0;
 
-    explicit column_list(std::int32_t most)
-        : columns(new std::int32_t[static_cast<std::size_t>(most + TILE_COLUMNS)]) {}
+    explicit offset_list(std::int32_t most)
+        : codes(new std::int32_t[static_cast<std::size_t>(most + TILE_COLUMNS)]) {}
 };
+constexpr std::int32_t offset_code(std::int32_t dx, std::int32_t row) {
+    return BLOCK_ROWS * dx + row;
+}
+constexpr std::int32_t code_row(std::int32_t code) { return code & (BLOCK_ROWS - 1); }
+constexpr std::int32_t code_dx(std::int32_t code) {
+    return (code - code_row(code)) / BLOCK_ROWS;
+}
 
 // What matters to one register tile among one block of source rows.
 struct hit_lists {
     row_hits rows[BLOCK_ROWS];
-    std::int32_t row_count = 0;
-    column_list partial;  // weighted each for itself
-    column_list single;   // weight 1 everywhere
-    column_list four;     // the same for it and the three columns on its right
-    column_list sixteen;
+    offset_list partial;  // weighted each for itself
+    offset_list single;   // weight 1 everywhere
+    offset_list four;     // the same for it and the three columns on its right
+    offset_list sixteen;
+    offset_list whole;  // the same for TILE_COLUMNS columns and all rows
+    offset_list mixed;  // groups of TILE_COLUMNS columns that differ from row to row
 
     explicit hit_lists(std::int32_t most)
-        : partial(most), single(most), four(most / 4), sixteen(most / 16) {}
+        : partial(most),
+          single(most),
+          four(most / 4),
+          sixteen(most / 16),
+          whole(most / 16),
+          mixed(most / 16) {}
+
+    void clear() {
+        for (offset_list* list : {&partial, &single, &four, &sixteen, &whole, &mixed}) {
+            list->count = 0;
+        }
+    }
 };
 
-// Adds dx, dx + 1, ... for the lanes that `mask` names.
-template <class Mask>
-HWY_INLINE void add_columns(column_list& list, std::int32_t dx, Mask mask) {
-    // by way of a register: compressing into memory is slow
-    const hn::RebindToSigned<vector_tag> tag;
-    const auto columns = hn::Add(hn::Iota(tag, 0), hn::Set(tag, dx));
-    hn::StoreU(hn::Compress(columns, hn::RebindMask(tag, mask)), tag,
-               list.columns.get() + list.count);
-    list.count += static_cast<std::int32_t>(hn::CountTrue(vector_tag(), mask));
-}
-
-HWY_INLINE void add_bits(column_list& list, std::int32_t dx, std::uint32_t bits) {
-    for (; bits != 0; bits &= bits - 1) {
-        list.columns[list.count++] =
-            dx + static_cast<std::int32_t>(hwy::Num0BitsBelowLS1Bit_Nonzero32(bits));
+// Adds the offsets dx + i for the bits i of 16, dx and row being those of `code`.
+HWY_INLINE void add_offsets(offset_list& list, std::int32_t code, std::uint32_t bits) {
+    const hn::RebindToSigned<vector_tag> integer_tag;
+    for (std::int32_t i = 0; i < TILE_COLUMNS; i += LANES) {
+        const std::uint32_t part = bits >> i & ((1U << LANES) - 1);
+        std::uint8_t bytes[8] = {};
+        std::memcpy(bytes, &part, sizeof part);
+        const auto codes =
+            hn::Add(hn::Mul(hn::Iota(integer_tag, i), hn::Set(integer_tag, BLOCK_ROWS)),
+                    hn::Set(integer_tag, code));
+        // by way of a register: compressing into memory is slow
+        hn::StoreU(hn::Compress(codes, hn::LoadMaskBits(integer_tag, bytes)), integer_tag,
+                   list.codes.get() + list.count);
+        list.count += static_cast<std::int32_t>(hwy::PopCount(part));
     }
 }
 
-// Bit i of 16 tells whether reach i is at least the needed one.
-HWY_INLINE std::uint32_t bits_of_reached(const float* reach, const float* needed) {
+// Bit i of 16 tells whether a[i] > b[i], or a[i] >= b[i].
+template <class Compare>
+HWY_INLINE std::uint32_t bits_where(const float* a, const float* b, Compare compare) {
     const vector_tag tag;
     std::uint32_t bits = 0;
     for (std::int32_t i = 0; i < TILE_COLUMNS; i += LANES) {
         std::uint8_t bytes[8] = {};
-        hn::StoreMaskBits(
-            tag, hn::Ge(hn::LoadU(tag, reach + i), hn::LoadU(tag, needed + i)), bytes);
-        bits |= static_cast<std::uint32_t>(bytes[0] | bytes[1] << 8) << i;
+        hn::StoreMaskBits(tag, compare(hn::LoadU(tag, a + i), hn::LoadU(tag, b + i)),
+                          bytes);
+        std::uint32_t part = 0;
+        std::memcpy(&part, bytes, sizeof part);
+        bits |= part << i;
     }
     return bits;
 }
-
-// Lists the columns dx + i for the bits i of `full`, in fours where it holds all of one.
-HWY_INLINE void add_full_columns(hit_lists& lists, std::int32_t dx, std::uint32_t full) {
-    const std::uint32_t pairs = full & full >> 1;
-    const std::uint32_t fours = pairs & pairs >> 2 & 0x1111;
-    add_bits(lists.four, dx, fours);
-    add_bits(lists.single, dx, full & ~(fours * 0xF));
+HWY_INLINE std::uint32_t bits_above(const float* a, const float* b) {
+    return bits_where(a, b, [](vector p, vector q) HWY_ATTR { return hn::Gt(p, q); });
 }
+HWY_INLINE std::uint32_t bits_reached(const float* a, const float* b) {
+    return bits_where(a, b, [](vector p, vector q) HWY_ATTR { return hn::Ge(p, q); });
+}
+constexpr std::uint32_t ALL_COLUMNS = (1U << TILE_COLUMNS) - 1;
 
 // How many columns off a source of that reach matters at most.
 HWY_INLINE std::int32_t half_chord(closed_form form, float reach, std::int32_t dy) {
@@ -94,31 +116,48 @@ HWY_INLINE std::int32_t half_chord(closed_form form, float reach, std::int32_t d
     return square > 0.0F ? static_cast<std::int32_t>(std::sqrt(square)) + 1 : -1;
 }
 
-// Finds the offsets from `first_dx` on, in groups of TILE_COLUMNS, that matter in a row.
-HWY_INLINE void find_row_hits(const gather_frame& frame, std::ptrdiff_t part_stride,
-                              std::int32_t first_dx, std::int32_t last_dx,
-                              const row_hits& hits, hit_lists& lists) {
-    const vector_tag tag;
-    const float* most = hits.window + source_window::MAX_REACH * part_stride;
-    const float* least = hits.window + source_window::MIN_REACH * part_stride;
-    const float* miss = frame.offsets->miss.data() + hits.offset;
-    const float* full = frame.offsets->full.data() + hits.offset;
+// Sorts the offsets among TILE_COLUMNS from dx on by what they add to the tile. Without
+// branches, which could not be foretold.
+HWY_INLINE void find_group_hits(const gather_frame& frame, std::ptrdiff_t part_stride,
+                                std::int32_t dx, std::int32_t row, hit_lists& lists) {
+    const row_hits& hits = lists.rows[row];
+    const float* reach = hits.window + dx;
+    const std::ptrdiff_t offset = hits.offset + dx;
+    const std::int32_t code = offset_code(dx, row);
+    const std::uint32_t some = bits_above(reach + source_window::MAX_REACH * part_stride,
+                                          frame.offsets->miss.data() + offset);
+    if (!frame.with_sums) return add_offsets(lists.partial, code, some);
+
+    const std::uint32_t full =
+        bits_reached(reach + source_window::MIN_REACH * part_stride,
+                     frame.offsets->full.data() + offset);
+    add_offsets(lists.partial, code, some & ~full);
+    const bool all = full == ALL_COLUMNS;
+    lists.sixteen.codes[lists.sixteen.count] = code;
+    lists.sixteen.count += all ? 1 : 0;
+    const std::uint32_t rest = all ? 0 : full;
+    const std::uint32_t pairs = rest & rest >> 1;
+    const std::uint32_t fours = pairs & pairs >> 2 & 0x1111;
+    add_offsets(lists.four, code, fours);
+    add_offsets(lists.single, code, rest & ~(fours * 0xF));
+}
+
+// Sorts the groups of offsets from `first_dx` to `last_dx` by what all rows of the block
+// have in common.
+HWY_INLINE void find_groups(const gather_frame& frame, const source_window& window,
+                            std::int32_t first_dx, std::int32_t last_dx, std::int32_t dy,
+                            std::int32_t x, hit_lists& lists) {
+    const std::ptrdiff_t column = x - window.first_column;
+    const float* most = window.at(BLOCK_ROWS, source_window::MAX_REACH) + column;
+    const float* least = window.at(BLOCK_ROWS, source_window::MIN_REACH) + column;
+    const float* miss = frame.offsets->block_miss.data() + frame.offsets->index(0, dy);
+    const float* full = frame.offsets->block_full.data() + frame.offsets->index(0, dy);
     for (std::int32_t dx = first_dx; dx <= last_dx; dx += TILE_COLUMNS) {
-        const std::uint32_t all =
-            frame.with_sums ? bits_of_reached(least + dx, full + dx) : 0;
-        if (all == 0xFFFF) {
-            lists.sixteen.columns[lists.sixteen.count++] = dx;
-            continue;
-        }
-        for (std::int32_t i = dx; i < dx + TILE_COLUMNS; i += LANES) {
-            auto some = hn::Gt(hn::LoadU(tag, most + i), hn::LoadU(tag, miss + i));
-            if (all != 0) {
-                some = hn::AndNot(
-                    hn::Ge(hn::LoadU(tag, least + i), hn::LoadU(tag, full + i)), some);
-            }
-            add_columns(lists.partial, i, some);
-        }
-        if (all != 0) add_full_columns(lists, dx, all);
+        if (bits_above(most + dx, miss + dx) == 0) continue;
+        const bool all =
+            frame.with_sums && bits_reached(least + dx, full + dx) == ALL_COLUMNS;
+        offset_list& list = all ? lists.whole : lists.mixed;
+        list.codes[list.count++] = offset_code(dx, 0);
     }
 }
 
@@ -127,32 +166,34 @@ HWY_NOINLINE void find_hits(const gather_frame& frame, const block_view& block,
                             const source_window& window, std::int32_t first_row,
                             std::int32_t rows, std::int32_t x, std::int32_t y,
                             hit_lists& lists) {
-    lists.partial.count = lists.single.count = lists.four.count = lists.sixteen.count = 0;
-    lists.row_count = 0;
+    lists.clear();
     const offset_table& offsets = *frame.offsets;
-    for (std::int32_t row = 0; row < rows; ++row) {
-        const std::int32_t dy = first_row + row - y;
-        const float reach = window.largest_reach[row];
-        const std::int32_t half =
-            half_chord(frame.form, reach, std::max({0, -dy, dy - (TILE_ROWS - 1)}));
-        const std::int32_t first_dx =
-            std::max(-half & -TILE_COLUMNS, window.first_column - x);
-        const std::int32_t last_dx = std::min(half, window.last_column - x - 1);
-        if (half < 0 || first_dx > last_dx) continue;
+    const std::int32_t dy = first_row - y;
+    const std::int32_t half =
+        half_chord(frame.form, window.largest_reach,
+                   std::max({0, -(dy + rows - 1), dy - (TILE_ROWS - 1)}));
+    const std::int32_t first_dx =
+        std::max(-half & -TILE_COLUMNS, window.first_column - x);
+    const std::int32_t last_dx = std::min(half, window.last_column - x - 1);
+    if (half < 0 || first_dx > last_dx) return;
+    find_groups(frame, window, first_dx, last_dx, dy, x, lists);
+    if (lists.mixed.count == 0) return;
 
-        row_hits& hits = lists.rows[lists.row_count++];
+    for (std::int32_t row = 0; row < rows; ++row) {
+        row_hits& hits = lists.rows[row];
         hits.source = block.source + row * block.row_stride + x;
         hits.window = window.at(row, 0) - window.first_column + x;
         hits.row_factors =
             window.row_factors + row * window.row_factor_stride - window.first_column + x;
         hits.column_factors = window.column_factors + row * window.column_factor_stride +
                               (x - window.macro_column);
-        hits.offset = offsets.index(0, dy);
-        find_row_hits(frame, window.part_stride, first_dx, last_dx, hits, lists);
-        hits.partial_end = lists.partial.count;
-        hits.single_end = lists.single.count;
-        hits.four_end = lists.four.count;
-        hits.sixteen_end = lists.sixteen.count;
+        hits.offset = offsets.index(0, dy + row);
+    }
+    for (std::int32_t i = 0; i < lists.mixed.count; ++i) {
+        const std::int32_t dx = code_dx(lists.mixed.codes[i]);
+        for (std::int32_t row = 0; row < rows; ++row) {
+            find_group_hits(frame, window.part_stride, dx, row, lists);
+        }
     }
 }
 
@@ -170,27 +211,24 @@ HWY_NOINLINE void add_weighted_hits(const Rule& rule, const block_view& block,
             sum[row][q] = hn::Load(tag, sums.rows[first_row + row][q] + column);
         }
     }
-    std::int32_t i = 0;
-    for (const row_hits* hits = lists.rows; hits != lists.rows + lists.row_count;
-         ++hits) {
-        for (; i < hits->partial_end; ++i) {
-            const std::int32_t dx = lists.partial.columns[i];
-            const float* at = hits->source + column + dx;
-            const auto source = rule.load(*hits, column, dx, plane);
-            const vector weight = hn::LoadU(tag, at + plane * source_planes::WEIGHT);
-            const vector red = hn::LoadU(tag, at + plane * source_planes::RED);
-            const vector green = hn::LoadU(tag, at + plane * source_planes::GREEN);
-            const vector blue = hn::LoadU(tag, at + plane * source_planes::BLUE);
-            const vector alpha = hn::LoadU(tag, at + plane * source_planes::ALPHA);
-            for (std::int32_t row = 0; row < SUM_ROWS; ++row) {
-                const vector value =
-                    rule.weight(source, *hits, column, dx, first_row + row);
-                sum[row][SUM_WEIGHT] = hn::MulAdd(value, weight, sum[row][SUM_WEIGHT]);
-                sum[row][SUM_RED] = hn::MulAdd(value, red, sum[row][SUM_RED]);
-                sum[row][SUM_GREEN] = hn::MulAdd(value, green, sum[row][SUM_GREEN]);
-                sum[row][SUM_BLUE] = hn::MulAdd(value, blue, sum[row][SUM_BLUE]);
-                sum[row][SUM_ALPHA] = hn::MulAdd(value, alpha, sum[row][SUM_ALPHA]);
-            }
+    for (std::int32_t i = 0; i < lists.partial.count; ++i) {
+        const std::int32_t code = lists.partial.codes[i];
+        const row_hits& hits = lists.rows[code_row(code)];
+        const std::int32_t dx = code_dx(code);
+        const float* at = hits.source + column + dx;
+        const auto source = rule.load(hits, column, dx, plane);
+        const vector weight = hn::LoadU(tag, at + plane * source_planes::WEIGHT);
+        const vector red = hn::LoadU(tag, at + plane * source_planes::RED);
+        const vector green = hn::LoadU(tag, at + plane * source_planes::GREEN);
+        const vector blue = hn::LoadU(tag, at + plane * source_planes::BLUE);
+        const vector alpha = hn::LoadU(tag, at + plane * source_planes::ALPHA);
+        for (std::int32_t row = 0; row < SUM_ROWS; ++row) {
+            const vector value = rule.weight(source, hits, column, dx, first_row + row);
+            sum[row][SUM_WEIGHT] = hn::MulAdd(value, weight, sum[row][SUM_WEIGHT]);
+            sum[row][SUM_RED] = hn::MulAdd(value, red, sum[row][SUM_RED]);
+            sum[row][SUM_GREEN] = hn::MulAdd(value, green, sum[row][SUM_GREEN]);
+            sum[row][SUM_BLUE] = hn::MulAdd(value, blue, sum[row][SUM_BLUE]);
+            sum[row][SUM_ALPHA] = hn::MulAdd(value, alpha, sum[row][SUM_ALPHA]);
         }
     }
     for (std::int32_t row = 0; row < SUM_ROWS; ++row) {
@@ -200,13 +238,15 @@ HWY_NOINLINE void add_weighted_hits(const Rule& rule, const block_view& block,
     }
 }
 
-// Adds columns of the planes, or of the sums over several columns, to all rows alike.
-HWY_INLINE void add_columns_of(const float* base, std::ptrdiff_t stride,
-                               const column_list& list, std::int32_t first,
-                               std::int32_t last, vector* sum) {
+// Adds what stands at the listed offsets to all rows of the tile alike: `base` is at dx 0
+// of the block's first row, the quantities lie `stride` apart.
+HWY_INLINE void add_columns(const offset_list& list, const float* base,
+                            std::ptrdiff_t row_stride, std::ptrdiff_t stride,
+                            vector* sum) {
     const vector_tag tag;
-    for (std::int32_t i = first; i < last; ++i) {
-        const float* at = base + list.columns[static_cast<std::size_t>(i)];
+    for (std::int32_t i = 0; i < list.count; ++i) {
+        const std::int32_t code = list.codes[i];
+        const float* at = base + code_row(code) * row_stride + code_dx(code);
         for (std::int32_t q = 0; q < SUMS; ++q) {
             sum[q] = hn::Add(sum[q], hn::LoadU(tag, at + q * stride));
         }
@@ -214,29 +254,25 @@ HWY_INLINE void add_columns_of(const float* base, std::ptrdiff_t stride,
 }
 
 HWY_NOINLINE void add_full_hits(const block_view& block, const source_window& window,
-                                const hit_lists& lists, tile_sums& sums) {
+                                const hit_lists& lists, std::int32_t x, tile_sums& sums) {
     const vector_tag tag;
     for (std::int32_t column = 0; column < TILE_COLUMNS; column += LANES) {
         vector sum[SUMS];
         for (std::int32_t q = 0; q < SUMS; ++q) {
             sum[q] = hn::Load(tag, sums.common[q] + column);
         }
-        row_hits before = {};
-        for (std::int32_t row = 0; row < lists.row_count; ++row) {
-            const row_hits& hits = lists.rows[row];
-            const float* part = hits.window + column;
-            add_columns_of(part + source_window::SUM_16 * window.part_stride,
-                           window.part_stride, lists.sixteen, before.sixteen_end,
-                           hits.sixteen_end, sum);
-            add_columns_of(part + source_window::SUM_4 * window.part_stride,
-                           window.part_stride, lists.four, before.four_end, hits.four_end,
-                           sum);
-            add_columns_of(
-                hits.source + column + source_planes::WEIGHT * block.plane_stride,
-                block.plane_stride, lists.single, before.single_end, hits.single_end,
-                sum);
-            before = hits;
-        }
+        const std::ptrdiff_t first = x + column;
+        const auto add_sums = [&](const offset_list& list, std::int32_t row,
+                                  std::int32_t part) HWY_ATTR {
+            add_columns(list, window.at(row, part) - window.first_column + first,
+                        window.row_stride, window.part_stride, sum);
+        };
+        add_sums(lists.whole, BLOCK_ROWS, source_window::SUM_16);
+        add_sums(lists.sixteen, 0, source_window::SUM_16);
+        add_sums(lists.four, 0, source_window::SUM_4);
+        add_columns(lists.single,
+                    block.source + source_planes::WEIGHT * block.plane_stride + first,
+                    block.row_stride, block.plane_stride, sum);
         for (std::int32_t q = 0; q < SUMS; ++q) {
             hn::Store(sum[q], tag, sums.common[q] + column);
         }
@@ -246,6 +282,7 @@ HWY_NOINLINE void add_full_hits(const block_view& block, const source_window& wi
 template <class Rule>
 HWY_INLINE void add_partial_hits(const Rule& rule, const block_view& block,
                                  const hit_lists& lists, tile_sums& sums) {
+    if (lists.partial.count == 0) return;
     for (std::int32_t row = 0; row < TILE_ROWS; row += SUM_ROWS) {
         for (std::int32_t column = 0; column < TILE_COLUMNS; column += LANES) {
             add_weighted_hits(rule, block, lists, row, column, sums);
@@ -300,6 +337,7 @@ void gather_with(const Rule& rule, const gather_frame& frame, source_window& win
         window.last_column =
             std::min(range.last, x + MACRO_COLUMNS + offsets.columns + TILE_COLUMNS);
         fill_window(frame, block, rows, window);
+        fill_block(frame, rows, window);
         if (has_factors(frame.form)) fill_column_factors(frame, block, rows, window);
 
         tile_sums* tile = sums;
@@ -310,7 +348,7 @@ void gather_with(const Rule& rule, const gather_frame& frame, source_window& win
             for (std::int32_t tx = x; tx < x + MACRO_COLUMNS;
                  tx += TILE_COLUMNS, ++tile) {
                 find_hits(frame, block, window, first_row, rows, tx, ty, lists);
-                add_full_hits(block, window, lists, *tile);
+                add_full_hits(block, window, lists, tx, *tile);
                 add_partial_hits(rule, block, lists, *tile);
             }
         }

@@ -11,9 +11,8 @@
 // One piece of the output: MACRO_COLUMNS x MACRO_ROWS pixels, made of register tiles.
 inline constexpr std::int32_t MACRO_COLUMNS = 128;
 inline constexpr std::int32_t MACRO_ROWS = 32;
-// Sources are looked at in blocks of so many pixels.
+// Sources are looked at in blocks of so many columns, and BLOCK_ROWS rows.
 inline constexpr std::int32_t BLOCK_COLUMNS = 64;
-inline constexpr std::int32_t BLOCK_ROWS = 8;
 
 // The sums of a frame's sources, in the order in which they are kept.
 enum sum : std::int32_t { SUM_WEIGHT, SUM_RED, SUM_GREEN, SUM_BLUE, SUM_ALPHA, SUMS };

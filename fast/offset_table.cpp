@@ -14,13 +14,30 @@ float nearest_reach(closed_form form, double d, double e, std::int32_t dx,
     return static_cast<float>(std::max(std::abs(dx), std::abs(dy)));
 }
 
+// Each entry with those that lie `step` apart from there on, `count` in all, as far as
+// there are so many.
+template <class Pick>
+aligned_floats over_rows(const aligned_floats& entries, std::ptrdiff_t step,
+                         std::int32_t count, Pick pick) {
+    const auto size = static_cast<std::ptrdiff_t>(entries.size());
+    aligned_floats result = entries;
+    for (std::int32_t row = 1; row < count; ++row) {
+        const std::ptrdiff_t shift = row * step;
+        for (std::ptrdiff_t i = std::max<std::ptrdiff_t>(0, -shift);
+             i < std::min(size, size - shift); ++i) {
+            result.data()[i] = pick(result.data()[i], entries.data()[i + shift]);
+        }
+    }
+    return result;
+}
+
 }  // namespace
 
 offset_table::offset_table(const focusfall_interface& params, closed_form form,
                            std::int32_t largest_reach)
     : reach(largest_reach),
       columns((largest_reach + TILE_COLUMNS - 1) / TILE_COLUMNS * TILE_COLUMNS),
-      rows(largest_reach + 2 * TILE_ROWS),
+      rows(largest_reach + 2 * (TILE_ROWS + BLOCK_ROWS)),
       stride(2 * columns + TILE_COLUMNS) {
     const auto size =
         static_cast<std::size_t>(stride) * static_cast<std::size_t>(2 * rows + 1);
@@ -46,15 +63,9 @@ offset_table::offset_table(const focusfall_interface& params, closed_form form,
         }
     }
 
-    // the nearest and the farthest of the rows of a tile
-    miss = own_miss;
-    full = own_full;
-    for (std::size_t i = static_cast<std::size_t>((TILE_ROWS - 1) * stride); i < size;
-         ++i) {
-        for (std::int32_t row = 1; row < TILE_ROWS; ++row) {
-            const std::size_t other = i - static_cast<std::size_t>(row * stride);
-            miss[i] = std::min(miss[i], own_miss[other]);
-            full[i] = std::max(full[i], own_full[other]);
-        }
-    }
+    // the nearest and the farthest of the rows of a tile, then of those of a block too
+    miss = over_rows(own_miss, -stride, TILE_ROWS, std::ranges::min);
+    full = over_rows(own_full, -stride, TILE_ROWS, std::ranges::max);
+    block_miss = over_rows(miss, stride, BLOCK_ROWS, std::ranges::min);
+    block_full = over_rows(full, stride, BLOCK_ROWS, std::ranges::max);
 }

@@ -9,11 +9,13 @@
 // Rows of output pixels, and columns, that the gather works on at once.
 inline constexpr std::int32_t TILE_ROWS = 4;
 inline constexpr std::int32_t TILE_COLUMNS = 16;
+// Rows of sources that are looked at together.
+inline constexpr std::int32_t BLOCK_ROWS = 8;
 
 // One entry an offset, from the output pixel to the source: dx from -columns to columns +
 // TILE_COLUMNS - 1, dy from -rows to rows, in rows of `stride` entries. Rows and columns
 // cover what a kernel of radius `reach` does, and the further rows and columns of the
-// tile that the gather then reads.
+// tile and the block that the gather then reads.
 struct offset_table {
     // Makes the entries for kernels up to that radius.
     offset_table(const focusfall_interface& params, closed_form form, std::int32_t reach);
@@ -34,4 +36,7 @@ struct offset_table {
     // in all if it reaches at least to `full`.
     aligned_floats miss;
     aligned_floats full;
+    // The same for a block of sources, its rows at dy, dy + 1, ...
+    aligned_floats block_miss;
+    aligned_floats block_full;
 };

@@ -26,17 +26,13 @@ namespace hn = hwy::HWY_NAMESPACE;
 using vector_tag = hn::CappedTag<float, TILE_COLUMNS>;
 using vector = hn::Vec<vector_tag>;
 
-// A source row as a register tile sees it, and where its parts of the lists end.
+// A source row as a register tile sees it.
 struct row_hits {
     const float* source;          // first plane, the tile's first column
     const float* window;          // first part, likewise
     const float* row_factors;     // of the tile's first row, likewise
     const float* column_factors;  // of dx 0, likewise; MACRO_COLUMNS from dx to dx
     std::ptrdiff_t offset;        // of the tile's first row and dx 0 in the offset table
-    std::int32_t partial_end;
-    std::int32_t single_end;
-    std::int32_t four_end;
-    std::int32_t sixteen_end;
 };
 
 // Disk and Polygon.

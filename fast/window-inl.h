@@ -8,6 +8,7 @@
 #define FOCUSFALL_FAST_WINDOW_INL_H_
 #endif
 
+#include <algorithm>
 #include <cstdlib>
 #include <memory>
 
@@ -30,7 +31,7 @@ struct block_view {
 };
 
 // What is worked out for a block of source rows and the columns that matter to the macro
-// tile, row by row.
+// tile, row by row; row BLOCK_ROWS is about all rows at once.
 struct source_window {
     enum parts : std::int32_t {
         MAX_REACH,  // over 16 pixels from here on, as all that follow
@@ -45,7 +46,8 @@ struct source_window {
     std::ptrdiff_t part_stride;
     std::ptrdiff_t row_stride;
     float* data;
-    float largest_reach[BLOCK_ROWS];  // of a row
+    float row_reach[BLOCK_ROWS];  // the largest of a row
+    float largest_reach;
 
     // GAUSSIAN, LAPLACIAN: what the weights are products of. Row factors stand as the
     // parts do, one row of a tile after the other; column factors by dx and, in the macro
@@ -119,8 +121,7 @@ HWY_NOINLINE void fill_window(const gather_frame& frame, const block_view& block
         const float* reach = source + reach_plane * block.plane_stride;
         pick_over_16(reach, window.at(row, source_window::MAX_REACH), count,
                      [](vector a, vector b) HWY_ATTR { return hn::Max(a, b); });
-        window.largest_reach[row] =
-            largest(window.at(row, source_window::MAX_REACH), count);
+        window.row_reach[row] = largest(window.at(row, source_window::MAX_REACH), count);
         if (!frame.with_sums) continue;
         pick_over_16(reach, window.at(row, source_window::MIN_REACH), count,
                      [](vector a, vector b) HWY_ATTR { return hn::Min(a, b); });
@@ -133,6 +134,35 @@ HWY_NOINLINE void fill_window(const gather_frame& frame, const block_view& block
             sum_along(window.at(row, source_window::SUM_4 + q),
                       window.at(row, source_window::SUM_16 + q), 4, count);
         }
+    }
+}
+
+// All rows of a part at once: the largest, the smallest or the sum of what stands there.
+template <class Join>
+HWY_INLINE void join_rows(const source_window& window, std::int32_t part,
+                          std::int32_t rows, std::int32_t count, Join join) {
+    const vector_tag tag;
+    for (std::int32_t i = 0; i < count; i += LANES) {
+        vector value = hn::LoadU(tag, window.at(0, part) + i);
+        for (std::int32_t row = 1; row < rows; ++row) {
+            value = join(value, hn::LoadU(tag, window.at(row, part) + i));
+        }
+        hn::StoreU(value, tag, window.at(BLOCK_ROWS, part) + i);
+    }
+}
+
+HWY_NOINLINE void fill_block(const gather_frame& frame, std::int32_t rows,
+                             source_window& window) {
+    const std::int32_t count = window.last_column - window.first_column;
+    join_rows(window, source_window::MAX_REACH, rows, count,
+              [](vector a, vector b) HWY_ATTR { return hn::Max(a, b); });
+    window.largest_reach = *std::max_element(window.row_reach, window.row_reach + rows);
+    if (!frame.with_sums) return;
+    join_rows(window, source_window::MIN_REACH, rows, count,
+              [](vector a, vector b) HWY_ATTR { return hn::Min(a, b); });
+    for (std::int32_t q = 0; q < SUMS; ++q) {
+        join_rows(window, source_window::SUM_16 + q, rows, count,
+                  [](vector a, vector b) HWY_ATTR { return hn::Add(a, b); });
     }
 }
 
@@ -181,7 +211,7 @@ HWY_NOINLINE void fill_column_factors(const gather_frame& frame, const block_vie
         const float* source = block.source + row * block.row_stride + window.macro_column;
         const float* reach = source + block.plane_stride * source_planes::SECOND;
         float* factors = window.column_factors + row * window.column_factor_stride;
-        const auto half = static_cast<std::int32_t>(window.largest_reach[row]);
+        const auto half = static_cast<std::int32_t>(window.row_reach[row]);
         for (std::int32_t dx = -half; dx <= half; ++dx) {
             float* factor = factors + dx * MACRO_COLUMNS;
             for (std::int32_t x = 0; x < MACRO_COLUMNS; x += LANES) {
@@ -206,7 +236,7 @@ HWY_NOINLINE void fill_row_factors(const gather_frame& frame, const block_view& 
     for (std::int32_t row = 0; row < rows; ++row) {
         // the nearest row of the tiles
         const std::int32_t gap = std::max({0, -dy - row, dy + row - (TILE_ROWS - 1)});
-        if (static_cast<float>(gap) > window.largest_reach[row]) continue;
+        if (static_cast<float>(gap) > window.row_reach[row]) continue;
         const float* shape = block.source + row * block.row_stride + window.first_column;
         const float* reach = shape + block.plane_stride * source_planes::SECOND;
         for (std::int32_t j = 0; j < TILE_ROWS; ++j) {
@@ -243,7 +273,7 @@ class window_storage {
         window_.column_factor_stride = factors ? (2 * columns + 1) * MACRO_COLUMNS : 0;
         window_.second_column_factors = BLOCK_ROWS * window_.column_factor_stride;
 
-        const std::ptrdiff_t row_factors = BLOCK_ROWS * window_.row_stride;
+        const std::ptrdiff_t row_factors = (BLOCK_ROWS + 1) * window_.row_stride;
         const std::ptrdiff_t column_factors =
             row_factors + BLOCK_ROWS * window_.row_factor_stride;
         const std::ptrdiff_t all = column_factors + 2 * window_.second_column_factors;
