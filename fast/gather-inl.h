@@ -109,6 +109,7 @@ constexpr std::uint32_t ALL_COLUMNS = (1U << TILE_COLUMNS) - 1;
 
 // How many columns off a source of that reach matters at most.
 HWY_INLINE std::int32_t half_chord(closed_form form, float reach, std::int32_t dy) {
+    if (reach < 0.0F) return -1;  // NO_REACH
     if (form == closed_form::GAUSSIAN || form == closed_form::LAPLACIAN) {
         return static_cast<float>(dy) < reach ? static_cast<std::int32_t>(reach) : -1;
     }

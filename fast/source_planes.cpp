@@ -1,6 +1,7 @@
 #include "fast/source_planes.h"
 
 #include <algorithm>
+#include <new>
 
 namespace {
 
@@ -18,7 +19,14 @@ void source_planes::resize(std::int32_t width, std::int32_t height, std::int32_t
     if (plane_stride_ % PAGE == 0) plane_stride_ += LINE;
     row_stride_ = PLANES * plane_stride_;
     if (row_stride_ % PAGE == 0) row_stride_ += LINE;
-    data_.resize(static_cast<std::size_t>(height * row_stride_));
+
+    const auto size = static_cast<std::size_t>(height * row_stride_);
+    if (size <= capacity_) return;
+    capacity_ = 0;
+    data_.reset();  // before the new ones are there: frames are large
+    data_ = hwy::AllocateAligned<float>(size);
+    if (!data_) throw std::bad_alloc();
+    capacity_ = size;
 }
 
 void source_planes::clear_margins(std::int32_t y, const kernel_terms& no_source) {

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <vector>
 
+#include <hwy/aligned_allocator.h>
 #include <boost/align/aligned_allocator.hpp>
 
 #include "fast/closed_form.h"
@@ -22,7 +23,8 @@ class source_planes {
     // SECOND what no_source gives.
     enum plane : std::int32_t { SHAPE, SECOND, WEIGHT, RED, GREEN, BLUE, ALPHA, PLANES };
 
-    // Gives the planes a size; they are unset. Memory is kept from frame to frame.
+    // Gives the planes a size; they are unset, so that the threads which fill them are
+    // the first to touch their memory. It is kept from frame to frame.
     void resize(std::int32_t width, std::int32_t height, std::int32_t margin);
     // Fills the margins of a row. [one thread a row]
     void clear_margins(std::int32_t y, const kernel_terms& no_source);
@@ -46,8 +48,8 @@ class source_planes {
     std::ptrdiff_t row_stride() const { return row_stride_; }      // floats
 
     // Column 0 of a plane of a row.
-    float* row(std::int32_t y, plane p) { return data_.data() + index(y, p); }
-    const float* row(std::int32_t y, plane p) const { return data_.data() + index(y, p); }
+    float* row(std::int32_t y, plane p) { return data_.get() + index(y, p); }
+    const float* row(std::int32_t y, plane p) const { return data_.get() + index(y, p); }
 
   private:
     // 0 for a weight of 0, whatever the colour.
@@ -63,5 +65,6 @@ class source_planes {
     std::int32_t margin_ = 0;
     std::ptrdiff_t plane_stride_ = 0;
     std::ptrdiff_t row_stride_ = 0;
-    aligned_floats data_;
+    std::size_t capacity_ = 0;
+    hwy::AlignedFreeUniquePtr<float[]> data_;
 };

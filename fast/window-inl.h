@@ -207,7 +207,7 @@ HWY_NOINLINE void fill_column_factors(const gather_frame& frame, const block_vie
     const vector_tag tag;
     for (std::int32_t row = 0; row < rows; ++row) {
         // no number of columns stands for a row without sources
-        if (window.largest_reach[row] < 0.0F) continue;
+        if (window.row_reach[row] < 0.0F) continue;
         const float* source = block.source + row * block.row_stride + window.macro_column;
         const float* reach = source + block.plane_stride * source_planes::SECOND;
         float* factors = window.column_factors + row * window.column_factor_stride;

@@ -1,0 +1,183 @@
+// What a 1920 x 1080 frame costs, by tool, style, largest blur and threads: the scene of
+// `focusfall demo`, focused on the queen. Prints Markdown.
+
+#include <benchmark/benchmark.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+#include <map>
+#include <string>
+#include <vector>
+
+#include "benchmarks/machine.h"
+#include "benchmarks/timed_tool.h"
+#include "command/demo_scene.h"
+#include "host/headless_host.h"
+
+namespace {
+
+constexpr std::int32_t WIDTH = 1920;
+constexpr std::int32_t HEIGHT = 1080;
+constexpr double MULTIPLY_ADDS_PER_TAP = 5.0;  // of the weight and four components
+
+Image* scene() {
+    static const Owned<Image> IMAGE = [] {
+        headless::worker_pool workers(0);
+        return demo_scene(WIDTH, HEIGHT, workers);
+    }();
+    return IMAGE.get();
+}
+
+// A tool of that class in a host of its own, with the scene and these settings.
+template <class Tool>
+class session {
+  public:
+    session(const char* style, double largest_blur, int threads)
+        : record_(
+              classes_, "benchmark.Timed", 0x60000000,
+              +[](Registry* own, const ScriptVal& table, TagList* tags) -> Operator* {
+                  return new Tool(own, table, tags);
+              },
+              0),
+          host_(threads),
+          tool_(host_.create_tool(record_)) {
+        tool_->connect("Input", scene());
+        tool_->set("BlurStyle", style);
+        tool_->set("MaxBlurSize", largest_blur / WIDTH * 100.0);
+        // a distance is the depth plus 1
+        tool_->set("FocusPosition", DEMO_LENS.focus_mm - 1.0F);
+    }
+    headless::frame render() { return tool_->render(0); }
+    Tool& instance() { return dynamic_cast<Tool&>(tool_->instance()); }
+
+  private:
+    ClassRegistry classes_;
+    Registry record_;
+    headless::host host_;
+    std::unique_ptr<headless::tool> tool_;
+};
+
+double taps(const char* style, double largest_blur) {
+    session<tap_counter> counter(style, largest_blur, 1);
+    counter.render();
+    return counter.instance().taps;
+}
+
+double median(std::vector<double> values) {
+    std::ranges::sort(values);
+    return values[values.size() / 2];
+}
+
+// One frame an iteration; the counters are medians.
+template <class Tool>
+void frame(benchmark::State& state, const char* style, double largest_blur, int threads) {
+    reset_peak_memory();
+    session<timed_tool<Tool>> timed(style, largest_blur, threads);
+    std::vector<double> blur;
+    std::vector<double> rest;
+    for (auto _ : state) {
+        const headless::frame result = timed.render();
+        if (!result.image) return state.SkipWithError(result.error.c_str());
+        blur.push_back(timed.instance().times.blur());
+        rest.push_back(timed.instance().times.rest);
+    }
+    state.counters["blur"] = median(blur);
+    state.counters["rest"] = median(rest);
+    state.counters["memory"] = peak_memory_mb();
+    state.counters["taps"] = taps(style, largest_blur);
+}
+
+constexpr const char* STYLES[] = {"Disk", "Polygon", "Gaussian", "Airy Disk",
+                                  "Laplacian"};
+
+template <class Tool>
+void add(const std::string& tool, const char* style, double largest_blur, int threads) {
+    char name[80];
+    std::snprintf(name, sizeof name, "%s/%s/%.1f px/%d", tool.c_str(), style,
+                  largest_blur, threads);
+    benchmark::RegisterBenchmark(name, frame<Tool>, style, largest_blur, threads)
+        ->Iterations(5);
+}
+
+void add_all(int threads) {
+    for (const char* style : STYLES) {
+        for (const double blur : {5.0, 19.2, 50.0, 192.0, 480.0}) {
+            const bool disk = std::string(style) == "Disk";
+            if (blur > 192.0 || disk || (blur >= 19.2 && blur <= 50.0)) {
+                add<FocusfallFast>("fast", style, blur, threads);
+            }
+            if (disk && blur <= 192.0) add<FocusfallFast>("fast", style, blur, 1);
+            // the plain tool's table for 480 pixels would not fit
+            if ((disk && blur <= 192.0) || blur == 50.0 || blur == 19.2) {
+                add<Focusfall>("plain", style, blur, 1);
+            }
+            // further threads only make it slower, as this shows
+            if (disk && blur == 19.2) add<Focusfall>("plain", style, blur, threads);
+        }
+    }
+}
+
+// A row of a table for each benchmark.
+class markdown_table : public benchmark::BenchmarkReporter {
+  public:
+    explicit markdown_table(int threads) : threads_(threads) {
+        for (const int used : {1, threads}) peak_[used] = multiply_add_peak(used);
+    }
+
+    bool ReportContext(const Context& /*context*/) override {
+        print_machine();
+        std::printf(
+            "- Multiply-adds: %.0f billion a second measured, %.0f with one thread\n\n"
+            "| tool | style | largest blur | threads | blur stage | rest of the frame "
+            "| taps/s | of the peak | memory |\n"
+            "|---|---|--:|--:|--:|--:|--:|--:|--:|\n",
+            peak_[threads_], peak_[1]);
+        return true;
+    }
+    void ReportRuns(const std::vector<Run>& runs) override {
+        for (const Run& run : runs) {
+            if (run.error_occurred) {
+                std::printf("%s: %s\n", run.benchmark_name().c_str(),
+                            run.error_message.c_str());
+            } else {
+                print(run);
+            }
+        }
+        std::fflush(stdout);
+    }
+
+  private:
+    void print(const Run& run) {
+        // "tool/style/blur/threads"
+        std::string cells = run.run_name.function_name;
+        const int threads = std::stoi(cells.substr(cells.rfind('/') + 1));
+        for (std::size_t at = 0; (at = cells.find('/', at)) != std::string::npos;) {
+            cells.replace(at, 1, " | ");
+        }
+        const auto counter = [&run](const char* name) {
+            return run.counters.at(name).value;
+        };
+        const double rate = counter("taps") / counter("blur") * 1e-6;
+        std::printf("| %s | %.1f ms | %.1f ms | %.1f billion | %.0f %% | %.0f MB |\n",
+                    cells.c_str(), counter("blur"), counter("rest"), rate,
+                    100.0 * rate * MULTIPLY_ADDS_PER_TAP / peak_[threads],
+                    counter("memory"));
+    }
+
+    int threads_;
+    std::map<int, double> peak_;  // by threads
+};
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    benchmark::Initialize(&argc, argv);
+    if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 2;
+    const int threads =
+        std::max(2, static_cast<int>(std::thread::hardware_concurrency()));
+    add_all(threads);
+    markdown_table table(threads);
+    benchmark::RunSpecifiedBenchmarks(&table);
+    return 0;
+}

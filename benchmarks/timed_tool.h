@@ -1,0 +1,73 @@
+#pragma once
+// Tools that tell what the stages of a frame cost.
+
+#include <chrono>
+
+#include "fast/focusfall_fast.h"
+#include "splat/kernel_index.h"
+
+inline double now_ms() {
+    const auto now = std::chrono::steady_clock::now().time_since_epoch();
+    return std::chrono::duration<double, std::milli>(now).count();
+}
+
+// Milliseconds of one frame.
+struct frame_times {
+    double kernels = 0.0;
+    double splat = 0.0;
+    double rest = 0.0;  // settings, pixel pass, write-back
+
+    double blur() const { return kernels + splat; }
+};
+
+// `Tool` is Focusfall or a tool derived from it.
+template <class Tool>
+class timed_tool : public Tool {
+  public:
+    using Tool::Tool;
+
+    frame_times times;  // of the last frame with blur
+
+    void Process(Request* request) override {
+        const double start = now_ms();
+        Tool::Process(request);
+        times.rest = now_ms() - start - times.blur();
+    }
+
+  protected:
+    void build_kernel_table() override {
+        const double start = now_ms();
+        Tool::build_kernel_table();
+        times.kernels = now_ms() - start;
+    }
+    void splat(Request* request) override {
+        const double start = now_ms();
+        Tool::splat(request);
+        times.splat = now_ms() - start;
+    }
+};
+
+// Counts the kernel weights that the splat of a frame would add, and adds none. Stamps
+// are as large as their kernels, less what the picture's edges cut off.
+class tap_counter : public Focusfall {
+  public:
+    using Focusfall::Focusfall;
+
+    double taps = 0.0;
+
+  protected:
+    void build_kernel_table() override {}
+    void splat(Request* /*request*/) override {
+        taps = 0.0;
+        const std::size_t last = last_kernel_index();
+        for (const depth_sample& s : samples) {
+            const double radius =
+                kernel_radius(*this, kernel_index(*this, s.depth, last));
+            const auto within = [radius](double at, std::int32_t size) {
+                return std::min(at, radius) + 1.0 + std::min(size - 1.0 - at, radius);
+            };
+            taps += within(double{s.x}, input_image->Width()) *
+                    within(double{s.y}, input_image->Height());
+        }
+    }
+};
