@@ -2,10 +2,9 @@
 // is timed: no start-up, no files, buffers in memory on both sides.
 //
 // usage: gegl_lens_blur SCENE.exr FOCUS_MM DIAMETER_PX [THREADS]
-// prints: peer, largest blur diameter, median milliseconds of seven runs
+// prints a row of a Markdown table: peer, largest blur diameter, median of seven runs
 //
-// The work differs: flat discs only, radii interpolated by the mask, and nearer pixels
-// cover farther ones.
+// The work differs: flat discs only, their radius given as a mask.
 
 #include <algorithm>
 #include <chrono>
@@ -95,7 +94,7 @@ int main(int argc, char** argv) {
     std::vector<double> times;
     for (int run = 0; run < 7; ++run) times.push_back(blur_once(input, diameter));
     std::ranges::sort(times);
-    std::printf("gegl:lens-blur  %6.1f px  %8.1f ms\n", diameter,
+    std::printf("| gegl:lens-blur | %.1f px | %.1f ms |\n", diameter,
                 times[times.size() / 2]);
     gegl_exit();
     return 0;
