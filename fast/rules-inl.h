@@ -35,23 +35,24 @@ struct row_hits {
     std::ptrdiff_t offset;        // of the tile's first row and dx 0 in the offset table
 };
 
-// Disk and Polygon.
-struct flat_rule {
+// What needs SHAPE alone, and the offset.
+struct shape_rule {
     const offset_table& offsets;
 
-    struct source {
-        vector radius;
-    };
+    using source = vector;
     HWY_INLINE source load(const row_hits& hits, std::int32_t column, std::int32_t dx,
                            std::ptrdiff_t /*plane*/) const {
-        return {hn::LoadU(vector_tag(), hits.source + column + dx)};
+        return hn::LoadU(vector_tag(), hits.source + column + dx);
     }
-    HWY_INLINE vector weight(const source& s, const row_hits& hits,
-                             std::int32_t /*column*/, std::int32_t dx,
-                             std::int32_t row) const {
+};
+
+// Disk and Polygon.
+struct flat_rule : shape_rule {
+    HWY_INLINE vector weight(source radius, const row_hits& hits, std::int32_t /*column*/,
+                             std::int32_t dx, std::int32_t row) const {
         const vector_tag tag;
         const std::ptrdiff_t i = hits.offset + dx - row * offsets.stride;
-        const vector value = hn::MulAdd(s.radius, hn::Set(tag, offsets.factor.data()[i]),
+        const vector value = hn::MulAdd(radius, hn::Set(tag, offsets.factor.data()[i]),
                                         hn::Set(tag, offsets.start.data()[i]));
         return hn::Min(hn::Max(value, hn::Zero(tag)), hn::Set(tag, 1.0F));
     }
@@ -131,24 +132,14 @@ struct laplacian_rule {
 };
 
 // The squared polynomial; beyond its end, where it is 0, it is not followed.
-struct airy_rule {
-    const offset_table& offsets;
-
-    struct source {
-        vector shape;
-    };
-    HWY_INLINE source load(const row_hits& hits, std::int32_t column, std::int32_t dx,
-                           std::ptrdiff_t /*plane*/) const {
-        return {hn::LoadU(vector_tag(), hits.source + column + dx)};
-    }
-    HWY_INLINE vector weight(const source& s, const row_hits& hits,
-                             std::int32_t /*column*/, std::int32_t dx,
-                             std::int32_t row) const {
+struct airy_rule : shape_rule {
+    HWY_INLINE vector weight(source shape, const row_hits& hits, std::int32_t /*column*/,
+                             std::int32_t dx, std::int32_t row) const {
         const vector_tag tag;
         const std::ptrdiff_t i = hits.offset + dx - row * offsets.stride;
         const vector one = hn::Set(tag, 1.0F);
-        const vector t = hn::Min(
-            hn::MulSub(s.shape, hn::Set(tag, offsets.factor.data()[i]), one), one);
+        const vector t =
+            hn::Min(hn::MulSub(shape, hn::Set(tag, offsets.factor.data()[i]), one), one);
         vector value = hn::Set(tag, static_cast<float>(AIRY_PATTERN[0]));
         for (std::size_t power = 1; power < std::size(AIRY_PATTERN); ++power) {
             const auto coefficient = static_cast<float>(AIRY_PATTERN[power]);
