@@ -96,13 +96,14 @@ pid_t command_test::start(std::vector<std::string> arguments) const {
     std::vector<char*> line;
     for (std::string& argument : arguments) line.push_back(argument.data());
     line.push_back(nullptr);
+    const std::string output = path("output.txt");
     const std::string errors = path("errors.txt");
     const pid_t process = fork();
     if (process != 0) return process;
 
     // the child: only what is safe after fork
-    const int file = open(errors.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
-    dup2(file, STDERR_FILENO);
+    dup2(open(output.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600), STDOUT_FILENO);
+    dup2(open(errors.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600), STDERR_FILENO);
     if (chdir(folder_.c_str()) == 0) execv(line[0], line.data());
     _exit(99);
 }
@@ -110,10 +111,12 @@ pid_t command_test::start(std::vector<std::string> arguments) const {
 run_result command_test::wait(pid_t process) const {
     int ended = 0;
     waitpid(process, &ended, 0);
+    std::ostringstream output;
     std::ostringstream errors;
+    output << std::ifstream(path("output.txt")).rdbuf();
     errors << std::ifstream(path("errors.txt")).rdbuf();
     const int status = WIFSIGNALED(ended) ? 128 + WTERMSIG(ended) : WEXITSTATUS(ended);
-    return {status, errors.str()};
+    return {status, output.str(), errors.str()};
 }
 
 run_result command_test::run(std::vector<std::string> arguments) const {

@@ -30,6 +30,7 @@ std::vector<made_channel> scene_channels(int seed = 0);
 
 struct run_result {
     int status = -1;  // as a shell tells it: 128 + n when signal n ended the process
+    std::string output;
     std::string errors;
 };
 
