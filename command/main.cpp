@@ -14,6 +14,7 @@ int main(int argc, char** argv) {
     add_tools_command(app);
     add_kernels_command(app);
     add_demo_command(app);
+    add_help_commands(app);
 
     try {
         app.parse(argc, argv);

@@ -78,7 +78,9 @@ auto accepted_by(Parse parse) {
 
 void add_file_options(CLI::App& verb, render_line& line) {
     shot_options& shot = line.shot;
-    verb.add_option("input", shot.input, "Picture to blur")->required();
+    verb.add_option("input", shot.input, "Picture to blur")
+        ->required()
+        ->type_name("FILE");
     verb.add_option("-o,--output", shot.output, "Picture to write")
         ->required()
         ->type_name("FILE");
@@ -95,12 +97,13 @@ void add_file_options(CLI::App& verb, render_line& line) {
     verb.add_option("--data-type", line.data_type, "Pixel type (default: the input's)")
         ->check(CLI::IsMember({"half", "float"}));
     verb.add_option("--compression", shot.output_as.compression,
-                    "Compression (default: the input's)")
-        ->type_name("NAME");
+                    "Compression that the format has (default: the input's)")
+        ->type_name("{none,rle,zips,zip,piz,pxr24,b44,b44a,dwaa,dwab,lzw}");
     verb.add_option("--colorspace", line.color_space,
-                    "Linear, sRGB, Rec709 or as in Gamma2.2 (default: what files say)")
+                    "How colours are stored; Gamma with any exponent (default: what "
+                    "files say)")
         ->check(accepted_by(color_encoding::named))
-        ->type_name("NAME");
+        ->type_name("{Linear,sRGB,Rec709,Gamma2.2}");
 }
 
 void add_shot_options(CLI::App& verb, render_line& line) {

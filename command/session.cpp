@@ -58,7 +58,7 @@ void session_options::add_tool_options(CLI::App& verb) {
     add_class_options(verb);
     verb.add_option("--settings", settings,
                     "Settings file, or preset by its name (repeatable)")
-        ->type_name("FILE")
+        ->type_name("PRESET|FILE")
         ->allow_extra_args(false);
     verb.add_option("--set", edits,
                     "Value or keys of a control, as in BlurStyle=Polygon or "
