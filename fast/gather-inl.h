@@ -173,8 +173,9 @@ HWY_NOINLINE void find_hits(const gather_frame& frame, const block_view& block,
     const std::int32_t half =
         half_chord(frame.form, window.largest_reach,
                    std::max({0, -(dy + rows - 1), dy - (TILE_ROWS - 1)}));
+    // a reach with a fraction may end a column beyond its kernel, and the table
     const std::int32_t first_dx =
-        std::max(-half & -TILE_COLUMNS, window.first_column - x);
+        std::max({-half & -TILE_COLUMNS, -offsets.columns, window.first_column - x});
     const std::int32_t last_dx = std::min(half, window.last_column - x - 1);
     if (half < 0 || first_dx > last_dx) return;
     find_groups(frame, window, first_dx, last_dx, dy, x, lists);

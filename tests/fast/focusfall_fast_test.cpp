@@ -163,6 +163,26 @@ TEST(FocusfallFast, MakesThePictureOfTheReferenceTool) {
     }
 }
 
+// At one depth runs of sources are added as sums of them. Blurs end within a group of
+// columns, and beside it.
+TEST(FocusfallFast, MakesThePictureOfTheReferenceToolFarOutOfFocus) {
+    random_pictures random(6);
+    rendering_tool reference(REFERENCE, 1);
+    rendering_tool fast(FAST);
+    for (const double blur : {31.0, 32.3, 33.0, 47.0, 64.0}) {
+        const auto picture = random.picture(270, 30, 0.0);
+        for (int i = 0; i < 270 * 30; ++i) picture->Pixel(0, 0)[6 * i + Image::Z] = 0.0F;
+        frame_settings settings = random.settings(blur == 33.0 ? "Polygon" : "Disk");
+        settings.largest_blur = blur;
+        settings.controls["FocusPosition"] = 1;
+        settings.controls["BadBokeh"] = 0;
+        settings.controls["Normalize"] = 1;
+        SCOPED_TRACE(description(settings, *picture));
+        expect_same(*reference.render(picture.get(), settings),
+                    *fast.render(picture.get(), settings), alike);
+    }
+}
+
 TEST(FocusfallFast, MakesThePictureOfACustomBlurImage) {
     random_pictures random(2);
     rendering_tool reference(REFERENCE, 1);
