@@ -6,7 +6,7 @@
 
 // The frames that a text like "1-48", "1-96x2" or "1-10,20,30-40" lists, each once, in
 // the order of the text. Throws headless::host_error for any other text, and for more
-// than a million frames.
+// than a hundred thousand frames.
 std::vector<int> parse_frames(const std::string& text);
 
 // True when `name` holds a place for a frame number: "####" of any length, "%d" or
