@@ -5,6 +5,7 @@
 
 #include "command/commands.h"
 #include "command/demo_scene.h"
+#include "command/interruption.h"
 #include "command/picture_file.h"
 #include "command/progress_bar.h"
 #include "command/session.h"
@@ -74,6 +75,7 @@ void render_look(headless::tool& tool, const look& look, const demo_options& opt
         tool.render(0, [&](std::int32_t done, std::int32_t all) {
             progress.show(static_cast<double>(done) / all, look.name);
         });
+    if (frame.how == headless::frame::end::ABORTED) throw interrupted();
     if (!frame.image) throw headless::host_error(frame.error);
 
     const std::string name = std::string("after-") + look.name;
@@ -84,8 +86,10 @@ void render_look(headless::tool& tool, const look& look, const demo_options& opt
 
 void make_demo(const demo_options& options) {
     const auto [width, height] = parsed_size(options.size);
+    hold_back_signals();  // before any library starts threads
     session session(options.shared);
     const auto tool = session.create_tool();
+    const interruption stop(*tool);
     set_lens(*tool);
 
     std::error_code fault;
@@ -103,6 +107,7 @@ void make_demo(const demo_options& options) {
 
     tool->connect("Input", scene.get());
     for (const look& look : looks()) render_look(*tool, look, options);
+    stop.check();
 }
 
 }  // namespace

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cmath>
 
+#include "command/interruption.h"
+
 namespace {
 
 constexpr double STEP = 0.01;       // pixels of diameter from kernel to kernel
@@ -76,6 +78,7 @@ Owned<Image> probed_kernel(headless::tool& tool, double diameter) {
 
     tool.connect("Input", dot.get());
     const headless::frame frame = tool.render(0);
+    if (frame.how == headless::frame::end::ABORTED) throw interrupted();
     if (!frame.image) throw headless::host_error(frame.error);
     Owned<Image> kernel = empty_image(side, side);
     for (std::int32_t y = 0; y < side; ++y) {

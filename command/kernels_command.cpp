@@ -2,6 +2,7 @@
 
 #include "command/commands.h"
 #include "command/frame_loader.h"
+#include "command/interruption.h"
 #include "command/kernel_probe.h"
 #include "command/picture_file.h"
 #include "command/session.h"
@@ -17,9 +18,11 @@ struct kernels_options {
 };
 
 void draw_kernels(kernels_options options) {
+    hold_back_signals();          // before any library starts threads
     options.shared.quiet = true;  // the times of so small frames tell nothing
     session session(options.shared);
     const auto tool = session.create_tool();
+    const interruption stop(*tool);
     if (!options.blur_image.empty()) {
         frame_files files;
         files.input = options.blur_image;
@@ -42,6 +45,7 @@ void draw_kernels(kernels_options options) {
     } else {
         add_row();
     }
+    stop.check();
     write_preview(*kernel_sheet(rows), options.output);
 }
 

@@ -4,6 +4,7 @@
 #include <iostream>
 
 #include "command/commands.h"
+#include "command/interruption.h"
 
 int main(int argc, char** argv) {
     CLI::App app("Blurs pictures by depth, as a camera lens does.", "focusfall");
@@ -22,6 +23,8 @@ int main(int argc, char** argv) {
         return error.get_exit_code();
     } catch (const CLI::ParseError& error) {
         return app.exit(error) == 0 ? 0 : 2;
+    } catch (const interrupted&) {
+        return INTERRUPTED_STATUS;
     } catch (const std::exception& error) {
         std::cerr << "focusfall: " << error.what() << "\n";
         return 1;

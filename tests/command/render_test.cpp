@@ -84,6 +84,19 @@ void write_deep(const std::string& file) {
                 output->close());
 }
 
+// Whether a process waits for these signals and no others: libraries hold back all of
+// them for a moment while they start.
+bool holds_back_signals(pid_t process) {
+    constexpr auto HELD_BACK =
+        1U << (SIGINT - 1) | 1U << (SIGTERM - 1) | 1U << (SIGHUP - 1);
+    std::ifstream status("/proc/" + std::to_string(process) + "/status");
+    for (std::string line; std::getline(status, line);) {
+        if (!line.starts_with("SigBlk:")) continue;
+        return std::stoull(line.substr(7), nullptr, 16) == HELD_BACK;
+    }
+    return false;
+}
+
 }  // namespace
 
 TEST_F(renders, ThatAreAskedForWronglyEndWithStatus2) {
@@ -235,29 +248,21 @@ TEST_F(renders, OfDamagedFilesNeitherCrashNorHang) {
 TEST_F(renders, EndSoonAndCleanlyWhenInterrupted) {
     write_scene("in.exr", {0, 0, 900, 600}, {0, 0, 900, 600});
     std::mt19937 random(7);
-    for (const int signal : {SIGINT, SIGTERM, SIGTERM, SIGHUP}) {
+    const std::vector<std::string> lines[] = {
         // the slower tool, so that the signal comes before the end
-        const pid_t process =
-            start({"render", "in.exr", "-o", "out.exr", "--set", "MaxBlurSize=8",
-                   "--tool", "kestrelworks.Focusfall"});
-        // From then on it holds back just these signals; libraries block all of them for
-        // a moment while they start.
-        const auto blocks_signals = [&] {
-            constexpr auto HELD_BACK =
-                1U << (SIGINT - 1) | 1U << (SIGTERM - 1) | 1U << (SIGHUP - 1);
-            std::ifstream status("/proc/" + std::to_string(process) + "/status");
-            for (std::string line; std::getline(status, line);) {
-                if (!line.starts_with("SigBlk:")) continue;
-                return std::stoull(line.substr(7), nullptr, 16) == HELD_BACK;
-            }
-            return false;
-        };
-        while (!blocks_signals()) usleep(1000);
-        usleep(static_cast<useconds_t>(random() % 200'000));
-        kill(process, signal);
-        const run_result ran = wait(process);
-        EXPECT_EQ(ran.status, 130) << ran.errors;
-        EXPECT_FALSE(fs::exists(path("out.exr")));
-        EXPECT_TRUE(hidden_files().empty());
+        {"render", "in.exr", "-o", "out.exr", "--set", "MaxBlurSize=8", "--tool",
+         "kestrelworks.Focusfall"},
+        {"demo", "."}};
+    for (const auto& line : lines) {
+        for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
+            const pid_t process = start(line);
+            while (!holds_back_signals(process)) usleep(1000);
+            usleep(static_cast<useconds_t>(random() % 200'000));
+            kill(process, signal);
+            const run_result ran = wait(process);
+            EXPECT_EQ(ran.status, 130) << line[0] << ": " << ran.errors;
+            EXPECT_FALSE(fs::exists(path("out.exr")));
+            EXPECT_TRUE(hidden_files().empty());
+        }
     }
 }
