@@ -51,10 +51,12 @@ void check_header(const OIIO::ImageSpec& spec, const fs::path& file,
     if (spec.width < 1 || spec.height < 1 || spec.depth > 1 || spec.nchannels < 1) {
         fail(file, "holds no flat picture");
     }
+    // within these bounds coordinates can be added to one another
+    constexpr std::int64_t FARTHEST = 1 << 29;
+    const window bounds{-FARTHEST, -FARTHEST, 2 * FARTHEST, 2 * FARTHEST};
     const window both = united(data_window(spec), display_window(spec));
-    constexpr std::int64_t MOST_SIDE = 1 << 30;
-    if (both.width > MOST_SIDE || both.height > MOST_SIDE) {
-        fail(file, "is " + shown(both) + " pixels, which is too much");
+    if (common(both, bounds) != both) {
+        fail(file, "is " + shown(both) + ", which is too large or too far away");
     }
     if (pixel_bytes(spec) > most_bytes) {
         fail(file, "is " + shown(both) + " with " + std::to_string(spec.nchannels) +
@@ -208,8 +210,11 @@ picture read_picture(const fs::path& file, std::uint64_t most_bytes) {
     expect_regular_file(file);
     OIIO::ImageSpec config;
     config.attribute("oiio:UnassociatedAlpha", 1);  // multiplied once colours are linear
-    const auto input = OIIO::ImageInput::open(file.string(), &config);
+    // by its name: else each of many readers would try what one of them refuses
+    const auto input = OIIO::ImageInput::create(file.string());
     if (!input) fail(file, OIIO::geterror());
+    OIIO::ImageSpec first;
+    if (!input->open(file.string(), first, config)) fail(file, input->geterror());
 
     picture parts;
     const bool all_parts = std::string(input->format_name()) == "openexr";
