@@ -132,8 +132,10 @@ loaded_frame frame_loader::load(const frame_files& files, bool needs_depth,
 Owned<Image> frame_loader::depth_map(const frame_files& files, const input_picture& input,
                                      bool needs_depth, std::uint64_t most_bytes) {
     const fs::path& path = files.depth_map;
-    if (depth_map_.file == path && depth_map_.area == input.area) {
-        return Shared(depth_map_.image.get());
+    const kept_image& kept = depth_map_;
+    if (kept.file == path && kept.display == input.display && kept.area == input.area &&
+        (kept.has_depth || !needs_depth)) {
+        return Shared(kept.image.get());
     }
     picture file = read_picture(path, most_bytes);
     Owned<Image> image = named(path, [&] {
@@ -148,7 +150,7 @@ Owned<Image> frame_loader::depth_map(const frame_files& files, const input_pictu
         return host_image(file, chosen.color, chosen.depth, input.area,
                           color_encoding::linear());
     });
-    depth_map_ = {path, input.area, Shared(image.get())};
+    depth_map_ = {path, input.display, input.area, needs_depth, Shared(image.get())};
     return image;
 }
 
@@ -161,6 +163,6 @@ Owned<Image> frame_loader::blur_image(const fs::path& path, std::uint64_t most_b
         return host_image(file, color, std::nullopt, display_window(spec),
                           choices_.encoding ? *choices_.encoding : stored_encoding(spec));
     });
-    blur_image_ = {path, {}, Shared(image.get())};
+    blur_image_ = {.file = path, .image = Shared(image.get())};
     return image;
 }

@@ -45,8 +45,10 @@ class frame_loader {
   private:
     struct kept_image {
         std::filesystem::path file;
-        window area;
-        Owned<Image> image;
+        window display = {};  // of the input, as the area
+        window area = {};
+        bool has_depth = false;
+        Owned<Image> image = nullptr;
     };
 
     Owned<Image> depth_map(const frame_files& files, const input_picture& input,
