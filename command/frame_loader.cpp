@@ -45,10 +45,9 @@ std::optional<channel_place> input_depth(const input_picture& input,
     }
 }
 
-input_picture chosen_input(picture file, const load_choices& choices, bool has_map,
-                           bool needs_depth) {
-    input_picture input;
-    input.file = std::move(file);
+// Completes an input that has its file, at least the headers.
+void choose_input(input_picture& input, const load_choices& choices, bool has_map,
+                  bool needs_depth) {
     input.color = choose_color(input.file, choices.layer);
     input.depth =
         input_depth(input, has_map ? "" : choices.depth_channel, needs_depth && !has_map);
@@ -64,16 +63,14 @@ input_picture chosen_input(picture file, const load_choices& choices, bool has_m
     if (input.depth) {
         input.area = united(input.area, data_window(input.file[input.depth->part].spec));
     }
-    return input;
 }
 
 // Windows cost nothing in a file, but the pixels between them do in memory.
-void check_area(const input_picture& input, const fs::path& file,
-                std::uint64_t most_bytes) {
+void check_area(const window& area, std::uint64_t most_bytes) {
     constexpr std::uint64_t PIXEL_BYTES = sizeof(float) * (Image::Z + 1);
-    const auto pixels = static_cast<std::uint64_t>(input.area.width * input.area.height);
+    const auto pixels = static_cast<std::uint64_t>(area.width * area.height);
     if (pixels <= most_bytes / PIXEL_BYTES) return;
-    throw host_error(file.string() + ": is " + shown(input.area) +
+    throw host_error("is " + shown(area) +
                      " with its windows, which is more than the memory holds");
 }
 
@@ -105,23 +102,28 @@ map_channels choose_map(const picture& file, const std::string& name, bool needs
 }  // namespace
 
 loaded_frame frame_loader::load(const frame_files& files, bool needs_depth,
-                                std::uint64_t most_bytes) {
+                                std::uint64_t most_bytes,
+                                const std::function<void(const loaded_frame&)>& look) {
     loaded_frame frame;
-    try {
-        picture file = read_picture(files.input, most_bytes);
-        frame.input = named(files.input, [&] {
-            return chosen_input(std::move(file), choices_, !files.depth_map.empty(),
-                                needs_depth);
+    input_picture& input = frame.input;
+    const auto look_at = [&](const picture& headers) {
+        for (const picture_part& part : headers)
+            input.file.push_back({part.spec, nullptr});
+        named(files.input, [&] {
+            choose_input(input, choices_, !files.depth_map.empty(), needs_depth);
+            check_area(input.area, most_bytes);
         });
-        const input_picture& input = frame.input;
-        check_area(input, files.input, most_bytes);
+        if (look) look(frame);
+    };
+    try {
+        if (!files.blur_image.empty()) {
+            frame.blur_image = blur_image(files.blur_image, most_bytes);
+        }
+        input.file = read_picture(files.input, most_bytes, look_at);
         frame.image =
             host_image(input.file, input.color, input.depth, input.area, input.encoding);
         if (!files.depth_map.empty()) {
             frame.depth_map = depth_map(files, input, needs_depth, most_bytes);
-        }
-        if (!files.blur_image.empty()) {
-            frame.blur_image = blur_image(files.blur_image, most_bytes);
         }
     } catch (const std::bad_alloc&) {
         throw host_error(files.input.string() + ": there is no memory for this picture");
@@ -160,6 +162,7 @@ Owned<Image> frame_loader::blur_image(const fs::path& path, std::uint64_t most_b
     Owned<Image> image = named(path, [&] {
         const color_channels color = choose_color(file, "");
         const OIIO::ImageSpec& spec = file[color.part].spec;
+        check_area(display_window(spec), most_bytes);
         return host_image(file, color, std::nullopt, display_window(spec),
                           choices_.encoding ? *choices_.encoding : stored_encoding(spec));
     });

@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <filesystem>
+#include <functional>
 #include <optional>
 #include <string>
 
@@ -37,10 +38,13 @@ class frame_loader {
   public:
     explicit frame_loader(load_choices choices) : choices_(std::move(choices)) {}
 
-    // Throws host_error that names the file, also when the frame has no depth although it
-    // `needs_depth` in Z, and when the pixels of a file take more than `most_bytes`.
+    // `look` is called with what the header of the input tells, and the blur image,
+    // before all else is read; what it throws ends the loading. Throws host_error that
+    // names the file, also when the frame has no depth although it `needs_depth` in Z,
+    // and when the pixels of a file take more than `most_bytes`.
     loaded_frame load(const frame_files& files, bool needs_depth,
-                      std::uint64_t most_bytes);
+                      std::uint64_t most_bytes,
+                      const std::function<void(const loaded_frame&)>& look = {});
 
   private:
     struct kept_image {

@@ -68,17 +68,6 @@ void check_header(const OIIO::ImageSpec& spec, const fs::path& file,
     if (twice != names.end()) fail(file, "has two channels called \"" + *twice + "\"");
 }
 
-picture_part read_part(OIIO::ImageInput& input, const fs::path& file,
-                       std::uint64_t most_bytes) {
-    check_header(input.spec(), file, most_bytes);
-    picture_part part = empty_part(input.spec());
-    if (!input.read_image(input.current_subimage(), 0, 0, part.spec.nchannels,
-                          TypeDesc::UNKNOWN, part.pixels.get())) {
-        fail(file, input.geterror());
-    }
-    return part;
-}
-
 // Writes for the file library, some of whose formats overlook what the system refuses.
 class checked_writer final : public OIIO::Filesystem::IOProxy {
   public:
@@ -206,7 +195,8 @@ picture_part empty_part(OIIO::ImageSpec spec) {
     return {std::move(spec), std::make_unique_for_overwrite<std::byte[]>(bytes)};
 }
 
-picture read_picture(const fs::path& file, std::uint64_t most_bytes) {
+picture read_picture(const fs::path& file, std::uint64_t most_bytes,
+                     const std::function<void(const picture&)>& look) {
     expect_regular_file(file);
     OIIO::ImageSpec config;
     config.attribute("oiio:UnassociatedAlpha", 1);  // multiplied once colours are linear
@@ -219,9 +209,19 @@ picture read_picture(const fs::path& file, std::uint64_t most_bytes) {
     picture parts;
     const bool all_parts = std::string(input->format_name()) == "openexr";
     do {
-        parts.push_back(read_part(*input, file, most_bytes));
-        most_bytes -= pixel_bytes(parts.back().spec);
+        check_header(input->spec(), file, most_bytes);
+        most_bytes -= pixel_bytes(input->spec());
+        parts.push_back({input->spec(), nullptr});
     } while (all_parts && input->seek_subimage(static_cast<int>(parts.size()), 0));
+    if (look) look(parts);
+
+    for (std::size_t i = 0; i < parts.size(); ++i) {
+        parts[i] = empty_part(std::move(parts[i].spec));
+        if (!input->read_image(static_cast<int>(i), 0, 0, parts[i].spec.nchannels,
+                               TypeDesc::UNKNOWN, parts[i].pixels.get())) {
+            fail(file, input->geterror());
+        }
+    }
     return parts;
 }
 

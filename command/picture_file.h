@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <filesystem>
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -25,11 +26,13 @@ picture_part empty_part(OIIO::ImageSpec spec);
 // A whole file: one part, or the several of an OpenEXR file.
 using picture = std::vector<picture_part>;
 
-// All parts of `file`. Colours stay as stored, and are not multiplied by alpha. Throws
-// headless::host_error that names the file, for whatever is wrong with it, and when its
-// pixels take more than `most_bytes`.
+// All parts of `file`. Colours stay as stored, and are not multiplied by alpha. `look` is
+// called with the headers, before there are pixels; what it throws ends the reading.
+// Throws headless::host_error that names the file, for whatever is wrong with it, and
+// when its pixels take more than `most_bytes`.
 picture read_picture(const std::filesystem::path& file,
-                     std::uint64_t most_bytes = UINT64_MAX);
+                     std::uint64_t most_bytes = UINT64_MAX,
+                     const std::function<void(const picture&)>& look = {});
 
 // Writes a file in the format that its name ends in, whole or not at all. Throws
 // headless::host_error.

@@ -50,16 +50,13 @@ void render(render_line& line) {
 
     session session(line.session);
     options.tool_name = session.tool_class().name + " " + FOCUSFALL_VERSION;
+    options.makes_kernel_table = session.makes_kernel_table();
     const auto tool = session.create_tool();
     const interruption stop(*tool);
-    try {
-        const std::vector<int> failed = render_shot(options, *tool, stop);
-        if (failed.empty()) return;
-        std::cerr << "focusfall: " << failed.size() << " of " << options.frames.size()
-                  << " frames failed: " << joined(failed) << "\n";
-    } catch (const interrupted&) {
-        throw CLI::RuntimeError(INTERRUPTED_STATUS);
-    }
+    const std::vector<int> failed = render_shot(options, *tool, stop);
+    if (failed.empty()) return;
+    std::cerr << "focusfall: " << failed.size() << " of " << options.frames.size()
+              << " frames failed: " << joined(failed) << "\n";
     throw CLI::RuntimeError(1);
 }
 

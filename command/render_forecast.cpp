@@ -10,10 +10,19 @@ constexpr double TABLE_STEP = 0.01;     // pixels of blur from kernel to kernel
 constexpr double WIDEST_KERNEL = 0.25;  // of the picture's width
 constexpr std::int64_t SMALLEST_KERNEL = 3;
 constexpr std::uint64_t KERNEL_OVERHEAD = 64;  // of a list of weights in the table
+
+// bytes of a pixel
 constexpr std::uint64_t IMAGE_PIXEL = 20;
-constexpr std::uint64_t SAMPLE_PIXEL = 32;
-constexpr std::uint64_t SUMS_PIXEL = 40;  // kept of a picture that is resized
+constexpr std::uint64_t SUMS_PIXEL = 40;  // of a blur image, which is resized
 constexpr std::uint64_t ACCUMULATOR_PIXEL = 20;
+constexpr std::uint64_t SAMPLE_PIXEL = 32;  // of a tool with a table
+constexpr std::uint64_t PLANES_PIXEL = 28;  // of one without, as are the next two
+constexpr std::uint64_t STAMP_PIXEL = 16;
+constexpr std::uint64_t OFFSET_PIXEL = 20;  // of a square as wide as the largest kernel
+constexpr std::uint64_t STAMP_BATCH = 1 << 28;  // kernels that it keeps at once
+constexpr std::uint64_t MARGIN = 128;           // columns beside the planes
+
+constexpr std::uint64_t ADDED_CHANNELS = 8;  // alpha and depth that a file may get
 
 bool has_lens(const headless::tool& tool) {
     const auto has_control = [&](std::string_view id) {
@@ -36,24 +45,60 @@ double distance(const headless::tool& tool, TimeStamp time, double value) {
     return value * MILLIMETRES.at(static_cast<std::size_t>(number("DepthMapUnits")));
 }
 
+std::uint64_t pixels_of(const window& w) {
+    return static_cast<std::uint64_t>(w.width) * static_cast<std::uint64_t>(w.height);
+}
+
 std::uint64_t stored_bytes(const picture& file) {
     std::uint64_t bytes = 0;
     for (const picture_part& part : file) bytes += part.spec.image_bytes(true);
     return bytes;
 }
 
+// Of the picture to write: the parts that the tool changes are as large as its area.
+std::uint64_t written_bytes(const input_picture& input) {
+    std::uint64_t bytes = stored_bytes(input.file);
+    for (std::size_t i = 0; i < input.file.size(); ++i) {
+        if (i != input.color.part && (!input.depth || i != input.depth->part)) continue;
+        bytes += pixels_of(input.area) *
+                 (input.file[i].spec.pixel_bytes(true) + ADDED_CHANNELS);
+    }
+    return bytes;
+}
+
+// What the tool takes beside its images.
+std::uint64_t tool_bytes(const planned_frame& frame) {
+    const window& area = frame.header.input.area;
+    const std::uint64_t pixels = pixels_of(area);
+    std::uint64_t bytes = pixels * ACCUMULATOR_PIXEL;
+    if (frame.header.blur_image) {
+        const Image& shape = *frame.header.blur_image;
+        bytes +=
+            pixels_of({0, 0, shape.Width(), shape.Height()}) * (IMAGE_PIXEL + SUMS_PIXEL);
+        if (!frame.has_table) bytes += STAMP_BATCH;
+    }
+    if (frame.has_table) {
+        return bytes + pixels * SAMPLE_PIXEL + kernel_table_bytes(frame.blur, area.width);
+    }
+    const double widest = static_cast<double>(area.width) * WIDEST_KERNEL;
+    const auto reach =
+        static_cast<std::uint64_t>(std::clamp(frame.blur, 0.0, widest)) + MARGIN;
+    return bytes + pixels * (STAMP_PIXEL + PLANES_PIXEL) +
+           static_cast<std::uint64_t>(area.height) * reach * PLANES_PIXEL +
+           reach * reach * OFFSET_PIXEL;
+}
+
 }  // namespace
 
-double largest_blur(const headless::tool& tool, TimeStamp time, std::int64_t width) {
+double largest_blur(const headless::tool& tool, TimeStamp time) {
     if (!has_lens(tool)) return 0.0;
     const auto number = [&](const char* id) { return tool.find(id).number(time); };
-    const auto pixels = static_cast<double>(width);
-    if (number("SettingsType") < 0.5) return pixels * number("MaxBlurSize") / 100.0;
+    if (number("SettingsType") < 0.5) return number("MaxBlurSize") / 100.0;
 
     const double focal_length = number("FocalLength");
     const double focus = distance(tool, time, std::abs(number("FocusPosition")));
     const double blur =
-        pixels * focal_length * focal_length /
+        focal_length * focal_length /
         ((focus - focal_length) * number("FilmbackWidth") * number("FStop"));
     return std::max(blur, 0.0);
 }
@@ -73,21 +118,14 @@ std::uint64_t kernel_table_bytes(double blur, std::int64_t width) {
     return bytes;
 }
 
-std::uint64_t render_bytes(const loaded_frame& frame, double blur, bool in_shot) {
-    const window& area = frame.input.area;
-    const auto pixels = static_cast<std::uint64_t>(area.width * area.height);
-    std::uint64_t table = kernel_table_bytes(blur, area.width);
-    if (frame.blur_image) {
-        const Image& shape = *frame.blur_image;
-        table += static_cast<std::uint64_t>(shape.Width()) *
-                 static_cast<std::uint64_t>(shape.Height()) * SUMS_PIXEL;
-    }
-    const std::uint64_t map = frame.depth_map ? pixels * IMAGE_PIXEL : 0;
-    const std::uint64_t render =
-        map + pixels * (IMAGE_PIXEL + SAMPLE_PIXEL + ACCUMULATOR_PIXEL) + table;
-    const std::uint64_t loaded = stored_bytes(frame.input.file) + pixels * IMAGE_PIXEL;
-    const std::uint64_t write = loaded + pixels * IMAGE_PIXEL;
-    return loaded + (in_shot ? render + loaded + write : std::max(render, write));
+std::uint64_t render_bytes(const planned_frame& frame) {
+    const input_picture& input = frame.header.input;
+    const std::uint64_t image = pixels_of(input.area) * IMAGE_PIXEL;
+    const std::uint64_t read = stored_bytes(input.file) + image * (frame.has_map ? 2 : 1);
+    const std::uint64_t render = read + image + tool_bytes(frame);
+    // the result, and a copy of it that is encoded
+    const std::uint64_t write = read + 2 * image + written_bytes(input);
+    return frame.in_shot ? read + render + write : std::max(render, write);
 }
 
 const char* blur_control(const headless::tool& tool, TimeStamp time) {

@@ -7,17 +7,26 @@
 #include "command/frame_loader.h"
 #include "host/headless_host.h"
 
-// Diameter in pixels of the largest blur at `time`, of a picture that is `width` pixels
-// wide; 0 for a tool without a lens. Infinite when the lens is focused at its focal
+// Diameter of the largest blur at `time`, as a part of the width of the picture that is
+// shown; 0 for a tool without a lens. Infinite when the lens is focused at its focal
 // length.
-double largest_blur(const headless::tool& tool, TimeStamp time, std::int64_t width);
+double largest_blur(const headless::tool& tool, TimeStamp time);
 
-// Bytes of the weights of all kernels up to that blur, for a picture `width` pixels wide.
+// Bytes of the weights of all kernels up to a blur in pixels, for a picture `width`
+// pixels wide.
 std::uint64_t kernel_table_bytes(double blur, std::int64_t width);
 
-// Bytes that reading, rendering and writing the frame takes, for a largest blur in
-// pixels. `in_shot` counts the frames read and written meanwhile.
-std::uint64_t render_bytes(const loaded_frame& frame, double blur, bool in_shot);
+// What of a frame is known before its pixels are read.
+struct planned_frame {
+    const loaded_frame& header;  // as frame_loader::load shows it
+    bool has_map;
+    double blur;     // the largest, pixels
+    bool has_table;  // whether the tool makes all kernels up to that beforehand
+    bool in_shot;    // whether others are read and written meanwhile
+};
+
+// Bytes that reading, rendering and writing the frame takes.
+std::uint64_t render_bytes(const planned_frame& frame);
 
 // Which control to change when the blur is too much.
 const char* blur_control(const headless::tool& tool, TimeStamp time);

@@ -87,6 +87,8 @@ headless::class_info session::tool_class() const {
     return unknown;
 }
 
+bool session::makes_kernel_table() const { return tool_class().id != FAST_TOOL; }
+
 std::unique_ptr<headless::tool> session::create_tool() {
     auto tool = host_.create_tool(tool_class().id);
     tool->open_page();

@@ -37,6 +37,9 @@ class session {
     headless::host& host() { return host_; }
     // The class of the options; its id alone when it is not loaded.
     headless::class_info tool_class() const;
+    // Whether tools of that class make all kernels of a frame beforehand. The fast one
+    // does not.
+    bool makes_kernel_table() const;
     // A tool with the settings and edits of the options. Throws headless::host_error.
     std::unique_ptr<headless::tool> create_tool();
 

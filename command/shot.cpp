@@ -49,6 +49,13 @@ struct frame_job {
     std::string record;
 };
 
+// What the controls tell of a frame, before the tool is busy with another.
+struct frame_plan {
+    bool needs_depth = false;
+    double blur = 0.0;         // the largest, as a part of the width
+    const char* control = "";  // to change when that is too much
+};
+
 frame_files files_of(const shot_options& options, int frame) {
     const auto name = [&](const std::string& pattern) -> fs::path {
         return options.frames.empty() ? pattern : frame_name(pattern, frame);
@@ -105,9 +112,10 @@ class shot_renderer {
 
   private:
     std::vector<frame_report> frames_to_render();
-    frame_job read(frame_report report, bool needs_depth);
+    frame_job read(frame_report report, const frame_plan& plan);
+    void check_memory(const loaded_frame& header, const frame_report& report,
+                      const frame_plan& plan) const;
     void render_job(frame_job& job);
-    void check_memory(const frame_job& job) const;
     frame_report write(frame_job job) const;
     void finish(const frame_report& report);
     void finish_write(std::future<frame_report>& writing);
@@ -145,12 +153,18 @@ std::vector<frame_report> shot_renderer::frames_to_render() {
     return reports;
 }
 
-frame_job shot_renderer::read(frame_report report, bool needs_depth) {
+frame_job shot_renderer::read(frame_report report, const frame_plan& plan) {
     frame_job job;
     job.report = std::move(report);
     const auto start = clock_type::now();
     try {
-        job.loaded = loader_.load(job.report.files, needs_depth, options_.memory_limit);
+        job.loaded = loader_.load(job.report.files, plan.needs_depth,
+                                  options_.memory_limit, [&](const loaded_frame& header) {
+                                      const auto width =
+                                          static_cast<double>(header.input.display.width);
+                                      job.report.largest_blur = plan.blur * width;
+                                      check_memory(header, job.report, plan);
+                                  });
     } catch (const std::exception& error) {
         job.report.status = "failed";
         job.report.error = error.what();
@@ -160,26 +174,28 @@ frame_job shot_renderer::read(frame_report report, bool needs_depth) {
 }
 
 std::future<frame_job> shot_renderer::start_reading(const frame_report& report) {
-    bool needs_depth = false;
+    frame_plan plan;
+    plan.blur = largest_blur(tool_, report.frame);
+    if (plan.blur > 0.0) plan.control = blur_control(tool_, report.frame);
     for (const headless::control* control : tool_.controls()) {
         if (control->info().id != "BlurChannel") continue;
-        needs_depth = control->info().shown(control->number(report.frame)) == "Z";
+        plan.needs_depth = control->info().shown(control->number(report.frame)) == "Z";
     }
-    return std::async(std::launch::async, &shot_renderer::read, this, report,
-                      needs_depth);
+    return std::async(std::launch::async, &shot_renderer::read, this, report, plan);
 }
 
-void shot_renderer::check_memory(const frame_job& job) const {
-    const std::uint64_t bytes =
-        render_bytes(job.loaded, job.report.largest_blur, is_shot());
+void shot_renderer::check_memory(const loaded_frame& header, const frame_report& report,
+                                 const frame_plan& plan) const {
+    const bool has_table = options_.makes_kernel_table;
+    const std::uint64_t bytes = render_bytes({header, !report.files.depth_map.empty(),
+                                              report.largest_blur, has_table, is_shot()});
     if (bytes <= options_.memory_limit) return;
-    const std::string input = job.report.files.input.string();
     const std::uint64_t table =
-        kernel_table_bytes(job.report.largest_blur, job.loaded.input.area.width);
-    throw host_error(input + ": would take about " + shown_bytes(bytes) +
-                     " of memory, the limit is " + shown_bytes(options_.memory_limit) +
-                     (table > bytes / 2 ? std::string("; lower ") +
-                                              blur_control(tool_, job.report.frame)
+        has_table ? kernel_table_bytes(report.largest_blur, header.input.area.width) : 0;
+    throw host_error(report.files.input.string() + ": would take about " +
+                     shown_bytes(bytes) + " of memory, the limit is " +
+                     shown_bytes(options_.memory_limit) +
+                     (table > bytes / 2 ? std::string("; lower ") + plan.control
                                         : "; raise --memory-limit"));
 }
 
@@ -187,8 +203,6 @@ void shot_renderer::render_job(frame_job& job) {
     const auto start = clock_type::now();
     const TimeStamp time = job.report.frame;
     const input_picture& input = job.loaded.input;
-    job.report.largest_blur = largest_blur(tool_, time, input.display.width);
-    check_memory(job);
     const std::string note = no_blur_note(tool_, time, job.report.largest_blur);
     if (!note.empty() && !options_.quiet) {
         bar_.clear();

@@ -22,9 +22,10 @@ struct shot_options {
     output_choices output_as;
     bool skip_existing = false;
     bool quiet = false;
-    std::string log;                 // gets a line of JSON a frame; empty: none
-    std::string tool_name;           // for the record in the pictures
-    std::uint64_t memory_limit = 0;  // bytes
+    std::string log;                  // gets a line of JSON a frame; empty: none
+    std::string tool_name;            // for the record in the pictures
+    bool makes_kernel_table = false;  // the tool does
+    std::uint64_t memory_limit = 0;   // bytes
 };
 
 // Throws headless::host_error when the frames would overwrite one another or an input.
