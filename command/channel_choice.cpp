@@ -95,16 +95,6 @@ std::string listed(const List& choices, Name name) {
     return text;
 }
 
-std::string listed_channels(const picture& file) {
-    std::vector<channel_place> all;
-    for (std::size_t part = 0; part < file.size(); ++part) {
-        for (std::size_t i = 0; i < file[part].spec.channelnames.size(); ++i) {
-            all.push_back({part, i});
-        }
-    }
-    return listed(all, [&](const channel_place& p) { return full_name(file, p); });
-}
-
 template <class Test>
 std::vector<channel_place> channels_where(const picture& file, Test test) {
     std::vector<channel_place> found;
@@ -117,6 +107,10 @@ std::vector<channel_place> channels_where(const picture& file, Test test) {
     return found;
 }
 
+std::string listed_channels(const picture& file) {
+    return listed_channels(file, channels_where(file, [](auto&, auto&) { return true; }));
+}
+
 // The only place of `found`, or nothing; several are an error.
 std::optional<channel_place> only(const picture& file,
                                   const std::vector<channel_place>& found) {
@@ -124,7 +118,7 @@ std::optional<channel_place> only(const picture& file,
     if (found.size() == 1) return found.front();
     throw headless::host_error(
         "has several depth channels; choose one by --depth-channel: " +
-        listed(found, [&](const channel_place& p) { return full_name(file, p); }));
+        listed_channels(file, found));
 }
 
 std::optional<channel_place> named_channel(const picture& file, const std::string& name) {
@@ -194,4 +188,23 @@ std::optional<channel_place> choose_depth(const picture& file,
     return only(file, channels_where(file, [&](const auto&, const auto& channel) {
                     return is_z(channel);
                 }));
+}
+
+std::vector<channel_place> other_channels(const picture& file,
+                                          const color_channels& color,
+                                          const std::optional<channel_place>& depth) {
+    std::vector<channel_place> others =
+        channels_where(file, [](auto&, auto&) { return true; });
+    std::erase_if(others, [&](const channel_place& p) {
+        if (p == depth) return true;
+        return p.part == color.part &&
+               (p.channel == color.red || p.channel == color.green ||
+                p.channel == color.blue || p.channel == color.alpha);
+    });
+    return others;
+}
+
+std::string listed_channels(const picture& file,
+                            const std::vector<channel_place>& channels) {
+    return listed(channels, [&](const channel_place& p) { return full_name(file, p); });
 }

@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "command/picture_file.h"
 
@@ -39,3 +40,12 @@ color_channels choose_color(const picture& file, const std::string& layer);
 std::optional<channel_place> choose_depth(const picture& file,
                                           const color_channels& color,
                                           const std::string& name);
+
+// All channels but those of the colour and the depth, in the order of the file.
+std::vector<channel_place> other_channels(const picture& file,
+                                          const color_channels& color,
+                                          const std::optional<channel_place>& depth);
+
+// Their names with commas between, each with its part's where there are several parts.
+std::string listed_channels(const picture& file,
+                            const std::vector<channel_place>& channels);

@@ -116,6 +116,16 @@ std::optional<channel_place> depth_target(const input_picture& input) {
     return channel_place{input.color.part, static_cast<std::size_t>(z - names.begin())};
 }
 
+// Whether part `part` has channels besides those that the tool makes, and a compression
+// that would alter them once more.
+bool would_alter_others(const input_picture& input, std::size_t part) {
+    const std::string compression =
+        input.file[part].spec.get_string_attribute("compression");
+    if (!compression.starts_with("b44") && !compression.starts_with("dwa")) return false;
+    const auto others = other_channels(input.file, input.color, depth_target(input));
+    return std::ranges::count(others, part, &channel_place::part) > 0;
+}
+
 picture with_all_channels(const input_picture& input, const Image& result, TypeDesc type,
                           const color_encoding& encoding) {
     // headers: alpha and depth join the colour where the input has none
@@ -200,6 +210,22 @@ color_encoding output_encoding(const input_picture& input, TypeDesc type,
 
 }  // namespace
 
+std::string expected_losses(const input_picture& input, const std::filesystem::path& file,
+                            const output_choices& choices) {
+    if (!holds_named_channels(file)) {
+        const auto others = other_channels(input.file, input.color, input.depth);
+        if (others.empty()) return "";
+        return "has no room for " + listed_channels(input.file, others);
+    }
+    for (std::size_t i = 0; i < input.file.size() && choices.compression.empty(); ++i) {
+        if (!would_alter_others(input, i)) continue;
+        return "is compressed by zip, because " +
+               std::string(input.file[i].spec.get_string_attribute("compression")) +
+               " would alter channels that pass through; --compression overrides";
+    }
+    return "";
+}
+
 picture result_picture(const input_picture& input, const Image& result,
                        const std::filesystem::path& file, const output_choices& choices,
                        const std::string& record) {
@@ -209,12 +235,15 @@ picture result_picture(const input_picture& input, const Image& result,
     const color_encoding encoding = output_encoding(input, type, choices);
     picture output = all_channels ? with_all_channels(input, result, type, encoding)
                                   : only_color(input, result, file, type, encoding);
-    for (picture_part& part : output) {
-        forget_storage(part.spec);
-        part.spec.attribute("oiio:ColorSpace", encoding.name());
-        part.spec.attribute("focusfall", record);
+    for (std::size_t i = 0; i < output.size(); ++i) {
+        OIIO::ImageSpec& spec = output[i].spec;
+        forget_storage(spec);
+        spec.attribute("oiio:ColorSpace", encoding.name());
+        spec.attribute("focusfall", record);
         if (!choices.compression.empty()) {
-            part.spec.attribute("compression", choices.compression);
+            spec.attribute("compression", choices.compression);
+        } else if (all_channels && would_alter_others(input, i)) {
+            spec.attribute("compression", "zip");
         }
     }
     return output;

@@ -25,10 +25,16 @@ struct output_choices {
     std::optional<color_encoding> encoding;
 };
 
+// What of the input does not arrive in `file` as it is, apart from what the tool makes,
+// as the end of a sentence about the file; empty when all does.
+std::string expected_losses(const input_picture& input, const std::filesystem::path& file,
+                            const output_choices& choices);
+
 // The picture to write to `file` for the tool's `result` in the input's area. A format
 // that holds channels by name gets all of the input's, bit for bit but for the colour and
 // the depth, its header with `record` in the attribute "focusfall", and the area as its
-// data window; others get the colour of the display window. Throws headless::host_error.
+// data window, losslessly compressed where that takes it; others get the colour of the
+// display window. Throws headless::host_error.
 picture result_picture(const input_picture& input, const Image& result,
                        const std::filesystem::path& file, const output_choices& choices,
                        const std::string& record);

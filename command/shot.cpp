@@ -115,6 +115,7 @@ class shot_renderer {
     frame_job read(frame_report report, const frame_plan& plan);
     void check_memory(const loaded_frame& header, const frame_report& report,
                       const frame_plan& plan) const;
+    void tell_notes(const frame_job& job);
     void render_job(frame_job& job);
     frame_report write(frame_job job) const;
     void finish(const frame_report& report);
@@ -131,6 +132,7 @@ class shot_renderer {
     std::size_t frames_ = 0;    // to render
     std::size_t rendered_ = 0;  // of these
     std::vector<int> failed_;
+    bool told_losses_ = false;
 };
 
 std::vector<frame_report> shot_renderer::frames_to_render() {
@@ -199,16 +201,27 @@ void shot_renderer::check_memory(const loaded_frame& header, const frame_report&
                                         : "; raise --memory-limit"));
 }
 
+// Of losses once, for the other frames have the same.
+void shot_renderer::tell_notes(const frame_job& job) {
+    if (options_.quiet) return;
+    const auto tell = [&](const fs::path& file, const std::string& note) {
+        if (note.empty()) return;
+        bar_.clear();
+        std::cerr << "focusfall: " << file.string() << ": " << note << "\n";
+    };
+    const frame_report& report = job.report;
+    tell(report.files.input, no_blur_note(tool_, report.frame, report.largest_blur));
+    if (told_losses_) return;
+    told_losses_ = true;
+    tell(report.files.output,
+         expected_losses(job.loaded.input, report.files.output, options_.output_as));
+}
+
 void shot_renderer::render_job(frame_job& job) {
     const auto start = clock_type::now();
     const TimeStamp time = job.report.frame;
     const input_picture& input = job.loaded.input;
-    const std::string note = no_blur_note(tool_, time, job.report.largest_blur);
-    if (!note.empty() && !options_.quiet) {
-        bar_.clear();
-        std::cerr << "focusfall: " << job.report.files.input.string() << ": " << note
-                  << "\n";
-    }
+    tell_notes(job);
     job.record = record_of(tool_, time, options_.tool_name);
 
     tool_.connect("Input", job.loaded.image.get());
