@@ -142,8 +142,9 @@ std::vector<frame_report> shot_renderer::frames_to_render() {
         frame_report report;
         report.frame = frame;
         report.files = files_of(options_, frame);
-        if (folders.insert(report.files.output.parent_path()).second) {
-            remove_abandoned_files(report.files.output.parent_path());
+        for (const fs::path& file : {report.files.output, report.files.preview}) {
+            if (file.empty() || !folders.insert(file.parent_path()).second) continue;
+            remove_abandoned_files(file.parent_path());
         }
         if (options_.skip_existing && fs::exists(report.files.output)) {
             report.status = "skipped";
@@ -274,6 +275,11 @@ void shot_renderer::finish(const frame_report& report) {
         // names of files and channels need not be UTF-8, which the notation demands
         constexpr auto REPLACE = nlohmann::ordered_json::error_handler_t::replace;
         log_ << log_line(report).dump(-1, ' ', false, REPLACE) << std::endl;
+        if (!log_) {
+            std::cerr << "focusfall: " << options_.log
+                      << ": can not be written any more\n";
+            log_.close();
+        }
     }
     if (report.status != "failed") return;
     if (!is_shot()) throw host_error(report.error);
@@ -340,6 +346,9 @@ void check_names(const shot_options& options) {
         for (const auto& file : {files.input, files.depth_map, files.blur_image}) {
             if (const auto known = identity(file)) inputs.insert(*known);
         }
+    }
+    if (const auto known = identity(options.log); known && inputs.contains(*known)) {
+        throw host_error(options.log + ": is an input; choose another log");
     }
     std::map<fs::path, int> outputs;
     for (const int frame : frames_of(options)) {
