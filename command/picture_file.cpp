@@ -11,6 +11,7 @@
 #include <OpenImageIO/filesystem.h>
 
 #include "command/host_images.h"
+#include "command/openexr_header.h"
 #include "command/output_file.h"
 #include "host/control.h"
 
@@ -203,16 +204,17 @@ picture read_picture(const fs::path& file, std::uint64_t most_bytes,
     // by its name: else each of many readers would try what one of them refuses
     const auto input = OIIO::ImageInput::create(file.string());
     if (!input) fail(file, OIIO::geterror());
+    const bool is_openexr = std::string(input->format_name()) == "openexr";
+    if (is_openexr) check_openexr_header(file);
     OIIO::ImageSpec first;
     if (!input->open(file.string(), first, config)) fail(file, input->geterror());
 
     picture parts;
-    const bool all_parts = std::string(input->format_name()) == "openexr";
     do {
         check_header(input->spec(), file, most_bytes);
         most_bytes -= pixel_bytes(input->spec());
         parts.push_back({input->spec(), nullptr});
-    } while (all_parts && input->seek_subimage(static_cast<int>(parts.size()), 0));
+    } while (is_openexr && input->seek_subimage(static_cast<int>(parts.size()), 0));
     if (look) look(parts);
 
     for (std::size_t i = 0; i < parts.size(); ++i) {

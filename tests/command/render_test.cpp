@@ -53,6 +53,7 @@ const struct {
     {{"folder.exr", "-o", "out.exr"}, {"folder.exr: ", "folder"}},
     {{"empty.exr", "-o", "out.exr"}, {"empty.exr: "}},
     {{"text.png", "-o", "out.exr"}, {"text.png: "}},
+    {{"odd.exr", "-o", "out.exr"}, {"odd.exr: ", "\"A\"", "damaged"}},
     {{"deep.exr", "-o", "out.exr"}, {"deep.exr: ", "flatten"}},
     {{"in.exr", "-o", "in.exr"}, {"in.exr: ", "input"}},
     {{"in.exr", "-o", "./link.exr"}, {"link.exr: ", "input"}},
@@ -82,6 +83,15 @@ void write_deep(const std::string& file) {
     const auto output = OIIO::ImageOutput::create(file);
     ASSERT_TRUE(output->open(file, spec) && output->write_deep_image(samples) &&
                 output->close());
+}
+
+// Gives the first channel of a file of parts a type that there is not. The picture
+// library does not notice in parts of an unknown kind, and ended the process.
+void spoil_channel_type(const std::string& file) {
+    std::string bytes = bytes_of(file);
+    bytes[bytes.find("scanlineimage")] = 'S';
+    bytes[bytes.find("chlist") + sizeof "chlist" + 4 + sizeof "A"] = 9;
+    std::ofstream(file, std::ios::binary) << bytes;
 }
 
 // Whether a process waits for these signals and no others: libraries hold back all of
@@ -125,6 +135,12 @@ TEST_F(renders, ThatFailSayWhyAndWriteNothing) {
     flat.push_back(made_part(SMALL, SMALL, channels));
     write("flat.exr", std::move(flat));
     write_deep(path("deep.exr"));
+    std::vector<picture_part> parts;
+    for (const char* name : {"one", "two"}) {
+        parts.push_back(made_part(SMALL, SMALL, scene_channels()));
+        parts.back().spec.attribute("oiio:subimagename", name);
+    }
+    spoil_channel_type(write("odd.exr", std::move(parts)));
     mkfifo(path("pipe.exr").c_str(), 0600);
     fs::create_directory(path("folder.exr"));
     fs::create_symlink("in.exr", path("link.exr"));
