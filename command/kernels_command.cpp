@@ -4,6 +4,7 @@
 #include "command/frame_loader.h"
 #include "command/interruption.h"
 #include "command/kernel_probe.h"
+#include "command/memory_limit.h"
 #include "command/picture_file.h"
 #include "command/session.h"
 
@@ -26,7 +27,8 @@ void draw_kernels(kernels_options options) {
     if (!options.blur_image.empty()) {
         frame_files files;
         files.input = options.blur_image;
-        const loaded_frame shape = frame_loader({}).load(files, false, UINT64_MAX);
+        const loaded_frame shape =
+            frame_loader({}).load(files, false, available_memory());
         tool->connect("BlurImage", shape.image.get());
     }
 

@@ -20,9 +20,9 @@ namespace {
 namespace fs = std::filesystem;
 using OIIO::TypeDesc;
 
-[[noreturn]] void fail(const fs::path& file, std::string what) {
-    while (what.ends_with('\n')) what.pop_back();
-    throw headless::host_error(file.string() + ": " + what);
+[[noreturn]] void fail(const fs::path& file, const std::string& what) {
+    // of several faults that the library lists, the first led to the others
+    throw headless::host_error(file.string() + ": " + what.substr(0, what.find('\n')));
 }
 
 // Opening a pipe would wait for its other end, a folder gives baffling errors.
