@@ -2,6 +2,7 @@
 
 #include <iostream>
 #include <memory>
+#include <set>
 
 #include "command/commands.h"
 #include "command/frame_range.h"
@@ -28,6 +29,16 @@ std::string joined(const std::vector<int>& frames) {
     return text;
 }
 
+// Of OpenEXR, whose writer takes ZIP for what it does not know; "dwaa:60" has a level.
+void check_compression(const std::string& name) {
+    const std::set<std::string> known{"",      "none", "rle",  "zip",  "zips", "piz",
+                                      "pxr24", "b44",  "b44a", "dwaa", "dwab"};
+    if (known.contains(name.substr(0, name.find(':')))) return;
+    throw CLI::ValidationError("--compression", name +
+                                                    ": is none of none, rle, zip, zips, "
+                                                    "piz, pxr24, b44, b44a, dwaa, dwab");
+}
+
 void render(render_line& line) {
     hold_back_signals();  // before any library starts threads
     shot_options& options = line.shot;
@@ -41,7 +52,10 @@ void render(render_line& line) {
     options.quiet = line.session.quiet;
     if (options.memory_limit == 0) options.memory_limit = available_memory();
 
-    holds_named_channels(options.output);  // throws when no format has such a name
+    // throws when no format has such a name
+    if (holds_named_channels(options.output)) {
+        check_compression(options.output_as.compression);
+    }
     if (!options.preview.empty()) holds_named_channels(options.preview);
     check_names(options);
     guard_memory(options.memory_limit);

@@ -117,6 +117,7 @@ TEST_F(renders, ThatAreAskedForWronglyEndWithStatus2) {
         {"render", "in.exr", "-o", "out.exr", "--frames", "5-1"},
         {"render", "in.exr", "-o", "out.exr", "--data-type", "double"},
         {"render", "in.exr", "-o", "out.exr", "--threads", "none"},
+        {"render", "in.exr", "-o", "out.exr", "--compression", "zap"},
         {"render", "in.exr", "-o", "out.exr", "--colorspace", "purple"},
         {"render", "in.exr", "-o", "out.exr", "--memory-limit", "much"}};
     for (const auto& line : lines) {
