@@ -18,7 +18,7 @@ constexpr std::uint64_t ACCUMULATOR_PIXEL = 20;
 constexpr std::uint64_t SAMPLE_PIXEL = 32;  // of a tool with a table
 constexpr std::uint64_t PLANES_PIXEL = 28;  // of one without, as are the next two
 constexpr std::uint64_t STAMP_PIXEL = 16;
-constexpr std::uint64_t OFFSET_PIXEL = 20;  // of a square as wide as the largest kernel
+constexpr std::uint64_t OFFSET_PIXEL = 36;  // of a square as wide as the largest kernel
 constexpr std::uint64_t STAMP_BATCH = 1 << 28;  // kernels that it keeps at once
 constexpr std::uint64_t MARGIN = 128;           // columns beside the planes
 
