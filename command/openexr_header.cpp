@@ -13,7 +13,8 @@ namespace {
 constexpr std::int32_t MAGIC = 20000630;
 constexpr std::int32_t SEVERAL_PARTS = 0x1000;
 constexpr std::int32_t PIXEL_TYPES = 3;
-constexpr std::int64_t CHANNEL_BYTES = 16;  // behind the name, with the type
+constexpr std::uint64_t SMALLEST_PIXEL = 2;  // bytes
+constexpr std::int64_t CHANNEL_BYTES = 16;   // behind the name, with the type
 
 // Bytes of the attributes that have always as many; the library does not look at the
 // length that the file gives for these.
@@ -49,7 +50,7 @@ class header_reader {
     std::int64_t position() { return stream_.tellg(); }
 
     [[noreturn]] void fail(const std::string& what) const {
-        throw headless::host_error(file_.string() + ": " + what + "; it is damaged");
+        throw headless::host_error(file_.string() + ": " + what);
     }
 
   private:
@@ -61,15 +62,28 @@ void check_channels(header_reader& header) {
     for (std::string name = header.text(); !name.empty(); name = header.text()) {
         const std::int32_t type = header.number();
         if (type < 0 || type >= PIXEL_TYPES) {
-            header.fail("has a channel \"" + name + "\" of an unknown type");
+            header.fail("has a channel \"" + name +
+                        "\" of an unknown type; it is damaged");
         }
         header.skip(CHANNEL_BYTES - static_cast<std::int64_t>(sizeof type));
     }
 }
 
+// The library takes memory for many lines as soon as it opens a file.
+void check_line(header_reader& header, std::uint64_t most_bytes) {
+    const std::int64_t left = header.number();
+    header.number();
+    const std::int64_t width = header.number() - left + 1;
+    header.number();
+    if (width > 0 && static_cast<std::uint64_t>(width) > most_bytes / SMALLEST_PIXEL) {
+        header.fail("has lines of " + std::to_string(width) +
+                    " pixels, which is more than the memory holds");
+    }
+}
+
 // Looks at one attribute, whose name was read.
 void check_attribute(header_reader& header, const std::string& name,
-                     std::int64_t file_bytes) {
+                     std::int64_t file_bytes, std::uint64_t most_bytes) {
     const std::string type = header.text();
     const std::int64_t length = header.number();
     const std::int64_t end = header.position() + length;
@@ -77,17 +91,19 @@ void check_attribute(header_reader& header, const std::string& name,
         const auto fixed = fixed_lengths().find(type);
         if (type == "chlist") {
             check_channels(header);
+        } else if (name == "dataWindow" && type == "box2i") {
+            check_line(header, most_bytes);
         } else {
             header.skip(fixed == fixed_lengths().end() ? length : fixed->second);
         }
         if (header.position() == end) return;
     }
-    header.fail("has an attribute \"" + name + "\" of a wrong length");
+    header.fail("has an attribute \"" + name + "\" of a wrong length; it is damaged");
 }
 
 }  // namespace
 
-void check_openexr_header(const std::filesystem::path& file) {
+void check_openexr_header(const std::filesystem::path& file, std::uint64_t most_bytes) {
     header_reader header(file);
     if (header.number() != MAGIC) return;
     const bool several_parts = (header.number() & SEVERAL_PARTS) != 0;
@@ -95,7 +111,7 @@ void check_openexr_header(const std::filesystem::path& file) {
     std::string name = header.text();
     do {
         for (; !name.empty(); name = header.text()) {
-            check_attribute(header, name, file_bytes);
+            check_attribute(header, name, file_bytes, most_bytes);
         }
         name = header.text();
     } while (several_parts && !name.empty());

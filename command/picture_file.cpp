@@ -205,7 +205,7 @@ picture read_picture(const fs::path& file, std::uint64_t most_bytes,
     const auto input = OIIO::ImageInput::create(file.string());
     if (!input) fail(file, OIIO::geterror());
     const bool is_openexr = std::string(input->format_name()) == "openexr";
-    if (is_openexr) check_openexr_header(file);
+    if (is_openexr) check_openexr_header(file, most_bytes);
     OIIO::ImageSpec first;
     if (!input->open(file.string(), first, config)) fail(file, input->geterror());
 

@@ -8,7 +8,7 @@ namespace {
 
 using OIIO::TypeDesc;
 
-constexpr std::uint64_t MOST_BYTES = 1 << 22;
+constexpr std::uint64_t MOST_BYTES = 1 << 18;
 
 picture_part seed_part(const std::vector<std::string>& channels, TypeDesc type) {
     OIIO::ImageSpec spec(9, 7, static_cast<int>(channels.size()), type);
