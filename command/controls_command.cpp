@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <iostream>
+#include <map>
 #include <memory>
 #include <string>
 #include <utility>
@@ -21,7 +22,10 @@ using headless::control_kind;
 // One line of the table; the last cell may be as long as it wants.
 using row = std::vector<std::string>;
 
-row row_of(const control& input) {
+// Why hidden controls are, by control.
+using reasons = std::map<std::string, std::string>;
+
+row row_of(const control& input, const reasons& needs) {
     const control_info& info = input.info();
     const animation curve = input.curve();
     const std::string value = info.kind == control_kind::IMAGE ? ""
@@ -30,7 +34,11 @@ row row_of(const control& input) {
                                   : shown_setting(input);
     std::string takes = info.range();
     if (info.slider_end) takes += ", slider to " + info.shown(*info.slider_end);
-    if (!input.is_visible()) takes += "  (hidden)";
+    if (!input.is_visible()) {
+        const auto need = needs.find(info.id);
+        takes += need == needs.end() ? "  (without effect now)"
+                                     : "  (needs " + need->second + ")";
+    }
     return {"  " + info.id, info.name, value, takes};
 }
 
@@ -45,10 +53,11 @@ void print_row(const row& cells, const std::vector<std::size_t>& widths) {
     std::cout << line << "\n";
 }
 
-void print_table(const headless::tool& tool) {
+void print_table(headless::tool& tool) {
+    const reasons needs = settings_that_show(tool);
     std::vector<std::size_t> widths(4);
     for (const control* input : tool.controls()) {
-        const row cells = row_of(*input);
+        const row cells = row_of(*input, needs);
         for (std::size_t i = 0; i < cells.size(); ++i) {
             // one long text would push all ranges out of sight
             const bool is_text = input->info().kind == control_kind::TEXT;
@@ -62,7 +71,7 @@ void print_table(const headless::tool& tool) {
             std::cout << (page.empty() ? "" : "\n") << input->info().page << "\n";
             page = input->info().page;
         }
-        print_row(row_of(*input), widths);
+        print_row(row_of(*input, needs), widths);
         if (input->curve().is_animated()) {
             print_row({"", "", shown_setting(*input)}, widths);
         }

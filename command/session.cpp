@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cstdio>
 #include <filesystem>
+#include <iostream>
+#include <set>
 
 #include "command/settings_file.h"
 
@@ -36,7 +38,49 @@ std::string fault_of_edit(const std::string& edit) {
     return edit.find('=') == edit.npos ? edit + " has not the form ID=VALUE" : "";
 }
 
+std::string id_of(const std::string& edit) { return edit.substr(0, edit.find('=')); }
+
+// Tells of edits of controls that the tool hides in the end, one line for each reason.
+void note_hidden(headless::tool& tool, const std::vector<std::string>& edits) {
+    std::map<std::string, std::set<std::string>> hidden;  // by reason
+    for (const std::string& edit : edits) {
+        const std::string id = id_of(edit);
+        if (tool.find(id).is_visible()) continue;
+        const auto cures = settings_that_show(tool);
+        const auto cure = cures.find(id);
+        hidden[cure == cures.end() ? "without effect beside the other settings"
+                                   : "without effect unless " + cure->second]
+            .insert(id);
+    }
+    for (const auto& [reason, ids] : hidden) {
+        std::cerr << "focusfall: " << CLI::detail::join(ids, ", ") << ": " << reason
+                  << "\n";
+    }
+}
+
 }  // namespace
+
+std::map<std::string, std::string> settings_that_show(headless::tool& tool) {
+    std::map<std::string, std::string> settings;
+    std::vector<const headless::control*> hidden;
+    for (const headless::control* one : tool.controls()) {
+        if (!one->is_visible()) hidden.push_back(one);
+    }
+    for (const headless::control* list : tool.controls()) {
+        const headless::control_info& info = list->info();
+        if (info.items.empty() || list->curve().is_animated()) continue;
+        const double before = list->number(0);
+        for (std::size_t item = 0; item < info.items.size(); ++item) {
+            tool.set(info.id, static_cast<double>(item));
+            for (const headless::control* one : hidden) {
+                if (!one->is_visible()) continue;
+                settings.emplace(one->info().id, info.id + "=" + info.items[item]);
+            }
+        }
+        tool.set(info.id, before);
+    }
+    return settings;
+}
 
 fs::path folder_of_command() { return fs::read_symlink("/proc/self/exe").parent_path(); }
 
@@ -96,10 +140,14 @@ std::unique_ptr<headless::tool> session::create_tool() {
         tool->restore(read_settings_file(settings_file_named(name), *tool));
     }
     for (const std::string& edit : options_.edits) {
-        const std::size_t sign = edit.find('=');
-        const std::string id = edit.substr(0, sign);
-        const std::string value = edit.substr(sign + 1);
+        const std::string id = id_of(edit);
+        const std::string value = edit.substr(id.size() + 1);
         tool->replace(id, parsed_setting(tool->find(id).info(), value));
     }
+    // what keys of lists show at one time and hide at another has its effect
+    const bool changes = std::ranges::any_of(tool->controls(), [](const auto* one) {
+        return one->info().steps() && one->curve().is_animated();
+    });
+    if (!options_.quiet && !changes) note_hidden(*tool, options_.edits);
     return tool;
 }

@@ -2,6 +2,7 @@
 // What every verb of the command begins with: a host, the plug-ins, a tool.
 
 #include <filesystem>
+#include <map>
 #include <memory>
 #include <string>
 #include <vector>
@@ -24,6 +25,10 @@ struct session_options {
     void add_tool_options(CLI::App& verb);    // --plugin, --tool, --settings, --set
 };
 
+// The settings that would show hidden controls, as "SettingsType=Advanced" by control;
+// those that no single one shows are missing. Edits the tool, and leaves it as it was.
+std::map<std::string, std::string> settings_that_show(headless::tool& tool);
+
 // Where the command lies; what is installed with it is found from there.
 std::filesystem::path folder_of_command();
 
@@ -40,7 +45,8 @@ class session {
     // Whether tools of that class make all kernels of a frame beforehand. The fast one
     // does not.
     bool makes_kernel_table() const;
-    // A tool with the settings and edits of the options. Throws headless::host_error.
+    // A tool with the settings and edits of the options. Notes edits that have no effect
+    // on standard error, unless `quiet`. Throws headless::host_error.
     std::unique_ptr<headless::tool> create_tool();
 
   private:
