@@ -145,7 +145,7 @@ Owned<Image> frame_loader::depth_map(const frame_files& files, const input_pictu
         const window display = display_window(file[0].spec);
         if (display != input.display) {
             throw host_error("is " + shown(display) + ", the input is " +
-                             shown(input.display));
+                             shown(input.display) + " (display windows)");
         }
         const map_channels chosen = choose_map(file, choices_.depth_channel, needs_depth);
         // numbers, whatever curve the file has: a map holds no light

@@ -6,6 +6,7 @@
 
 #include <chrono>
 #include <cstdio>
+#include <utility>
 
 #include "command/output_file.h"
 
@@ -44,6 +45,11 @@ interruption::~interruption() {
     watcher_.join();
 }
 
+void interruption::set_last_words(std::string words) {
+    const std::scoped_lock lock(mutex_);
+    last_words_ = std::move(words);
+}
+
 void interruption::wait_for_signal() {
     const sigset_t signals = held_back_signals();
     int signal = 0;
@@ -53,7 +59,11 @@ void interruption::wait_for_signal() {
     if (ending_) return;
     requested_ = true;
     tool_.abort();
-    if (ended_.wait_for(lock, GRACE, [this] { return ending_; })) return;
+    const bool in_time = ended_.wait_for(lock, GRACE, [this] { return ending_; });
     if (isatty(STDERR_FILENO) != 0) std::fputs("\r\x1b[K", stderr);  // a progress bar
+    if (!last_words_.empty()) {
+        std::fputs(("focusfall: " + last_words_ + "\n").c_str(), stderr);
+    }
+    if (in_time) return;
     exit_without_unfinished_files(INTERRUPTED_STATUS);
 }

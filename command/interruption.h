@@ -4,6 +4,7 @@
 #include <atomic>
 #include <condition_variable>
 #include <mutex>
+#include <string>
 #include <thread>
 
 #include "host/headless_host.h"
@@ -32,6 +33,9 @@ class interruption {
         if (requested_) throw interrupted();
     }
 
+    // What to say on standard error after a signal.
+    void set_last_words(std::string words);
+
   private:
     void wait_for_signal();
 
@@ -39,6 +43,7 @@ class interruption {
     std::atomic<bool> requested_ = false;
     std::mutex mutex_;
     std::condition_variable ended_;
-    bool ending_ = false;  // under mutex_
+    bool ending_ = false;  // under mutex_, as the next
+    std::string last_words_;
     std::thread watcher_;  // started last
 };

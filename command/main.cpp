@@ -2,9 +2,30 @@
 
 #include <exception>
 #include <iostream>
+#include <string>
+#include <vector>
 
 #include "command/commands.h"
 #include "command/interruption.h"
+#include "host/control.h"
+
+namespace {
+
+// What is wrong with the first word of the line; empty when it is a verb or an option.
+std::string fault_of_verb(const CLI::App& app, const std::string& word) {
+    std::vector<std::string> names;
+    for (const CLI::App* verb : app.get_subcommands({})) {
+        if (verb->get_name() == word) return "";
+        if (!verb->get_group().empty()) names.push_back(verb->get_name());
+    }
+    if (word.starts_with('-')) return "";
+    const std::string nearest = headless::nearest_name(word, names);
+    return "there is no command \"" + word + "\"; " +
+           (nearest.empty() ? "`focusfall --help` lists them"
+                            : "did you mean \"" + nearest + "\"?");
+}
+
+}  // namespace
 
 int main(int argc, char** argv) {
     CLI::App app("Blurs pictures by depth, as a camera lens does.", "focusfall");
@@ -17,6 +38,11 @@ int main(int argc, char** argv) {
     add_demo_command(app);
     add_help_commands(app);
 
+    const std::string fault = argc > 1 ? fault_of_verb(app, argv[1]) : "";
+    if (!fault.empty()) {
+        std::cerr << "focusfall: " << fault << "\n";
+        return 2;
+    }
     try {
         app.parse(argc, argv);
     } catch (const CLI::RuntimeError& error) {  // a verb has told what is wrong

@@ -1,5 +1,7 @@
 #include <CLI/CLI.hpp>
 
+#include <algorithm>
+#include <filesystem>
 #include <iostream>
 #include <memory>
 #include <set>
@@ -10,6 +12,7 @@
 #include "command/memory_limit.h"
 #include "command/session.h"
 #include "command/shot.h"
+#include "command/shot_files.h"
 
 namespace {
 
@@ -39,6 +42,21 @@ void check_compression(const std::string& name) {
                                                     "piz, pxr24, b44, b44a, dwaa, dwab");
 }
 
+// Throws headless::host_error when no picture can have such a name.
+void check_format(const std::string& file) {
+    if (std::filesystem::is_directory(file)) {
+        throw headless::host_error(file + ": is a folder; name a picture in it");
+    }
+    holds_named_channels(file);
+}
+
+void note_keys_without_frames(const shot_options& options, const headless::tool& tool) {
+    const bool has_keys = std::ranges::any_of(
+        tool.controls(), [](const auto* one) { return one->curve().is_animated(); });
+    if (options.quiet || !options.frames.empty() || !has_keys) return;
+    std::cerr << "focusfall: frame 0 of the keys is rendered; --frames tells another\n";
+}
+
 void render(render_line& line) {
     hold_back_signals();  // before any library starts threads
     shot_options& options = line.shot;
@@ -50,13 +68,16 @@ void render(render_line& line) {
         options.output_as.encoding = options.load.encoding;
     }
     options.quiet = line.session.quiet;
+    // a shot prints a line for each frame, with its time
+    line.session.hide_times = !options.frames.empty();
     if (options.memory_limit == 0) options.memory_limit = available_memory();
 
-    // throws when no format has such a name
+    for (const std::string& file : {options.output, options.preview}) {
+        if (!file.empty()) check_format(file);
+    }
     if (holds_named_channels(options.output)) {
         check_compression(options.output_as.compression);
     }
-    if (!options.preview.empty()) holds_named_channels(options.preview);
     check_names(options);
     guard_memory(options.memory_limit);
     OIIO::attribute("threads", line.session.threads);
@@ -66,7 +87,8 @@ void render(render_line& line) {
     options.tool_name = session.tool_class().name + " " + FOCUSFALL_VERSION;
     options.makes_kernel_table = session.makes_kernel_table();
     const auto tool = session.create_tool();
-    const interruption stop(*tool);
+    note_keys_without_frames(options, *tool);
+    interruption stop(*tool);
     const std::vector<int> failed = render_shot(options, *tool, stop);
     if (failed.empty()) return;
     std::cerr << "focusfall: " << failed.size() << " of " << options.frames.size()
@@ -99,7 +121,8 @@ void add_file_options(CLI::App& verb, render_line& line) {
         ->type_name("FILE");
     verb.add_option("--blur-image", shot.blur_image, "Picture of the blur's shape")
         ->type_name("FILE");
-    verb.add_option("--preview", shot.preview, "8-bit sRGB picture to look at")
+    verb.add_option("--preview", shot.preview,
+                    "8-bit sRGB picture to look at, with #### as the output")
         ->type_name("FILE");
     verb.add_option("--layer", shot.load.layer, "Layer, view or part with the colour")
         ->type_name("NAME");
@@ -124,7 +147,7 @@ void add_shot_options(CLI::App& verb, render_line& line) {
         ->check(accepted_by(parse_frames))
         ->type_name("LIST");
     verb.add_flag("--skip-existing", shot.skip_existing,
-                  "Leave out frames that are there");
+                  "Leave out frames whose output and preview are there");
     verb.add_option("--log", shot.log, "Append a line of JSON a frame")
         ->type_name("FILE");
     verb.add_option("--memory-limit", shot.memory_limit,

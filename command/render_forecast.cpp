@@ -32,9 +32,13 @@ bool has_lens(const headless::tool& tool) {
     return has_control("SettingsType") && has_control("MaxBlurSize");
 }
 
-// Millimetres for a value of a depth map under the advanced settings.
+// The distance that a value of a depth map, without its sign, stands for: millimetres
+// under the advanced settings.
 double distance(const headless::tool& tool, TimeStamp time, double value) {
     const auto number = [&](const char* id) { return tool.find(id).number(time); };
+    if (number("SettingsType") < 0.5) {
+        return (number("InvertDepthMap") > 0.5 ? std::abs(1.0 - value) : value) + 1.0;
+    }
     if (number("DepthMapType") > 0.5) {
         const double near = std::abs(number("NearDistance"));
         const double far = std::abs(number("FarDistance"));
@@ -43,6 +47,34 @@ double distance(const headless::tool& tool, TimeStamp time, double value) {
     }
     constexpr std::array MILLIMETRES{1.0, 1000.0, 25.4, 304.8};
     return value * MILLIMETRES.at(static_cast<std::size_t>(number("DepthMapUnits")));
+}
+
+// The component that BlurChannel chooses.
+Image::Component depth_component(const headless::tool& tool, TimeStamp time) {
+    constexpr std::array CHANNELS{Image::Z, Image::RED, Image::GREEN, Image::BLUE,
+                                  Image::ALPHA};
+    return CHANNELS.at(static_cast<std::size_t>(tool.find("BlurChannel").number(time)));
+}
+
+struct depth_range {
+    float lowest = INFINITY;
+    float highest = 0.0F;
+};
+
+// Of the finite depths without their sign, where there is something to see.
+depth_range depths_of(const loaded_frame& frame, Image::Component component) {
+    const Image& depth = frame.depth_map ? *frame.depth_map : *frame.image;
+    depth_range range;
+    for (std::int32_t y = 0; y < depth.Height(); ++y) {
+        for (std::int32_t x = 0; x < depth.Width(); ++x) {
+            const float value = std::abs(depth.Pixel(x, y)[component]);
+            const bool seen = frame.image->Pixel(x, y)[Image::ALPHA] > 0.0F;
+            if (!seen || !std::isfinite(value)) continue;
+            range.lowest = std::min(range.lowest, value);
+            range.highest = std::max(range.highest, value);
+        }
+    }
+    return range;
 }
 
 std::uint64_t pixels_of(const window& w) {
@@ -136,8 +168,33 @@ const char* blur_control(const headless::tool& tool, TimeStamp time) {
 std::string no_blur_note(const headless::tool& tool, TimeStamp time, double blur) {
     if (blur > 1.0 || !has_lens(tool)) return "";
     const bool advanced = tool.find("SettingsType").number(time) > 0.5;
-    const char* cure = !advanced    ? "raise MaxBlurSize"
-                       : blur > 0.0 ? "raise FocalLength, or lower FStop"
-                                    : "raise FocusPosition beyond FocalLength";
+    const char* cure = !advanced ? "raise MaxBlurSize"
+                       : blur > 0.0
+                           ? "raise FocalLength, lower FStop, or set DepthMapUnits"
+                           : "raise FocusPosition beyond FocalLength, or set "
+                             "DepthMapUnits";
     return std::string("nothing is blurred by more than a pixel; ") + cure;
+}
+
+std::string no_focus_note(const headless::tool& tool, TimeStamp time,
+                          const loaded_frame& frame) {
+    const auto width = static_cast<double>(frame.input.display.width);
+    const double largest = largest_blur(tool, time) * width;
+    if (!(largest > 1.0)) return "";
+    const depth_range depths = depths_of(frame, depth_component(tool, time));
+    const headless::control& position = tool.find("FocusPosition");
+    const double focus = std::abs(position.number(time));
+    if (depths.lowest <= focus && focus <= depths.highest) return "";
+
+    const double sharp = distance(tool, time, focus);
+    for (const float depth : {depths.lowest, depths.highest}) {
+        const double away = distance(tool, time, static_cast<double>(depth));
+        // near misses count: up to a pixel of blur does not show
+        if (!(largest * std::abs(away - sharp) > away)) return "";
+    }
+    const auto shown = [&](double value) { return position.info().shown(value); };
+    return "no pixel is in focus: the depth goes from " +
+           shown(static_cast<double>(depths.lowest)) + " to " +
+           shown(static_cast<double>(depths.highest)) + ", FocusPosition is " +
+           shown(position.number(time));
 }

@@ -34,3 +34,8 @@ const char* blur_control(const headless::tool& tool, TimeStamp time);
 // Why a frame with that largest blur stays as it is, and what would blur it; empty when
 // it is blurred, and for a tool without a lens.
 std::string no_blur_note(const headless::tool& tool, TimeStamp time, double blur);
+
+// Tells that no depth of the frame lies at the focus, with the depths that there are;
+// empty when one does, when nothing is blurred, and for a tool without a lens.
+std::string no_focus_note(const headless::tool& tool, TimeStamp time,
+                          const loaded_frame& frame);

@@ -30,8 +30,14 @@ std::vector<std::string> installed_plugins() {
     return files;
 }
 
-void print_to_standard_error(int /*sub_id*/, const std::string& text) {
-    std::fputs(text.c_str(), stderr);
+constexpr int TIMING_SUB_ID = 40;  // console part where tools print how long they took
+
+FusionDoc::Console console_of(const session_options& options) {
+    if (options.quiet) return {};
+    return [hide_times = options.hide_times](int sub_id, const std::string& text) {
+        if (sub_id == TIMING_SUB_ID && hide_times) return;
+        std::fputs(text.c_str(), stderr);
+    };
 }
 
 std::string fault_of_edit(const std::string& edit) {
@@ -39,6 +45,16 @@ std::string fault_of_edit(const std::string& edit) {
 }
 
 std::string id_of(const std::string& edit) { return edit.substr(0, edit.find('=')); }
+
+const headless::control& named_control(const headless::tool& tool,
+                                       const std::string& id) {
+    try {
+        return tool.find(id);
+    } catch (const headless::host_error& error) {
+        throw headless::host_error(std::string(error.what()) +
+                                   "; `focusfall controls` lists them");
+    }
+}
 
 // Tells of edits of controls that the tool hides in the end, one line for each reason.
 void note_hidden(headless::tool& tool, const std::vector<std::string>& edits) {
@@ -113,9 +129,7 @@ void session_options::add_tool_options(CLI::App& verb) {
 }
 
 session::session(const session_options& options)
-    : options_(options),
-      host_(options.threads,
-            options.quiet ? FusionDoc::Console() : print_to_standard_error) {
+    : options_(options), host_(options.threads, console_of(options)) {
     const auto& plugins = options.plugins.empty() ? installed_plugins() : options.plugins;
     for (const std::string& file : plugins) host_.load_plugin(file);
 }
@@ -142,7 +156,7 @@ std::unique_ptr<headless::tool> session::create_tool() {
     for (const std::string& edit : options_.edits) {
         const std::string id = id_of(edit);
         const std::string value = edit.substr(id.size() + 1);
-        tool->replace(id, parsed_setting(tool->find(id).info(), value));
+        tool->replace(id, parsed_setting(named_control(*tool, id).info(), value));
     }
     // what keys of lists show at one time and hide at another has its effect
     const bool changes = std::ranges::any_of(tool->controls(), [](const auto* one) {

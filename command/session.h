@@ -19,6 +19,7 @@ struct session_options {
     std::vector<std::string> edits;     // ID=VALUE, in order, after the settings
     int threads = 0;                    // 0: as many as there are processors
     bool quiet = false;
+    bool hide_times = false;  // of the blur, which tools print
 
     void add_plugin_options(CLI::App& verb);  // --plugin
     void add_class_options(CLI::App& verb);   // --plugin, --tool

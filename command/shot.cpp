@@ -1,23 +1,21 @@
 #include "command/shot.h"
 
-#include <sys/stat.h>
-
 #include <chrono>
 #include <cmath>
+#include <cstdio>
 #include <fstream>
 #include <future>
 #include <iostream>
-#include <map>
 #include <set>
 
 #include <nlohmann/json.hpp>
 
 #include "command/display_measure.h"
-#include "command/frame_range.h"
 #include "command/memory_limit.h"
 #include "command/output_file.h"
 #include "command/progress_bar.h"
 #include "command/render_forecast.h"
+#include "command/shot_files.h"
 
 namespace {
 
@@ -56,18 +54,6 @@ struct frame_plan {
     const char* control = "";  // to change when that is too much
 };
 
-frame_files files_of(const shot_options& options, int frame) {
-    const auto name = [&](const std::string& pattern) -> fs::path {
-        return options.frames.empty() ? pattern : frame_name(pattern, frame);
-    };
-    return {name(options.input), name(options.depth_map), name(options.blur_image),
-            name(options.output), name(options.preview)};
-}
-
-std::vector<int> frames_of(const shot_options& options) {
-    return options.frames.empty() ? std::vector{0} : options.frames;
-}
-
 // The tool and the values that differ from its defaults, for whoever finds the picture.
 std::string record_of(const headless::tool& tool, TimeStamp time, std::string name) {
     for (const headless::control* control : tool.controls()) {
@@ -96,8 +82,7 @@ nlohmann::ordered_json log_line(const frame_report& report) {
 
 class shot_renderer {
   public:
-    shot_renderer(const shot_options& options, headless::tool& tool,
-                  const interruption& stop)
+    shot_renderer(const shot_options& options, headless::tool& tool, interruption& stop)
         : options_(options),
           tool_(tool),
           stop_(stop),
@@ -117,7 +102,9 @@ class shot_renderer {
                       const frame_plan& plan) const;
     void tell_notes(const frame_job& job);
     void render_job(frame_job& job);
-    frame_report write(frame_job job) const;
+    frame_report write(frame_job job);
+    void count_written(std::size_t frames);
+    void tell_done(const frame_report& report) const;
     void finish(const frame_report& report);
     void finish_write(std::future<frame_report>& writing);
     bool is_shot() const { return !options_.frames.empty(); }
@@ -125,14 +112,17 @@ class shot_renderer {
 
     const shot_options& options_;
     headless::tool& tool_;
-    const interruption& stop_;
+    interruption& stop_;
     frame_loader loader_;
     progress_bar bar_;
     std::ofstream log_;
     std::size_t frames_ = 0;    // to render
     std::size_t rendered_ = 0;  // of these
+    std::size_t finished_ = 0;  // of these, done or failed
+    std::size_t written_ = 0;   // of all frames, those that were there included
     std::vector<int> failed_;
     bool told_losses_ = false;
+    bool told_focus_ = false;
 };
 
 std::vector<frame_report> shot_renderer::frames_to_render() {
@@ -146,14 +136,28 @@ std::vector<frame_report> shot_renderer::frames_to_render() {
             if (file.empty() || !folders.insert(file.parent_path()).second) continue;
             remove_abandoned_files(file.parent_path());
         }
-        if (options_.skip_existing && fs::exists(report.files.output)) {
+        if (options_.skip_existing && are_there(report.files)) {
             report.status = "skipped";
             finish(report);
         } else {
             reports.push_back(std::move(report));
         }
     }
+    const std::size_t all = frames_of(options_).size();
+    count_written(all - reports.size());
+    if (written_ > 0 && !options_.quiet) {
+        std::cerr << "focusfall: " << written_ << " of " << all << " frames were there\n";
+    }
     return reports;
+}
+
+// Keeps what an interruption tells up to date.
+void shot_renderer::count_written(std::size_t frames) {
+    written_ += frames;
+    if (!is_shot()) return;
+    stop_.set_last_words("stopped; " + std::to_string(written_) + " of " +
+                         std::to_string(options_.frames.size()) +
+                         " frames are written, go on with --skip-existing");
 }
 
 frame_job shot_renderer::read(frame_report report, const frame_plan& plan) {
@@ -202,7 +206,7 @@ void shot_renderer::check_memory(const loaded_frame& header, const frame_report&
                                         : "; raise --memory-limit"));
 }
 
-// Of losses once, for the other frames have the same.
+// Of losses and the focus once, for the other frames have the same.
 void shot_renderer::tell_notes(const frame_job& job) {
     if (options_.quiet) return;
     const auto tell = [&](const fs::path& file, const std::string& note) {
@@ -212,6 +216,11 @@ void shot_renderer::tell_notes(const frame_job& job) {
     };
     const frame_report& report = job.report;
     tell(report.files.input, no_blur_note(tool_, report.frame, report.largest_blur));
+    if (!told_focus_) {
+        const std::string note = no_focus_note(tool_, report.frame, job.loaded);
+        told_focus_ = !note.empty();
+        tell(report.files.input, note);
+    }
     if (told_losses_) return;
     told_losses_ = true;
     tell(report.files.output,
@@ -248,7 +257,7 @@ void shot_renderer::render_job(frame_job& job) {
     job.report.render_seconds = seconds_since(start);
 }
 
-frame_report shot_renderer::write(frame_job job) const {
+frame_report shot_renderer::write(frame_job job) {
     const auto start = clock_type::now();
     const frame_files& files = job.report.files;
     try {
@@ -262,12 +271,22 @@ frame_report shot_renderer::write(frame_job job) const {
             write_preview(*cropped(*job.result, input.area, input.display),
                           files.preview);
         }
+        count_written(1);
     } catch (const std::exception& error) {
         job.report.status = "failed";
         job.report.error = error.what();
     }
     job.report.write_seconds = seconds_since(start);
     return job.report;
+}
+
+void shot_renderer::tell_done(const frame_report& report) const {
+    if (options_.quiet) return;
+    char seconds[32];
+    std::snprintf(seconds, sizeof seconds, "%.1f s",
+                  report.read_seconds + report.render_seconds + report.write_seconds);
+    std::cerr << finished_ << " of " << frames_ << ": " << report.files.output.string()
+              << ", " << seconds << "\n";
 }
 
 void shot_renderer::finish(const frame_report& report) {
@@ -281,10 +300,15 @@ void shot_renderer::finish(const frame_report& report) {
             log_.close();
         }
     }
-    if (report.status != "failed") return;
-    if (!is_shot()) throw host_error(report.error);
-    failed_.push_back(report.frame);
+    if (report.status == "skipped") return;
+    ++finished_;
+    if (!is_shot()) {
+        if (report.status == "failed") throw host_error(report.error);
+        return;
+    }
     bar_.clear();
+    if (report.status == "done") return tell_done(report);
+    failed_.push_back(report.frame);
     std::cerr << "focusfall: frame " << report.frame << ": " << report.error << "\n";
 }
 
@@ -322,60 +346,9 @@ std::vector<int> shot_renderer::render() {
     return failed_;
 }
 
-// What tells a file from all others, whatever name it goes by; nothing when there is
-// none.
-using file_identity = std::pair<dev_t, ino_t>;
-
-std::optional<file_identity> identity(const fs::path& file) {
-    struct stat status {};
-    if (file.empty() || stat(file.c_str(), &status) != 0) return std::nullopt;
-    return file_identity(status.st_dev, status.st_ino);
-}
-
 }  // namespace
 
-void check_names(const shot_options& options) {
-    if (options.frames.empty() && has_frame_pattern(options.input) &&
-        !fs::exists(options.input)) {
-        throw host_error(options.input +
-                         ": there is no such file; --frames tells which of a shot");
-    }
-    std::set<file_identity> inputs;
-    for (const int frame : frames_of(options)) {
-        const frame_files files = files_of(options, frame);
-        for (const auto& file : {files.input, files.depth_map, files.blur_image}) {
-            if (const auto known = identity(file)) inputs.insert(*known);
-        }
-    }
-    if (const auto known = identity(options.log); known && inputs.contains(*known)) {
-        throw host_error(options.log + ": is an input; choose another log");
-    }
-    std::map<fs::path, int> outputs;
-    for (const int frame : frames_of(options)) {
-        const frame_files files = files_of(options, frame);
-        for (const auto& file : {files.output, files.preview}) {
-            if (file.empty()) continue;
-            const auto known = identity(file);
-            if (known && inputs.contains(*known)) {
-                throw host_error(file.string() + ": is an input; choose another output");
-            }
-            const fs::path folder = file.parent_path();
-            if (!folder.empty() && !fs::is_directory(folder)) {
-                throw host_error(file.string() +
-                                 ": its folder is missing; make it first");
-            }
-            const auto [other, is_new] =
-                outputs.emplace(fs::weakly_canonical(file), frame);
-            if (is_new) continue;
-            throw host_error(file.string() + ": would be written twice" +
-                             (other->second == frame
-                                  ? ", as output and preview"
-                                  : "; put #### in its name for the frame number"));
-        }
-    }
-}
-
 std::vector<int> render_shot(const shot_options& options, headless::tool& tool,
-                             const interruption& stop) {
+                             interruption& stop) {
     return shot_renderer(options, tool, stop).render();
 }

@@ -28,11 +28,8 @@ struct shot_options {
     std::uint64_t memory_limit = 0;   // bytes
 };
 
-// Throws headless::host_error when the frames would overwrite one another or an input.
-void check_names(const shot_options& options);
-
 // Renders with `tool`. A frame of a shot that fails is reported and the others go on;
 // gives the frames that failed. Throws host_error when a single frame fails,
 // `interrupted` when `stop` says so.
 std::vector<int> render_shot(const shot_options& options, headless::tool& tool,
-                             const interruption& stop);
+                             interruption& stop);

@@ -15,6 +15,8 @@ namespace headless {
 
 namespace {
 
+constexpr std::size_t SHORTEST_PART = 3;  // of a name, that tells it from others
+
 control_kind kind_of(const TagList& tags) {
     if (tags.ID(0x88020000) == FuID("Image")) return control_kind::IMAGE;
     if (tags.ID(0x88020000) == FuID("Text")) return control_kind::TEXT;
@@ -31,10 +33,12 @@ std::optional<double> number_if_given(const TagList& tags, Tag tag) {
     return std::isnan(value) ? std::nullopt : std::optional(value);
 }
 
+bool same_letter(unsigned char a, unsigned char b) {
+    return std::tolower(a) == std::tolower(b);
+}
+
 bool same_ignoring_case(std::string_view a, std::string_view b) {
-    return std::ranges::equal(a, b, [](unsigned char x, unsigned char y) {
-        return std::tolower(x) == std::tolower(y);
-    });
+    return std::ranges::equal(a, b, same_letter);
 }
 
 // Number of letters to insert, delete or replace (Levenshtein, 1966), ignoring case.
@@ -85,6 +89,11 @@ std::string nearest_name(std::string_view name, const std::vector<std::string>& 
             least = distance;
             nearest = candidate;
         }
+    }
+    if (!nearest.empty() || name.size() < SHORTEST_PART) return nearest;
+    for (const std::string& candidate : names) {
+        const auto part = std::ranges::search(candidate, name, same_letter);
+        if (!part.empty()) return candidate;
     }
     return nearest;
 }

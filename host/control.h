@@ -76,7 +76,8 @@ HOST_API std::optional<double> number_in(std::string_view text);
 // `value` in as few digits as give it back.
 HOST_API std::string shortest(double value);
 
-// The name of `names` that is spelled most like `name`; empty when none is close.
+// The name of `names` that is spelled most like `name`, or else the first that has it for
+// a part; empty when none is close.
 HOST_API std::string nearest_name(std::string_view name,
                                   const std::vector<std::string>& names);
 
