@@ -52,7 +52,7 @@ const headless::control& named_control(const headless::tool& tool,
         return tool.find(id);
     } catch (const headless::host_error& error) {
         throw headless::host_error(std::string(error.what()) +
-                                   "; `focusfall controls` lists them");
+                                   " (`focusfall controls` lists them)");
     }
 }
 

@@ -60,7 +60,8 @@ const struct {
     {{"in.exr", "-o", "out.exr", "--depth-map", "flat.exr", "--preview", "flat.exr"},
      {"flat.exr: ", "input"}},
     {{"in.exr", "-o", "out.png", "--preview", "out.png"}, {"out.png: ", "twice"}},
-    {{"in.exr", "-o", "folder.exr"}, {"folder.exr: "}},
+    {{"in.exr", "-o", "folder.exr"}, {"folder.exr: ", "is a folder"}},
+    {{"in.exr", "-o", "out.exr", "--preview", "p.##.png"}, {"p.##.png: ", "--frames"}},
     {{"in.exr", "-o", "nowhere/out.exr"}, {"nowhere/out.exr: ", "folder"}},
     {{"in.####.exr", "-o", "out.exr"}, {"in.####.exr: ", "--frames"}},
     {{"in.exr", "-o", "/proc/out.exr"}, {"/proc/out.exr: "}},
@@ -112,6 +113,7 @@ bool holds_back_signals(pid_t process) {
 TEST_F(renders, ThatAreAskedForWronglyEndWithStatus2) {
     write_scene("in.exr", SMALL, SMALL);
     const std::vector<std::vector<std::string>> lines{
+        {"rendr", "in.exr", "-o", "out.exr"},
         {"render"},
         {"render", "in.exr"},
         {"render", "in.exr", "-o", "out.exr", "--frames", "5-1"},
@@ -164,7 +166,7 @@ TEST_F(renders, ThatFailSayWhyAndWriteNothing) {
     }
 }
 
-TEST_F(renders, ThatBlurNothingTellWhatWould) {
+TEST_F(renders, WithoutBlurOrFocusTellWhatIsWrong) {
     write_scene("in.exr", SMALL, SMALL);
     const std::string advanced = "SettingsType=Advanced";
     const struct {
@@ -185,6 +187,19 @@ TEST_F(renders, ThatBlurNothingTellWhatWould) {
         EXPECT_NE(errors.find(one.told), errors.npos) << errors;
         line.push_back("--quiet");
         EXPECT_EQ(run(line).errors, "");
+    }
+    // the depth goes from 283 to 402.9
+    for (const std::string focus : {"1", "280", "-300", "406", "1e6"}) {
+        const std::string errors =
+            run({"render", "in.exr", "-o", "out.exr", "--set", "MaxBlurSize=25", "--set",
+                 "FStop=4", "--set", "FocusPosition=" + focus})
+                .errors;
+        EXPECT_EQ(errors.find("no pixel is in focus: the depth goes from 283 to") !=
+                      errors.npos,
+                  focus == "1" || focus == "1e6")
+            << errors;
+        EXPECT_NE(errors.find("FStop: without effect unless SettingsType=Advanced"),
+                  errors.npos);
     }
 }
 

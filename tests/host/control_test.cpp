@@ -101,6 +101,9 @@ TEST(Control, NearestNamesAreNearAndShortestNumbersComeBack) {
     const std::vector<std::string> names = {"FocalLength", "FocusPosition", "FStop"};
     EXPECT_EQ(nearest_name("focalLenght", names), "FocalLength");
     EXPECT_EQ(nearest_name("FocusPositn", names), "FocusPosition");
+    EXPECT_EQ(nearest_name("focus", names), "FocusPosition");
+    EXPECT_EQ(nearest_name("Length", names), "FocalLength");
+    EXPECT_EQ(nearest_name("Po", names), "");
     EXPECT_EQ(nearest_name("Zoom", names), "");
     EXPECT_EQ(nearest_name("", names), "");
     for (const double value : {0.0, 0.1, -1e-300, 1.0 / 3.0, 5e15}) {
