@@ -14,8 +14,8 @@ TEST(MemoryLimit, IsWithinWhatTheMachineHas) {
     EXPECT_EQ(shown_bytes(42'000'000), "42 MB");
 }
 
-// The address sanitizer ends the process where memory runs out, so it has no such test.
-#if !defined(__SANITIZE_ADDRESS__)
+// The sanitizers end the process where memory runs out, so they have no such test.
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
 TEST(MemoryLimit, MakesAllocationsFailInsteadOfTheProcess) {
     const auto grow = [] {
         guard_memory(std::uint64_t{1} << 28);
