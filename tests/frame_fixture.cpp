@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <tuple>
 
 using frame_model::controls;
 using frame_model::picture;
@@ -35,10 +36,11 @@ picture blank(int width, int height, int components) {
             std::vector<float>(static_cast<std::size_t>(width * height * components))};
 }
 
-plugin_tool::plugin_tool(int threads, FusionDoc::Console console)
+plugin_tool::plugin_tool(int threads, FusionDoc::Console console, const char* file,
+                         const char* id)
     : host_(threads, std::move(console)) {
-    host_.load_plugin(PLUGIN_FILE);
-    tool_ = host_.create_tool("kestrelworks.Focusfall");
+    host_.load_plugin(file);
+    tool_ = host_.create_tool(id);
 }
 
 void plugin_tool::connect(const char* id, const picture& from) {
@@ -58,9 +60,9 @@ picture plugin_tool::render(const picture& input, const picture* depth,
     EXPECT_EQ(result.how, headless::frame::end::DONE) << result.error;
     picture output = blank(input.width, input.height, input.components);
     if (!result.image) return output;
-    EXPECT_EQ(result.image->Width(), input.width);
-    EXPECT_EQ(result.image->Height(), input.height);
-    EXPECT_EQ(result.image->Components(), input.components);
+    const auto& image = *result.image;
+    EXPECT_EQ(std::tuple(image.Width(), image.Height(), image.Components()),
+              std::tuple(input.width, input.height, input.components));
     std::copy_n(result.image->Pixel(0, 0), output.values.size(), output.values.begin());
     return output;
 }

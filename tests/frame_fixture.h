@@ -15,7 +15,9 @@ frame_model::picture blank(int width, int height, int components = 5);
 // The plug-in's tool in a host of its own.
 class plugin_tool {
   public:
-    explicit plugin_tool(int threads = 2, FusionDoc::Console console = {});
+    explicit plugin_tool(int threads = 2, FusionDoc::Console console = {},
+                         const char* file = PLUGIN_FILE,
+                         const char* id = "kestrelworks.Focusfall");
 
     void connect(const char* id, const frame_model::picture& from);
     // The result for these controls; the others stay as they were set before. No `depth`:

@@ -113,6 +113,27 @@ double profile(const controls& values, double diameter, double dx, double dy) {
     }
 }
 
+// The kernel of table entry `index`, row by row: sum of absolute values 1, odd side, at
+// least 3 (1 for entry 0).
+std::vector<double> kernel(const controls& values, int index) {
+    if (index == 0) return {1.0};
+    const double diameter = index * 0.01;
+    int side = 3;
+    while (side < diameter) side += 2;
+    // stored in single precision: the faintest values become 0
+    std::vector<float> shape;
+    double sum = 0.0;
+    for (int i = 0; i < side * side; ++i) {
+        const int dx = i % side - side / 2;
+        const int dy = i / side - side / 2;
+        shape.push_back(static_cast<float>(profile(values, diameter, dx, dy)));
+        sum += std::fabs(double{shape.back()});
+    }
+    std::vector<double> weights;
+    for (const float one : shape) weights.push_back(static_cast<float>(one / sum));
+    return weights;
+}
+
 // A value that is summed up, and the sum of the magnitudes.
 struct total {
     double value = 0.0;
@@ -159,25 +180,6 @@ float& picture::at(int x, int y, int component) {
 }
 float picture::at(int x, int y, int component) const {
     return values[static_cast<std::size_t>((y * width + x) * components + component)];
-}
-
-std::vector<double> kernel(const controls& values, int index) {
-    if (index == 0) return {1.0};
-    const double diameter = index * 0.01;
-    int side = 3;
-    while (side < diameter) side += 2;
-    // stored in single precision: the faintest values become 0
-    std::vector<float> shape;
-    double sum = 0.0;
-    for (int i = 0; i < side * side; ++i) {
-        const int dx = i % side - side / 2;
-        const int dy = i / side - side / 2;
-        shape.push_back(static_cast<float>(profile(values, diameter, dx, dy)));
-        sum += std::fabs(double{shape.back()});
-    }
-    std::vector<double> weights;
-    for (const float one : shape) weights.push_back(static_cast<float>(one / sum));
-    return weights;
 }
 
 frame render(const picture& input, const picture& depth, const controls& values) {

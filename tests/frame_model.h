@@ -39,8 +39,4 @@ struct frame {
 // `values` lacks have the tool's defaults.
 frame render(const picture& input, const picture& depth, const controls& values);
 
-// The kernel of table entry `index`, row by row: sum of absolute values 1, odd side, at
-// least 3 (1 for entry 0).
-std::vector<double> kernel(const controls& values, int index);
-
 }  // namespace frame_model

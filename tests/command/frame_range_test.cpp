@@ -1,15 +1,10 @@
 #include "command/frame_range.h"
 
-#include <numeric>
-
 #include <gtest/gtest.h>
 
 #include "host/control.h"
 
 TEST(FrameRange, ListsEachFrameOnceInTheOrderOfTheText) {
-    std::vector<int> upto48(48);
-    std::iota(upto48.begin(), upto48.end(), 1);
-    EXPECT_EQ(parse_frames("1-48"), upto48);
     EXPECT_EQ(parse_frames("1-10x4"), (std::vector{1, 5, 9}));
     EXPECT_EQ(parse_frames("8-9,20,7-10x3"), (std::vector{8, 9, 20, 7, 10}));
     EXPECT_EQ(parse_frames("-3--1,0"), (std::vector{-3, -2, -1, 0}));
@@ -34,7 +29,6 @@ TEST(FrameRange, PutsTheNumberIntoEveryPlaceOfTheName) {
         {"a.####.exr", 7, "a.0007.exr"},
         {"a.%04d.exr", 7, "a.0007.exr"},
         {"a.#.exr", 123, "a.123.exr"},
-        {"a.%d.exr", 7, "a.7.exr"},
         {"##/a.###.exr", 7, "07/a.007.exr"},
         {"a.%04d.exr", 123456, "a.123456.exr"},
         {"a.####.exr", -7, "a.-0007.exr"},

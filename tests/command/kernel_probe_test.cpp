@@ -2,46 +2,37 @@
 
 #include <cmath>
 
-#include <gtest/gtest.h>
+#include "tests/tool_fixture.h"
 
 namespace {
 
-struct probe {
-    headless::host host{2};
-    std::unique_ptr<headless::tool> tool;
-    probe() {
-        host.load_plugin(PLUGIN_FILE);
-        tool = host.create_tool("kestrelworks.Focusfall");
-    }
-};
+using KernelProbe = tool_test;
 
 float at(const Image& kernel, std::int32_t x, std::int32_t y) {
     return kernel.Pixel(x, y)[Image::RED];
 }
 
 // Every diameter around whole ones, where a rounding downwards would give another kernel.
-TEST(KernelProbe, GivesTheWholeKernelOfTheDiameterCentred) {
-    probe probe;
-    const auto styles = probe.tool->find("BlurStyle").info().items;
+TEST_F(KernelProbe, GivesTheWholeKernelOfTheDiameterCentred) {
+    const auto styles = tool->find("BlurStyle").info().items;
     for (const std::string& style : styles) {
-        probe.tool->set("BlurStyle", style);
+        tool->set("BlurStyle", style);
         for (const double diameter : {0.3, 1.0, 2.0, 3.0, 3.01, 5.0, 9.0, 9.01, 20.5}) {
             SCOPED_TRACE(style + " " + std::to_string(diameter));
-            const Owned<Image> kernel = probed_kernel(*probe.tool, diameter);
+            const Owned<Image> kernel = probed_kernel(*tool, diameter);
             const std::int32_t size = kernel->Width();
             ASSERT_EQ(kernel->Height(), size);
             EXPECT_GE(size - 2, diameter);
             EXPECT_LT(size - 2, std::max(diameter, 1.01) + 2.0);
 
             double sum = 0.0;
-            for (std::int32_t y = 0; y < size; ++y) {
-                EXPECT_EQ(at(*kernel, 0, y), 0.0F);
-                EXPECT_EQ(at(*kernel, y, size - 1), 0.0F);
-                for (std::int32_t x = 0; x < size; ++x) {
-                    sum += std::abs(at(*kernel, x, y));
-                    EXPECT_NEAR(at(*kernel, x, y),
-                                at(*kernel, size - 1 - x, size - 1 - y), 1e-6);
-                }
+            for (std::int32_t i = 0; i < size * size; ++i) {
+                const std::int32_t x = i % size;
+                const std::int32_t y = i / size;
+                if (x == 0 || y == size - 1) EXPECT_EQ(at(*kernel, x, y), 0.0F);
+                sum += std::abs(at(*kernel, x, y));
+                EXPECT_NEAR(at(*kernel, x, y), at(*kernel, size - 1 - x, size - 1 - y),
+                            1e-6);
             }
             EXPECT_NEAR(sum, 1.0, 1e-4);
             EXPECT_GT(at(*kernel, size / 2, size / 2), 0.0F);
@@ -49,13 +40,12 @@ TEST(KernelProbe, GivesTheWholeKernelOfTheDiameterCentred) {
     }
 }
 
-TEST(KernelProbe, TellsNeighbouringDiametersApart) {
-    probe probe;
-    probe.tool->set("BlurStyle", "Gaussian");
+TEST_F(KernelProbe, TellsNeighbouringDiametersApart) {
+    tool->set("BlurStyle", "Gaussian");
     // the width of a Gaussian follows its diameter at every step
     for (int step = 300; step < 330; ++step) {
         const auto spread = [&](int s) {
-            const Owned<Image> kernel = probed_kernel(*probe.tool, s * 0.01);
+            const Owned<Image> kernel = probed_kernel(*tool, s * 0.01);
             const std::int32_t middle = kernel->Width() / 2;
             const double ratio =
                 at(*kernel, middle, middle) / at(*kernel, middle + 1, middle);
@@ -65,22 +55,19 @@ TEST(KernelProbe, TellsNeighbouringDiametersApart) {
     }
 }
 
-TEST(KernelSheet, ShowsPeaksWhiteAndNegativeWeightsBlue) {
-    probe probe;
-    probe.tool->set("BlurStyle", "Laplacian");
+TEST_F(KernelProbe, MakesASheetThatShowsPeaksWhiteAndNegativeWeightsBlue) {
+    tool->set("BlurStyle", "Laplacian");
     std::vector<std::vector<Owned<Image>>> rows(1);
-    rows[0].push_back(probed_kernel(*probe.tool, 9.0));
-    rows[0].push_back(probed_kernel(*probe.tool, 200.0 / 9.0));
+    rows[0].push_back(probed_kernel(*tool, 9.0));
+    rows[0].push_back(probed_kernel(*tool, 200.0 / 9.0));
     const Owned<Image> sheet = kernel_sheet(rows);
     int white = 0;
     int blue = 0;
-    for (std::int32_t y = 0; y < sheet->Height(); ++y) {
-        for (std::int32_t x = 0; x < sheet->Width(); ++x) {
-            const float* pixel = sheet->Pixel(x, y);
-            EXPECT_LE(std::max(pixel[Image::RED], pixel[Image::BLUE]), 1.0F);
-            white += pixel[Image::RED] == 1.0F && pixel[Image::BLUE] == 1.0F;
-            blue += pixel[Image::RED] == 0.0F && pixel[Image::BLUE] > 0.1F;
-        }
+    for (int i = 0; i < sheet->Width() * sheet->Height(); ++i) {
+        const float* pixel = sheet->Pixel(0, 0) + i * sheet->Components();
+        EXPECT_LE(std::max(pixel[Image::RED], pixel[Image::BLUE]), 1.0F);
+        white += pixel[Image::RED] == 1.0F && pixel[Image::BLUE] == 1.0F;
+        blue += pixel[Image::RED] == 0.0F && pixel[Image::BLUE] > 0.1F;
     }
     EXPECT_GE(white, 2);
     EXPECT_GT(blue, white);

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstring>
 #include <limits>
 #include <new>
 #include <random>
@@ -62,52 +63,24 @@ TEST(HostImage, ResizingGivesAreaMeansAndInterpolates) {
         const Owned<Image> all(
             image->ResizeOfImage(0x10000000, width, 0x10000001, height, 0));
         ASSERT_EQ(all->Components(), 6);
-        for (std::int32_t y = 0; y < height; ++y) {
-            for (std::int32_t x = 0; x < width; ++x) {
-                for (int c = 0; c < 6; ++c) {
-                    const double mean = slow_mean(*image, *all, x, y, c);
-                    EXPECT_NEAR(all->Pixel(x, y)[c], mean, 1e-6)
-                        << width << " x " << height << " at " << x << ", " << y;
-                    if (c < 4) {
-                        EXPECT_EQ(small->Pixel(x, y)[c], all->Pixel(x, y)[c]);
-                    }
-                }
-            }
+        for (int i = 0; i < width * height * 6; ++i) {
+            const int c = i % 6;
+            const int x = i / 6 % width;
+            const int y = i / 6 / width;
+            EXPECT_NEAR(all->Pixel(x, y)[c], slow_mean(*image, *all, x, y, c), 1e-6)
+                << width << " x " << height << " at " << x << ", " << y;
+            if (c < 4) EXPECT_EQ(small->Pixel(x, y)[c], all->Pixel(x, y)[c]);
         }
     }
 }
 
-TEST(HostImage, ResizingKeepsCentreBrightnessAndConstants) {
+TEST(HostImage, ResizingKeepsConstantsToTheLastBit) {
     Owned<Image> flat(new Image(40, 23, 4));
     std::fill_n(flat->Pixel(0, 0), 40 * 23 * 4, 0.1F);
-    Owned<Image> spot(new Image(101, 51, 5));
-    std::fill_n(spot->Pixel(0, 0), 101 * 51 * 5, 0.0F);
-    spot->Pixel(50, 25)[Image::RED] = 1000.0F;
-
     for (std::int32_t size = 1; size <= 75; size += 2) {
         const auto constant = resized(*flat, size, size);
-        const auto all = constant->Pixel(0, 0);
-        EXPECT_TRUE(std::all_of(all, all + size * size * 4, [](float value) {
-            return value == 0.1F;
-        })) << size;
-
-        const auto centred = resized(*spot, size, size);
-        const std::int32_t centre = size / 2;
-        double sum = 0.0;
-        for (std::int32_t y = 0; y < size; ++y) {
-            for (std::int32_t x = 0; x < size; ++x) {
-                const float value = centred->Pixel(x, y)[Image::RED];
-                sum += value;
-                EXPECT_LE(value, centred->Pixel(centre, centre)[Image::RED]) << size;
-                const float opposite =
-                    centred->Pixel(size - 1 - x, size - 1 - y)[Image::RED];
-                EXPECT_NEAR(value, opposite, 1e-3F) << size;
-            }
-        }
-        EXPECT_GT(centred->Pixel(centre, centre)[Image::RED], 0.0F);
-        if (size <= 51) {  // the mean stays where both axes shrink
-            EXPECT_NEAR(sum / (size * size), 1000.0 / (101 * 51), 1e-6) << size;
-        }
+        const float* all = constant->Pixel(0, 0);
+        EXPECT_EQ(std::count(all, all + size * size * 4, 0.1F), size * size * 4);
     }
 }
 
@@ -117,11 +90,7 @@ TEST(HostImage, TheSameSizeIsACopyAndElsewhereUnboundValuesCountAsNothing) {
     image->Pixel(3, 2)[Image::GREEN] = std::numeric_limits<float>::quiet_NaN();
     const Owned<Image> copy(image->ResizeOfImage(0));
     ASSERT_EQ(copy->Components(), 5);
-    for (int i = 0; i < 6 * 5 * 5; ++i) {
-        const float value = image->Pixel(0, 0)[i];
-        EXPECT_TRUE(copy->Pixel(0, 0)[i] == value || std::isnan(value));
-    }
-    EXPECT_TRUE(std::isinf(copy->Pixel(2, 2)[Image::GREEN]));
+    EXPECT_EQ(std::memcmp(copy->Pixel(0, 0), image->Pixel(0, 0), 6 * 5 * 5 * 4), 0);
     const auto half = resized(*image, 3, 3);
     for (int i = 0; i < 3 * 3 * 4; ++i) {
         EXPECT_TRUE(std::isfinite(half->Pixel(0, 0)[i]));

@@ -10,16 +10,6 @@
 
 namespace {
 
-TEST(KernelSize, IsTheSmallestOddNumberNotBelowTheDiameter) {
-    for (int step = 1; step <= 48000; ++step) {
-        const double diameter = step * 0.01;
-        const std::int32_t size = odd_kernel_size(diameter);
-        ASSERT_EQ(size % 2, 1) << "diameter " << diameter;
-        ASSERT_GE(size, diameter);
-        ASSERT_LT(size, std::ceil(diameter) + 2);
-    }
-}
-
 class KernelShapes : public testing::Test {
   protected:
     KernelShapes() { params_.reference_image = model_.get(); }
@@ -90,20 +80,6 @@ TEST_F(KernelShapes, BecomeWeightsOfOne) {
     const float expected[] = {0, trace, 0, trace, 1.0F / 1.0004F, trace, 0, trace, 0};
     ASSERT_EQ(weights.size(), 9U);
     for (std::size_t i = 0; i < 9; ++i) EXPECT_NEAR(weights[i], expected[i], 1e-6) << i;
-
-    // rows before columns, the third component, signs kept
-    const Owned<Image> picture(new Image(3, 2, 5));
-    for (int i = 0; i < 6; ++i) {
-        float* pixel = picture->Pixel(i % 3, i / 3);
-        std::fill_n(pixel, 5, 100.0F);
-        pixel[2] = static_cast<float>(i % 2 == 0 ? i : -i);
-    }
-    load_kernel_weights(params_, picture.get(), weights);
-    ASSERT_EQ(weights.size(), 6U);
-    for (std::size_t i = 0; i < 6; ++i) {
-        const double sign = i % 2 == 0 ? 1.0 : -1.0;
-        EXPECT_NEAR(weights[i], sign * static_cast<double>(i) / 15.0, 1e-6) << i;
-    }
 }
 
 }  // namespace

@@ -35,12 +35,6 @@ class Splat : public testing::Test {
         filter_.row_locks.assign(static_cast<std::size_t>(height),
                                  boost::shared_ptr<boost::mutex>(new boost::mutex));
     }
-    // `count` entries, all empty but the last, which gets `weights`.
-    void set_last_kernel(std::size_t count, std::vector<float> weights) {
-        filter_.kernels.assign(count, {});
-        filter_.kernels.back() = std::move(weights);
-        filter_.max_coc = (static_cast<float>(count) - 0.5F) * 0.01F;
-    }
     double norm(int x, int y) {
         return double{filter_.weight_accumulator.get_channel_data(
             "Norm", static_cast<std::uint32_t>(y))[x]};
@@ -121,7 +115,9 @@ TEST_F(Splat, SplitsSamplesBetweenPixelsAndCutsThemAtTheEdges) {
     std::uniform_real_distribution<float> unit(0.0F, 1.0F);
     std::vector<float> kernel(25);
     for (float& weight : kernel) weight = unit(random);
-    set_last_kernel(501, kernel);  // 5 pixels
+    filter_.kernels.assign(501, {});  // 5 pixels
+    filter_.kernels.back() = kernel;
+    filter_.max_coc = 5.005F;
 
     std::vector<depth_sample> samples = {{10.5F, 2.25F, 1, 2, 3, 4, 0, 1},
                                          {-0.5F, 4.0F, 1, 2, 3, 4, 0, 1},
