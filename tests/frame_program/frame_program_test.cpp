@@ -46,6 +46,8 @@ std::string error_of(const arguments& line) {
 TEST_F(FrameProgram, RendersAFileAsItRendersTheSceneInIt) {
     const arguments settings = {"--set", "MaxBlurSize=20", "--set", "BlurStyle=Polygon"};
     write_raw_image(file("scene"), *made_up_scene(40, 30));
+    EXPECT_EQ(read_numbers(file("scene"))[39 * 5],
+              made_up_scene(40, 30)->Pixel(39, 0)[Image::RED]);
     run_render_command(line("built_in", settings));
     arguments from_file = settings;
     from_file.insert(from_file.end(),
@@ -90,6 +92,7 @@ TEST_F(FrameProgram, SaysWhatIsWrongAndLeavesNoFileOrTheOldOne) {
     const std::pair<arguments, std::string> cases[] = {
         {{"--size", "40"}, "usage: --size 40: wants the form WIDTHxHEIGHT"},
         {{"--size", "40x0"}, "usage: --size: \"0\" is not a whole number above 0"},
+        {{"--threads", "1.5"}, "usage: --threads: \"1.5\" is not a whole number above 0"},
         {{"--threads", "many"}, "usage: --threads: \"many\" is not a number"},
         {{"--set", "BadBokeh"}, "usage: --set BadBokeh: wants the form ID=VALUE"},
         {{"--set"}, "usage: --set: wants a value behind it"},

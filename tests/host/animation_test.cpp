@@ -65,13 +65,17 @@ TEST(Animation, PassesItsKeysAndStaysBetweenThemWithoutCorners) {
     }
 }
 
-TEST(Animation, TakesKeysInOrderOnly) {
+TEST(Animation, TakesKeysInOrderOnlyAndJoinsThem) {
     const double inf = std::numeric_limits<double>::infinity();
     const std::vector<std::vector<key>> wrong = {
         {}, {{2, 0}, {1, 0}}, {{1, 0}, {1, 5}}, {{NAN, 0}}, {{1, 0}, {inf, 0}}};
     for (const auto& keys : wrong) {
         EXPECT_THROW(animation(keys, interpolation::LINEAR), std::invalid_argument);
     }
+
+    // evenly spaced keys in a line are joined by it, but for the flat ends
+    const animation line({{0, 0}, {1, 1}, {2, 2}, {3, 3}}, interpolation::SMOOTH);
+    EXPECT_NEAR(line.at(1.25), 1.25, 1e-9);
 
     // keys that are set later find their place
     animation curve(5.0);
