@@ -31,24 +31,20 @@ picture_part made_part(const window& data, const window& display,
     spec.full_width = static_cast<int>(display.width);
     spec.full_height = static_cast<int>(display.height);
     spec.channelnames.clear();
-    bool mixed = false;
     for (const made_channel& channel : channels) {
         spec.channelnames.push_back(channel.name);
         spec.channelformats.push_back(channel.type);
-        mixed = mixed || channel.type != channels[0].type;
     }
-    if (!mixed) spec.channelformats.clear();
 
     picture_part part = empty_part(std::move(spec));
     std::byte* next = part.pixels.get();
-    for (int y = 0; y < part.spec.height; ++y) {
-        for (int x = 0; x < part.spec.width; ++x) {
-            for (const made_channel& channel : channels) {
-                const auto value = channel.value(part.spec.x + x, part.spec.y + y);
-                OIIO::convert_types(OIIO::TypeDesc::DOUBLE, &value, channel.type, next,
-                                    1);
-                next += channel.type.size();
-            }
+    for (int i = 0; i < part.spec.width * part.spec.height; ++i) {
+        const int x = part.spec.x + i % part.spec.width;
+        const int y = part.spec.y + i / part.spec.width;
+        for (const auto& [name, type, value_at] : channels) {
+            const double value = value_at(x, y);
+            OIIO::convert_types(OIIO::TypeDesc::DOUBLE, &value, type, next, 1);
+            next += type.size();
         }
     }
     return part;
@@ -84,18 +80,23 @@ std::string command_test::write(const std::string& name,
     return path(name);
 }
 
-std::string command_test::write_scene(const std::string& name, const window& data,
-                                      const window& display, int seed) const {
+std::string command_test::write(const std::string& name, picture_part part) const {
     std::vector<picture_part> parts;
-    parts.push_back(made_part(data, display, scene_channels(seed)));
+    parts.push_back(std::move(part));
     return write(name, std::move(parts));
 }
 
-pid_t command_test::start(std::vector<std::string> arguments) const {
-    arguments.insert(arguments.begin(), COMMAND_FILE);
-    std::vector<char*> line;
-    for (std::string& argument : arguments) line.push_back(argument.data());
-    line.push_back(nullptr);
+std::string command_test::write_scene(const std::string& name, const window& data,
+                                      const window& display, int seed) const {
+    return write(name, made_part(data, display, scene_channels(seed)));
+}
+
+pid_t command_test::start(const std::string& line) const {
+    std::istringstream words(COMMAND_FILE + (" " + line));
+    std::vector<std::string> texts(std::istream_iterator<std::string>(words), {});
+    std::vector<char*> arguments;
+    for (std::string& text : texts) arguments.push_back(text.data());
+    arguments.push_back(nullptr);
     const std::string output = path("output.txt");
     const std::string errors = path("errors.txt");
     const pid_t process = fork();
@@ -104,7 +105,7 @@ pid_t command_test::start(std::vector<std::string> arguments) const {
     // the child: only what is safe after fork
     dup2(open(output.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600), STDOUT_FILENO);
     dup2(open(errors.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600), STDERR_FILENO);
-    if (chdir(folder_.c_str()) == 0) execv(line[0], line.data());
+    if (chdir(folder_.c_str()) == 0) execv(arguments[0], arguments.data());
     _exit(99);
 }
 
@@ -119,8 +120,10 @@ run_result command_test::wait(pid_t process) const {
     return {status, output.str(), errors.str()};
 }
 
-run_result command_test::run(std::vector<std::string> arguments) const {
-    return wait(start(std::move(arguments)));
+picture command_test::rendered(const std::string& line, const std::string& output) const {
+    const run_result ran = run("render " + line + " -o " + output);
+    if (ran.status != 0) throw std::runtime_error(line + ": " + ran.errors);
+    return read_picture(path(output));
 }
 
 std::vector<std::string> command_test::hidden_files() const {

@@ -40,16 +40,19 @@ class command_test : public testing::Test {
     ~command_test() override;
 
     std::string path(const std::string& name) const { return (folder_ / name).string(); }
-    // Writes parts to a file of that name in the folder, and gives its path.
+    // Writes parts, or one, to a file of that name in the folder, and gives its path.
     std::string write(const std::string& name, std::vector<picture_part> parts) const;
+    std::string write(const std::string& name, picture_part part) const;
     std::string write_scene(const std::string& name, const window& data,
                             const window& display, int seed = 0) const;
 
-    // Runs `focusfall` in the folder to its end.
-    run_result run(std::vector<std::string> arguments) const;
+    // Runs `focusfall` in the folder to its end; `line` has blanks between its arguments.
+    run_result run(const std::string& line) const { return wait(start(line)); }
     // Starts it, and waits for its end.
-    pid_t start(std::vector<std::string> arguments) const;
+    pid_t start(const std::string& line) const;
     run_result wait(pid_t process) const;
+    // Runs `focusfall render ... -o OUTPUT`, which must succeed, and reads what it wrote.
+    picture rendered(const std::string& line, const std::string& output) const;
 
     // Names of the files in the folder that begin with a dot.
     std::vector<std::string> hidden_files() const;

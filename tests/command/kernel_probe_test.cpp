@@ -29,7 +29,9 @@ TEST_F(KernelProbe, GivesTheWholeKernelOfTheDiameterCentred) {
             for (std::int32_t i = 0; i < size * size; ++i) {
                 const std::int32_t x = i % size;
                 const std::int32_t y = i / size;
-                if (x == 0 || y == size - 1) EXPECT_EQ(at(*kernel, x, y), 0.0F);
+                if (x == 0 || y == size - 1) {
+                    EXPECT_EQ(at(*kernel, x, y), 0.0F);
+                }
                 sum += std::abs(at(*kernel, x, y));
                 EXPECT_NEAR(at(*kernel, x, y), at(*kernel, size - 1 - x, size - 1 - y),
                             1e-6);

@@ -46,28 +46,18 @@ class shots : public command_test {
     }
 };
 
-const std::vector<std::string> SHOT{"render",       "in.####.exr", "-o",
-                                    "out.%04d.exr", "--set",       "MaxBlurSize=6"};
-
-std::vector<std::string> with(std::vector<std::string> line,
-                              const std::vector<std::string>& more) {
-    line.insert(line.end(), more.begin(), more.end());
-    return line;
-}
+const std::string SHOT = "render in.####.exr -o out.%04d.exr --set MaxBlurSize=6 ";
 
 }  // namespace
 
 TEST_F(shots, RenderEachFrameAsIfItWereAlone) {
     write_frames(4);
-    const run_result ran = run(with(SHOT, {"--frames", "1-2,4", "--log", "log.jsonl"}));
+    const run_result ran = run(SHOT + "--frames 1-2,4 --log log.jsonl");
     ASSERT_EQ(ran.status, 0) << ran.errors;
     EXPECT_FALSE(is_there(3));
     for (const int frame : {1, 2, 4}) {
-        ASSERT_EQ(run({"render", "in." + number(frame) + ".exr", "-o", "alone.exr",
-                       "--set", "MaxBlurSize=6", "--threads", "1"})
-                      .status,
-                  0);
-        const picture alone = read_picture(path("alone.exr"));
+        const picture alone = rendered(
+            "in." + number(frame) + ".exr --set MaxBlurSize=6 --threads 1", "alone.exr");
         const picture one = output(frame);
         EXPECT_EQ(data_window(one[0].spec), data_window(alone[0].spec));
         const std::vector<float> expected = values(alone[0], "G");
@@ -92,7 +82,7 @@ TEST_F(shots, GoOnAfterAFrameThatFails) {
     write_frames(4);
     fs::remove(path("in.0002.exr"));
     fs::resize_file(path("in.0003.exr"), 1000);
-    const run_result ran = run(with(SHOT, {"--frames", "1-4", "--log", "log.jsonl"}));
+    const run_result ran = run(SHOT + "--frames 1-4 --log log.jsonl");
     EXPECT_EQ(ran.status, 1);
     EXPECT_TRUE(is_there(1) && is_there(4));
     EXPECT_FALSE(is_there(2) || is_there(3));
@@ -103,9 +93,8 @@ TEST_F(shots, GoOnAfterAFrameThatFails) {
     // what is there is left out, what is missing is made up for
     write_frames(4);
     const auto before = fs::last_write_time(path("out.0001.exr"));
-    const auto rest =
-        with(SHOT, {"--frames", "1-4", "--skip-existing", "--log", "log.jsonl"});
-    const run_result again = run(rest);
+    const run_result again =
+        run(SHOT + "--frames 1-4 --skip-existing --log log.jsonl");
     EXPECT_EQ(again.status, 0);
     EXPECT_NE(again.errors.find("2 of 4 frames were there"), std::string::npos);
     EXPECT_NE(again.errors.find("2 of 2: out.0003.exr, "), std::string::npos);
@@ -119,16 +108,14 @@ TEST_F(shots, GoOnAfterAFrameThatFails) {
 
 TEST_F(shots, ServeAllFramesFromStills) {
     write_frames(3);
-    std::vector<picture_part> map;
-    map.push_back(made_part({0, 0, 64, 48}, {0, 0, 64, 48}, {scene_channels(9).back()}));
-    write("map.exr", std::move(map));
+    const window display{0, 0, 64, 48};
+    write("map.exr", made_part(display, display, {scene_channels(9).back()}));
     write_scene("shape.exr", {0, 0, 9, 9}, {0, 0, 9, 9});
     // as large in all, but the map belongs to another format
-    const window display{0, 0, 64, 48};
     write_scene("in.0004.exr", display, display);
     write_scene("in.0005.exr", display, {0, 0, 60, 40});
-    const run_result ran = run(with(SHOT, {"--frames", "1-5", "--depth-map", "map.exr",
-                                           "--blur-image", "shape.exr"}));
+    const run_result ran =
+        run(SHOT + "--frames 1-5 --depth-map map.exr --blur-image shape.exr");
     EXPECT_NE(ran.errors.find("frame 5: map.exr: is 64 x 48, the input is 60 x 40"),
               std::string::npos)
         << ran.errors;
@@ -140,20 +127,14 @@ TEST_F(shots, ServeAllFramesFromStills) {
 
 TEST_F(shots, RefuseToOverwriteTheirFrames) {
     write_frames(2);
-    const struct {
-        std::vector<std::string> line;
-        const char* told;
-    } cases[] = {
-        {{"render", "in.####.exr", "-o", "out.exr", "--frames", "1-2"}, "twice"},
-        {{"render", "in.####.exr", "-o", "in.%04d.exr", "--frames", "1-2"},
-         "is an input"},
-        // the second frame's output is the first one's input
-        {{"render", "in.000#.exr", "-o", "in.000#.exr", "--frames", "2"}, "is an input"},
-    };
-    for (const auto& one : cases) {
-        const run_result ran = run(one.line);
+    const std::pair<std::string, const char*> cases[] = {
+        {"in.####.exr -o out.exr --frames 1-2", "twice"},
+        {"in.####.exr -o in.%04d.exr --frames 1-2", "is an input"},
+        {"in.000#.exr -o in.000#.exr --frames 2", "is an input"}};
+    for (const auto& [line, told] : cases) {
+        const run_result ran = run("render " + line);
         EXPECT_EQ(ran.status, 1);
-        EXPECT_NE(ran.errors.find(one.told), std::string::npos) << ran.errors;
+        EXPECT_NE(ran.errors.find(told), std::string::npos) << ran.errors;
     }
 }
 
@@ -163,7 +144,7 @@ TEST_F(shots, RemoveTheTemporaryFilesOfKilledRunsOnly) {
     const std::string used = path(".focusfall-2-0.tmp");
     const int descriptor = open(used.c_str(), O_RDWR | O_CREAT, 0600);
     ASSERT_EQ(flock(descriptor, LOCK_EX), 0);
-    EXPECT_EQ(run(with(SHOT, {"--frames", "1"})).status, 0);
+    EXPECT_EQ(run(SHOT + "--frames 1").status, 0);
     EXPECT_EQ(hidden_files(), std::vector<std::string>{".focusfall-2-0.tmp"});
     close(descriptor);
 }
@@ -172,7 +153,7 @@ TEST_F(shots, HoldNoPartialFileWheneverTheyAreKilled) {
     constexpr int FRAMES = 4;
     constexpr int KILLS = 50;
     write_frames(FRAMES);
-    const auto line = with(SHOT, {"--frames", "1-4", "--quiet"});
+    const std::string line = SHOT + "--frames 1-4 --quiet ";
     const auto start_time = std::chrono::steady_clock::now();
     ASSERT_EQ(run(line).status, 0);
     const auto whole_run = std::chrono::duration_cast<std::chrono::microseconds>(
@@ -196,7 +177,7 @@ TEST_F(shots, HoldNoPartialFileWheneverTheyAreKilled) {
         }
     }
     EXPECT_GT(killed, KILLS / 4);
-    ASSERT_EQ(run(with(line, {"--skip-existing"})).status, 0);
+    ASSERT_EQ(run(line + "--skip-existing").status, 0);
     for (int frame = 1; frame <= FRAMES; ++frame) EXPECT_NO_THROW(output(frame));
     EXPECT_TRUE(hidden_files().empty());
 }

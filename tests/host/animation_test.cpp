@@ -49,7 +49,9 @@ TEST(Animation, PassesItsKeysAndStaysBetweenThemWithoutCorners) {
                 EXPECT_GE(value, std::min(last, to.value));
                 EXPECT_LE(value, std::max(last, to.value));
                 last = value;
-                if (between == interpolation::STEP) EXPECT_EQ(value, from.value);
+                if (between == interpolation::STEP) {
+                    EXPECT_EQ(value, from.value);
+                }
                 if (between != interpolation::LINEAR) continue;
                 EXPECT_NEAR(value, from.value + part * (to.value - from.value), 1e-9);
             }

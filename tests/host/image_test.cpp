@@ -69,7 +69,9 @@ TEST(HostImage, ResizingGivesAreaMeansAndInterpolates) {
             const int y = i / 6 / width;
             EXPECT_NEAR(all->Pixel(x, y)[c], slow_mean(*image, *all, x, y, c), 1e-6)
                 << width << " x " << height << " at " << x << ", " << y;
-            if (c < 4) EXPECT_EQ(small->Pixel(x, y)[c], all->Pixel(x, y)[c]);
+            if (c < 4) {
+                EXPECT_EQ(small->Pixel(x, y)[c], all->Pixel(x, y)[c]);
+            }
         }
     }
 }
