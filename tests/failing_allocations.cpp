@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <cstdlib>
 #include <new>
+#include <utility>
 
 #ifdef _WIN32
 #include <malloc.h>
@@ -85,15 +86,12 @@ ULONGLONG address_of(void* (*function)(Arguments...)) {
 }  // namespace
 
 void watch_allocations_of_libraries() {
-    const struct {
-        const char* name;
-        ULONGLONG ours;
-    } replaced[] = {{"_Znwy", address_of<std::size_t>(&::operator new)},
-                    {"_ZnwyRKSt9nothrow_t",
-                     address_of<std::size_t, const std::nothrow_t&>(&::operator new)},
-                    {"_ZnwySt11align_val_tRKSt9nothrow_t",
-                     address_of<std::size_t, std::align_val_t, const std::nothrow_t&>(
-                         &::operator new)}};
+    using nothrow = const std::nothrow_t&;
+    const std::pair<const char*, ULONGLONG> replaced[] = {
+        {"_Znwy", address_of<std::size_t>(&::operator new)},
+        {"_ZnwyRKSt9nothrow_t", address_of<std::size_t, nothrow>(&::operator new)},
+        {"_ZnwySt11align_val_tRKSt9nothrow_t",
+         address_of<std::size_t, std::align_val_t, nothrow>(&::operator new)}};
     HMODULE libraries[256];
     DWORD bytes = 0;
     EnumProcessModules(GetCurrentProcess(), libraries, sizeof libraries, &bytes);

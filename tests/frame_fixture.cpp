@@ -11,13 +11,12 @@ using frame_model::picture;
 
 namespace {
 
-bool agrees(float value, const frame_model::expected& model) {
-    if (std::isnan(model.value)) return std::isnan(value);
-    if (std::isinf(model.value)) return double{value} == model.value;
-    return std::fabs(double{value} - model.value) <= model.tolerance;
-}
+bool same(double a, double b) { return a == b || (std::isnan(a) && std::isnan(b)); }
 
-bool same(float a, float b) { return a == b || (std::isnan(a) && std::isnan(b)); }
+bool agrees(double value, const frame_model::expected& model) {
+    if (!std::isfinite(model.value)) return same(value, model.value);
+    return std::fabs(value - model.value) <= model.tolerance;
+}
 
 bool takes_distances(const controls& values) {
     return values.at("SettingsType") == 1.0 && values.at("DepthMapType") == 0.0;

@@ -57,22 +57,4 @@ TEST_F(KernelProbe, TellsNeighbouringDiametersApart) {
     }
 }
 
-TEST_F(KernelProbe, MakesASheetThatShowsPeaksWhiteAndNegativeWeightsBlue) {
-    tool->set("BlurStyle", "Laplacian");
-    std::vector<std::vector<Owned<Image>>> rows(1);
-    rows[0].push_back(probed_kernel(*tool, 9.0));
-    rows[0].push_back(probed_kernel(*tool, 200.0 / 9.0));
-    const Owned<Image> sheet = kernel_sheet(rows);
-    int white = 0;
-    int blue = 0;
-    for (int i = 0; i < sheet->Width() * sheet->Height(); ++i) {
-        const float* pixel = sheet->Pixel(0, 0) + i * sheet->Components();
-        EXPECT_LE(std::max(pixel[Image::RED], pixel[Image::BLUE]), 1.0F);
-        white += pixel[Image::RED] == 1.0F && pixel[Image::BLUE] == 1.0F;
-        blue += pixel[Image::RED] == 0.0F && pixel[Image::BLUE] > 0.1F;
-    }
-    EXPECT_GE(white, 2);
-    EXPECT_GT(blue, white);
-}
-
 }  // namespace

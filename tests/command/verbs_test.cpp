@@ -75,28 +75,21 @@ TEST_F(verbs, ListToolsAndPresets) {
 
 // What is stored encoded is blurred as the light that it stands for.
 TEST_F(verbs, RenderDecodesAndEncodesStoredColours) {
-    const window area = {0, 0, 40, 30};
     const color_encoding srgb = color_encoding::srgb();
-    const auto light = [](int x, int y) {
-        return (x * 7 + y * 13) % 29 == 0 ? 4.0 : 0.1;
+    std::vector<made_channel> channels = scene_channels();
+    for (made_channel& channel : channels) channel.type = OIIO::TypeDesc::FLOAT;
+    const auto blurred = [&](const std::string& space) {
+        write("in.exr", made_part({0, 0, 40, 30}, {0, 0, 40, 30}, channels));
+        rendered("in.exr --set MaxBlurSize=9 --colorspace " + space, "out.exr");
+        return green("out.exr");
     };
-    const auto encoded = [&](int x, int y) {
-        return static_cast<double>(srgb.encoded(static_cast<float>(light(x, y))));
+    const std::vector<float> light = blurred("Linear");
+    channels[1].value = [&, plain = channels[1].value](int x, int y) {
+        return double{srgb.encoded(static_cast<float>(plain(x, y)))};
     };
-    for (const std::string space : {"Linear", "sRGB"}) {
-        std::vector<made_channel> channels = scene_channels();
-        for (made_channel& channel : channels) {
-            channel.type = OIIO::TypeDesc::FLOAT;
-            if (channel.name == "G") channel.value = light;
-            if (channel.name == "G" && space == "sRGB") channel.value = encoded;
-        }
-        write("in.exr", made_part(area, area, channels));
-        rendered("in.exr --set MaxBlurSize=9 --colorspace " + space, space + ".exr");
-    }
-    const std::vector<float> blurred = green("Linear.exr");
-    const std::vector<float> stored = green("sRGB.exr");
-    for (std::size_t i = 0; i < blurred.size(); ++i) {
-        ASSERT_NEAR(stored[i], srgb.encoded(blurred[i]), 1e-4F) << "pixel " << i;
+    const std::vector<float> stored = blurred("sRGB");
+    for (std::size_t i = 0; i < light.size(); ++i) {
+        ASSERT_NEAR(stored[i], srgb.encoded(light[i]), 1e-4F) << "pixel " << i;
     }
 }
 

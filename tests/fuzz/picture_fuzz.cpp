@@ -20,40 +20,38 @@ picture_part seed_part(const std::vector<std::string>& channels, TypeDesc type) 
     return part;
 }
 
-void write_seed(const std::filesystem::path& file, picture_part part) {
-    picture parts;
-    parts.push_back(std::move(part));
-    write_picture(parts, file);
-}
-
 void write_seeds(const std::filesystem::path& folder) {
-    const std::vector<std::string> rgbaz{"R", "G", "B", "A", "Z"};
+    const auto write = [&](const std::string& name, picture_part part) {
+        picture parts;
+        parts.push_back(std::move(part));
+        write_picture(parts, folder / name);
+    };
+    const std::vector<std::string> rgba{"R", "G", "B", "A"};
     for (const char* compression :
          {"none", "rle", "zip", "piz", "pxr24", "b44", "dwaa"}) {
-        picture_part part = seed_part(rgbaz, TypeDesc::HALF);
+        picture_part part = seed_part({"R", "G", "B", "A", "Z"}, TypeDesc::HALF);
         part.spec.attribute("compression", compression);
         part.spec.full_x = -3;
         part.spec.full_width = 15;
-        write_seed(folder / (std::string(compression) + ".exr"), std::move(part));
+        write(std::string(compression) + ".exr", std::move(part));
     }
-    picture_part tiled = seed_part(rgbaz, TypeDesc::FLOAT);
+    picture_part tiled = seed_part(rgba, TypeDesc::FLOAT);
     tiled.spec.tile_width = tiled.spec.tile_height = 4;
     tiled.spec.tile_depth = 1;
-    write_seed(folder / "tiled.exr", std::move(tiled));
+    write("tiled.exr", std::move(tiled));
 
     picture parts;
-    parts.push_back(seed_part({"R", "G", "B"}, TypeDesc::HALF));
-    parts.push_back(seed_part({"Z"}, TypeDesc::FLOAT));
-    parts[0].spec.attribute("oiio:subimagename", "colour");
-    parts[1].spec.attribute("oiio:subimagename", "depth");
+    for (const char* channel : {"Y", "Z"}) {
+        parts.push_back(seed_part({channel}, TypeDesc::FLOAT));
+        parts.back().spec.attribute("oiio:subimagename", channel);
+    }
     write_picture(parts, folder / "parts.exr");
 
-    write_seed(folder / "grey.png", seed_part({"Y"}, TypeDesc::UINT16));
-    const std::vector<std::string> rgba{"R", "G", "B", "A"};
-    write_seed(folder / "color.png", seed_part(rgba, TypeDesc::UINT8));
-    write_seed(folder / "words.tif", seed_part(rgba, TypeDesc::UINT16));
-    write_seed(folder / "floats.tif", seed_part({"Y"}, TypeDesc::FLOAT));
-    write_seed(folder / "color.jpg", seed_part({"R", "G", "B"}, TypeDesc::UINT8));
+    write("grey.png", seed_part({"Y"}, TypeDesc::UINT16));
+    write("color.png", seed_part(rgba, TypeDesc::UINT8));
+    write("words.tif", seed_part(rgba, TypeDesc::UINT16));
+    write("floats.tif", seed_part({"Y"}, TypeDesc::FLOAT));
+    write("color.jpg", seed_part({"R", "G", "B"}, TypeDesc::UINT8));
 }
 
 // The ending that belongs to the first bytes; empty for formats that are not ours.

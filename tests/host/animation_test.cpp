@@ -135,16 +135,12 @@ TEST_F(Keys, CarryTheCoupledValuesAlong) {
 TEST_F(Keys, ShowInTheFrameOfTheirTime) {
     const auto picture = small_picture();
     const auto still = host.create_tool("kestrelworks.Focusfall");
-    for (headless::tool* one : {tool.get(), still.get()}) {
-        one->connect("Input", picture.get());
-        one->set("SettingsType", "Advanced");
-        one->set("FilmbackWidth", 1.0);
-    }
-    tool->replace("FocusPosition",
-                  animation({{1, 1200}, {48, 3400}}, interpolation::SMOOTH));
+    tool->connect("Input", picture.get());
+    still->connect("Input", picture.get());
+    tool->replace("MaxBlurSize", animation({{1, 4}, {48, 20}}, interpolation::SMOOTH));
     tool->replace("BlurStyle", animation({{1, 2}, {24, 0}}, interpolation::STEP));
     for (const double time : {0.0, 12.5, 24.0, 60.0}) {
-        still->set("FocusPosition", value("FocusPosition", time));
+        still->set("MaxBlurSize", value("MaxBlurSize", time));
         still->set("BlurStyle", time < 24 ? "Gaussian" : "Disk");
         const headless::frame moving = tool->render(time);
         const headless::frame expected = still->render(0);

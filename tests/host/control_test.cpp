@@ -65,7 +65,7 @@ TEST_F(Control, NamesItselfAndWhatItTakesInErrors) {
     EXPECT_EQ(value("BlurStyle"), 0.0);
 }
 
-TEST_F(Control, NearestNamesAreNearAndShortestNumbersComeBack) {
+TEST(NearestName, SuggestsNamesThatAreNearOrHoldTheWord) {
     const std::vector<std::string> names = {"FocalLength", "FocusPosition", "FStop"};
     EXPECT_EQ(nearest_name("focalLenght", names), "FocalLength");
     EXPECT_EQ(nearest_name("FocusPositn", names), "FocusPosition");
@@ -73,9 +73,6 @@ TEST_F(Control, NearestNamesAreNearAndShortestNumbersComeBack) {
     EXPECT_EQ(nearest_name("Length", names), "FocalLength");
     EXPECT_EQ(nearest_name("Po", names), "");
     EXPECT_EQ(nearest_name("Zoom", names), "");
-    for (const double value : {0.0, 0.1, -1e-300, 1.0 / 3.0, 5e15}) {
-        EXPECT_EQ(std::stod(shortest(value)), value);
-    }
 }
 
 }  // namespace

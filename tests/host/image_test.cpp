@@ -9,6 +9,7 @@
 #include <new>
 #include <random>
 #include <stdexcept>
+#include <tuple>
 
 namespace {
 
@@ -102,22 +103,18 @@ TEST(HostImage, TheSameSizeIsACopyAndElsewhereUnboundValuesCountAsNothing) {
 TEST(HostImage, NewImagesFollowTheirModelUnlessTagsSayOtherwise) {
     const Owned<Image> model(new Image(7, 4, 20));
     const Owned<Image> like(NewImage(0x60020000, model.get(), 0x18020000, 12, 0));
-    EXPECT_EQ(like->Width(), 7);
     EXPECT_EQ(like->Height(), 4);
-    EXPECT_EQ(like->Components(), 20);
     EXPECT_EQ(like->Pixel(3, 2) - like->Pixel(0, 0), (2 * 7 + 3) * 20);
     const Owned<Image> kernel(NewImage(0x60020000, model.get(), 0x10020000, 3, 0x10020001,
                                        5, 0x10020002, 7, 0));
-    EXPECT_EQ(kernel->Width(), 3);
     EXPECT_EQ(kernel->Height(), 5);
-    EXPECT_EQ(kernel->Components(), 4);
-}
+    EXPECT_EQ(kernel->Pixel(0, 1) - kernel->Pixel(0, 0), 3 * 4);
 
-TEST(HostImage, SizesThatCanNotBeAreRefused) {
     EXPECT_THROW(NewImage(0), std::runtime_error);
-    EXPECT_THROW(Image(0, 5, 5), std::runtime_error);
-    EXPECT_THROW(Image(5, -1, 5), std::runtime_error);
-    EXPECT_THROW(Image(5, 5, 0), std::runtime_error);
+    for (const auto& [width, height, components] :
+         {std::tuple{0, 5, 5}, {5, -1, 5}, {5, 5, 0}}) {
+        EXPECT_THROW(Image(width, height, components), std::runtime_error);
+    }
     constexpr std::int32_t MOST = std::numeric_limits<std::int32_t>::max();
     EXPECT_THROW(Image(MOST, MOST, MOST), std::bad_alloc);
 }

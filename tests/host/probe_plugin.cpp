@@ -18,12 +18,12 @@ class probe : public ThreadedOperator {
         factor_ = AddInput("A factor", "Factor", 0x88020000, FuID("Number"), 0x20030004,
                            1.0, 0);
         AddControlPage("Second", 0);
-        again_ = AddInput("Factor", "Factor", 0x88020000, FuID("Number"), 0x20030004, 2.0,
-                          0x20030001, 3.0, 0);
+        const auto* again = AddInput("Factor", "Factor", 0x88020000, FuID("Number"),
+                                     0x20030004, 2.0, 0x20030001, 3.0, 0);
         fault_ = AddInput("Fault", "Fault", 0x88020000, FuID("Text"), 0);
         input_ = AddInput("Picture", "Input", 0x88020000, FuID("Image"), 0);
         output_ = AddOutput("Result", "Output", 0x88020000, FuID("Image"), 0);
-        if (again_ != factor_ || AddOutput("Result", "Output", 0) != output_) {
+        if (again != factor_ || AddOutput("Result", "Output", 0) != output_) {
             throw std::logic_error("a second request gave another handle");
         }
     }
@@ -50,11 +50,9 @@ class probe : public ThreadedOperator {
             while (!IsAborted()) std::this_thread::yield();
         }
         const auto* factor = dynamic_cast<Number*>(factor_->GetValue(request));
-        for (std::int32_t x = 0; x < source_->Width(); ++x) {
-            for (std::int32_t c = 0; c < source_->Components(); ++c) {
-                result_->Pixel(x, row)[c] =
-                    source_->Pixel(x, row)[c] * static_cast<float>(factor->Value());
-            }
+        for (std::int32_t i = 0; i < source_->Width() * source_->Components(); ++i) {
+            result_->Pixel(0, row)[i] =
+                source_->Pixel(0, row)[i] * static_cast<float>(factor->Value());
         }
     }
 
@@ -71,7 +69,6 @@ class probe : public ThreadedOperator {
     }
 
     Input* factor_;
-    Input* again_;
     Input* fault_;
     Input* input_;
     Output* output_;

@@ -26,9 +26,7 @@ TEST(WorkerPool, DoesEachPieceOnceAndReportsAllOfThemAtTheEnd) {
                     last = done;
                 });
             EXPECT_EQ(last, pieces);
-            for (const auto& count : times) {
-                EXPECT_EQ(count, 1) << threads << " threads, " << pieces << " pieces";
-            }
+            for (const auto& count : times) EXPECT_EQ(count, 1) << pieces << " pieces";
         }
     }
 }
@@ -56,10 +54,9 @@ TEST(WorkerPool, PassesOnTheExceptionOfAPieceOrOfTheProgressAndStaysUsable) {
         EXPECT_THROW(pool.run(100000, fail_at_ten, {}), std::runtime_error);
         EXPECT_LT(begun, 100000) << "pieces were begun after the failure";
 
+        const auto nothing = [](std::int32_t) {};
         const auto fail = [](std::int32_t, std::int32_t) { throw std::string("enough"); };
-        EXPECT_THROW(pool.run(
-                         1000, [](std::int32_t) {}, fail),
-                     std::string);
+        EXPECT_THROW(pool.run(1000, nothing, fail), std::string);
 
         std::atomic<int> done = 0;
         pool.run(100, [&](std::int32_t) { ++done; }, {});

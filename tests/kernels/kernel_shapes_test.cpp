@@ -43,20 +43,18 @@ TEST_F(KernelShapes, AreStretchedFromTheLargerDiameter) {
     for (int style = DISK; style <= LAPLACIAN; ++style) {
         params_.blur_style = style;
         const Owned<Image> square = kernel(9.0, 9.0);
-        const Owned<Image> wide = kernel(9.0, 4.2);
-        const Owned<Image> tall = kernel(0.5, 9.0);
-        ASSERT_EQ(wide->Width(), 9);
-        ASSERT_EQ(wide->Height(), 5);
-        ASSERT_EQ(tall->Width(), 3);
-        ASSERT_EQ(tall->Height(), 9);
         ASSERT_EQ(square->Components(), 4);
-        for (int i = 0; i < 9; ++i) {
-            EXPECT_NEAR(at(wide, i, 2), at(wide, 8 - i, 2), 1e-6) << "style " << style;
-            EXPECT_NEAR(at(wide, i, 0), at(wide, i, 4), 1e-6) << "style " << style;
-            EXPECT_NEAR(at(tall, 0, i), at(tall, 2, 8 - i), 1e-6) << "style " << style;
+        for (const auto& [width, height] : {std::pair{9.0, 4.2}, {0.5, 9.0}}) {
+            const Owned<Image> flat = kernel(width, height);
+            ASSERT_EQ(flat->Width(), width > 3.0 ? 9 : 3);
+            ASSERT_EQ(flat->Height(), height > 5.0 ? 9 : 5);
+            const Owned<Image> expected(square->ResizeOfImage(
+                0x10000000, flat->Width(), 0x10000001, flat->Height(), 0));
+            for (int i = 0; i < flat->Width() * flat->Height() * 4; ++i) {
+                ASSERT_EQ(flat->Pixel(0, 0)[i], expected->Pixel(0, 0)[i])
+                    << "style " << style;
+            }
         }
-        EXPECT_LE(at(wide, 4, 2), at(square, 4, 4)) << "a mean around the peak";
-        EXPECT_GT(at(wide, 4, 2), 0.5F * at(square, 4, 4));
     }
 }
 

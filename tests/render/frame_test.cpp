@@ -16,7 +16,7 @@ constexpr float INF = std::numeric_limits<float>::infinity();
 constexpr float NOT_A_NUMBER = std::numeric_limits<float>::quiet_NaN();
 
 TEST(Frame, AgreesWithTheModelForRandomPicturesAndSettings) {
-    plugin_tool plugin;
+    plugin_tool tools[] = {plugin_tool(1), plugin_tool(2), plugin_tool(8)};  // threads
     int blurred = 0;
     constexpr int FRAMES = 160;
     for (unsigned seed = 0; seed < FRAMES; ++seed) {
@@ -33,8 +33,8 @@ TEST(Frame, AgreesWithTheModelForRandomPicturesAndSettings) {
 
         const auto model = frame_model::render(input, separate ? map : input, values);
         blurred += model.kernel_count > 0;
-        expect_agreement(plugin.render(input, separate ? &map : nullptr, values), input,
-                         model);
+        expect_agreement(tools[seed % 3].render(input, separate ? &map : nullptr, values),
+                         input, model);
         if (HasFatalFailure()) return;
     }
     EXPECT_GT(blurred, FRAMES / 2) << "too few of the frames are blurred";
@@ -161,25 +161,6 @@ TEST(Frame, StampsTheBlurPicture) {
     for (int i = 0; i < 21 * 21; ++i) {
         EXPECT_NEAR(output.at(32 + i % 21, 32 + i / 21, RED),
                     means[static_cast<std::size_t>(i)] / sum, 1e-6);
-    }
-}
-
-TEST(Frame, IsTheSameWithOneTwoAndEightThreads) {
-    random_frame random(5000);
-    controls values = random.settings();
-    values["SettingsType"] = 0;
-    values["MaxBlurSize"] = 10;
-    const picture input = random.picture(150, 100, values);
-    plugin_tool alone(1);
-    const picture expected = alone.render(input, nullptr, values);
-    for (const int threads : {2, 8}) {
-        plugin_tool several(threads);
-        const picture output = several.render(input, nullptr, values);
-        for (std::size_t i = 0; i < input.values.size(); ++i) {
-            ASSERT_NEAR(output.values[i], expected.values[i],
-                        1e-4 + 1e-4 * std::fabs(expected.values[i]))
-                << threads << " threads, value " << i;
-        }
     }
 }
 

@@ -35,9 +35,9 @@ class Splat : public testing::Test {
         filter_.row_locks.assign(static_cast<std::size_t>(height),
                                  boost::shared_ptr<boost::mutex>(new boost::mutex));
     }
-    double norm(int x, int y) {
-        return double{filter_.weight_accumulator.get_channel_data(
-            "Norm", static_cast<std::uint32_t>(y))[x]};
+    float norm(int x, int y) {
+        return filter_.weight_accumulator.get_channel_data(
+            "Norm", static_cast<std::uint32_t>(y))[x];
     }
     color_rgba_f color(int x, int y) {
         return filter_.color_accumulator.get_channel_data(
@@ -60,10 +60,9 @@ TEST(AddWeighted, EqualsItsReference) {
         alignas(16) color_rgba_f vector = plain;
         add_weighted_reference(plain, values + 5, values[9]);
         add_weighted(vector, values + 5, values[9]);
-        for (const auto member :
-             {&color_rgba_f::r, &color_rgba_f::g, &color_rgba_f::b, &color_rgba_f::a}) {
-            const float a = plain.*member;
-            const float b = vector.*member;
+        for (int c = 0; c < 4; ++c) {
+            const float a = (&plain.r)[c];
+            const float b = (&vector.r)[c];
             ASSERT_TRUE(a == b || (std::isnan(a) && std::isnan(b))) << a << ", " << b;
         }
     }
