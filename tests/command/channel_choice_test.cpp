@@ -54,7 +54,6 @@ TEST(ChannelChoice, FindsDepthUnderItsUsualNamesAndTakesGreyForAllColours) {
     }
     const picture none = file_of(part_with({"R", "G", "B", "depth"}));
     EXPECT_FALSE(choose_depth(none, choose_color(none, ""), ""));
-
     for (const names& channels : {names{"luma"}, names{"Y", "A"}}) {
         const picture file = file_of(part_with(channels));
         const color_channels grey = choose_color(file, "");

@@ -18,23 +18,20 @@ namespace fs = std::filesystem;
 
 class shots : public command_test {
   protected:
-    static std::string number(int frame) { return "000" + std::to_string(frame); }
+    static std::string in(int frame) { return "in.000" + std::to_string(frame) + ".exr"; }
+    std::string out(int frame) const {
+        return path("out.000" + std::to_string(frame) + ".exr");
+    }
 
     // Frames 1 .. count as in.0001.exr and on, with data windows that move.
     void write_frames(int count) const {
         for (int i = 1; i <= count; ++i) {
-            write_scene("in." + number(i) + ".exr", {3 * i, -i, 60, 40}, {0, 0, 64, 48},
-                        i);
+            write_scene(in(i), {3 * i, -i, 60, 40}, {0, 0, 64, 48}, i);
         }
     }
 
-    bool is_there(int frame) const {
-        return fs::exists(path("out." + number(frame) + ".exr"));
-    }
-
-    picture output(int frame) const {
-        return read_picture(path("out." + number(frame) + ".exr"));
-    }
+    bool is_there(int frame) const { return fs::exists(out(frame)); }
+    picture output(int frame) const { return read_picture(out(frame)); }
 
     std::vector<nlohmann::json> log_lines() const {
         std::vector<nlohmann::json> lines;
@@ -56,8 +53,8 @@ TEST_F(shots, RenderEachFrameAsIfItWereAlone) {
     ASSERT_EQ(ran.status, 0) << ran.errors;
     EXPECT_FALSE(is_there(3));
     for (const int frame : {1, 2, 4}) {
-        const picture alone = rendered(
-            "in." + number(frame) + ".exr --set MaxBlurSize=6 --threads 1", "alone.exr");
+        const picture alone =
+            rendered(in(frame) + " --set MaxBlurSize=6 --threads 1", "alone.exr");
         const picture one = output(frame);
         EXPECT_EQ(data_window(one[0].spec), data_window(alone[0].spec));
         const std::vector<float> expected = values(alone[0], "G");
@@ -163,9 +160,7 @@ TEST_F(shots, HoldNoPartialFileWheneverTheyAreKilled) {
     std::uniform_int_distribution<std::int64_t> moment(0, whole_run.count());
     int killed = 0;
     for (int i = 0; i < KILLS; ++i) {
-        for (int frame = 1; frame <= FRAMES; ++frame) {
-            fs::remove(path("out." + number(frame) + ".exr"));
-        }
+        for (int frame = 1; frame <= FRAMES; ++frame) fs::remove(out(frame));
         const pid_t process = start(line);
         usleep(static_cast<useconds_t>(moment(random)));
         kill(process, SIGKILL);

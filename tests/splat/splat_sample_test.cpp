@@ -117,21 +117,16 @@ TEST_F(Splat, SplitsSamplesBetweenPixelsAndCutsThemAtTheEdges) {
     filter_.kernels.assign(501, {});  // 5 pixels
     filter_.kernels.back() = kernel;
     filter_.max_coc = 5.005F;
-
-    std::vector<depth_sample> samples = {{10.5F, 2.25F, 1, 2, 3, 4, 0, 1},
-                                         {-0.5F, 4.0F, 1, 2, 3, 4, 0, 1},
-                                         {3.0F, 8.75F, 1, 2, 3, 4, 0, 2}};
     for (int i = 0; i < 200; ++i) {
-        samples.push_back(
-            {unit(random) * 24 - 6, unit(random) * 20 - 6, 1, 2, 3, 4, 0, unit(random)});
-    }
-    for (const depth_sample& s : samples) {
+        depth_sample s = {unit(random) * 24 - 6, unit(random) * 20 - 6, 1, 2, 3, 4, 0, 1};
+        if (i % 4 == 0) s.x = std::floor(s.x);
+        if (i % 5 == 0) s.weight = unit(random);
         resize(13, 9);
         filter_.splat_sample(s);
-        for (int i = 0; i < 13 * 9; ++i) {
-            const double expected = expected_norm(kernel, 5, s, i % 13, i / 13);
-            ASSERT_NEAR(norm(i % 13, i / 13), expected, 1e-6) << s.x << ", " << s.y;
-            const color_rgba_f c = color(i % 13, i / 13);
+        for (int p = 0; p < 13 * 9; ++p) {
+            const double expected = expected_norm(kernel, 5, s, p % 13, p / 13);
+            ASSERT_NEAR(norm(p % 13, p / 13), expected, 1e-6) << s.x << ", " << s.y;
+            const color_rgba_f c = color(p % 13, p / 13);
             ASSERT_NEAR(c.r, expected, 1e-5);
             ASSERT_NEAR(c.a, 4.0 * expected, 1e-5);
         }
