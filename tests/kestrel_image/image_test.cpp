@@ -52,6 +52,7 @@ TEST(Image, ChannelsAreClearedKeptThroughResizingAndForgotten) {
     EXPECT_TRUE(colors.channel_names.empty());
     EXPECT_TRUE(colors.is_pixel_type(typeid(color_rgba_f)));
     EXPECT_FALSE(colors.is_pixel_type(typeid(float)));
+    EXPECT_EQ(colors.pixel_type_name(), typeid(color_rgba_f).name());
 }
 
 std::string error_of_access(image<float>& weights, const std::string& name) {
