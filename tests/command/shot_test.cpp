@@ -90,8 +90,7 @@ TEST_F(shots, GoOnAfterAFrameThatFails) {
     // what is there is left out, what is missing is made up for
     write_frames(4);
     const auto before = fs::last_write_time(path("out.0001.exr"));
-    const run_result again =
-        run(SHOT + "--frames 1-4 --skip-existing --log log.jsonl");
+    const run_result again = run(SHOT + "--frames 1-4 --skip-existing --log log.jsonl");
     EXPECT_EQ(again.status, 0);
     EXPECT_NE(again.errors.find("2 of 4 frames were there"), std::string::npos);
     EXPECT_NE(again.errors.find("2 of 2: out.0003.exr, "), std::string::npos);
