@@ -70,6 +70,7 @@ double multiply_add_peak(int threads) {
     std::vector<double> counts(static_cast<std::size_t>(threads));
     const auto start = std::chrono::steady_clock::now();
     std::vector<std::thread> workers;
+    workers.reserve(counts.size());
     for (double& count : counts) {
         workers.emplace_back([&count] {
             float result = 0.0F;
