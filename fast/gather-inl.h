@@ -33,6 +33,8 @@ struct offset_list {
 
     explicit offset_list(std::int32_t most)
         : codes(new std::int32_t[static_cast<std::size_t>(most + TILE_COLUMNS)]) {}
+
+    std::int32_t* end() { return codes.get() + count; }
 };
 constexpr std::int32_t offset_code(std::int32_t dx, std::int32_t row) {
     return BLOCK_ROWS * dx + row;
@@ -79,7 +81,7 @@ HWY_INLINE void add_offsets(offset_list& list, std::int32_t code, std::uint32_t 
                     hn::Set(integer_tag, code));
         // by way of a register: compressing into memory is slow
         hn::StoreU(hn::Compress(codes, hn::LoadMaskBits(integer_tag, bytes)), integer_tag,
-                   list.codes.get() + list.count);
+                   list.end());
         list.count += static_cast<std::int32_t>(hwy::PopCount(part));
     }
 }
@@ -134,7 +136,7 @@ HWY_INLINE void find_group_hits(const gather_frame& frame, std::ptrdiff_t part_s
                      frame.offsets->full.data() + offset);
     add_offsets(lists.partial, code, some & ~full);
     const bool all = full == ALL_COLUMNS;
-    lists.sixteen.codes[lists.sixteen.count] = code;
+    *lists.sixteen.end() = code;
     lists.sixteen.count += all ? 1 : 0;
     const std::uint32_t rest = all ? 0 : full;
     const std::uint32_t pairs = rest & rest >> 1;
@@ -158,7 +160,8 @@ HWY_INLINE void find_groups(const gather_frame& frame, const source_window& wind
         const bool all =
             frame.with_sums && bits_reached(least + dx, full + dx) == ALL_COLUMNS;
         offset_list& list = all ? lists.whole : lists.mixed;
-        list.codes[list.count++] = offset_code(dx, 0);
+        *list.end() = offset_code(dx, 0);
+        ++list.count;
     }
 }
 
@@ -192,7 +195,7 @@ HWY_NOINLINE void find_hits(const gather_frame& frame, const block_view& block,
         hits.offset = offsets.index(0, dy + row);
     }
     for (std::int32_t i = 0; i < lists.mixed.count; ++i) {
-        const std::int32_t dx = code_dx(lists.mixed.codes[i]);
+        const std::int32_t dx = code_dx(lists.mixed.codes.get()[i]);
         for (std::int32_t row = 0; row < rows; ++row) {
             find_group_hits(frame, window.part_stride, dx, row, lists);
         }
@@ -214,7 +217,7 @@ HWY_NOINLINE void add_weighted_hits(const Rule& rule, const block_view& block,
         }
     }
     for (std::int32_t i = 0; i < lists.partial.count; ++i) {
-        const std::int32_t code = lists.partial.codes[i];
+        const std::int32_t code = lists.partial.codes.get()[i];
         const row_hits& hits = lists.rows[code_row(code)];
         const std::int32_t dx = code_dx(code);
         const float* at = hits.source + column + dx;
@@ -247,7 +250,7 @@ HWY_INLINE void add_columns(const offset_list& list, const float* base,
                             vector* sum) {
     const vector_tag tag;
     for (std::int32_t i = 0; i < list.count; ++i) {
-        const std::int32_t code = list.codes[i];
+        const std::int32_t code = list.codes.get()[i];
         const float* at = base + code_row(code) * row_stride + code_dx(code);
         for (std::int32_t q = 0; q < SUMS; ++q) {
             sum[q] = hn::Add(sum[q], hn::LoadU(tag, at + q * stride));

@@ -92,8 +92,9 @@ std::string nearest_name(std::string_view name, const std::vector<std::string>& 
     }
     if (!nearest.empty() || name.size() < SHORTEST_PART) return nearest;
     for (const std::string& candidate : names) {
-        const auto part = std::ranges::search(candidate, name, same_letter);
-        if (!part.empty()) return candidate;
+        const auto part = std::search(candidate.begin(), candidate.end(), name.begin(),
+                                      name.end(), same_letter);
+        if (part != candidate.end()) return candidate;
     }
     return nearest;
 }
