@@ -51,7 +51,7 @@ struct flat_rule : shape_rule {
     HWY_INLINE vector weight(source radius, const row_hits& hits, std::int32_t /*column*/,
                              std::int32_t dx, std::int32_t row) const {
         const vector_tag tag;
-        const std::ptrdiff_t i = hits.offset + dx - row * offsets.stride;
+        const std::ptrdiff_t i = hits.offset + dx - std::ptrdiff_t{row} * offsets.stride;
         const vector value = hn::MulAdd(radius, hn::Set(tag, offsets.factor.data()[i]),
                                         hn::Set(tag, offsets.start.data()[i]));
         return hn::Min(hn::Max(value, hn::Zero(tag)), hn::Set(tag, 1.0F));
@@ -76,7 +76,8 @@ struct rim_rule {
     HWY_INLINE vector weight(const source& s, const row_hits& hits, std::int32_t column,
                              std::int32_t dx, std::int32_t row) const {
         const vector_tag tag;
-        const std::ptrdiff_t i = hits.offset + dx - row * flat.offsets.stride;
+        const std::ptrdiff_t i =
+            hits.offset + dx - std::ptrdiff_t{row} * flat.offsets.stride;
         const vector coverage = flat.weight(s.flat, hits, column, dx, row);
         const vector distance =
             hn::Mul(s.fourth_power, hn::Set(tag, flat.offsets.fourth.data()[i]));
@@ -95,7 +96,8 @@ struct gaussian_rule {
     };
     HWY_INLINE source load(const row_hits& hits, std::int32_t column, std::int32_t dx,
                            std::ptrdiff_t /*plane*/) const {
-        const float* factor = hits.column_factors + dx * MACRO_COLUMNS + column;
+        const float* factor =
+            hits.column_factors + std::ptrdiff_t{dx} * MACRO_COLUMNS + column;
         return {hn::LoadU(vector_tag(), factor)};
     }
     HWY_INLINE vector weight(const source& s, const row_hits& hits, std::int32_t column,
@@ -117,7 +119,8 @@ struct laplacian_rule {
     };
     HWY_INLINE source load(const row_hits& hits, std::int32_t column, std::int32_t dx,
                            std::ptrdiff_t /*plane*/) const {
-        const float* factor = hits.column_factors + dx * MACRO_COLUMNS + column;
+        const float* factor =
+            hits.column_factors + std::ptrdiff_t{dx} * MACRO_COLUMNS + column;
         return {hn::LoadU(vector_tag(), factor),
                 hn::LoadU(vector_tag(), factor + second_column_factors)};
     }
@@ -136,7 +139,7 @@ struct airy_rule : shape_rule {
     HWY_INLINE vector weight(source shape, const row_hits& hits, std::int32_t /*column*/,
                              std::int32_t dx, std::int32_t row) const {
         const vector_tag tag;
-        const std::ptrdiff_t i = hits.offset + dx - row * offsets.stride;
+        const std::ptrdiff_t i = hits.offset + dx - std::ptrdiff_t{row} * offsets.stride;
         const vector one = hn::Set(tag, 1.0F);
         const vector t =
             hn::Min(hn::MulSub(shape, hn::Set(tag, offsets.factor.data()[i]), one), one);

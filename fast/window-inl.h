@@ -95,8 +95,9 @@ HWY_INLINE void sum_along(const float* from, float* to, std::int32_t step,
     for (std::int32_t i = 0; i < count; i += LANES) {
         const vector first =
             hn::Add(hn::LoadU(tag, from + i), hn::LoadU(tag, from + i + step));
-        const vector second = hn::Add(hn::LoadU(tag, from + i + 2 * step),
-                                      hn::LoadU(tag, from + i + 3 * step));
+        const vector second =
+            hn::Add(hn::LoadU(tag, from + i + std::ptrdiff_t{2} * step),
+                    hn::LoadU(tag, from + i + std::ptrdiff_t{3} * step));
         hn::StoreU(hn::Add(first, second), tag, to + i);
     }
 }
@@ -213,7 +214,7 @@ HWY_NOINLINE void fill_column_factors(const gather_frame& frame, const block_vie
         float* factors = window.column_factors + row * window.column_factor_stride;
         const auto half = static_cast<std::int32_t>(window.row_reach[row]);
         for (std::int32_t dx = -half; dx <= half; ++dx) {
-            float* factor = factors + dx * MACRO_COLUMNS;
+            float* factor = factors + std::ptrdiff_t{dx} * MACRO_COLUMNS;
             for (std::int32_t x = 0; x < MACRO_COLUMNS; x += LANES) {
                 vector scaled;
                 const vector value = falloff(source + x + dx, reach + x + dx, dx, scaled);
@@ -269,7 +270,8 @@ class window_storage {
         // the widest window, and what vectors touch beyond it
         window_.part_stride = MACRO_COLUMNS + 2 * columns + 6 * TILE_COLUMNS;
         window_.row_stride = source_window::PARTS * window_.part_stride;
-        window_.row_factor_stride = factors ? 2 * TILE_ROWS * window_.part_stride : 0;
+        window_.row_factor_stride =
+            factors ? std::ptrdiff_t{2} * TILE_ROWS * window_.part_stride : 0;
         window_.column_factor_stride = factors ? (2 * columns + 1) * MACRO_COLUMNS : 0;
         window_.second_column_factors = BLOCK_ROWS * window_.column_factor_stride;
 
@@ -281,7 +283,8 @@ class window_storage {
         memory_.reset(new float[static_cast<std::size_t>(all)]);
         window_.data = memory_.get();
         window_.row_factors = memory_.get() + row_factors;
-        window_.column_factors = memory_.get() + column_factors + columns * MACRO_COLUMNS;
+        window_.column_factors =
+            memory_.get() + column_factors + std::ptrdiff_t{columns} * MACRO_COLUMNS;
     }
     const source_window& window() const { return window_; }
 
