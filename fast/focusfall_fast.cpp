@@ -59,9 +59,9 @@ void FocusfallFast::splat(Request* request) {
                    &FocusfallFast::fill_terms);
     }
 
-    maxima_.resize(pieces(width, BLOCK_COLUMNS), pieces(height, BLOCK_ROWS));
+    blocks_.resize(pieces(width, BLOCK_COLUMNS), pieces(height, BLOCK_ROWS));
     stamps_.reset(height);
-    run_chunks(request, maxima_.rows, &FocusfallFast::load_sources);
+    run_chunks(request, blocks_.rows, &FocusfallFast::load_sources);
 
     any_stamps_ = false;
     while (!IsAborted() && stamps_.begin_batch(*this)) {
@@ -88,16 +88,19 @@ void FocusfallFast::fill_terms(std::int32_t chunk) {
 void FocusfallFast::load_sources(std::int32_t block_row) {
     const std::int32_t first = block_row * BLOCK_ROWS;
     const std::int32_t last = std::min(first + BLOCK_ROWS, input_image->Height());
-    float* const maxima = &maxima_.at(0, block_row);
-    std::fill_n(maxima, maxima_.columns, NO_REACH);
+    block_grid::block* const blocks = blocks_.row(block_row);
+    std::fill_n(blocks, blocks_.columns, block_grid::block{NO_REACH, true});
     for (std::int32_t y = first; y < last; ++y) {
         load_row(y);
         if (!form_) continue;
         const float* reach = planes_.row(
             y, is_edged(*form_) ? source_planes::SHAPE : source_planes::SECOND);
+        const float* weight = planes_.row(y, source_planes::WEIGHT);
+        const float* alpha = planes_.row(y, source_planes::ALPHA);
         for (std::int32_t x = 0; x < planes_.width(); ++x) {
-            float& most = maxima[x / BLOCK_COLUMNS];
-            most = std::max(most, reach[x]);
+            block_grid::block& block = blocks[x / BLOCK_COLUMNS];
+            block.reach = std::max(block.reach, reach[x]);
+            block.opaque = block.opaque && alpha[x] == weight[x];
         }
     }
 }
@@ -144,7 +147,7 @@ void FocusfallFast::blur_macro_tile(std::int32_t tile) {
     if (form_) {
         const bool with_sums =
             *form_ == closed_form::FLAT && offsets_->reach >= SUMS_REACH;
-        gather_macro_tile({&planes_, &maxima_, &*offsets_, *form_,
+        gather_macro_tile({&planes_, &blocks_, &*offsets_, *form_,
                            static_cast<float>(4.0 * bad_bokeh), with_sums},
                           x, y, sums);
     }

@@ -57,6 +57,6 @@ class FocusfallFast : public Focusfall {
 
     // a chunk of load_sources writes what belongs to its rows, later chunks only read
     source_planes planes_;
-    block_maxima maxima_;
+    block_grid blocks_;
     stamp_list stamps_;
 };

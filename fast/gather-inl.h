@@ -29,12 +29,17 @@ constexpr std::int32_t SUM_ROWS = LANES == TILE_COLUMNS ? TILE_ROWS : 2;
 // for all rows, since short loops of changing lengths are slow.
 struct offset_list {
     std::unique_ptr<std::int32_t[]> codes;
-    std::int32_t count = 0;
+    std::int32_t* last;  // beyond the last
 
     explicit offset_list(std::int32_t most)
-        : codes(new std::int32_t[static_cast<std::size_t>(most + TILE_COLUMNS)]) {}
+        : codes(new std::int32_t[static_cast<std::size_t>(most + TILE_COLUMNS)]),
+          last(codes.get()) {}
 
-    std::int32_t* end() { return codes.get() + count; }
+    void clear() { last = codes.get(); }
+    bool empty() const { return last == codes.get(); }
+    // for range loops
+    const std::int32_t* begin() const { return codes.get(); }
+    const std::int32_t* end() const { return last; }
 };
 constexpr std::int32_t offset_code(std::int32_t dx, std::int32_t row) {
     return BLOCK_ROWS * dx + row;
@@ -46,7 +51,6 @@ constexpr std::int32_t code_dx(std::int32_t code) {
 
 // What matters to one register tile among one block of source rows.
 struct hit_lists {
-    row_hits rows[BLOCK_ROWS];
     offset_list partial;  // weighted each for itself
     offset_list single;   // weight 1 everywhere
     offset_list four;     // the same for it and the three columns on its right
@@ -61,16 +65,12 @@ struct hit_lists {
           sixteen(most / 16),
           whole(most / 16),
           mixed(most / 16) {}
-
-    void clear() {
-        for (offset_list* list : {&partial, &single, &four, &sixteen, &whole, &mixed}) {
-            list->count = 0;
-        }
-    }
 };
 
-// Adds the offsets dx + i for the bits i of 16, dx and row being those of `code`.
-HWY_INLINE void add_offsets(offset_list& list, std::int32_t code, std::uint32_t bits) {
+// Writes the offsets dx + i for the bits i of 16, dx and row being those of `code`, to
+// `end`; gives the new end.
+HWY_INLINE std::int32_t* write_offsets(std::int32_t* end, std::int32_t code,
+                                       std::uint32_t bits) {
     const hn::RebindToSigned<vector_tag> integer_tag;
     for (std::int32_t i = 0; i < TILE_COLUMNS; i += LANES) {
         const std::uint32_t part = bits >> i & ((1U << LANES) - 1);
@@ -81,9 +81,10 @@ HWY_INLINE void add_offsets(offset_list& list, std::int32_t code, std::uint32_t 
                     hn::Set(integer_tag, code));
         // by way of a register: compressing into memory is slow
         hn::StoreU(hn::Compress(codes, hn::LoadMaskBits(integer_tag, bytes)), integer_tag,
-                   list.end());
-        list.count += static_cast<std::int32_t>(hwy::PopCount(part));
+                   end);
+        end += hwy::PopCount(part);
     }
+    return end;
 }
 
 // Bit i of 16 tells whether a[i] > b[i], or a[i] >= b[i].
@@ -109,6 +110,21 @@ HWY_INLINE std::uint32_t bits_reached(const float* a, const float* b) {
 }
 constexpr std::uint32_t ALL_COLUMNS = (1U << TILE_COLUMNS) - 1;
 
+// The block as the register tile at column `x`, `dy` rows above it, sees it.
+HWY_INLINE tile_view look_at(const block_view& block, const source_window& window,
+                             const offset_table& offsets, std::int32_t x,
+                             std::int32_t dy) {
+    return {block.source + x,
+            window.data - window.first_column + x,
+            window.row_factors - window.first_column + x,
+            window.column_factors - window.macro_column + x,
+            offsets.index(0, dy),
+            block.plane_stride,
+            block.row_stride,
+            window.row_factor_stride,
+            window.column_factor_stride};
+}
+
 // How many columns off a source of that reach matters at most.
 HWY_INLINE std::int32_t half_chord(closed_form form, float reach, std::int32_t dy) {
     if (reach < 0.0F) return -1;  // NO_REACH
@@ -119,60 +135,80 @@ HWY_INLINE std::int32_t half_chord(closed_form form, float reach, std::int32_t d
     return square > 0.0F ? static_cast<std::int32_t>(std::sqrt(square)) + 1 : -1;
 }
 
-// Sorts the offsets among TILE_COLUMNS from dx on by what they add to the tile. Without
-// branches, which could not be foretold.
-HWY_INLINE void find_group_hits(const gather_frame& frame, std::ptrdiff_t part_stride,
-                                std::int32_t dx, std::int32_t row, hit_lists& lists) {
-    const row_hits& hits = lists.rows[row];
-    const float* reach = hits.window + dx;
-    const std::ptrdiff_t offset = hits.offset + dx;
-    const std::int32_t code = offset_code(dx, row);
-    const std::uint32_t some = bits_above(reach + source_window::MAX_REACH * part_stride,
-                                          frame.offsets->miss.data() + offset);
-    if (!frame.with_sums) return add_offsets(lists.partial, code, some);
-
-    const std::uint32_t full =
-        bits_reached(reach + source_window::MIN_REACH * part_stride,
-                     frame.offsets->full.data() + offset);
-    add_offsets(lists.partial, code, some & ~full);
-    const bool all = full == ALL_COLUMNS;
-    *lists.sixteen.end() = code;
-    lists.sixteen.count += all ? 1 : 0;
-    const std::uint32_t rest = all ? 0 : full;
-    const std::uint32_t pairs = rest & rest >> 1;
-    const std::uint32_t fours = pairs & pairs >> 2 & 0x1111;
-    add_offsets(lists.four, code, fours);
-    add_offsets(lists.single, code, rest & ~(fours * 0xF));
-}
-
 // Sorts the groups of offsets from `first_dx` to `last_dx` by what all rows of the block
 // have in common.
 HWY_INLINE void find_groups(const gather_frame& frame, const source_window& window,
-                            std::int32_t first_dx, std::int32_t last_dx, std::int32_t dy,
-                            std::int32_t x, hit_lists& lists) {
-    const std::ptrdiff_t column = x - window.first_column;
-    const float* most = window.at(BLOCK_ROWS, source_window::MAX_REACH) + column;
-    const float* least = window.at(BLOCK_ROWS, source_window::MIN_REACH) + column;
-    const float* miss = frame.offsets->block_miss.data() + frame.offsets->index(0, dy);
-    const float* full = frame.offsets->block_full.data() + frame.offsets->index(0, dy);
+                            const tile_view& view, std::int32_t first_dx,
+                            std::int32_t last_dx, hit_lists& lists) {
+    const std::ptrdiff_t row = BLOCK_ROWS * window.row_stride;
+    const float* most = view.window + row + source_window::MAX_REACH * window.part_stride;
+    const float* least =
+        view.window + row + source_window::MIN_REACH * window.part_stride;
+    const float* miss = frame.offsets->block_miss.data() + view.offset;
+    const float* full = frame.offsets->block_full.data() + view.offset;
+    std::int32_t* whole = lists.whole.last;
+    std::int32_t* mixed = lists.mixed.last;
     for (std::int32_t dx = first_dx; dx <= last_dx; dx += TILE_COLUMNS) {
         if (bits_above(most + dx, miss + dx) == 0) continue;
         const bool all =
             frame.with_sums && bits_reached(least + dx, full + dx) == ALL_COLUMNS;
-        offset_list& list = all ? lists.whole : lists.mixed;
-        *list.end() = offset_code(dx, 0);
-        ++list.count;
+        (all ? *whole++ : *mixed++) = offset_code(dx, 0);
     }
+    lists.whole.last = whole;
+    lists.mixed.last = mixed;
+}
+
+// Sorts the offsets of the mixed groups, row by row, by what they add to the tile.
+// Without branches, which could not be foretold.
+template <bool WITH_SUMS>
+HWY_INLINE void sort_mixed(const gather_frame& frame, const source_window& window,
+                           const tile_view& view, std::int32_t rows, hit_lists& lists) {
+    const offset_table& offsets = *frame.offsets;
+    // in registers meanwhile
+    std::int32_t* partial = lists.partial.last;
+    std::int32_t* single = lists.single.last;
+    std::int32_t* four = lists.four.last;
+    std::int32_t* sixteen = lists.sixteen.last;
+    for (const std::int32_t group : lists.mixed) {
+        const float* reach = view.window + code_dx(group);
+        std::ptrdiff_t offset = view.offset + code_dx(group);
+        for (std::int32_t code = group; code < group + rows; ++code) {
+            const std::uint32_t some =
+                bits_above(reach + source_window::MAX_REACH * window.part_stride,
+                           offsets.miss.data() + offset);
+            std::uint32_t full = 0;
+            if (WITH_SUMS) {
+                full = bits_reached(reach + source_window::MIN_REACH * window.part_stride,
+                                    offsets.full.data() + offset);
+            }
+            partial = write_offsets(partial, code, some & ~full);
+            if (WITH_SUMS) {
+                *sixteen = code;
+                sixteen += full == ALL_COLUMNS ? 1 : 0;
+                const std::uint32_t rest = full == ALL_COLUMNS ? 0 : full;
+                const std::uint32_t pairs = rest & rest >> 1;
+                const std::uint32_t fours = pairs & pairs >> 2 & 0x1111;
+                four = write_offsets(four, code, fours);
+                single = write_offsets(single, code, rest & ~(fours * 0xF));
+            }
+            reach += window.row_stride;
+            offset += offsets.stride;
+        }
+    }
+    lists.partial.last = partial;
+    lists.single.last = single;
+    lists.four.last = four;
+    lists.sixteen.last = sixteen;
 }
 
 // Finds the sources that matter to the tile at (x, y) among `rows` rows from `first_row`.
-HWY_NOINLINE void find_hits(const gather_frame& frame, const block_view& block,
-                            const source_window& window, std::int32_t first_row,
-                            std::int32_t rows, std::int32_t x, std::int32_t y,
-                            hit_lists& lists) {
-    lists.clear();
+HWY_NOINLINE void find_hits(const gather_frame& frame, const source_window& window,
+                            const tile_view& view, std::int32_t dy, std::int32_t rows,
+                            std::int32_t x, hit_lists& lists) {
+    for (offset_list* list : {&lists.partial, &lists.single, &lists.four, &lists.sixteen,
+                              &lists.whole, &lists.mixed})
+        list->clear();
     const offset_table& offsets = *frame.offsets;
-    const std::int32_t dy = first_row - y;
     const std::int32_t half =
         half_chord(frame.form, window.largest_reach,
                    std::max({0, -(dy + rows - 1), dy - (TILE_ROWS - 1)}));
@@ -181,63 +217,45 @@ HWY_NOINLINE void find_hits(const gather_frame& frame, const block_view& block,
         std::max({-half & -TILE_COLUMNS, -offsets.columns, window.first_column - x});
     const std::int32_t last_dx = std::min(half, window.last_column - x - 1);
     if (half < 0 || first_dx > last_dx) return;
-    find_groups(frame, window, first_dx, last_dx, dy, x, lists);
-    if (lists.mixed.count == 0) return;
-
-    for (std::int32_t row = 0; row < rows; ++row) {
-        row_hits& hits = lists.rows[row];
-        hits.source = block.source + row * block.row_stride + x;
-        hits.window = window.at(row, 0) - window.first_column + x;
-        hits.row_factors =
-            window.row_factors + row * window.row_factor_stride - window.first_column + x;
-        hits.column_factors = window.column_factors + row * window.column_factor_stride +
-                              (x - window.macro_column);
-        hits.offset = offsets.index(0, dy + row);
-    }
-    for (std::int32_t i = 0; i < lists.mixed.count; ++i) {
-        const std::int32_t dx = code_dx(lists.mixed.codes.get()[i]);
-        for (std::int32_t row = 0; row < rows; ++row) {
-            find_group_hits(frame, window.part_stride, dx, row, lists);
-        }
+    find_groups(frame, window, view, first_dx, last_dx, lists);
+    if (frame.with_sums) {
+        sort_mixed<true>(frame, window, view, rows, lists);
+    } else {
+        sort_mixed<false>(frame, window, view, rows, lists);
     }
 }
 
 // Adds the hits to SUM_ROWS rows of LANES columns, all sums in registers. A function of
 // its own, since only so the compiler keeps them there.
-template <class Rule>
-HWY_NOINLINE void add_weighted_hits(const Rule& rule, const block_view& block,
-                                    const hit_lists& lists, std::int32_t first_row,
+template <std::int32_t QUANTITIES, class Rule>
+HWY_NOINLINE void add_weighted_hits(const Rule& rule, const tile_view& view,
+                                    const offset_list& list, std::int32_t first_row,
                                     std::int32_t column, tile_sums& sums) {
     const vector_tag tag;
-    const std::ptrdiff_t plane = block.plane_stride;
-    vector sum[SUM_ROWS][SUMS];
+    const std::ptrdiff_t plane = view.plane_stride;
+    vector sum[SUM_ROWS][QUANTITIES];
     for (std::int32_t row = 0; row < SUM_ROWS; ++row) {
-        for (std::int32_t q = 0; q < SUMS; ++q) {
+        for (std::int32_t q = 0; q < QUANTITIES; ++q) {
             sum[row][q] = hn::Load(tag, sums.rows[first_row + row][q] + column);
         }
     }
-    for (std::int32_t i = 0; i < lists.partial.count; ++i) {
-        const std::int32_t code = lists.partial.codes.get()[i];
-        const row_hits& hits = lists.rows[code_row(code)];
-        const std::int32_t dx = code_dx(code);
-        const float* at = hits.source + column + dx;
-        const auto source = rule.load(hits, column, dx, plane);
-        const vector weight = hn::LoadU(tag, at + plane * source_planes::WEIGHT);
-        const vector red = hn::LoadU(tag, at + plane * source_planes::RED);
-        const vector green = hn::LoadU(tag, at + plane * source_planes::GREEN);
-        const vector blue = hn::LoadU(tag, at + plane * source_planes::BLUE);
-        const vector alpha = hn::LoadU(tag, at + plane * source_planes::ALPHA);
+    for (const std::int32_t code : list) {
+        const hit at_hit = {code_row(code), code_dx(code), column};
+        const float* at = view.at_source(at_hit);
+        const auto source = rule.load(view, at_hit);
+        vector quantity[QUANTITIES];
+        for (std::int32_t q = 0; q < QUANTITIES; ++q) {
+            quantity[q] = hn::LoadU(tag, at + plane * PLANE_OF_SUM[q]);
+        }
         for (std::int32_t row = 0; row < SUM_ROWS; ++row) {
-            const vector value = rule.weight(source, hits, column, dx, first_row + row);
-            sum[row][SUM_WEIGHT] = hn::MulAdd(value, weight, sum[row][SUM_WEIGHT]);
-            sum[row][SUM_RED] = hn::MulAdd(value, red, sum[row][SUM_RED]);
-            sum[row][SUM_GREEN] = hn::MulAdd(value, green, sum[row][SUM_GREEN]);
-            sum[row][SUM_BLUE] = hn::MulAdd(value, blue, sum[row][SUM_BLUE]);
-            sum[row][SUM_ALPHA] = hn::MulAdd(value, alpha, sum[row][SUM_ALPHA]);
+            const vector value = rule.weight(source, view, at_hit, first_row + row);
+            for (std::int32_t q = 0; q < QUANTITIES; ++q) {
+                sum[row][q] = hn::MulAdd(value, quantity[q], sum[row][q]);
+            }
         }
     }
     for (std::int32_t row = 0; row < SUM_ROWS; ++row) {
-        for (std::int32_t q = 0; q < SUMS; ++q) {
+        for (std::int32_t q = 0; q < QUANTITIES; ++q) {
             hn::Store(sum[row][q], tag, sums.rows[first_row + row][q] + column);
         }
     }
@@ -245,52 +263,55 @@ HWY_NOINLINE void add_weighted_hits(const Rule& rule, const block_view& block,
 
 // Adds what stands at the listed offsets to all rows of the tile alike: `base` is at dx 0
 // of the block's first row, the quantities lie `stride` apart.
+template <std::int32_t QUANTITIES>
 HWY_INLINE void add_columns(const offset_list& list, const float* base,
                             std::ptrdiff_t row_stride, std::ptrdiff_t stride,
                             vector* sum) {
     const vector_tag tag;
-    for (std::int32_t i = 0; i < list.count; ++i) {
-        const std::int32_t code = list.codes.get()[i];
+    for (const std::int32_t code : list) {
         const float* at = base + code_row(code) * row_stride + code_dx(code);
-        for (std::int32_t q = 0; q < SUMS; ++q) {
+        for (std::int32_t q = 0; q < QUANTITIES; ++q) {
             sum[q] = hn::Add(sum[q], hn::LoadU(tag, at + q * stride));
         }
     }
 }
 
-HWY_NOINLINE void add_full_hits(const block_view& block, const source_window& window,
-                                const hit_lists& lists, std::int32_t x, tile_sums& sums) {
+template <std::int32_t QUANTITIES>
+HWY_NOINLINE void add_full_hits(const tile_view& view, const source_window& window,
+                                const hit_lists& lists, tile_sums& sums) {
     const vector_tag tag;
     for (std::int32_t column = 0; column < TILE_COLUMNS; column += LANES) {
-        vector sum[SUMS];
-        for (std::int32_t q = 0; q < SUMS; ++q) {
+        vector sum[QUANTITIES];
+        for (std::int32_t q = 0; q < QUANTITIES; ++q) {
             sum[q] = hn::Load(tag, sums.common[q] + column);
         }
-        const std::ptrdiff_t first = x + column;
         const auto add_sums = [&](const offset_list& list, std::int32_t row,
                                   std::int32_t part) HWY_ATTR {
-            add_columns(list, window.at(row, part) - window.first_column + first,
-                        window.row_stride, window.part_stride, sum);
+            add_columns<QUANTITIES>(list,
+                                    view.window + row * window.row_stride +
+                                        part * window.part_stride + column,
+                                    window.row_stride, window.part_stride, sum);
         };
         add_sums(lists.whole, BLOCK_ROWS, source_window::SUM_16);
         add_sums(lists.sixteen, 0, source_window::SUM_16);
         add_sums(lists.four, 0, source_window::SUM_4);
-        add_columns(lists.single,
-                    block.source + source_planes::WEIGHT * block.plane_stride + first,
-                    block.row_stride, block.plane_stride, sum);
-        for (std::int32_t q = 0; q < SUMS; ++q) {
+        add_columns<QUANTITIES>(
+            lists.single,
+            view.source + source_planes::WEIGHT * view.plane_stride + column,
+            view.source_stride, view.plane_stride, sum);
+        for (std::int32_t q = 0; q < QUANTITIES; ++q) {
             hn::Store(sum[q], tag, sums.common[q] + column);
         }
     }
 }
 
-template <class Rule>
-HWY_INLINE void add_partial_hits(const Rule& rule, const block_view& block,
-                                 const hit_lists& lists, tile_sums& sums) {
-    if (lists.partial.count == 0) return;
+template <std::int32_t QUANTITIES, class Rule>
+HWY_INLINE void add_partial_hits(const Rule& rule, const tile_view& view,
+                                 const offset_list& list, tile_sums& sums) {
+    if (list.empty()) return;
     for (std::int32_t row = 0; row < TILE_ROWS; row += SUM_ROWS) {
         for (std::int32_t column = 0; column < TILE_COLUMNS; column += LANES) {
-            add_weighted_hits(rule, block, lists, row, column, sums);
+            add_weighted_hits<QUANTITIES>(rule, view, list, row, column, sums);
         }
     }
 }
@@ -301,6 +322,7 @@ struct column_range {
     std::int32_t first;
     std::int32_t last;  // beyond the last
     float reach;        // the largest of the blocks
+    bool opaque;        // all blocks are
 };
 column_range columns_that_reach(const gather_frame& frame, std::int32_t block_row,
                                 std::int32_t x, std::int32_t y) {
@@ -308,27 +330,29 @@ column_range columns_that_reach(const gather_frame& frame, std::int32_t block_ro
                         std::int32_t b_size) {
         return std::max({0, b - (a + a_size - 1), a - (b + b_size - 1)});
     };
-    column_range range = {0, 0, 0.0F};
+    column_range range = {0, 0, 0.0F, true};
+    const block_grid::block* blocks = frame.blocks->row(block_row);
     const std::int32_t dy = gap(y, MACRO_ROWS, block_row * BLOCK_ROWS, BLOCK_ROWS);
-    for (std::int32_t block = 0; block < frame.maxima->columns; ++block) {
+    for (std::int32_t block = 0; block < frame.blocks->columns; ++block) {
         const std::int32_t dx =
             gap(x, MACRO_COLUMNS, block * BLOCK_COLUMNS, BLOCK_COLUMNS);
         const auto distance = static_cast<float>(std::max(dx, dy));
-        if (!(distance < frame.maxima->at(block, block_row) + 1.0F)) continue;
+        if (!(distance < blocks[block].reach + 1.0F)) continue;
         if (range.last == 0) range.first = block * BLOCK_COLUMNS;
+        range.opaque = range.opaque && blocks[block].opaque;
         range.last = (block + 1) * BLOCK_COLUMNS;
-        range.reach = std::max(range.reach, frame.maxima->at(block, block_row));
+        range.reach = std::max(range.reach, blocks[block].reach);
     }
     return range;
 }
 
-template <class Rule>
+template <std::int32_t QUANTITIES, class Rule>
 void gather_with(const Rule& rule, const gather_frame& frame, source_window& window,
                  std::int32_t x, std::int32_t y, tile_sums* sums) {
     const source_planes& planes = *frame.planes;
     const offset_table& offsets = *frame.offsets;
     hit_lists lists(BLOCK_ROWS * (2 * offsets.columns + TILE_COLUMNS));
-    for (std::int32_t block_row = 0; block_row < frame.maxima->rows; ++block_row) {
+    for (std::int32_t block_row = 0; block_row < frame.blocks->rows; ++block_row) {
         const column_range range = columns_that_reach(frame, block_row, x, y);
         if (range.last <= range.first) continue;
         const auto reach = static_cast<std::int32_t>(range.reach) + 1;
@@ -341,8 +365,8 @@ void gather_with(const Rule& rule, const gather_frame& frame, source_window& win
         window.first_column = std::max(range.first - TILE_COLUMNS, x - offsets.columns);
         window.last_column =
             std::min(range.last, x + MACRO_COLUMNS + offsets.columns + TILE_COLUMNS);
-        fill_window(frame, block, rows, window);
-        fill_block(frame, rows, window);
+        fill_window<QUANTITIES>(frame, block, rows, window);
+        fill_block<QUANTITIES>(frame, rows, window);
         if (has_factors(frame.form)) fill_column_factors(frame, block, rows, window);
 
         tile_sums* tile = sums;
@@ -352,33 +376,53 @@ void gather_with(const Rule& rule, const gather_frame& frame, source_window& win
             }
             for (std::int32_t tx = x; tx < x + MACRO_COLUMNS;
                  tx += TILE_COLUMNS, ++tile) {
-                find_hits(frame, block, window, first_row, rows, tx, ty, lists);
-                add_full_hits(block, window, lists, tx, *tile);
-                add_partial_hits(rule, block, lists, *tile);
+                const tile_view view =
+                    look_at(block, window, offsets, tx, first_row - ty);
+                find_hits(frame, window, view, first_row - ty, rows, tx, lists);
+                add_full_hits<QUANTITIES>(view, window, lists, *tile);
+                add_partial_hits<QUANTITIES>(rule, view, lists.partial, *tile);
             }
         }
     }
 }
 
-void gather(const gather_frame& frame, std::int32_t x, std::int32_t y, tile_sums* sums) {
+template <std::int32_t QUANTITIES>
+void gather_quantities(const gather_frame& frame, std::int32_t x, std::int32_t y,
+                       tile_sums* sums) {
     const offset_table& offsets = *frame.offsets;
     const window_storage storage(frame, x);
     source_window window = storage.window();
-
+    const auto with = [&](const auto& rule) {
+        gather_with<QUANTITIES>(rule, frame, window, x, y, sums);
+    };
     const flat_rule flat = {offsets};
     switch (frame.form) {
-        case closed_form::FLAT: return gather_with(flat, frame, window, x, y, sums);
-        case closed_form::RIM:
-            return gather_with(rim_rule{flat, frame.rim}, frame, window, x, y, sums);
-        case closed_form::GAUSSIAN:
-            return gather_with(gaussian_rule{window.part_stride}, frame, window, x, y,
-                               sums);
+        case closed_form::FLAT: return with(flat);
+        case closed_form::RIM: return with(rim_rule{flat, frame.rim});
+        case closed_form::GAUSSIAN: return with(gaussian_rule{window.part_stride});
         case closed_form::LAPLACIAN:
-            return gather_with(
-                laplacian_rule{window.part_stride, window.second_column_factors}, frame,
-                window, x, y, sums);
-        case closed_form::AIRY:
-            return gather_with(airy_rule{offsets}, frame, window, x, y, sums);
+            return with(laplacian_rule{window.part_stride, window.second_column_factors});
+        case closed_form::AIRY: return with(airy_rule{offsets});
+    }
+}
+
+// Whether all sources that may reach the macro tile are opaque.
+bool is_opaque(const gather_frame& frame, std::int32_t x, std::int32_t y) {
+    bool opaque = true;
+    for (std::int32_t row = 0; row < frame.blocks->rows; ++row) {
+        opaque = opaque && columns_that_reach(frame, row, x, y).opaque;
+    }
+    return opaque;
+}
+
+void gather(const gather_frame& frame, std::int32_t x, std::int32_t y, tile_sums* sums) {
+    if (!is_opaque(frame, x, y)) return gather_quantities<SUMS>(frame, x, y, sums);
+    gather_quantities<SUM_ALPHA>(frame, x, y, sums);
+    for (std::int32_t i = 0; i < MACRO_TILES; ++i) {
+        for (auto& row : sums[i].rows) {
+            std::copy_n(row[SUM_WEIGHT], TILE_COLUMNS, row[SUM_ALPHA]);
+        }
+        std::copy_n(sums[i].common[SUM_WEIGHT], TILE_COLUMNS, sums[i].common[SUM_ALPHA]);
     }
 }
 

@@ -10,11 +10,12 @@
 
 // One piece of the output: MACRO_COLUMNS x MACRO_ROWS pixels, made of register tiles.
 inline constexpr std::int32_t MACRO_COLUMNS = 128;
-inline constexpr std::int32_t MACRO_ROWS = 32;
+inline constexpr std::int32_t MACRO_ROWS = 64;
 // Sources are looked at in blocks of so many columns, and BLOCK_ROWS rows.
 inline constexpr std::int32_t BLOCK_COLUMNS = 64;
 
-// The sums of a frame's sources, in the order in which they are kept.
+// The sums of a frame's sources, in the order in which they are kept. Alpha is the last:
+// where all sources are opaque it is the same as the weight, and only copied.
 enum sum : std::int32_t { SUM_WEIGHT, SUM_RED, SUM_GREEN, SUM_BLUE, SUM_ALPHA, SUMS };
 
 // The sums of one register tile. What all its rows receive alike stands apart.
@@ -27,33 +28,32 @@ struct alignas(128) tile_sums {
     }
 };
 
-// The largest reach among the sources of each block.
-struct block_maxima {
+// What is known of the sources of each block.
+struct block_grid {
+    struct block {
+        float reach;  // the largest
+        bool opaque;  // alpha is 1 everywhere
+    };
     std::int32_t columns = 0;  // blocks
     std::int32_t rows = 0;
-    std::vector<float> reach;
+    std::vector<block> blocks;
 
     void resize(std::int32_t new_columns, std::int32_t new_rows) {
         columns = new_columns;
         rows = new_rows;
-        reach.resize(static_cast<std::size_t>(columns) * static_cast<std::size_t>(rows));
+        blocks.resize(static_cast<std::size_t>(columns) * static_cast<std::size_t>(rows));
     }
-    float& at(std::int32_t column, std::int32_t row) { return reach[index(column, row)]; }
-    float at(std::int32_t column, std::int32_t row) const {
-        return reach[index(column, row)];
-    }
+    block* row(std::int32_t number) { return blocks.data() + index(number); }
+    const block* row(std::int32_t number) const { return blocks.data() + index(number); }
 
   private:
-    std::size_t index(std::int32_t column, std::int32_t row) const {
-        return static_cast<std::size_t>(row) * static_cast<std::size_t>(columns) +
-               static_cast<std::size_t>(column);
-    }
+    std::ptrdiff_t index(std::int32_t row) const { return std::ptrdiff_t{row} * columns; }
 };
 
 // Everything that the gather of a frame reads; constant meanwhile.
 struct gather_frame {
     const source_planes* planes;
-    const block_maxima* maxima;
+    const block_grid* blocks;
     const offset_table* offsets;
     closed_form form;
     float rim;       // RIM: 4 times "Bad Bokeh"

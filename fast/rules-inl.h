@@ -26,13 +26,42 @@ namespace hn = hwy::HWY_NAMESPACE;
 using vector_tag = hn::CappedTag<float, TILE_COLUMNS>;
 using vector = hn::Vec<vector_tag>;
 
-// A source row as a register tile sees it.
-struct row_hits {
-    const float* source;          // first plane, the tile's first column
-    const float* window;          // first part, likewise
-    const float* row_factors;     // of the tile's first row, likewise
-    const float* column_factors;  // of dx 0, likewise; MACRO_COLUMNS from dx to dx
-    std::ptrdiff_t offset;        // of the tile's first row and dx 0 in the offset table
+// A source beside a register tile.
+struct hit {
+    std::int32_t row;     // in its block
+    std::int32_t dx;      // from the output pixel
+    std::int32_t column;  // of the output pixel in the tile
+};
+
+// A block of source rows as a register tile sees it: where the first row's data for dx 0
+// and the tile's first column and row lie, and how far on the next row's.
+struct tile_view {
+    const float* source;          // first plane
+    const float* window;          // first part
+    const float* row_factors;     // by source, of the tile's rows
+    const float* column_factors;  // by column of the tile, MACRO_COLUMNS from dx to dx
+    std::ptrdiff_t offset;        // in the offset table
+    std::ptrdiff_t plane_stride;
+    std::ptrdiff_t source_stride;
+    std::ptrdiff_t row_factor_stride;
+    std::ptrdiff_t column_factor_stride;
+
+    HWY_INLINE const float* at_source(const hit& h) const {
+        return source + h.row * source_stride + h.dx + h.column;
+    }
+    HWY_INLINE const float* at_row_factor(const hit& h) const {
+        return row_factors + h.row * row_factor_stride + h.dx + h.column;
+    }
+    HWY_INLINE const float* at_column_factor(const hit& h) const {
+        return column_factors + h.row * column_factor_stride +
+               std::ptrdiff_t{h.dx} * MACRO_COLUMNS + h.column;
+    }
+    // In the table, seen from a row of the tile.
+    HWY_INLINE std::ptrdiff_t at_offset(const hit& h, const offset_table& offsets,
+                                        std::int32_t row) const {
+        return offset + std::ptrdiff_t{h.row} * offsets.stride -
+               std::ptrdiff_t{row} * offsets.stride + h.dx;
+    }
 };
 
 // What needs SHAPE alone, and the offset.
@@ -40,18 +69,17 @@ struct shape_rule {
     const offset_table& offsets;
 
     using source = vector;
-    HWY_INLINE source load(const row_hits& hits, std::int32_t column, std::int32_t dx,
-                           std::ptrdiff_t /*plane*/) const {
-        return hn::LoadU(vector_tag(), hits.source + column + dx);
+    HWY_INLINE source load(const tile_view& view, const hit& h) const {
+        return hn::LoadU(vector_tag(), view.at_source(h));
     }
 };
 
 // Disk and Polygon.
 struct flat_rule : shape_rule {
-    HWY_INLINE vector weight(source radius, const row_hits& hits, std::int32_t /*column*/,
-                             std::int32_t dx, std::int32_t row) const {
+    HWY_INLINE vector weight(source radius, const tile_view& view, const hit& h,
+                             std::int32_t row) const {
         const vector_tag tag;
-        const std::ptrdiff_t i = hits.offset + dx - std::ptrdiff_t{row} * offsets.stride;
+        const std::ptrdiff_t i = view.at_offset(h, offsets, row);
         const vector value = hn::MulAdd(radius, hn::Set(tag, offsets.factor.data()[i]),
                                         hn::Set(tag, offsets.start.data()[i]));
         return hn::Min(hn::Max(value, hn::Zero(tag)), hn::Set(tag, 1.0F));
@@ -67,18 +95,15 @@ struct rim_rule {
         flat_rule::source flat;
         vector fourth_power;  // of 1 / radius
     };
-    HWY_INLINE source load(const row_hits& hits, std::int32_t column, std::int32_t dx,
-                           std::ptrdiff_t plane) const {
-        return {flat.load(hits, column, dx, plane),
-                hn::LoadU(vector_tag(),
-                          hits.source + column + dx + plane * source_planes::SECOND)};
+    HWY_INLINE source load(const tile_view& view, const hit& h) const {
+        const std::ptrdiff_t second = view.plane_stride * source_planes::SECOND;
+        return {flat.load(view, h), hn::LoadU(vector_tag(), view.at_source(h) + second)};
     }
-    HWY_INLINE vector weight(const source& s, const row_hits& hits, std::int32_t column,
-                             std::int32_t dx, std::int32_t row) const {
+    HWY_INLINE vector weight(const source& s, const tile_view& view, const hit& h,
+                             std::int32_t row) const {
         const vector_tag tag;
-        const std::ptrdiff_t i =
-            hits.offset + dx - std::ptrdiff_t{row} * flat.offsets.stride;
-        const vector coverage = flat.weight(s.flat, hits, column, dx, row);
+        const std::ptrdiff_t i = view.at_offset(h, flat.offsets, row);
+        const vector coverage = flat.weight(s.flat, view, h, row);
         const vector distance =
             hn::Mul(s.fourth_power, hn::Set(tag, flat.offsets.fourth.data()[i]));
         const vector boost =
@@ -94,15 +119,13 @@ struct gaussian_rule {
     struct source {
         vector column_factor;
     };
-    HWY_INLINE source load(const row_hits& hits, std::int32_t column, std::int32_t dx,
-                           std::ptrdiff_t /*plane*/) const {
-        const float* factor =
-            hits.column_factors + std::ptrdiff_t{dx} * MACRO_COLUMNS + column;
+    HWY_INLINE source load(const tile_view& view, const hit& h) const {
+        const float* factor = view.at_column_factor(h);
         return {hn::LoadU(vector_tag(), factor)};
     }
-    HWY_INLINE vector weight(const source& s, const row_hits& hits, std::int32_t column,
-                             std::int32_t dx, std::int32_t row) const {
-        const float* factor = hits.row_factors + column + dx + row * stride;
+    HWY_INLINE vector weight(const source& s, const tile_view& view, const hit& h,
+                             std::int32_t row) const {
+        const float* factor = view.at_row_factor(h) + row * stride;
         return hn::Mul(s.column_factor, hn::LoadU(vector_tag(), factor));
     }
 };
@@ -117,17 +140,15 @@ struct laplacian_rule {
         vector column_factor;
         vector scaled_factor;
     };
-    HWY_INLINE source load(const row_hits& hits, std::int32_t column, std::int32_t dx,
-                           std::ptrdiff_t /*plane*/) const {
-        const float* factor =
-            hits.column_factors + std::ptrdiff_t{dx} * MACRO_COLUMNS + column;
+    HWY_INLINE source load(const tile_view& view, const hit& h) const {
+        const float* factor = view.at_column_factor(h);
         return {hn::LoadU(vector_tag(), factor),
                 hn::LoadU(vector_tag(), factor + second_column_factors)};
     }
-    HWY_INLINE vector weight(const source& s, const row_hits& hits, std::int32_t column,
-                             std::int32_t dx, std::int32_t row) const {
+    HWY_INLINE vector weight(const source& s, const tile_view& view, const hit& h,
+                             std::int32_t row) const {
         const vector_tag tag;
-        const float* factor = hits.row_factors + column + dx + row * stride;
+        const float* factor = view.at_row_factor(h) + row * stride;
         return hn::MulAdd(
             s.column_factor, hn::LoadU(tag, factor),
             hn::Mul(s.scaled_factor, hn::LoadU(tag, factor + TILE_ROWS * stride)));
@@ -136,10 +157,10 @@ struct laplacian_rule {
 
 // The squared polynomial; beyond its end, where it is 0, it is not followed.
 struct airy_rule : shape_rule {
-    HWY_INLINE vector weight(source shape, const row_hits& hits, std::int32_t /*column*/,
-                             std::int32_t dx, std::int32_t row) const {
+    HWY_INLINE vector weight(source shape, const tile_view& view, const hit& h,
+                             std::int32_t row) const {
         const vector_tag tag;
-        const std::ptrdiff_t i = hits.offset + dx - std::ptrdiff_t{row} * offsets.stride;
+        const std::ptrdiff_t i = view.at_offset(h, offsets, row);
         const vector one = hn::Set(tag, 1.0F);
         const vector t =
             hn::Min(hn::MulSub(shape, hn::Set(tag, offsets.factor.data()[i]), one), one);

@@ -112,6 +112,7 @@ HWY_INLINE float largest(const float* entries, std::int32_t count) {
     return hn::GetLane(hn::MaxOfLanes(tag, most));
 }
 
+template <std::int32_t QUANTITIES>
 HWY_NOINLINE void fill_window(const gather_frame& frame, const block_view& block,
                               std::int32_t rows, source_window& window) {
     const auto reach_plane =
@@ -126,12 +127,12 @@ HWY_NOINLINE void fill_window(const gather_frame& frame, const block_view& block
         if (!frame.with_sums) continue;
         pick_over_16(reach, window.at(row, source_window::MIN_REACH), count,
                      [](vector a, vector b) HWY_ATTR { return hn::Min(a, b); });
-        for (std::int32_t q = 0; q < SUMS; ++q) {
+        for (std::int32_t q = 0; q < QUANTITIES; ++q) {
             sum_along(source + PLANE_OF_SUM[q] * block.plane_stride,
                       window.at(row, source_window::SUM_4 + q), 1, count + 12);
         }
         // later, since sums that were just stored are slow to load across vectors
-        for (std::int32_t q = 0; q < SUMS; ++q) {
+        for (std::int32_t q = 0; q < QUANTITIES; ++q) {
             sum_along(window.at(row, source_window::SUM_4 + q),
                       window.at(row, source_window::SUM_16 + q), 4, count);
         }
@@ -152,6 +153,7 @@ HWY_INLINE void join_rows(const source_window& window, std::int32_t part,
     }
 }
 
+template <std::int32_t QUANTITIES>
 HWY_NOINLINE void fill_block(const gather_frame& frame, std::int32_t rows,
                              source_window& window) {
     const std::int32_t count = window.last_column - window.first_column;
@@ -161,7 +163,7 @@ HWY_NOINLINE void fill_block(const gather_frame& frame, std::int32_t rows,
     if (!frame.with_sums) return;
     join_rows(window, source_window::MIN_REACH, rows, count,
               [](vector a, vector b) HWY_ATTR { return hn::Min(a, b); });
-    for (std::int32_t q = 0; q < SUMS; ++q) {
+    for (std::int32_t q = 0; q < QUANTITIES; ++q) {
         join_rows(window, source_window::SUM_16 + q, rows, count,
                   [](vector a, vector b) HWY_ATTR { return hn::Add(a, b); });
     }
