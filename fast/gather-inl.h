@@ -316,6 +316,23 @@ HWY_INLINE void add_partial_hits(const Rule& rule, const tile_view& view,
     }
 }
 
+// Which of `count` pieces of `piece` pixels, one beside the other, lie no further from
+// `size` pixels at `start` than any source reaches.
+struct index_range {
+    std::int32_t first;
+    std::int32_t last;  // beyond the last
+};
+HWY_INLINE index_range indices_near(const gather_frame& frame, std::int32_t start,
+                                    std::int32_t size, std::int32_t piece,
+                                    std::int32_t count) {
+    const std::int32_t reach = frame.offsets->reach + 1;
+    return {std::max(0, start - reach) / piece,
+            std::min(count, (start + size + reach) / piece + 1)};
+}
+HWY_INLINE index_range block_rows_near(const gather_frame& frame, std::int32_t y) {
+    return indices_near(frame, y, MACRO_ROWS, BLOCK_ROWS, frame.blocks->rows);
+}
+
 // The columns of blocks in block row `row` that may reach the macro tile, as a range of
 // columns of pixels; empty when none does.
 struct column_range {
@@ -333,7 +350,9 @@ column_range columns_that_reach(const gather_frame& frame, std::int32_t block_ro
     column_range range = {0, 0, 0.0F, true};
     const block_grid::block* blocks = frame.blocks->row(block_row);
     const std::int32_t dy = gap(y, MACRO_ROWS, block_row * BLOCK_ROWS, BLOCK_ROWS);
-    for (std::int32_t block = 0; block < frame.blocks->columns; ++block) {
+    const index_range near =
+        indices_near(frame, x, MACRO_COLUMNS, BLOCK_COLUMNS, frame.blocks->columns);
+    for (std::int32_t block = near.first; block < near.last; ++block) {
         const std::int32_t dx =
             gap(x, MACRO_COLUMNS, block * BLOCK_COLUMNS, BLOCK_COLUMNS);
         const auto distance = static_cast<float>(std::max(dx, dy));
@@ -352,7 +371,8 @@ void gather_with(const Rule& rule, const gather_frame& frame, source_window& win
     const source_planes& planes = *frame.planes;
     const offset_table& offsets = *frame.offsets;
     hit_lists lists(BLOCK_ROWS * (2 * offsets.columns + TILE_COLUMNS));
-    for (std::int32_t block_row = 0; block_row < frame.blocks->rows; ++block_row) {
+    const index_range near = block_rows_near(frame, y);
+    for (std::int32_t block_row = near.first; block_row < near.last; ++block_row) {
         const column_range range = columns_that_reach(frame, block_row, x, y);
         if (range.last <= range.first) continue;
         const auto reach = static_cast<std::int32_t>(range.reach) + 1;
@@ -409,7 +429,8 @@ void gather_quantities(const gather_frame& frame, std::int32_t x, std::int32_t y
 // Whether all sources that may reach the macro tile are opaque.
 bool is_opaque(const gather_frame& frame, std::int32_t x, std::int32_t y) {
     bool opaque = true;
-    for (std::int32_t row = 0; row < frame.blocks->rows; ++row) {
+    const index_range near = block_rows_near(frame, y);
+    for (std::int32_t row = near.first; row < near.last; ++row) {
         opaque = opaque && columns_that_reach(frame, row, x, y).opaque;
     }
     return opaque;
