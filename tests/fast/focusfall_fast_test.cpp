@@ -22,7 +22,8 @@ struct fast_tool : plugin_tool {
 };
 
 // Lights, negative and transparent colours, smooth or broken depth, opaque from some
-// column on; a part of the pixels, `odd` of all, has values that are no colours or depths.
+// column on; a part of the pixels, `odd` of all, has values that are no colours or
+// depths.
 picture random_picture(random_frame& random, int width, int height, double odd) {
     constexpr float INFINITE = std::numeric_limits<float>::infinity();
     picture result = blank(width, height, 6);
