@@ -163,6 +163,35 @@ column_range columns_that_reach(const gather_frame& frame, std::int32_t block_ro
     return range;
 }
 
+// Adds the sources of a block, which the window is about, to the macro tile at (x, y).
+template <std::int32_t QUANTITIES, class Rule>
+HWY_INLINE void add_block(const Rule& rule, const gather_frame& frame,
+                          const block_view& block, const source_window& window,
+                          std::int32_t x, std::int32_t y, hit_lists& lists,
+                          tile_sums* sums) {
+    const auto add_to_tile = [&](std::int32_t column, std::int32_t row) {
+        const std::int32_t dy = block.first_row - (y + row);
+        const tile_view view = look_at(block, window, *frame.offsets, x + column, dy);
+        tile_sums& tile = sums[row / TILE_ROWS * TILES_ACROSS + column / TILE_COLUMNS];
+        find_hits(frame, window, view, dy, block.rows, x + column, lists);
+        add_full_hits<QUANTITIES>(view, window, lists, tile);
+        add_partial_hits<QUANTITIES>(rule, view, lists.partial, tile);
+    };
+    if (has_factors(frame.form)) {
+        for (std::int32_t row = 0; row < MACRO_ROWS; row += TILE_ROWS) {
+            fill_row_factors(frame, block, window, block.first_row - (y + row));
+            for (std::int32_t column = 0; column < MACRO_COLUMNS; column += TILE_COLUMNS)
+                add_to_tile(column, row);
+        }
+        return;
+    }
+    // tiles one below the other share more of what they read than neighbours
+    for (std::int32_t column = 0; column < MACRO_COLUMNS; column += TILE_COLUMNS) {
+        for (std::int32_t row = 0; row < MACRO_ROWS; row += TILE_ROWS)
+            add_to_tile(column, row);
+    }
+}
+
 template <std::int32_t QUANTITIES, class Rule>
 void gather_with(const Rule& rule, const gather_frame& frame, source_window& window,
                  std::int32_t x, std::int32_t y, tile_sums* sums) {
@@ -175,32 +204,18 @@ void gather_with(const Rule& rule, const gather_frame& frame, source_window& win
         if (range.last <= range.first) continue;
         const auto reach = static_cast<std::int32_t>(range.reach) + 1;
         const std::int32_t first_row = std::max(block_row * BLOCK_ROWS, y - reach);
-        const std::int32_t rows = std::min({(block_row + 1) * BLOCK_ROWS, planes.height(),
-                                            y + MACRO_ROWS + reach}) -
-                                  first_row;
-        const block_view block = {planes.row(first_row, source_planes::SHAPE),
+        const std::int32_t last_row = std::min(
+            {(block_row + 1) * BLOCK_ROWS, planes.height(), y + MACRO_ROWS + reach});
+        const block_view block = {first_row, last_row - first_row,
+                                  planes.row(first_row, source_planes::SHAPE),
                                   planes.plane_stride(), planes.row_stride()};
         window.first_column = std::max(range.first - TILE_COLUMNS, x - offsets.columns);
         window.last_column =
             std::min(range.last, x + MACRO_COLUMNS + offsets.columns + TILE_COLUMNS);
-        fill_window<QUANTITIES>(frame, block, rows, window);
-        fill_block<QUANTITIES>(frame, rows, window);
-        if (has_factors(frame.form)) fill_column_factors(frame, block, rows, window);
-
-        tile_sums* tile = sums;
-        for (std::int32_t ty = y; ty < y + MACRO_ROWS; ty += TILE_ROWS) {
-            if (has_factors(frame.form)) {
-                fill_row_factors(frame, block, window, first_row - ty, rows);
-            }
-            for (std::int32_t tx = x; tx < x + MACRO_COLUMNS;
-                 tx += TILE_COLUMNS, ++tile) {
-                const tile_view view =
-                    look_at(block, window, offsets, tx, first_row - ty);
-                find_hits(frame, window, view, first_row - ty, rows, tx, lists);
-                add_full_hits<QUANTITIES>(view, window, lists, *tile);
-                add_partial_hits<QUANTITIES>(rule, view, lists.partial, *tile);
-            }
-        }
+        fill_window<QUANTITIES>(frame, block, window);
+        fill_block<QUANTITIES>(frame, block.rows, window);
+        if (has_factors(frame.form)) fill_column_factors(frame, block, window);
+        add_block<QUANTITIES>(rule, frame, block, window, x, y, lists, sums);
     }
 }
 

@@ -60,8 +60,8 @@ struct gather_frame {
     bool with_sums;  // add several sources of weight 1 at once
 };
 
-constexpr std::int32_t MACRO_TILES =
-    (MACRO_COLUMNS / TILE_COLUMNS) * (MACRO_ROWS / TILE_ROWS);
+constexpr std::int32_t TILES_ACROSS = MACRO_COLUMNS / TILE_COLUMNS;
+constexpr std::int32_t MACRO_TILES = TILES_ACROSS * (MACRO_ROWS / TILE_ROWS);
 
 // Adds to `sums` all sources of the frame. The sums are those of the macro tile whose
 // first pixel is (x, y), its register tiles row by row. The order of the additions to a

@@ -5,8 +5,7 @@
 
 namespace {
 
-constexpr std::int32_t LINE = 16;      // floats in a cache line
-constexpr std::ptrdiff_t PAGE = 1024;  // floats in 4 KiB
+constexpr std::int32_t LINE = 16;  // floats in a cache line
 
 }  // namespace
 
@@ -15,10 +14,11 @@ void source_planes::resize(std::int32_t width, std::int32_t height, std::int32_t
     height_ = height;
     margin_ = (margin + LINE - 1) / LINE * LINE;
     plane_stride_ = (width + LINE - 1) / LINE * LINE + 2 * margin_;
-    // planes or rows a multiple of a page apart would share few sets of the cache
-    if (plane_stride_ % PAGE == 0) plane_stride_ += LINE;
+    if (plane_stride_ / LINE % 2 == 0) plane_stride_ += LINE;
+    // an odd number of lines from plane to plane, so that they, and the rows, spread over
+    // all sets of the cache
+    if (plane_stride_ / LINE % 2 == 0) plane_stride_ += LINE;
     row_stride_ = PLANES * plane_stride_;
-    if (row_stride_ % PAGE == 0) row_stride_ += LINE;
 
     const auto size = static_cast<std::size_t>(height * row_stride_);
     if (size <= capacity_) return;

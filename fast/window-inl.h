@@ -23,8 +23,10 @@ namespace {
 
 constexpr std::int32_t LANES = static_cast<std::int32_t>(hn::MaxLanes(vector_tag()));
 
-// Where the planes lie from one another, and the block's first source.
+// A block of source rows: where its planes lie.
 struct block_view {
+    std::int32_t first_row;
+    std::int32_t rows;    // at most BLOCK_ROWS
     const float* source;  // column 0 of the first row's first plane
     std::ptrdiff_t plane_stride;
     std::ptrdiff_t row_stride;
@@ -114,11 +116,11 @@ HWY_INLINE float largest(const float* entries, std::int32_t count) {
 
 template <std::int32_t QUANTITIES>
 HWY_NOINLINE void fill_window(const gather_frame& frame, const block_view& block,
-                              std::int32_t rows, source_window& window) {
+                              source_window& window) {
     const auto reach_plane =
         is_edged(frame.form) ? source_planes::SHAPE : source_planes::SECOND;
     const std::int32_t count = window.last_column - window.first_column;
-    for (std::int32_t row = 0; row < rows; ++row) {
+    for (std::int32_t row = 0; row < block.rows; ++row) {
         const float* source = block.source + row * block.row_stride + window.first_column;
         const float* reach = source + reach_plane * block.plane_stride;
         pick_over_16(reach, window.at(row, source_window::MAX_REACH), count,
@@ -206,9 +208,9 @@ HWY_INLINE vector falloff(const float* shape, const float* reach, std::int32_t d
 
 // Of all dx that the rows' sources reach.
 HWY_NOINLINE void fill_column_factors(const gather_frame& frame, const block_view& block,
-                                      std::int32_t rows, const source_window& window) {
+                                      const source_window& window) {
     const vector_tag tag;
-    for (std::int32_t row = 0; row < rows; ++row) {
+    for (std::int32_t row = 0; row < block.rows; ++row) {
         // no number of columns stands for a row without sources
         if (window.row_reach[row] < 0.0F) continue;
         const float* source = block.source + row * block.row_stride + window.macro_column;
@@ -232,11 +234,10 @@ HWY_NOINLINE void fill_column_factors(const gather_frame& frame, const block_vie
 
 // Of the rows of tiles that begin `dy` rows before the block.
 HWY_NOINLINE void fill_row_factors(const gather_frame& frame, const block_view& block,
-                                   const source_window& window, std::int32_t dy,
-                                   std::int32_t rows) {
+                                   const source_window& window, std::int32_t dy) {
     const vector_tag tag;
     const std::int32_t count = window.last_column - window.first_column + TILE_COLUMNS;
-    for (std::int32_t row = 0; row < rows; ++row) {
+    for (std::int32_t row = 0; row < block.rows; ++row) {
         // the nearest row of the tiles
         const std::int32_t gap = std::max({0, -dy - row, dy + row - (TILE_ROWS - 1)});
         if (static_cast<float>(gap) > window.row_reach[row]) continue;
@@ -269,8 +270,9 @@ class window_storage {
         const std::int32_t columns = frame.offsets->columns;
         const bool factors = has_factors(frame.form);
         window_.macro_column = macro_column;
-        // the widest window, and what vectors touch beyond it
-        window_.part_stride = MACRO_COLUMNS + 2 * columns + 6 * TILE_COLUMNS;
+        // the widest window and what vectors touch beyond it, an odd number of cache
+        // lines
+        window_.part_stride = MACRO_COLUMNS + 2 * columns + 7 * TILE_COLUMNS;
         window_.row_stride = source_window::PARTS * window_.part_stride;
         window_.row_factor_stride =
             factors ? std::ptrdiff_t{2} * TILE_ROWS * window_.part_stride : 0;
