@@ -124,8 +124,8 @@ std::vector<ring> rings_of(std::int32_t radius) {
         static_cast<std::size_t>(radius) * static_cast<std::size_t>(radius) + 1);
     for (std::int32_t y = -radius; y <= radius; ++y) {
         for (std::int32_t x = -radius; x <= radius; ++x) {
-            const auto square = static_cast<std::size_t>(x * x + y * y);
-            if (square < counts.size()) ++counts[square];
+            const std::int32_t square = x * x + y * y;
+            if (square <= radius * radius) ++counts[static_cast<std::size_t>(square)];
         }
     }
     std::vector<ring> rings;

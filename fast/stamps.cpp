@@ -26,14 +26,14 @@ bool stamp_list::begin_batch(const focusfall_interface& params) {
             for (const stamped_source& s : row) waiting_.push_back(s.kernel);
         }
         std::ranges::sort(waiting_, std::greater());
-        waiting_.erase(std::ranges::unique(waiting_).begin(), waiting_.end());
+        waiting_.erase(std::unique(waiting_.begin(), waiting_.end()), waiting_.end());
         listed_ = true;
     }
     batch_.clear();
     std::size_t bytes = 0;
     while (!waiting_.empty()) {
         const std::int32_t radius = kernel_radius(params, waiting_.back());
-        const auto side = static_cast<std::size_t>(2 * radius + 1);
+        const std::size_t side = 2 * static_cast<std::size_t>(radius) + 1;
         bytes += side * side * sizeof(float);
         if (bytes > BATCH_BYTES && !batch_.empty()) break;
         batch_.push_back({waiting_.back(), radius, {}});

@@ -26,15 +26,15 @@ template <class Value>
 constexpr Tag TagDigit() {
     if constexpr (std::same_as<Value, EndOfList>) {
         return 0;
-    } else if constexpr (std::integral<Value> && sizeof(Value) <= sizeof(std::int32_t) &&
-                         !std::same_as<Value, bool>) {
-        return 1;
-    } else if constexpr (std::floating_point<Value>) {
-        return 2;
     } else if constexpr (std::convertible_to<Value, const char*>) {
         return 3;
     } else if constexpr (std::is_pointer_v<Value>) {
         return 6;
+    } else if constexpr (std::floating_point<Value>) {
+        return 2;
+    } else if constexpr (std::integral<Value> && sizeof(Value) <= sizeof(std::int32_t) &&
+                         !std::same_as<Value, bool>) {
+        return 1;
     } else {
         static_assert(std::same_as<Value, FuID>, "no tag carries a value of this type");
         return 8;
