@@ -25,9 +25,7 @@ std::string fault_of_verb(const CLI::App& app, const std::string& word) {
                             : "did you mean \"" + nearest + "\"?");
 }
 
-}  // namespace
-
-int main(int argc, char** argv) {
+int run(int argc, char** argv) {
     CLI::App app("Blurs pictures by depth, as a camera lens does.", "focusfall");
     app.require_subcommand(1);
     app.set_version_flag("--version", FOCUSFALL_VERSION);
@@ -49,11 +47,19 @@ int main(int argc, char** argv) {
         return error.get_exit_code();
     } catch (const CLI::ParseError& error) {
         return app.exit(error) == 0 ? 0 : 2;
+    }
+    return 0;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    try {
+        return run(argc, argv);
     } catch (const interrupted&) {
         return INTERRUPTED_STATUS;
     } catch (const std::exception& error) {
         std::cerr << "focusfall: " << error.what() << "\n";
         return 1;
     }
-    return 0;
 }
