@@ -75,7 +75,7 @@ command_test::command_test() {
 command_test::~command_test() { fs::remove_all(folder_); }
 
 std::string command_test::write(const std::string& name,
-                                std::vector<picture_part> parts) const {
+                                const std::vector<picture_part>& parts) const {
     write_picture(parts, folder_ / name);
     return path(name);
 }
@@ -83,7 +83,7 @@ std::string command_test::write(const std::string& name,
 std::string command_test::write(const std::string& name, picture_part part) const {
     std::vector<picture_part> parts;
     parts.push_back(std::move(part));
-    return write(name, std::move(parts));
+    return write(name, parts);
 }
 
 std::string command_test::write_scene(const std::string& name, const window& data,

@@ -41,7 +41,8 @@ class command_test : public testing::Test {
 
     std::string path(const std::string& name) const { return (folder_ / name).string(); }
     // Writes parts, or one, to a file of that name in the folder, and gives its path.
-    std::string write(const std::string& name, std::vector<picture_part> parts) const;
+    std::string write(const std::string& name,
+                      const std::vector<picture_part>& parts) const;
     std::string write(const std::string& name, picture_part part) const;
     std::string write_scene(const std::string& name, const window& data,
                             const window& display, int seed = 0) const;

@@ -165,7 +165,7 @@ TEST_F(pictures, OfSeveralPartsKeepThem) {
         parts[static_cast<std::size_t>(i)].spec.attribute("oiio:subimagename",
                                                           "part" + std::to_string(i));
     }
-    write("in.exr", std::move(parts));
+    write("in.exr", parts);
 
     const picture in = read_picture(path("in.exr"));
     const picture out = rendered("in.exr --set MaxBlurSize=5", "out.exr");

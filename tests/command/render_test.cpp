@@ -120,11 +120,11 @@ TEST_F(renders, ThatFailSayWhyAndWriteNothing) {
         parts.push_back(made_part(SMALL, SMALL, scene_channels()));
         parts.back().spec.attribute("oiio:subimagename", name);
     }
-    spoil_channel_type(write("odd.exr", std::move(parts)));
+    spoil_channel_type(write("odd.exr", parts));
     mkfifo(path("pipe.exr").c_str(), 0600);
     fs::create_directory(path("folder.exr"));
     fs::create_symlink("in.exr", path("link.exr"));
-    std::ofstream(path("empty.exr"));
+    std::ofstream(path("empty.exr")).flush();
     std::ofstream(path("text.png")) << "not a picture";
 
     for (const auto& [line, told] : FAILURES) {

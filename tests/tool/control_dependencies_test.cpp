@@ -217,14 +217,15 @@ TEST(DepthSwitch, ShowsWhatStyleModeAndTypeLeaveAndWhenOffSilencesTheMode) {
     auto tool = host.create_tool(record);
     for (int i = 0; i < 5 * 4; ++i) {
         SCOPED_TRACE(i);
+        const int style = i / 4;
         tool->set("EnableDepth", 1.0);
-        tool->set("BlurStyle", i / 4);
+        tool->set("BlurStyle", style);
         tool->set("DepthMapType", i % 2);
         tool->set("SettingsType", i / 2 % 2);
         for (const bool enabled : {false, true}) {
             tool->set("EnableDepth", enabled ? 1.0 : 0.0);
             EXPECT_EQ(tool->visibility_changes(),
-                      depth_layout(enabled, i / 2 % 2 == 1, i % 2 == 1, i / 4));
+                      depth_layout(enabled, i / 2 % 2 == 1, i % 2 == 1, style));
         }
     }
 
