@@ -169,7 +169,7 @@ HWY_INLINE void add_block(const Rule& rule, const gather_frame& frame,
                           const block_view& block, const source_window& window,
                           std::int32_t x, std::int32_t y, hit_lists& lists,
                           tile_sums* sums) {
-    const auto add_to_tile = [&](std::int32_t column, std::int32_t row) {
+    const auto add_to_tile = [&](std::int32_t column, std::int32_t row) HWY_ATTR {
         const std::int32_t dy = block.first_row - (y + row);
         const tile_view view = look_at(block, window, *frame.offsets, x + column, dy);
         tile_sums& tile = sums[row / TILE_ROWS * TILES_ACROSS + column / TILE_COLUMNS];
@@ -225,7 +225,7 @@ void gather_quantities(const gather_frame& frame, std::int32_t x, std::int32_t y
     const offset_table& offsets = *frame.offsets;
     const window_storage storage(frame, x);
     source_window window = storage.window();
-    const auto with = [&](const auto& rule) {
+    const auto with = [&](const auto& rule) HWY_ATTR {
         gather_with<QUANTITIES>(rule, frame, window, x, y, sums);
     };
     const flat_rule flat = {offsets};

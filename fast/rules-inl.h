@@ -1,5 +1,5 @@
 // How much a source weighs at an offset, one rule a closed form; included once for each
-// kind of vectors, as gather-inl.h, which defines what is used here.
+// kind of vectors. Here too is how the gather sees a block of sources.
 //
 // A rule has load, for what is the same in all rows of a tile, and weight.
 
