@@ -60,6 +60,8 @@ void FocusfallFast::splat(Request* request) {
     }
 
     blocks_.resize(pieces(width, BLOCK_COLUMNS), pieces(height, BLOCK_ROWS));
+    const bool flat = form_ == closed_form::FLAT;
+    blocks_.layers = flat ? reach_layers::parted(offsets_->reach) : reach_layers();
     stamps_.reset(height);
     run_chunks(request, blocks_.rows, &FocusfallFast::load_sources);
 
@@ -89,7 +91,7 @@ void FocusfallFast::load_sources(std::int32_t block_row) {
     const std::int32_t first = block_row * BLOCK_ROWS;
     const std::int32_t last = std::min(first + BLOCK_ROWS, input_image->Height());
     block_grid::block* const blocks = blocks_.row(block_row);
-    std::fill_n(blocks, blocks_.columns, block_grid::block{NO_REACH, true});
+    std::fill_n(blocks, blocks_.columns, block_grid::block{NO_REACH, true, 0});
     for (std::int32_t y = first; y < last; ++y) {
         load_row(y);
         if (!form_) continue;
@@ -101,6 +103,7 @@ void FocusfallFast::load_sources(std::int32_t block_row) {
             block_grid::block& block = blocks[x / BLOCK_COLUMNS];
             block.reach = std::max(block.reach, reach[x]);
             block.opaque = block.opaque && alpha[x] == weight[x];
+            if (reach[x] >= 0.0F) block.layers |= 1U << blocks_.layers.of(reach[x]);
         }
     }
 }

@@ -131,8 +131,8 @@ HWY_INLINE index_range block_rows_near(const gather_frame& frame, std::int32_t y
     return indices_near(frame, y, MACRO_ROWS, BLOCK_ROWS, frame.blocks->rows);
 }
 
-// The columns of blocks in block row `row` that may reach the macro tile, as a range of
-// columns of pixels; empty when none does.
+// The columns of blocks in block row `row` with sources of a layer that may reach the
+// macro tile, as a range of columns of pixels; empty when there is none.
 struct column_range {
     std::int32_t first;
     std::int32_t last;  // beyond the last
@@ -140,7 +140,7 @@ struct column_range {
     bool opaque;        // all blocks are
 };
 column_range columns_that_reach(const gather_frame& frame, std::int32_t block_row,
-                                std::int32_t x, std::int32_t y) {
+                                std::int32_t layer, std::int32_t x, std::int32_t y) {
     const auto gap = [](std::int32_t a, std::int32_t a_size, std::int32_t b,
                         std::int32_t b_size) {
         return std::max({0, b - (a + a_size - 1), a - (b + b_size - 1)});
@@ -154,11 +154,12 @@ column_range columns_that_reach(const gather_frame& frame, std::int32_t block_ro
         const std::int32_t dx =
             gap(x, MACRO_COLUMNS, block * BLOCK_COLUMNS, BLOCK_COLUMNS);
         const auto distance = static_cast<float>(std::max(dx, dy));
-        if (!(distance < blocks[block].reach + 1.0F)) continue;
+        const float reach = std::min(blocks[block].reach, frame.blocks->layers.to(layer));
+        if (!blocks[block].has(layer) || !(distance < reach + 1.0F)) continue;
         if (range.last == 0) range.first = block * BLOCK_COLUMNS;
         range.opaque = range.opaque && blocks[block].opaque;
         range.last = (block + 1) * BLOCK_COLUMNS;
-        range.reach = std::max(range.reach, blocks[block].reach);
+        range.reach = std::max(range.reach, reach);
     }
     return range;
 }
@@ -192,30 +193,45 @@ HWY_INLINE void add_block(const Rule& rule, const gather_frame& frame,
     }
 }
 
+// Adds the sources of a layer in a row of blocks to the macro tile.
+template <std::int32_t QUANTITIES, class Rule>
+HWY_INLINE void add_layer(const Rule& rule, const gather_frame& frame,
+                          source_window& window, std::int32_t block_row,
+                          std::int32_t layer, std::int32_t x, std::int32_t y,
+                          hit_lists& lists, tile_sums* sums) {
+    const source_planes& planes = *frame.planes;
+    const column_range range = columns_that_reach(frame, block_row, layer, x, y);
+    if (range.last <= range.first) return;
+    const auto reach = static_cast<std::int32_t>(range.reach) + 1;
+    const std::int32_t columns = frame.offsets->columns;
+    window.first_column = std::max(range.first - TILE_COLUMNS, x - columns);
+    window.last_column = std::min(range.last, x + MACRO_COLUMNS + columns + TILE_COLUMNS);
+    const std::int32_t first_row = std::max(block_row * BLOCK_ROWS, y - reach);
+    const std::int32_t last_row =
+        std::min({(block_row + 1) * BLOCK_ROWS, planes.height(), y + MACRO_ROWS + reach});
+    block_view block = {first_row, last_row - first_row,
+                        planes.row(first_row, source_planes::SHAPE),
+                        planes.plane_stride(), planes.row_stride()};
+    const reach_layers& layers = frame.blocks->layers;
+    if (layers.count > 1) {
+        block =
+            copy_layer<QUANTITIES>(block, layers.from(layer), layers.to(layer), window);
+    }
+    fill_window<QUANTITIES>(frame, block, window);
+    fill_block<QUANTITIES>(frame, block.rows, window);
+    if (has_factors(frame.form)) fill_column_factors(frame, block, window);
+    add_block<QUANTITIES>(rule, frame, block, window, x, y, lists, sums);
+}
+
 template <std::int32_t QUANTITIES, class Rule>
 void gather_with(const Rule& rule, const gather_frame& frame, source_window& window,
                  std::int32_t x, std::int32_t y, tile_sums* sums) {
-    const source_planes& planes = *frame.planes;
-    const offset_table& offsets = *frame.offsets;
-    hit_lists lists(BLOCK_ROWS * (2 * offsets.columns + TILE_COLUMNS));
+    hit_lists lists(BLOCK_ROWS * (2 * frame.offsets->columns + TILE_COLUMNS));
     const index_range near = block_rows_near(frame, y);
-    for (std::int32_t block_row = near.first; block_row < near.last; ++block_row) {
-        const column_range range = columns_that_reach(frame, block_row, x, y);
-        if (range.last <= range.first) continue;
-        const auto reach = static_cast<std::int32_t>(range.reach) + 1;
-        const std::int32_t first_row = std::max(block_row * BLOCK_ROWS, y - reach);
-        const std::int32_t last_row = std::min(
-            {(block_row + 1) * BLOCK_ROWS, planes.height(), y + MACRO_ROWS + reach});
-        const block_view block = {first_row, last_row - first_row,
-                                  planes.row(first_row, source_planes::SHAPE),
-                                  planes.plane_stride(), planes.row_stride()};
-        window.first_column = std::max(range.first - TILE_COLUMNS, x - offsets.columns);
-        window.last_column =
-            std::min(range.last, x + MACRO_COLUMNS + offsets.columns + TILE_COLUMNS);
-        fill_window<QUANTITIES>(frame, block, window);
-        fill_block<QUANTITIES>(frame, block.rows, window);
-        if (has_factors(frame.form)) fill_column_factors(frame, block, window);
-        add_block<QUANTITIES>(rule, frame, block, window, x, y, lists, sums);
+    for (std::int32_t row = near.first; row < near.last; ++row) {
+        for (std::int32_t layer = 0; layer < frame.blocks->layers.count; ++layer) {
+            add_layer<QUANTITIES>(rule, frame, window, row, layer, x, y, lists, sums);
+        }
     }
 }
 
@@ -244,7 +260,9 @@ bool is_opaque(const gather_frame& frame, std::int32_t x, std::int32_t y) {
     bool opaque = true;
     const index_range near = block_rows_near(frame, y);
     for (std::int32_t row = near.first; row < near.last; ++row) {
-        opaque = opaque && columns_that_reach(frame, row, x, y).opaque;
+        for (std::int32_t layer = 0; layer < frame.blocks->layers.count; ++layer) {
+            opaque = opaque && columns_that_reach(frame, row, layer, x, y).opaque;
+        }
     }
     return opaque;
 }

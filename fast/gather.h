@@ -28,12 +28,31 @@ struct alignas(128) tile_sums {
     }
 };
 
+// Sources parted by how far they reach. Where depth jumps, neighbours reach differently
+// far, and little holds for a whole vector of them; for those of one layer it does.
+struct reach_layers {
+    // For FLAT, up to that reach. Other forms, and small reaches, gain nothing: one
+    // layer.
+    static reach_layers parted(std::int32_t reach);
+
+    float step = 1e30F;  // a layer's range of reaches; a power of two when parted
+    std::int32_t count = 1;
+
+    std::int32_t of(float reach) const { return static_cast<std::int32_t>(reach / step); }
+    float from(std::int32_t layer) const { return static_cast<float>(layer) * step; }
+    float to(std::int32_t layer) const { return from(layer + 1); }
+};
+
 // What is known of the sources of each block.
 struct block_grid {
     struct block {
-        float reach;  // the largest
-        bool opaque;  // alpha is 1 everywhere
+        float reach;           // the largest
+        bool opaque;           // alpha is 1 everywhere
+        std::uint32_t layers;  // bit i: some are of layer i
+
+        bool has(std::int32_t layer) const { return (layers >> layer & 1U) != 0; }
     };
+    reach_layers layers;
     std::int32_t columns = 0;  // blocks
     std::int32_t rows = 0;
     std::vector<block> blocks;

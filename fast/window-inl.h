@@ -48,6 +48,7 @@ struct source_window {
     std::ptrdiff_t part_stride;
     std::ptrdiff_t row_stride;
     float* data;
+    float* layer;                 // planes of a copied block
     float row_reach[BLOCK_ROWS];  // the largest of a row
     float largest_reach;
 
@@ -114,6 +115,36 @@ HWY_INLINE float largest(const float* entries, std::int32_t count) {
     return hn::GetLane(hn::MaxOfLanes(tag, most));
 }
 
+// The block with the sources of a layer alone, copied into the window's memory.
+template <std::int32_t QUANTITIES>
+HWY_NOINLINE block_view copy_layer(const block_view& block, float from, float to,
+                                   const source_window& window) {
+    const vector_tag tag;
+    const std::int32_t count =
+        window.last_column - window.first_column + 2 * TILE_COLUMNS;
+    const std::ptrdiff_t plane = window.part_stride;
+    const std::ptrdiff_t stride = source_planes::PLANES * plane;
+    for (std::int32_t row = 0; row < block.rows; ++row) {
+        const float* source = block.source + row * block.row_stride + window.first_column;
+        float* copy = window.layer + row * stride;
+        for (std::int32_t i = 0; i < count; i += LANES) {
+            const vector reach = hn::LoadU(tag, source + i);
+            const auto inside = hn::And(hn::Ge(reach, hn::Set(tag, from)),
+                                        hn::Lt(reach, hn::Set(tag, to)));
+            hn::StoreU(hn::IfThenElse(inside, reach, hn::Set(tag, NO_REACH)), tag,
+                       copy + i);
+            for (std::int32_t q = 0; q < QUANTITIES; ++q) {
+                const vector value =
+                    hn::LoadU(tag, source + PLANE_OF_SUM[q] * block.plane_stride + i);
+                hn::StoreU(hn::IfThenElseZero(inside, value), tag,
+                           copy + PLANE_OF_SUM[q] * plane + i);
+            }
+        }
+    }
+    return {block.first_row, block.rows, window.layer - window.first_column, plane,
+            stride};
+}
+
 template <std::int32_t QUANTITIES>
 HWY_NOINLINE void fill_window(const gather_frame& frame, const block_view& block,
                               source_window& window) {
@@ -127,8 +158,10 @@ HWY_NOINLINE void fill_window(const gather_frame& frame, const block_view& block
                      [](vector a, vector b) HWY_ATTR { return hn::Max(a, b); });
         window.row_reach[row] = largest(window.at(row, source_window::MAX_REACH), count);
         if (!frame.with_sums) continue;
+        // NO_REACH is no obstacle: such a source adds 0 everywhere
         pick_over_16(reach, window.at(row, source_window::MIN_REACH), count,
-                     [](vector a, vector b) HWY_ATTR { return hn::Min(a, b); });
+                     [](vector a, vector b)
+                         HWY_ATTR { return hn::Min(hn::Abs(a), hn::Abs(b)); });
         for (std::int32_t q = 0; q < QUANTITIES; ++q) {
             sum_along(source + PLANE_OF_SUM[q] * block.plane_stride,
                       window.at(row, source_window::SUM_4 + q), 1, count + 12);
@@ -282,10 +315,13 @@ class window_storage {
         const std::ptrdiff_t row_factors = (BLOCK_ROWS + 1) * window_.row_stride;
         const std::ptrdiff_t column_factors =
             row_factors + BLOCK_ROWS * window_.row_factor_stride;
-        const std::ptrdiff_t all = column_factors + 2 * window_.second_column_factors;
+        const std::ptrdiff_t layer = column_factors + 2 * window_.second_column_factors;
+        const std::ptrdiff_t all =
+            layer + BLOCK_ROWS * source_planes::PLANES * window_.part_stride;
         // not initialised: most frames touch a part only
         memory_.reset(new float[static_cast<std::size_t>(all)]);
         window_.data = memory_.get();
+        window_.layer = memory_.get() + layer;
         window_.row_factors = memory_.get() + row_factors;
         window_.column_factors =
             memory_.get() + column_factors + std::ptrdiff_t{columns} * MACRO_COLUMNS;

@@ -116,12 +116,17 @@ TEST_F(FocusfallFast, MakesThePictureOfTheReferenceTool) {
     }
 }
 
-// At one depth runs of sources are added as sums of them. Blurs end within a group of
-// columns, and beside it.
+// At one depth runs of sources are added as sums of them; where it jumps, those of like
+// reach apart from the others. Blurs end within a group of columns, and beside it.
 TEST_F(FocusfallFast, MakesThePictureOfTheReferenceToolFarOutOfFocus) {
-    for (const double blur : {31.0, 32.3, 33.0, 47.0, 64.0}) {
-        picture input = random_picture(random_, 270, 30, 0.0);
-        for (int i = 0; i < 270 * 30; ++i) input.at(i, 0, Z) = 0.0F;
+    for (const double blur : {31.0, 32.3, 33.0, 47.0, 64.0, 150.0}) {
+        const bool jumps = blur > 100.0;
+        const int width = jumps ? 610 : 270;
+        picture input = random_picture(random_, width, 30, 0.0);
+        for (int i = 0; i < width * 30; ++i) {
+            const float slope = static_cast<float>(i % width) / 700.0F;
+            input.at(i, 0, Z) = jumps && i / 25 % 3 != 0 ? slope : 0.0F;
+        }
         controls settings = random_settings(random_, blur == 33.0, input, blur);
         settings["FocusPosition"] = settings["Normalize"] = 1;
         settings["BadBokeh"] = 0;
