@@ -1,8 +1,10 @@
 #include "fast/focusfall_fast.h"
 
 #include <algorithm>
+#include <bit>
 #include <cmath>
 
+#include "fast/source_loader.h"
 #include "splat/kernel_index.h"
 
 namespace {
@@ -15,11 +17,6 @@ constexpr std::int32_t TERMS_CHUNK = 500;
 
 std::int32_t pieces(std::int32_t size, std::int32_t piece) {
     return (size + piece - 1) / piece;
-}
-
-bool is_finite(const float* pixel) {
-    return std::isfinite(pixel[Image::RED]) && std::isfinite(pixel[Image::GREEN]) &&
-           std::isfinite(pixel[Image::BLUE]) && std::isfinite(pixel[Image::ALPHA]);
 }
 
 }  // namespace
@@ -88,49 +85,56 @@ void FocusfallFast::fill_terms(std::int32_t chunk) {
 }
 
 void FocusfallFast::load_sources(std::int32_t block_row) {
+    const std::int32_t width = input_image->Width();
     const std::int32_t first = block_row * BLOCK_ROWS;
     const std::int32_t last = std::min(first + BLOCK_ROWS, input_image->Height());
     block_grid::block* const blocks = blocks_.row(block_row);
     std::fill_n(blocks, blocks_.columns, block_grid::block{NO_REACH, true, 0});
     for (std::int32_t y = first; y < last; ++y) {
-        load_row(y);
-        if (!form_) continue;
-        const float* reach = planes_.row(
-            y, is_edged(*form_) ? source_planes::SHAPE : source_planes::SECOND);
-        const float* weight = planes_.row(y, source_planes::WEIGHT);
-        const float* alpha = planes_.row(y, source_planes::ALPHA);
-        for (std::int32_t x = 0; x < planes_.width(); ++x) {
-            block_grid::block& block = blocks[x / BLOCK_COLUMNS];
-            block.reach = std::max(block.reach, reach[x]);
-            block.opaque = block.opaque && alpha[x] == weight[x];
-            if (reach[x] >= 0.0F) block.layers |= 1U << blocks_.layers.of(reach[x]);
+        if (form_) planes_.clear_margins(y, no_source(*form_));
+        for (std::int32_t x = 0; x < width; x += BLOCK_COLUMNS) {
+            load_run(x, y, std::min(BLOCK_COLUMNS, width - x), blocks[x / BLOCK_COLUMNS]);
         }
     }
 }
 
-void FocusfallFast::load_row(std::int32_t y) {
-    const std::int32_t width = input_image->Width();
+void FocusfallFast::load_run(std::int32_t x, std::int32_t y, std::int32_t columns,
+                             block_grid::block& block) {
     const auto stride = static_cast<std::ptrdiff_t>(input_image->Components());
-    const auto depth_stride = static_cast<std::ptrdiff_t>(depth_image->Components());
-    const float* source = input_image->Pixel(0, y);
-    const float* depth = depth_image->Pixel(0, y) + depth_component();
+    const float* const pixels = input_image->Pixel(x, y);
     const bool keep_transparent = normalize > 0.5F;
-    if (form_) planes_.clear_margins(y, no_source(*form_));
-    for (std::int32_t x = 0; x < width; ++x) {
-        kernel_terms kernel = form_ ? no_source(*form_) : kernel_terms{};
-        if (source[Image::ALPHA] > 0.0F || keep_transparent) {
-            float distance = std::abs(depth_to_distance(std::abs(*depth)));
-            if (distance > max_depth) distance = max_depth;
-            const std::size_t index = kernel_index(*this, distance, last_kernel_);
-            if (form_ && is_finite(source)) {
-                kernel = terms_[index];
-            } else {
-                stamps_.row(y).push_back({x, static_cast<std::uint32_t>(index)});
-            }
+    float distances[BLOCK_COLUMNS] = {};
+    const float* depth = depth_image->Pixel(x, y) + depth_component();
+    for (std::int32_t i = 0; i < columns; ++i) {
+        const float distance = std::abs(depth_to_distance(std::abs(*depth)));
+        distances[i] = distance > max_depth ? max_depth : distance;
+        depth += depth_image->Components();
+    }
+
+    std::uint64_t stamped = 0;
+    if (form_) {
+        const source_loader loader = {
+            *form_,
+            terms_.data(),
+            depth_enabled ? static_cast<std::int32_t>(last_kernel_) : 0,
+            focus_depth,
+            max_coc,
+            kernel_step,
+            keep_transparent,
+            blocks_.layers,
+            &planes_};
+        stamped = loader.load({x, y, columns, pixels, stride, distances}, block);
+    } else {
+        for (std::int32_t i = 0; i < columns; ++i) {
+            const bool source =
+                pixels[i * stride + Image::ALPHA] > 0.0F || keep_transparent;
+            stamped |= std::uint64_t{source} << i;
         }
-        if (form_) planes_.set(x, y, kernel, source);
-        source += stride;
-        depth += depth_stride;
+    }
+    for (; stamped != 0; stamped &= stamped - 1) {
+        const std::int32_t i = std::countr_zero(stamped);
+        const std::size_t index = kernel_index(*this, distances[i], last_kernel_);
+        stamps_.row(y).push_back({x + i, static_cast<std::uint32_t>(index)});
     }
 }
 
@@ -169,43 +173,53 @@ void FocusfallFast::write_tile(std::int32_t x, std::int32_t y, const tile_sums& 
     const std::int32_t rows = std::min(TILE_ROWS, input_image->Height() - y);
     const std::int32_t columns = std::min(TILE_COLUMNS, input_image->Width() - x);
     for (std::int32_t row = 0; row < rows; ++row) {
-        const float* source = input_image->Pixel(x, y + row);
+        // whole rows of the tile, for vectors
+        float values[SUMS][TILE_COLUMNS];
+        for (std::int32_t i = 0; i < SUMS; ++i) {
+            for (std::int32_t column = 0; column < TILE_COLUMNS; ++column) {
+                values[i][column] = sums.at(static_cast<sum>(i), row, column);
+            }
+        }
+        if (any_stamps_) add_stamped(x, y + row, columns, values);
+        if (normalize > 0.5F) {
+            for (float& weight : values[SUM_WEIGHT])
+                weight = weight > 0.0F ? weight : 1.0F;
+            for (std::int32_t i = SUM_RED; i < SUMS; ++i) {
+                for (std::int32_t column = 0; column < TILE_COLUMNS; ++column) {
+                    values[i][column] /= values[SUM_WEIGHT][column];
+                }
+            }
+        }
+
         const float* depth = depth_image->Pixel(x, y + row) + depth_component();
         float* pixel = output_image->Pixel(x, y + row);
+        std::copy_n(input_image->Pixel(x, y + row), columns * stride, pixel);
         for (std::int32_t column = 0; column < columns; ++column) {
-            color_rgba_f c = {
-                sums.at(SUM_RED, row, column), sums.at(SUM_GREEN, row, column),
-                sums.at(SUM_BLUE, row, column), sums.at(SUM_ALPHA, row, column)};
-            float weight = sums.at(SUM_WEIGHT, row, column);
-            if (any_stamps_) add_stamped(x + column, y + row, c, weight);
-            if (normalize > 0.5F && weight > 0.0F) {
-                c = {c.r / weight, c.g / weight, c.b / weight, c.a / weight};
-            }
-
-            std::copy_n(source, stride, pixel);
-            pixel[Image::RED] = c.r;
-            pixel[Image::GREEN] = c.g;
-            pixel[Image::BLUE] = c.b;
-            pixel[Image::ALPHA] = c.a;
+            pixel[Image::RED] = values[SUM_RED][column];
+            pixel[Image::GREEN] = values[SUM_GREEN][column];
+            pixel[Image::BLUE] = values[SUM_BLUE][column];
+            pixel[Image::ALPHA] = values[SUM_ALPHA][column];
             pixel[Image::Z] = *depth;
-            source += stride;
             depth += depth_stride;
             pixel += stride;
         }
     }
 }
 
-void FocusfallFast::add_stamped(std::int32_t x, std::int32_t y, color_rgba_f& color,
-                                float& weight) const {
+void FocusfallFast::add_stamped(std::int32_t x, std::int32_t y, std::int32_t columns,
+                                float (&values)[SUMS][TILE_COLUMNS]) const {
     const auto* colors = reinterpret_cast<const color_rgba_f*>(
         reinterpret_cast<const std::byte*>(out_rgba_data) +
         std::ptrdiff_t{y} * color_accumulator.row_stride);
     const auto* weights =
         reinterpret_cast<const float*>(reinterpret_cast<const std::byte*>(norm_data) +
                                        std::ptrdiff_t{y} * weight_accumulator.row_stride);
-    color.r += colors[x].r;
-    color.g += colors[x].g;
-    color.b += colors[x].b;
-    color.a += colors[x].a;
-    weight += weights[x];
+    for (std::int32_t column = 0; column < columns; ++column) {
+        const color_rgba_f& color = colors[x + column];
+        values[SUM_RED][column] += color.r;
+        values[SUM_GREEN][column] += color.g;
+        values[SUM_BLUE][column] += color.b;
+        values[SUM_ALPHA][column] += color.a;
+        values[SUM_WEIGHT][column] += weights[x + column];
+    }
 }

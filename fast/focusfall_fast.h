@@ -37,11 +37,12 @@ class FocusfallFast : public Focusfall {
     void add_stamps(std::int32_t band);
     void blur_macro_tile(std::int32_t tile);
 
-    void load_row(std::int32_t y);
+    void load_run(std::int32_t x, std::int32_t y, std::int32_t columns,
+                  block_grid::block& block);
     void write_tile(std::int32_t x, std::int32_t y, const tile_sums& sums);
-    // Adds what was scattered to a pixel.
-    void add_stamped(std::int32_t x, std::int32_t y, color_rgba_f& color,
-                     float& weight) const;
+    // Adds what was scattered to `columns` pixels from (x, y) on.
+    void add_stamped(std::int32_t x, std::int32_t y, std::int32_t columns,
+                     float (&values)[SUMS][TILE_COLUMNS]) const;
 
     // Runs a step for 0 .. chunks - 1 on the workers.
     using chunk_step = void (FocusfallFast::*)(std::int32_t);

@@ -1,7 +1,6 @@
 #include "fast/gather.h"
 
 #include <algorithm>
-#include <bit>
 #include <cstring>
 #include <memory>
 
@@ -25,15 +24,6 @@ HWY_EXPORT(gather);
 void gather_macro_tile(const gather_frame& frame, std::int32_t x, std::int32_t y,
                        tile_sums* sums) {
     HWY_DYNAMIC_DISPATCH(gather)(frame, x, y, sums);
-}
-
-reach_layers reach_layers::parted(std::int32_t reach) {
-    constexpr std::int32_t LEAST_REACH = 32;
-    if (reach < LEAST_REACH) return {};
-    const auto third = static_cast<std::uint32_t>(reach / 3);
-    reach_layers layers = {static_cast<float>(std::bit_floor(third))};
-    layers.count = layers.of(static_cast<float>(reach)) + 1;
-    return layers;
 }
 
 std::int32_t gather_margin(const offset_table& offsets) {

@@ -31,16 +31,25 @@ struct alignas(128) tile_sums {
 // Sources parted by how far they reach. Where depth jumps, neighbours reach differently
 // far, and little holds for a whole vector of them; for those of one layer it does.
 struct reach_layers {
-    // For FLAT, up to that reach. Other forms, and small reaches, gain nothing: one
-    // layer.
-    static reach_layers parted(std::int32_t reach);
-
-    float step = 1e30F;  // a layer's range of reaches; a power of two when parted
     std::int32_t count = 1;
+    float step = NO_END;  // from layer to layer
 
-    std::int32_t of(float reach) const { return static_cast<std::int32_t>(reach / step); }
+    // For FLAT with kernels up to that radius; other forms, and small radii, gain
+    // nothing.
+    static reach_layers parted(std::int32_t reach) {
+        constexpr std::int32_t LEAST_REACH = 32;
+        if (reach < LEAST_REACH) return {};
+        return {4, static_cast<float>(reach) / 4.0F};
+    }
+
+    // A layer's sources reach at least to `from`, and less far than `to`.
     float from(std::int32_t layer) const { return static_cast<float>(layer) * step; }
-    float to(std::int32_t layer) const { return from(layer + 1); }
+    float to(std::int32_t layer) const {
+        return layer + 1 < count ? from(layer + 1) : NO_END;
+    }
+
+  private:
+    static constexpr float NO_END = 1e30F;
 };
 
 // What is known of the sources of each block.

@@ -28,20 +28,6 @@ class source_planes {
     void resize(std::int32_t width, std::int32_t height, std::int32_t margin);
     // Fills the margins of a row. [one thread a row]
     void clear_margins(std::int32_t y, const kernel_terms& no_source);
-    // Stores a source, or none: `pixel` is in the components of a host image, and what
-    // is stored of it is multiplied by the kernel's weight.
-    void set(std::int32_t x, std::int32_t y, const kernel_terms& kernel,
-             const float* pixel) {
-        float* const at = row(y, SHAPE) + x;
-        at[SHAPE * plane_stride_] = kernel.shape;
-        at[SECOND * plane_stride_] = kernel.second;
-        at[WEIGHT * plane_stride_] = kernel.weight;
-        at[RED * plane_stride_] = product(pixel[Image::RED], kernel.weight);
-        at[GREEN * plane_stride_] = product(pixel[Image::GREEN], kernel.weight);
-        at[BLUE * plane_stride_] = product(pixel[Image::BLUE], kernel.weight);
-        at[ALPHA * plane_stride_] = product(pixel[Image::ALPHA], kernel.weight);
-    }
-
     std::int32_t width() const { return width_; }
     std::int32_t height() const { return height_; }
     std::ptrdiff_t plane_stride() const { return plane_stride_; }  // floats
@@ -52,10 +38,6 @@ class source_planes {
     const float* row(std::int32_t y, plane p) const { return data_.get() + index(y, p); }
 
   private:
-    // 0 for a weight of 0, whatever the colour.
-    static float product(float color, float weight) {
-        return weight > 0.0F ? color * weight : 0.0F;
-    }
     std::size_t index(std::int32_t y, plane p) const {
         return static_cast<std::size_t>(y * row_stride_ + p * plane_stride_ + margin_);
     }
