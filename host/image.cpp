@@ -5,10 +5,15 @@
 #include <cstring>
 #include <functional>
 #include <limits>
+#include <memory>
 #include <new>
 #include <stdexcept>
 #include <string>
 #include <utility>
+
+#if defined(__linux__)
+#include <sys/mman.h>
+#endif
 
 #include "host/faults.h"
 
@@ -24,6 +29,19 @@ constexpr std::int32_t KEPT_COMPONENTS = 4;  // whose sums an image keeps
 
 std::int32_t component_count(std::int32_t depth_code, std::int32_t otherwise) {
     return depth_code == FOUR_FLOATS ? 4 : otherwise;
+}
+
+// Asks for large pages where the pixels fill some: every page that is touched for the
+// first time costs a fault, and an image is all such pages.
+void prefer_large_pages([[maybe_unused]] float* pixels,
+                        [[maybe_unused]] std::size_t floats) {
+#if defined(__linux__)
+    constexpr std::size_t LARGE_PAGE = 2U << 20;
+    void* first = pixels;
+    std::size_t bytes = floats * sizeof(float);
+    if (!std::align(LARGE_PAGE, LARGE_PAGE, first, bytes)) return;
+    madvise(first, bytes, MADV_HUGEPAGE);  // a wish, which may be refused
+#endif
 }
 
 std::size_t pixel_floats(std::int32_t width, std::int32_t height,
@@ -119,6 +137,7 @@ Image::Image(std::int32_t width, std::int32_t height, std::int32_t components)
     const std::size_t floats = pixel_floats(width, height, components);
     if (image_hook()) image_hook()();
     pixels_ = std::make_unique_for_overwrite<float[]>(floats);
+    prefer_large_pages(pixels_.get(), floats);
 }
 
 Image::~Image() = default;
