@@ -218,7 +218,7 @@ HWY_INLINE void add_layer(const Rule& rule, const gather_frame& frame,
             copy_layer<QUANTITIES>(block, layers.from(layer), layers.to(layer), window);
     }
     fill_window<QUANTITIES>(frame, block, window);
-    fill_block<QUANTITIES>(frame, block.rows, window);
+    fill_block<QUANTITIES>(block.rows, window);
     if (has_factors(frame.form)) fill_column_factors(frame, block, window);
     add_block<QUANTITIES>(rule, frame, block, window, x, y, lists, sums);
 }

@@ -158,7 +158,7 @@ HWY_INLINE void find_groups(const gather_frame& frame, const source_window& wind
     for (std::int32_t dx = first_dx; dx <= last_dx; dx += TILE_COLUMNS) {
         if (bits_above(most + dx, miss + dx) == 0) continue;
         const bool all =
-            frame.with_sums && bits_reached(least + dx, full + dx) == ALL_COLUMNS;
+            window.with_groups && bits_reached(least + dx, full + dx) == ALL_COLUMNS;
         (all ? *whole++ : *mixed++) = offset_code(dx, 0);
     }
     lists.whole.last = whole;
@@ -176,10 +176,12 @@ HWY_INLINE void sort_mixed(const gather_frame& frame, const source_window& windo
     std::int32_t* single = lists.single.last;
     std::int32_t* four = lists.four.last;
     std::int32_t* sixteen = lists.sixteen.last;
-    for (const std::int32_t group : lists.mixed) {
-        const float* reach = view.window + code_dx(group);
-        std::ptrdiff_t offset = view.offset + code_dx(group);
-        for (std::int32_t code = group; code < group + rows; ++code) {
+    // without sums of groups no bits make one
+    const std::uint32_t group = window.with_groups ? ALL_COLUMNS : ~0U;
+    for (const std::int32_t first : lists.mixed) {
+        const float* reach = view.window + code_dx(first);
+        std::ptrdiff_t offset = view.offset + code_dx(first);
+        for (std::int32_t code = first; code < first + rows; ++code) {
             const std::uint32_t some =
                 bits_above(reach + source_window::MAX_REACH * window.part_stride,
                            offsets.miss.data() + offset);
@@ -191,8 +193,8 @@ HWY_INLINE void sort_mixed(const gather_frame& frame, const source_window& windo
             partial = write_offsets(partial, code, some & ~full);
             if (WITH_SUMS) {
                 *sixteen = code;
-                sixteen += full == ALL_COLUMNS ? 1 : 0;
-                const std::uint32_t rest = full == ALL_COLUMNS ? 0 : full;
+                sixteen += full == group ? 1 : 0;
+                const std::uint32_t rest = full == group ? 0 : full;
                 const std::uint32_t pairs = rest & rest >> 1;
                 const std::uint32_t fours = pairs & pairs >> 2 & 0x1111;
                 four = write_offsets(four, code, fours);

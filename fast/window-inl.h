@@ -51,6 +51,7 @@ struct source_window {
     float* layer;                 // planes of a copied block
     float row_reach[BLOCK_ROWS];  // the largest of a row
     float largest_reach;
+    bool with_groups;  // MIN_REACH of all rows and SUM_16 are filled
 
     // GAUSSIAN, LAPLACIAN: what the weights are products of. Row factors stand as the
     // parts do, one row of a tile after the other; column factors by dx and, in the macro
@@ -151,12 +152,14 @@ HWY_NOINLINE void fill_window(const gather_frame& frame, const block_view& block
     const auto reach_plane =
         is_edged(frame.form) ? source_planes::SHAPE : source_planes::SECOND;
     const std::int32_t count = window.last_column - window.first_column;
+    window.largest_reach = NO_REACH;
     for (std::int32_t row = 0; row < block.rows; ++row) {
         const float* source = block.source + row * block.row_stride + window.first_column;
         const float* reach = source + reach_plane * block.plane_stride;
         pick_over_16(reach, window.at(row, source_window::MAX_REACH), count,
                      [](vector a, vector b) HWY_ATTR { return hn::Max(a, b); });
         window.row_reach[row] = largest(window.at(row, source_window::MAX_REACH), count);
+        window.largest_reach = std::max(window.largest_reach, window.row_reach[row]);
         if (!frame.with_sums) continue;
         // NO_REACH is no obstacle: such a source adds 0 everywhere
         pick_over_16(reach, window.at(row, source_window::MIN_REACH), count,
@@ -166,7 +169,12 @@ HWY_NOINLINE void fill_window(const gather_frame& frame, const block_view& block
             sum_along(source + PLANE_OF_SUM[q] * block.plane_stride,
                       window.at(row, source_window::SUM_4 + q), 1, count + 12);
         }
-        // later, since sums that were just stored are slow to load across vectors
+    }
+    // offsets of a group go from a multiple of TILE_COLUMNS to before the next one
+    constexpr float GROUP_REACH = TILE_COLUMNS - 1;
+    window.with_groups = frame.with_sums && window.largest_reach >= GROUP_REACH;
+    if (!window.with_groups) return;
+    for (std::int32_t row = 0; row < block.rows; ++row) {
         for (std::int32_t q = 0; q < QUANTITIES; ++q) {
             sum_along(window.at(row, source_window::SUM_4 + q),
                       window.at(row, source_window::SUM_16 + q), 4, count);
@@ -189,13 +197,11 @@ HWY_INLINE void join_rows(const source_window& window, std::int32_t part,
 }
 
 template <std::int32_t QUANTITIES>
-HWY_NOINLINE void fill_block(const gather_frame& frame, std::int32_t rows,
-                             source_window& window) {
+HWY_NOINLINE void fill_block(std::int32_t rows, const source_window& window) {
     const std::int32_t count = window.last_column - window.first_column;
     join_rows(window, source_window::MAX_REACH, rows, count,
               [](vector a, vector b) HWY_ATTR { return hn::Max(a, b); });
-    window.largest_reach = *std::max_element(window.row_reach, window.row_reach + rows);
-    if (!frame.with_sums) return;
+    if (!window.with_groups) return;
     join_rows(window, source_window::MIN_REACH, rows, count,
               [](vector a, vector b) HWY_ATTR { return hn::Min(a, b); });
     for (std::int32_t q = 0; q < QUANTITIES; ++q) {
