@@ -15,7 +15,7 @@ namespace HWY_NAMESPACE {
 namespace {
 
 namespace hn = hwy::HWY_NAMESPACE;
-using vector_tag = hn::CappedTag<float, 16>;
+using vector_tag = hn::CappedTag<float, TILE_COLUMNS>;
 using vector = hn::Vec<vector_tag>;
 using integer_tag = hn::RebindToSigned<vector_tag>;
 using integers = hn::Vec<integer_tag>;
@@ -67,7 +67,8 @@ HWY_INLINE hn::Mask<vector_tag> are_finite(const colors& c) {
 }
 
 // Stores the sources that the mask tells of, and none for the others, from `row` on and
-// as far as a vector goes: behind the picture is a margin without sources anyway.
+// as far as a vector goes: behind the picture is a margin without sources anyway. Adds
+// what is to be known of them to the block.
 HWY_INLINE void store_sources(const source_loader& loader, hn::Mask<vector_tag> source,
                               const colors& c, vector distance, float* row,
                               block_grid::block& block) {

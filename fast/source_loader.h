@@ -1,8 +1,8 @@
 #pragma once
 // Turns pixels into sources.
 
+#include <cstddef>
 #include <cstdint>
-#include <optional>
 
 #include "fast/gather.h"
 

@@ -20,7 +20,7 @@ class source_planes {
   public:
     // SHAPE and SECOND as closed_form.h tells; WEIGHT is 1 / the sum of the kernel, and
     // the colours are multiplied by it. Without a source these are 0, and SHAPE and
-    // SECOND what no_source gives.
+    // SECOND what no_source gives. FLAT has no SECOND.
     enum plane : std::int32_t { SHAPE, SECOND, WEIGHT, RED, GREEN, BLUE, ALPHA, PLANES };
 
     // Gives the planes a size; they are unset, so that the threads which fill them are
@@ -28,6 +28,7 @@ class source_planes {
     void resize(std::int32_t width, std::int32_t height, std::int32_t margin);
     // Fills the margins of a row. [one thread a row]
     void clear_margins(std::int32_t y, const kernel_terms& no_source);
+
     std::int32_t width() const { return width_; }
     std::int32_t height() const { return height_; }
     std::ptrdiff_t plane_stride() const { return plane_stride_; }  // floats
