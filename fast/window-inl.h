@@ -322,8 +322,9 @@ class window_storage {
         const std::ptrdiff_t column_factors =
             row_factors + BLOCK_ROWS * window_.row_factor_stride;
         const std::ptrdiff_t layer = column_factors + 2 * window_.second_column_factors;
-        const std::ptrdiff_t all =
-            layer + BLOCK_ROWS * source_planes::PLANES * window_.part_stride;
+        const std::ptrdiff_t all = layer + std::ptrdiff_t{BLOCK_ROWS} *
+                                               source_planes::PLANES *
+                                               window_.part_stride;
         // not initialised: most frames touch a part only
         memory_.reset(new float[static_cast<std::size_t>(all)]);
         window_.data = memory_.get();
