@@ -37,6 +37,8 @@ class FocusfallFast : public Focusfall {
     void add_stamps(std::int32_t band);
     void blur_macro_tile(std::int32_t tile);
 
+    // `columns` pixels from (x, y) on, at most BLOCK_COLUMNS, which belong to one block:
+    // stores them as sources, or puts them aside as stamps.
     void load_run(std::int32_t x, std::int32_t y, std::int32_t columns,
                   block_grid::block& block);
     void write_tile(std::int32_t x, std::int32_t y, const tile_sums& sums);

@@ -14,7 +14,6 @@ void source_planes::resize(std::int32_t width, std::int32_t height, std::int32_t
     height_ = height;
     margin_ = (margin + LINE - 1) / LINE * LINE;
     plane_stride_ = (width + LINE - 1) / LINE * LINE + 2 * margin_;
-    if (plane_stride_ / LINE % 2 == 0) plane_stride_ += LINE;
     // an odd number of lines from plane to plane, so that they, and the rows, spread over
     // all sets of the cache
     if (plane_stride_ / LINE % 2 == 0) plane_stride_ += LINE;
