@@ -193,7 +193,10 @@ void FocusfallFast::write_tile(std::int32_t x, std::int32_t y, const tile_sums& 
 
         const float* depth = depth_image->Pixel(x, y + row) + depth_component();
         float* pixel = output_image->Pixel(x, y + row);
-        std::copy_n(input_image->Pixel(x, y + row), columns * stride, pixel);
+        // the components behind those that are written below
+        if (stride > Image::Z + 1) {
+            std::copy_n(input_image->Pixel(x, y + row), columns * stride, pixel);
+        }
         for (std::int32_t column = 0; column < columns; ++column) {
             pixel[Image::RED] = values[SUM_RED][column];
             pixel[Image::GREEN] = values[SUM_GREEN][column];

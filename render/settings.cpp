@@ -9,9 +9,6 @@
 namespace {
 
 constexpr double RADIANS_PER_DEGREE = 0.017453292519943295;
-constexpr float MM_PER_METER = 1000.0F;
-constexpr float MM_PER_INCH = 25.4F;
-constexpr float INCHES_PER_FOOT = 12.0F;
 
 double value_of(Input* input, Request* request) {
     return dynamic_cast<Number&>(*input->GetValue(request)).Value();
@@ -22,23 +19,6 @@ float float_of(Input* input, Request* request) {
 }
 
 }  // namespace
-
-float focusfall_interface::depth_to_distance(float v) const {
-    const bool feet = depth_map_units > 2.5F;
-    if (depth_map_type > 0.5F) {
-        const float t = invert_depth_map > 0.5F ? std::abs(1.0F - v) : v;
-        const float d = std::abs(far_distance - near_distance) * t + near_distance;
-        if (feet) return std::abs(d * INCHES_PER_FOOT * MM_PER_INCH);
-        if (depth_map_units > 1.5F) return std::abs(d * MM_PER_INCH);
-        if (depth_map_units > 0.5F) return std::abs(d * MM_PER_METER);
-        return std::abs(d);
-    }
-    // the product of two floats, rounded once: what the double product narrows to as well
-    if (feet) return std::abs(v * INCHES_PER_FOOT * MM_PER_INCH);
-    if (depth_map_units > 1.5F) return std::abs(v * MM_PER_INCH);
-    if (depth_map_units > 0.5F) return std::abs(v * MM_PER_METER);
-    return std::abs(v);
-}
 
 void focusfall_interface::read_settings(Request* request, Image* color) {
     kernels.clear();
