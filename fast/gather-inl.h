@@ -27,10 +27,9 @@ constexpr std::int32_t SUM_ROWS = LANES == TILE_COLUMNS ? TILE_ROWS : 2;
 // its own, since only so the compiler keeps them there.
 template <std::int32_t QUANTITIES, class Rule>
 HWY_NOINLINE void add_weighted_hits(const Rule& rule, const tile_view& view,
-                                    const offset_list& list, std::int32_t first_row,
+                                    const code_list& list, std::int32_t first_row,
                                     std::int32_t column, tile_sums& sums) {
     const vector_tag tag;
-    const std::ptrdiff_t plane = view.plane_stride;
     vector sum[SUM_ROWS][QUANTITIES];
     for (std::int32_t row = 0; row < SUM_ROWS; ++row) {
         for (std::int32_t q = 0; q < QUANTITIES; ++q) {
@@ -38,12 +37,11 @@ HWY_NOINLINE void add_weighted_hits(const Rule& rule, const tile_view& view,
         }
     }
     for (const std::int32_t code : list) {
-        const hit at_hit = {code_row(code), code_dx(code), column};
-        const float* at = view.at_source(at_hit);
+        const hit at_hit = {code, column};
         const auto source = rule.load(view, at_hit);
         vector quantity[QUANTITIES];
         for (std::int32_t q = 0; q < QUANTITIES; ++q) {
-            quantity[q] = hn::LoadU(tag, at + plane * PLANE_OF_SUM[q]);
+            quantity[q] = view.load(source_window::SOURCES + PLANE_OF_SUM[q], at_hit);
         }
         for (std::int32_t row = 0; row < SUM_ROWS; ++row) {
             const vector value = rule.weight(source, view, at_hit, first_row + row);
@@ -59,44 +57,22 @@ HWY_NOINLINE void add_weighted_hits(const Rule& rule, const tile_view& view,
     }
 }
 
-// Adds what stands at the listed offsets to all rows of the tile alike: `base` is at dx 0
-// of the block's first row, the quantities lie `stride` apart.
+// Adds the sums at the listed places to all rows of the tile alike.
 template <std::int32_t QUANTITIES>
-HWY_INLINE void add_columns(const offset_list& list, const float* base,
-                            std::ptrdiff_t row_stride, std::ptrdiff_t stride,
-                            vector* sum) {
+HWY_NOINLINE void add_full_hits(const tile_view& view, const code_list& places,
+                                tile_sums& sums) {
     const vector_tag tag;
-    for (const std::int32_t code : list) {
-        const float* at = base + code_row(code) * row_stride + code_dx(code);
-        for (std::int32_t q = 0; q < QUANTITIES; ++q) {
-            sum[q] = hn::Add(sum[q], hn::LoadU(tag, at + q * stride));
-        }
-    }
-}
-
-template <std::int32_t QUANTITIES>
-HWY_NOINLINE void add_full_hits(const tile_view& view, const source_window& window,
-                                const hit_lists& lists, tile_sums& sums) {
-    const vector_tag tag;
+    if (places.empty()) return;
     for (std::int32_t column = 0; column < TILE_COLUMNS; column += LANES) {
         vector sum[QUANTITIES];
         for (std::int32_t q = 0; q < QUANTITIES; ++q) {
             sum[q] = hn::Load(tag, sums.common[q] + column);
         }
-        const auto add_sums = [&](const offset_list& list, std::int32_t row,
-                                  std::int32_t part) HWY_ATTR {
-            add_columns<QUANTITIES>(list,
-                                    view.window + row * window.row_stride +
-                                        part * window.part_stride + column,
-                                    window.row_stride, window.part_stride, sum);
-        };
-        add_sums(lists.whole, BLOCK_ROWS, source_window::SUM_16);
-        add_sums(lists.sixteen, 0, source_window::SUM_16);
-        add_sums(lists.four, 0, source_window::SUM_4);
-        add_columns<QUANTITIES>(
-            lists.single,
-            view.source + source_planes::WEIGHT * view.plane_stride + column,
-            view.source_stride, view.plane_stride, sum);
+        for (const std::int32_t place : places) {
+            for (std::int32_t q = 0; q < QUANTITIES; ++q) {
+                sum[q] = hn::Add(sum[q], view.load(q, {place, column}));
+            }
+        }
         for (std::int32_t q = 0; q < QUANTITIES; ++q) {
             hn::Store(sum[q], tag, sums.common[q] + column);
         }
@@ -105,7 +81,7 @@ HWY_NOINLINE void add_full_hits(const tile_view& view, const source_window& wind
 
 template <std::int32_t QUANTITIES, class Rule>
 HWY_INLINE void add_partial_hits(const Rule& rule, const tile_view& view,
-                                 const offset_list& list, tile_sums& sums) {
+                                 const code_list& list, tile_sums& sums) {
     if (list.empty()) return;
     for (std::int32_t row = 0; row < TILE_ROWS; row += SUM_ROWS) {
         for (std::int32_t column = 0; column < TILE_COLUMNS; column += LANES) {
@@ -167,20 +143,19 @@ column_range columns_that_reach(const gather_frame& frame, std::int32_t block_ro
 // Adds the sources of a block, which the window is about, to the macro tile at (x, y).
 template <std::int32_t QUANTITIES, class Rule>
 HWY_INLINE void add_block(const Rule& rule, const gather_frame& frame,
-                          const block_view& block, const source_window& window,
-                          std::int32_t x, std::int32_t y, hit_lists& lists,
-                          tile_sums* sums) {
+                          const source_window& window, std::int32_t x, std::int32_t y,
+                          hit_lists& lists, tile_sums* sums) {
     const auto add_to_tile = [&](std::int32_t column, std::int32_t row) HWY_ATTR {
-        const std::int32_t dy = block.first_row - (y + row);
-        const tile_view view = look_at(block, window, *frame.offsets, x + column, dy);
+        const std::int32_t dy = window.first_row - (y + row);
+        const tile_view view = look_at(window, *frame.offsets, x + column, dy);
         tile_sums& tile = sums[row / TILE_ROWS * TILES_ACROSS + column / TILE_COLUMNS];
-        find_hits(frame, window, view, dy, block.rows, x + column, lists);
-        add_full_hits<QUANTITIES>(view, window, lists, tile);
+        find_hits(frame, window, view, dy, x + column, lists);
+        add_full_hits<QUANTITIES>(view, lists.full, tile);
         add_partial_hits<QUANTITIES>(rule, view, lists.partial, tile);
     };
     if (has_factors(frame.form)) {
         for (std::int32_t row = 0; row < MACRO_ROWS; row += TILE_ROWS) {
-            fill_row_factors(frame, block, window, block.first_row - (y + row));
+            fill_row_factors(frame, window, window.first_row - (y + row));
             for (std::int32_t column = 0; column < MACRO_COLUMNS; column += TILE_COLUMNS)
                 add_to_tile(column, row);
         }
@@ -199,28 +174,21 @@ HWY_INLINE void add_layer(const Rule& rule, const gather_frame& frame,
                           source_window& window, std::int32_t block_row,
                           std::int32_t layer, std::int32_t x, std::int32_t y,
                           hit_lists& lists, tile_sums* sums) {
-    const source_planes& planes = *frame.planes;
     const column_range range = columns_that_reach(frame, block_row, layer, x, y);
     if (range.last <= range.first) return;
     const auto reach = static_cast<std::int32_t>(range.reach) + 1;
     const std::int32_t columns = frame.offsets->columns;
     window.first_column = std::max(range.first - TILE_COLUMNS, x - columns);
     window.last_column = std::min(range.last, x + MACRO_COLUMNS + columns + TILE_COLUMNS);
-    const std::int32_t first_row = std::max(block_row * BLOCK_ROWS, y - reach);
-    const std::int32_t last_row =
-        std::min({(block_row + 1) * BLOCK_ROWS, planes.height(), y + MACRO_ROWS + reach});
-    block_view block = {first_row, last_row - first_row,
-                        planes.row(first_row, source_planes::SHAPE),
-                        planes.plane_stride(), planes.row_stride()};
-    const reach_layers& layers = frame.blocks->layers;
-    if (layers.count > 1) {
-        block =
-            copy_layer<QUANTITIES>(block, layers.from(layer), layers.to(layer), window);
-    }
-    fill_window<QUANTITIES>(frame, block, window);
-    fill_block<QUANTITIES>(block.rows, window);
-    if (has_factors(frame.form)) fill_column_factors(frame, block, window);
-    add_block<QUANTITIES>(rule, frame, block, window, x, y, lists, sums);
+    window.first_row = std::max(block_row * BLOCK_ROWS, y - reach);
+    window.rows = std::min({(block_row + 1) * BLOCK_ROWS, frame.planes->height(),
+                            y + MACRO_ROWS + reach}) -
+                  window.first_row;
+    copy_sources<QUANTITIES>(frame, layer, window);
+    fill_window<QUANTITIES>(frame, window);
+    fill_block<QUANTITIES>(window);
+    if (has_factors(frame.form)) fill_column_factors(frame, window);
+    add_block<QUANTITIES>(rule, frame, window, x, y, lists, sums);
 }
 
 template <std::int32_t QUANTITIES, class Rule>
@@ -248,9 +216,9 @@ void gather_quantities(const gather_frame& frame, std::int32_t x, std::int32_t y
     switch (frame.form) {
         case closed_form::FLAT: return with(flat);
         case closed_form::RIM: return with(rim_rule{flat, frame.rim});
-        case closed_form::GAUSSIAN: return with(gaussian_rule{window.part_stride});
+        case closed_form::GAUSSIAN: return with(gaussian_rule{});
         case closed_form::LAPLACIAN:
-            return with(laplacian_rule{window.part_stride, window.second_column_factors});
+            return with(laplacian_rule{window.second_column_factors});
         case closed_form::AIRY: return with(airy_rule{offsets});
     }
 }

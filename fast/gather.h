@@ -9,7 +9,6 @@
 #include "fast/source_planes.h"
 
 // One piece of the output: MACRO_COLUMNS x MACRO_ROWS pixels, made of register tiles.
-inline constexpr std::int32_t MACRO_COLUMNS = 128;
 inline constexpr std::int32_t MACRO_ROWS = 64;
 // Sources are looked at in blocks of so many columns, and BLOCK_ROWS rows.
 inline constexpr std::int32_t BLOCK_COLUMNS = 64;

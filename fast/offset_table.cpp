@@ -38,7 +38,8 @@ offset_table::offset_table(const focusfall_interface& params, closed_form form,
     : reach(largest_reach),
       columns((largest_reach + TILE_COLUMNS - 1) / TILE_COLUMNS * TILE_COLUMNS),
       rows(largest_reach + 2 * (TILE_ROWS + BLOCK_ROWS)),
-      stride(2 * columns + TILE_COLUMNS) {
+      // what vectors touch beside the columns too; an odd number of cache lines
+      stride(MACRO_COLUMNS + 2 * columns + 7 * TILE_COLUMNS) {
     const auto size =
         static_cast<std::size_t>(stride) * static_cast<std::size_t>(2 * rows + 1);
     factor.resize(size);

@@ -11,11 +11,14 @@ inline constexpr std::int32_t TILE_ROWS = 4;
 inline constexpr std::int32_t TILE_COLUMNS = 16;
 // Rows of sources that are looked at together.
 inline constexpr std::int32_t BLOCK_ROWS = 8;
+// Columns of the output that a worker owns.
+inline constexpr std::int32_t MACRO_COLUMNS = 128;
 
 // One entry an offset, from the output pixel to the source: dx from -columns to columns +
 // TILE_COLUMNS - 1, dy from -rows to rows, in rows of `stride` entries. Rows and columns
 // cover what a kernel of radius `reach` does, and the further rows and columns of the
-// tile and the block that the gather then reads.
+// tile and the block that the gather then reads. Rows of the table are as long as those
+// of the sources beside a macro tile: the same step leads from row to row of either.
 struct offset_table {
     // Makes the entries for kernels up to that radius.
     offset_table(const focusfall_interface& params, closed_form form, std::int32_t reach);

@@ -16,51 +16,36 @@
 #include <hwy/highway.h>
 
 #include "fast/gather.h"
+#include "fast/window-inl.h"
 
 HWY_BEFORE_NAMESPACE();
 namespace HWY_NAMESPACE {
 namespace {
 
-namespace hn = hwy::HWY_NAMESPACE;
-// as many lanes as a tile has columns, or a part of that
-using vector_tag = hn::CappedTag<float, TILE_COLUMNS>;
-using vector = hn::Vec<vector_tag>;
-
 // A source beside a register tile.
 struct hit {
-    std::int32_t row;     // in its block
-    std::int32_t dx;      // from the output pixel
+    std::int32_t code;    // its row in the block * the window's row stride + its dx
     std::int32_t column;  // of the output pixel in the tile
 };
 
-// A block of source rows as a register tile sees it: where the first row's data for dx 0
-// and the tile's first column and row lie, and how far on the next row's.
+// A block of source rows as a register tile sees it: where the data for dx 0, the block's
+// first row and the tile's first column and row lie.
 struct tile_view {
-    const float* source;          // first plane
     const float* window;          // first part
-    const float* row_factors;     // by source, of the tile's rows
-    const float* column_factors;  // by column of the tile, MACRO_COLUMNS from dx to dx
+    const float* column_factors;  // MACRO_COLUMNS from dx to dx
     std::ptrdiff_t offset;        // in the offset table
-    std::ptrdiff_t plane_stride;
-    std::ptrdiff_t source_stride;
-    std::ptrdiff_t row_factor_stride;
-    std::ptrdiff_t column_factor_stride;
+    std::ptrdiff_t part_stride;   // of the window
 
-    HWY_INLINE const float* at_source(const hit& h) const {
-        return source + h.row * source_stride + h.dx + h.column;
-    }
-    HWY_INLINE const float* at_row_factor(const hit& h) const {
-        return row_factors + h.row * row_factor_stride + h.dx + h.column;
+    HWY_INLINE vector load(std::int32_t part, const hit& h) const {
+        return hn::LoadU(vector_tag(), window + part * part_stride + h.code + h.column);
     }
     HWY_INLINE const float* at_column_factor(const hit& h) const {
-        return column_factors + h.row * column_factor_stride +
-               std::ptrdiff_t{h.dx} * MACRO_COLUMNS + h.column;
+        return column_factors + std::ptrdiff_t{h.code} * MACRO_COLUMNS + h.column;
     }
     // In the table, seen from a row of the tile.
     HWY_INLINE std::ptrdiff_t at_offset(const hit& h, const offset_table& offsets,
                                         std::int32_t row) const {
-        return offset + std::ptrdiff_t{h.row} * offsets.stride -
-               std::ptrdiff_t{row} * offsets.stride + h.dx;
+        return offset + h.code - row * std::ptrdiff_t{offsets.stride};
     }
 };
 
@@ -70,7 +55,7 @@ struct shape_rule {
 
     using source = vector;
     HWY_INLINE source load(const tile_view& view, const hit& h) const {
-        return hn::LoadU(vector_tag(), view.at_source(h));
+        return view.load(source_window::SOURCES + source_planes::SHAPE, h);
     }
 };
 
@@ -96,8 +81,8 @@ struct rim_rule {
         vector fourth_power;  // of 1 / radius
     };
     HWY_INLINE source load(const tile_view& view, const hit& h) const {
-        const std::ptrdiff_t second = view.plane_stride * source_planes::SECOND;
-        return {flat.load(view, h), hn::LoadU(vector_tag(), view.at_source(h) + second)};
+        return {flat.load(view, h),
+                view.load(source_window::SOURCES + source_planes::SECOND, h)};
     }
     HWY_INLINE vector weight(const source& s, const tile_view& view, const hit& h,
                              std::int32_t row) const {
@@ -114,8 +99,6 @@ struct rim_rule {
 
 // A product of a factor of the column and one of the row.
 struct gaussian_rule {
-    std::ptrdiff_t stride;  // of row_factors, from row to row of the tile
-
     struct source {
         vector column_factor;
     };
@@ -125,15 +108,13 @@ struct gaussian_rule {
     }
     HWY_INLINE vector weight(const source& s, const tile_view& view, const hit& h,
                              std::int32_t row) const {
-        const float* factor = view.at_row_factor(h) + row * stride;
-        return hn::Mul(s.column_factor, hn::LoadU(vector_tag(), factor));
+        return hn::Mul(s.column_factor, view.load(source_window::ROW_FACTORS + row, h));
     }
 };
 
 // 2^-(tx + ty) * (1 - (tx + ty) * ln 2) as a sum of two such products. The second factors
 // lie behind all the first ones.
 struct laplacian_rule {
-    std::ptrdiff_t stride;
     std::ptrdiff_t second_column_factors;
 
     struct source {
@@ -147,11 +128,10 @@ struct laplacian_rule {
     }
     HWY_INLINE vector weight(const source& s, const tile_view& view, const hit& h,
                              std::int32_t row) const {
-        const vector_tag tag;
-        const float* factor = view.at_row_factor(h) + row * stride;
         return hn::MulAdd(
-            s.column_factor, hn::LoadU(tag, factor),
-            hn::Mul(s.scaled_factor, hn::LoadU(tag, factor + TILE_ROWS * stride)));
+            s.column_factor, view.load(source_window::ROW_FACTORS + row, h),
+            hn::Mul(s.scaled_factor,
+                    view.load(source_window::SECOND_ROW_FACTORS + row, h)));
     }
 };
 

@@ -15,55 +15,55 @@
 #include <hwy/highway.h>
 
 #include "fast/gather.h"
-#include "fast/rules-inl.h"
 
 HWY_BEFORE_NAMESPACE();
 namespace HWY_NAMESPACE {
 namespace {
 
+namespace hn = hwy::HWY_NAMESPACE;
+// as many lanes as a tile has columns, or a part of that
+using vector_tag = hn::CappedTag<float, TILE_COLUMNS>;
+using vector = hn::Vec<vector_tag>;
 constexpr std::int32_t LANES = static_cast<std::int32_t>(hn::MaxLanes(vector_tag()));
 
-// A block of source rows: where its planes lie.
-struct block_view {
-    std::int32_t first_row;
-    std::int32_t rows;    // at most BLOCK_ROWS
-    const float* source;  // column 0 of the first row's first plane
-    std::ptrdiff_t plane_stride;
-    std::ptrdiff_t row_stride;
-};
-
-// What is worked out for a block of source rows and the columns that matter to the macro
-// tile, row by row; row BLOCK_ROWS is about all rows at once.
+// The sources of a block and a layer that matter to the macro tile, and what is worked
+// out for them, part by part and in each part row by row; row BLOCK_ROWS is about all
+// rows at once.
 struct source_window {
     enum parts : std::int32_t {
-        MAX_REACH,  // over 16 pixels from here on, as all that follow
+        SOURCES,  // the planes, in their order
+        MAX_REACH = SOURCES + source_planes::PLANES,  // over 16 pixels from here on
         MIN_REACH,
-        SUM_4,  // of the quantities, over 4 pixels
+        SUM_4,  // of the quantities, over 4 pixels from here on
         SUM_16 = SUM_4 + SUMS,
-        PARTS = SUM_16 + SUMS,
+        // GAUSSIAN, LAPLACIAN: what the weights are products of, for a tile's rows
+        ROW_FACTORS = SUM_16 + SUMS,
+        SECOND_ROW_FACTORS = ROW_FACTORS + TILE_ROWS,
+        PARTS = SECOND_ROW_FACTORS + TILE_ROWS,
     };
     std::int32_t macro_column;  // the macro tile's first
     std::int32_t first_column;
     std::int32_t last_column;  // beyond the last
-    std::ptrdiff_t part_stride;
-    std::ptrdiff_t row_stride;
+    std::int32_t first_row;    // the block's
+    std::int32_t rows;         // at most BLOCK_ROWS
+    std::int32_t part_stride;
+    std::int32_t row_stride;  // the offset table's too
     float* data;
-    float* layer;                 // planes of a copied block
     float row_reach[BLOCK_ROWS];  // the largest of a row
     float largest_reach;
     bool with_groups;  // MIN_REACH of all rows and SUM_16 are filled
 
-    // GAUSSIAN, LAPLACIAN: what the weights are products of. Row factors stand as the
-    // parts do, one row of a tile after the other; column factors by dx and, in the macro
-    // tile, by column of the output.
-    float* row_factors;
-    float* column_factors;                // of dx 0
-    std::ptrdiff_t row_factor_stride;     // from row to row of sources
-    std::ptrdiff_t column_factor_stride;  // likewise
+    // By dx and, in the macro tile, by column of the output.
+    float* column_factors;  // of dx 0
     std::ptrdiff_t second_column_factors;
 
+    std::int32_t columns() const { return last_column - first_column; }
+    // Where a row of a part lies, as a number of floats.
+    std::int32_t place(std::int32_t row, std::int32_t part) const {
+        return row * row_stride + part * part_stride;
+    }
     float* at(std::int32_t row, std::int32_t part) const {
-        return data + row * row_stride + part * part_stride;
+        return data + place(row, part);
     }
 };
 
@@ -116,46 +116,70 @@ HWY_INLINE float largest(const float* entries, std::int32_t count) {
     return hn::GetLane(hn::MaxOfLanes(tag, most));
 }
 
-// The block with the sources of a layer alone, copied into the window's memory.
-template <std::int32_t QUANTITIES>
-HWY_NOINLINE block_view copy_layer(const block_view& block, float from, float to,
-                                   const source_window& window) {
+// `to` = `from` where `reach` tells of a source, else 0.
+HWY_INLINE void copy_where_reach(const float* reach, const float* from, float* to,
+                                 std::int32_t count) {
     const vector_tag tag;
-    const std::int32_t count =
-        window.last_column - window.first_column + 2 * TILE_COLUMNS;
-    const std::ptrdiff_t plane = window.part_stride;
-    const std::ptrdiff_t stride = source_planes::PLANES * plane;
-    for (std::int32_t row = 0; row < block.rows; ++row) {
-        const float* source = block.source + row * block.row_stride + window.first_column;
-        float* copy = window.layer + row * stride;
-        for (std::int32_t i = 0; i < count; i += LANES) {
-            const vector reach = hn::LoadU(tag, source + i);
-            const auto inside = hn::And(hn::Ge(reach, hn::Set(tag, from)),
-                                        hn::Lt(reach, hn::Set(tag, to)));
-            hn::StoreU(hn::IfThenElse(inside, reach, hn::Set(tag, NO_REACH)), tag,
-                       copy + i);
+    for (std::int32_t i = 0; i < count; i += LANES) {
+        const auto source = hn::Gt(hn::LoadU(tag, reach + i), hn::Set(tag, NO_REACH));
+        hn::StoreU(hn::IfThenElseZero(source, hn::LoadU(tag, from + i)), tag, to + i);
+    }
+}
+
+// `to` = the reaches in `from` that are of the layer, else NO_REACH.
+HWY_INLINE void copy_layer(const reach_layers& layers, std::int32_t layer,
+                           const float* from, float* to, std::int32_t count) {
+    const vector_tag tag;
+    const vector least = hn::Set(tag, layers.from(layer));
+    const vector end = hn::Set(tag, layers.to(layer));
+    for (std::int32_t i = 0; i < count; i += LANES) {
+        const vector reach = hn::LoadU(tag, from + i);
+        const auto inside = hn::And(hn::Ge(reach, least), hn::Lt(reach, end));
+        hn::StoreU(hn::IfThenElse(inside, reach, hn::Set(tag, NO_REACH)), tag, to + i);
+    }
+}
+
+// Copies the block's sources; of several layers those of one alone.
+template <std::int32_t QUANTITIES>
+HWY_NOINLINE void copy_sources(const gather_frame& frame, std::int32_t layer,
+                               const source_window& window) {
+    const reach_layers& layers = frame.blocks->layers;
+    // what vectors read beside the columns too
+    const std::int32_t count = window.columns() + 2 * TILE_COLUMNS;
+    for (std::int32_t row = 0; row < window.rows; ++row) {
+        const auto plane = [&](source_planes::plane p) {
+            return frame.planes->row(window.first_row + row, p) + window.first_column;
+        };
+        const auto copy = [&](source_planes::plane p) {
+            return window.at(row, source_window::SOURCES + p);
+        };
+        float* const shape = copy(source_planes::SHAPE);
+        if (layers.count > 1) {
+            copy_layer(layers, layer, plane(source_planes::SHAPE), shape, count);
             for (std::int32_t q = 0; q < QUANTITIES; ++q) {
-                const vector value =
-                    hn::LoadU(tag, source + PLANE_OF_SUM[q] * block.plane_stride + i);
-                hn::StoreU(hn::IfThenElseZero(inside, value), tag,
-                           copy + PLANE_OF_SUM[q] * plane + i);
+                copy_where_reach(shape, plane(PLANE_OF_SUM[q]), copy(PLANE_OF_SUM[q]),
+                                 count);
             }
+            continue;
+        }
+        std::copy_n(plane(source_planes::SHAPE), count, shape);
+        if (frame.form != closed_form::FLAT) {
+            std::copy_n(plane(source_planes::SECOND), count, copy(source_planes::SECOND));
+        }
+        for (std::int32_t q = 0; q < QUANTITIES; ++q) {
+            std::copy_n(plane(PLANE_OF_SUM[q]), count, copy(PLANE_OF_SUM[q]));
         }
     }
-    return {block.first_row, block.rows, window.layer - window.first_column, plane,
-            stride};
 }
 
 template <std::int32_t QUANTITIES>
-HWY_NOINLINE void fill_window(const gather_frame& frame, const block_view& block,
-                              source_window& window) {
+HWY_NOINLINE void fill_window(const gather_frame& frame, source_window& window) {
     const auto reach_plane =
         is_edged(frame.form) ? source_planes::SHAPE : source_planes::SECOND;
-    const std::int32_t count = window.last_column - window.first_column;
+    const std::int32_t count = window.columns();
     window.largest_reach = NO_REACH;
-    for (std::int32_t row = 0; row < block.rows; ++row) {
-        const float* source = block.source + row * block.row_stride + window.first_column;
-        const float* reach = source + reach_plane * block.plane_stride;
+    for (std::int32_t row = 0; row < window.rows; ++row) {
+        const float* reach = window.at(row, source_window::SOURCES + reach_plane);
         pick_over_16(reach, window.at(row, source_window::MAX_REACH), count,
                      [](vector a, vector b) HWY_ATTR { return hn::Max(a, b); });
         window.row_reach[row] = largest(window.at(row, source_window::MAX_REACH), count);
@@ -166,7 +190,7 @@ HWY_NOINLINE void fill_window(const gather_frame& frame, const block_view& block
                      [](vector a, vector b)
                          HWY_ATTR { return hn::Min(hn::Abs(a), hn::Abs(b)); });
         for (std::int32_t q = 0; q < QUANTITIES; ++q) {
-            sum_along(source + PLANE_OF_SUM[q] * block.plane_stride,
+            sum_along(window.at(row, source_window::SOURCES + PLANE_OF_SUM[q]),
                       window.at(row, source_window::SUM_4 + q), 1, count + 12);
         }
     }
@@ -174,7 +198,7 @@ HWY_NOINLINE void fill_window(const gather_frame& frame, const block_view& block
     constexpr float GROUP_REACH = TILE_COLUMNS - 1;
     window.with_groups = frame.with_sums && window.largest_reach >= GROUP_REACH;
     if (!window.with_groups) return;
-    for (std::int32_t row = 0; row < block.rows; ++row) {
+    for (std::int32_t row = 0; row < window.rows; ++row) {
         for (std::int32_t q = 0; q < QUANTITIES; ++q) {
             sum_along(window.at(row, source_window::SUM_4 + q),
                       window.at(row, source_window::SUM_16 + q), 4, count);
@@ -184,12 +208,11 @@ HWY_NOINLINE void fill_window(const gather_frame& frame, const block_view& block
 
 // All rows of a part at once: the largest, the smallest or the sum of what stands there.
 template <class Join>
-HWY_INLINE void join_rows(const source_window& window, std::int32_t part,
-                          std::int32_t rows, std::int32_t count, Join join) {
+HWY_INLINE void join_rows(const source_window& window, std::int32_t part, Join join) {
     const vector_tag tag;
-    for (std::int32_t i = 0; i < count; i += LANES) {
+    for (std::int32_t i = 0; i < window.columns(); i += LANES) {
         vector value = hn::LoadU(tag, window.at(0, part) + i);
-        for (std::int32_t row = 1; row < rows; ++row) {
+        for (std::int32_t row = 1; row < window.rows; ++row) {
             value = join(value, hn::LoadU(tag, window.at(row, part) + i));
         }
         hn::StoreU(value, tag, window.at(BLOCK_ROWS, part) + i);
@@ -197,15 +220,14 @@ HWY_INLINE void join_rows(const source_window& window, std::int32_t part,
 }
 
 template <std::int32_t QUANTITIES>
-HWY_NOINLINE void fill_block(std::int32_t rows, const source_window& window) {
-    const std::int32_t count = window.last_column - window.first_column;
-    join_rows(window, source_window::MAX_REACH, rows, count,
+HWY_NOINLINE void fill_block(const source_window& window) {
+    join_rows(window, source_window::MAX_REACH,
               [](vector a, vector b) HWY_ATTR { return hn::Max(a, b); });
     if (!window.with_groups) return;
-    join_rows(window, source_window::MIN_REACH, rows, count,
+    join_rows(window, source_window::MIN_REACH,
               [](vector a, vector b) HWY_ATTR { return hn::Min(a, b); });
     for (std::int32_t q = 0; q < QUANTITIES; ++q) {
-        join_rows(window, source_window::SUM_16 + q, rows, count,
+        join_rows(window, source_window::SUM_16 + q,
                   [](vector a, vector b) HWY_ATTR { return hn::Add(a, b); });
     }
 }
@@ -246,21 +268,25 @@ HWY_INLINE vector falloff(const float* shape, const float* reach, std::int32_t d
 }
 
 // Of all dx that the rows' sources reach.
-HWY_NOINLINE void fill_column_factors(const gather_frame& frame, const block_view& block,
+HWY_NOINLINE void fill_column_factors(const gather_frame& frame,
                                       const source_window& window) {
     const vector_tag tag;
-    for (std::int32_t row = 0; row < block.rows; ++row) {
+    for (std::int32_t row = 0; row < window.rows; ++row) {
         // no number of columns stands for a row without sources
         if (window.row_reach[row] < 0.0F) continue;
-        const float* source = block.source + row * block.row_stride + window.macro_column;
-        const float* reach = source + block.plane_stride * source_planes::SECOND;
-        float* factors = window.column_factors + row * window.column_factor_stride;
+        const float* shape =
+            window.at(row, source_window::SOURCES + source_planes::SHAPE);
+        const float* reach =
+            window.at(row, source_window::SOURCES + source_planes::SECOND);
         const auto half = static_cast<std::int32_t>(window.row_reach[row]);
         for (std::int32_t dx = -half; dx <= half; ++dx) {
-            float* factor = factors + std::ptrdiff_t{dx} * MACRO_COLUMNS;
+            float* factor = window.column_factors +
+                            std::ptrdiff_t{row * window.row_stride + dx} * MACRO_COLUMNS;
             for (std::int32_t x = 0; x < MACRO_COLUMNS; x += LANES) {
+                const std::int32_t at = window.macro_column - window.first_column + x + dx;
+                if (at < 0 || at >= window.columns() + TILE_COLUMNS) continue;
                 vector scaled;
-                const vector value = falloff(source + x + dx, reach + x + dx, dx, scaled);
+                const vector value = falloff(shape + at, reach + at, dx, scaled);
                 hn::StoreU(value, tag, factor + x);
                 if (frame.form == closed_form::GAUSSIAN) continue;
                 const vector natural = hn::Mul(scaled, hn::Set(tag, LN_2));
@@ -272,19 +298,21 @@ HWY_NOINLINE void fill_column_factors(const gather_frame& frame, const block_vie
 }
 
 // Of the rows of tiles that begin `dy` rows before the block.
-HWY_NOINLINE void fill_row_factors(const gather_frame& frame, const block_view& block,
-                                   const source_window& window, std::int32_t dy) {
+HWY_NOINLINE void fill_row_factors(const gather_frame& frame, const source_window& window,
+                                   std::int32_t dy) {
     const vector_tag tag;
-    const std::int32_t count = window.last_column - window.first_column + TILE_COLUMNS;
-    for (std::int32_t row = 0; row < block.rows; ++row) {
+    const std::int32_t count = window.columns() + TILE_COLUMNS;
+    for (std::int32_t row = 0; row < window.rows; ++row) {
         // the nearest row of the tiles
         const std::int32_t gap = std::max({0, -dy - row, dy + row - (TILE_ROWS - 1)});
         if (static_cast<float>(gap) > window.row_reach[row]) continue;
-        const float* shape = block.source + row * block.row_stride + window.first_column;
-        const float* reach = shape + block.plane_stride * source_planes::SECOND;
+        const float* shape =
+            window.at(row, source_window::SOURCES + source_planes::SHAPE);
+        const float* reach =
+            window.at(row, source_window::SOURCES + source_planes::SECOND);
         for (std::int32_t j = 0; j < TILE_ROWS; ++j) {
-            float* factor = window.row_factors + row * window.row_factor_stride +
-                            j * window.part_stride;
+            float* factor = window.at(row, source_window::ROW_FACTORS + j);
+            float* second = window.at(row, source_window::SECOND_ROW_FACTORS + j);
             for (std::int32_t x = 0; x < count; x += LANES) {
                 vector scaled;
                 const vector value = falloff(shape + x, reach + x, dy + row - j, scaled);
@@ -295,8 +323,7 @@ HWY_NOINLINE void fill_row_factors(const gather_frame& frame, const block_view& 
                 const vector slope =
                     hn::NegMulAdd(scaled, hn::Set(tag, LN_2), hn::Set(tag, 1.0F));
                 hn::StoreU(hn::Mul(value, slope), tag, factor + x);
-                hn::StoreU(hn::Neg(value), tag,
-                           factor + TILE_ROWS * window.part_stride + x);
+                hn::StoreU(hn::Neg(value), tag, second + x);
             }
         }
     }
@@ -306,32 +333,21 @@ HWY_NOINLINE void fill_row_factors(const gather_frame& frame, const block_view& 
 class window_storage {
   public:
     window_storage(const gather_frame& frame, std::int32_t macro_column) {
-        const std::int32_t columns = frame.offsets->columns;
         const bool factors = has_factors(frame.form);
         window_.macro_column = macro_column;
-        // the widest window and what vectors touch beyond it, an odd number of cache
-        // lines
-        window_.part_stride = MACRO_COLUMNS + 2 * columns + 7 * TILE_COLUMNS;
-        window_.row_stride = source_window::PARTS * window_.part_stride;
-        window_.row_factor_stride =
-            factors ? std::ptrdiff_t{2} * TILE_ROWS * window_.part_stride : 0;
-        window_.column_factor_stride = factors ? (2 * columns + 1) * MACRO_COLUMNS : 0;
-        window_.second_column_factors = BLOCK_ROWS * window_.column_factor_stride;
+        window_.row_stride = frame.offsets->stride;
+        window_.part_stride = (BLOCK_ROWS + 1) * window_.row_stride;
+        window_.second_column_factors =
+            factors ? std::ptrdiff_t{BLOCK_ROWS} * window_.row_stride * MACRO_COLUMNS : 0;
 
-        const std::ptrdiff_t row_factors = (BLOCK_ROWS + 1) * window_.row_stride;
-        const std::ptrdiff_t column_factors =
-            row_factors + BLOCK_ROWS * window_.row_factor_stride;
-        const std::ptrdiff_t layer = column_factors + 2 * window_.second_column_factors;
-        const std::ptrdiff_t all = layer + std::ptrdiff_t{BLOCK_ROWS} *
-                                               source_planes::PLANES *
-                                               window_.part_stride;
+        const std::ptrdiff_t parts =
+            std::ptrdiff_t{source_window::PARTS} * window_.part_stride;
+        const std::ptrdiff_t all = parts + 2 * window_.second_column_factors;
         // not initialised: most frames touch a part only
         memory_.reset(new float[static_cast<std::size_t>(all)]);
         window_.data = memory_.get();
-        window_.layer = memory_.get() + layer;
-        window_.row_factors = memory_.get() + row_factors;
         window_.column_factors =
-            memory_.get() + column_factors + std::ptrdiff_t{columns} * MACRO_COLUMNS;
+            memory_.get() + parts + std::ptrdiff_t{frame.offsets->columns} * MACRO_COLUMNS;
     }
     const source_window& window() const { return window_; }
 
