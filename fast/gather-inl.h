@@ -41,7 +41,7 @@ HWY_NOINLINE void add_weighted_hits(const Rule& rule, const tile_view& view,
         const auto source = rule.load(view, at_hit);
         vector quantity[QUANTITIES];
         for (std::int32_t q = 0; q < QUANTITIES; ++q) {
-            quantity[q] = view.load(source_window::SOURCES + PLANE_OF_SUM[q], at_hit);
+            quantity[q] = view.load(source_window::source(PLANE_OF_SUM[q]), at_hit);
         }
         for (std::int32_t row = 0; row < SUM_ROWS; ++row) {
             const vector value = rule.weight(source, view, at_hit, first_row + row);

@@ -77,8 +77,7 @@ HWY_INLINE std::int32_t* write_codes(std::int32_t* end, std::int32_t first,
     for (std::int32_t i = 0; i < TILE_COLUMNS; i += LANES) {
         const auto steps =
             hn::IfThenElseZero(mask_of_bits(stepped, i), hn::Set(tag, step));
-        const auto codes =
-            hn::Add(hn::Iota(tag, i), hn::Add(hn::Set(tag, first), steps));
+        const auto codes = hn::Add(hn::Iota(tag, i), hn::Add(hn::Set(tag, first), steps));
         // by way of a register: compressing into memory is slow
         hn::StoreU(hn::Compress(codes, mask_of_bits(bits, i)), tag, end);
         end += hwy::PopCount(bits >> i & ((1U << LANES) - 1));
@@ -165,7 +164,7 @@ HWY_INLINE void sort_mixed(const gather_frame& frame, const source_window& windo
     const float* const miss = frame.offsets->miss.data() + view.offset;
     const float* const reached = frame.offsets->full.data() + view.offset;
     const std::int32_t single =
-        window.place(0, source_window::SOURCES + source_planes::WEIGHT);
+        window.place(0, source_window::source(source_planes::WEIGHT));
     const std::int32_t four = window.place(0, source_window::SUM_4);
     const std::int32_t sixteen = window.place(0, source_window::SUM_16);
     // without sums of groups no bits make one

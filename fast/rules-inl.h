@@ -55,7 +55,7 @@ struct shape_rule {
 
     using source = vector;
     HWY_INLINE source load(const tile_view& view, const hit& h) const {
-        return view.load(source_window::SOURCES + source_planes::SHAPE, h);
+        return view.load(source_window::source(source_planes::SHAPE), h);
     }
 };
 
@@ -82,7 +82,7 @@ struct rim_rule {
     };
     HWY_INLINE source load(const tile_view& view, const hit& h) const {
         return {flat.load(view, h),
-                view.load(source_window::SOURCES + source_planes::SECOND, h)};
+                view.load(source_window::source(source_planes::SECOND), h)};
     }
     HWY_INLINE vector weight(const source& s, const tile_view& view, const hit& h,
                              std::int32_t row) const {
@@ -128,10 +128,9 @@ struct laplacian_rule {
     }
     HWY_INLINE vector weight(const source& s, const tile_view& view, const hit& h,
                              std::int32_t row) const {
-        return hn::MulAdd(
-            s.column_factor, view.load(source_window::ROW_FACTORS + row, h),
-            hn::Mul(s.scaled_factor,
-                    view.load(source_window::SECOND_ROW_FACTORS + row, h)));
+        return hn::MulAdd(s.column_factor, view.load(source_window::ROW_FACTORS + row, h),
+                          hn::Mul(s.scaled_factor,
+                                  view.load(source_window::SECOND_ROW_FACTORS + row, h)));
     }
 };
 

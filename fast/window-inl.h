@@ -31,8 +31,8 @@ constexpr std::int32_t LANES = static_cast<std::int32_t>(hn::MaxLanes(vector_tag
 // rows at once.
 struct source_window {
     enum parts : std::int32_t {
-        SOURCES,  // the planes, in their order
-        MAX_REACH = SOURCES + source_planes::PLANES,  // over 16 pixels from here on
+        // the planes of the sources stand first, in their order
+        MAX_REACH = source_planes::PLANES,  // over 16 pixels from here on
         MIN_REACH,
         SUM_4,  // of the quantities, over 4 pixels from here on
         SUM_16 = SUM_4 + SUMS,
@@ -57,6 +57,7 @@ struct source_window {
     float* column_factors;  // of dx 0
     std::ptrdiff_t second_column_factors;
 
+    static constexpr std::int32_t source(source_planes::plane p) { return p; }
     std::int32_t columns() const { return last_column - first_column; }
     // Where a row of a part lies, as a number of floats.
     std::int32_t place(std::int32_t row, std::int32_t part) const {
@@ -151,7 +152,7 @@ HWY_NOINLINE void copy_sources(const gather_frame& frame, std::int32_t layer,
             return frame.planes->row(window.first_row + row, p) + window.first_column;
         };
         const auto copy = [&](source_planes::plane p) {
-            return window.at(row, source_window::SOURCES + p);
+            return window.at(row, source_window::source(p));
         };
         float* const shape = copy(source_planes::SHAPE);
         if (layers.count > 1) {
@@ -179,7 +180,7 @@ HWY_NOINLINE void fill_window(const gather_frame& frame, source_window& window) 
     const std::int32_t count = window.columns();
     window.largest_reach = NO_REACH;
     for (std::int32_t row = 0; row < window.rows; ++row) {
-        const float* reach = window.at(row, source_window::SOURCES + reach_plane);
+        const float* reach = window.at(row, source_window::source(reach_plane));
         pick_over_16(reach, window.at(row, source_window::MAX_REACH), count,
                      [](vector a, vector b) HWY_ATTR { return hn::Max(a, b); });
         window.row_reach[row] = largest(window.at(row, source_window::MAX_REACH), count);
@@ -190,7 +191,7 @@ HWY_NOINLINE void fill_window(const gather_frame& frame, source_window& window) 
                      [](vector a, vector b)
                          HWY_ATTR { return hn::Min(hn::Abs(a), hn::Abs(b)); });
         for (std::int32_t q = 0; q < QUANTITIES; ++q) {
-            sum_along(window.at(row, source_window::SOURCES + PLANE_OF_SUM[q]),
+            sum_along(window.at(row, source_window::source(PLANE_OF_SUM[q])),
                       window.at(row, source_window::SUM_4 + q), 1, count + 12);
         }
     }
@@ -274,16 +275,15 @@ HWY_NOINLINE void fill_column_factors(const gather_frame& frame,
     for (std::int32_t row = 0; row < window.rows; ++row) {
         // no number of columns stands for a row without sources
         if (window.row_reach[row] < 0.0F) continue;
-        const float* shape =
-            window.at(row, source_window::SOURCES + source_planes::SHAPE);
-        const float* reach =
-            window.at(row, source_window::SOURCES + source_planes::SECOND);
+        const float* shape = window.at(row, source_window::source(source_planes::SHAPE));
+        const float* reach = window.at(row, source_window::source(source_planes::SECOND));
         const auto half = static_cast<std::int32_t>(window.row_reach[row]);
         for (std::int32_t dx = -half; dx <= half; ++dx) {
             float* factor = window.column_factors +
                             std::ptrdiff_t{row * window.row_stride + dx} * MACRO_COLUMNS;
             for (std::int32_t x = 0; x < MACRO_COLUMNS; x += LANES) {
-                const std::int32_t at = window.macro_column - window.first_column + x + dx;
+                const std::int32_t at =
+                    window.macro_column - window.first_column + x + dx;
                 if (at < 0 || at >= window.columns() + TILE_COLUMNS) continue;
                 vector scaled;
                 const vector value = falloff(shape + at, reach + at, dx, scaled);
@@ -306,10 +306,8 @@ HWY_NOINLINE void fill_row_factors(const gather_frame& frame, const source_windo
         // the nearest row of the tiles
         const std::int32_t gap = std::max({0, -dy - row, dy + row - (TILE_ROWS - 1)});
         if (static_cast<float>(gap) > window.row_reach[row]) continue;
-        const float* shape =
-            window.at(row, source_window::SOURCES + source_planes::SHAPE);
-        const float* reach =
-            window.at(row, source_window::SOURCES + source_planes::SECOND);
+        const float* shape = window.at(row, source_window::source(source_planes::SHAPE));
+        const float* reach = window.at(row, source_window::source(source_planes::SECOND));
         for (std::int32_t j = 0; j < TILE_ROWS; ++j) {
             float* factor = window.at(row, source_window::ROW_FACTORS + j);
             float* second = window.at(row, source_window::SECOND_ROW_FACTORS + j);
@@ -346,8 +344,8 @@ class window_storage {
         // not initialised: most frames touch a part only
         memory_.reset(new float[static_cast<std::size_t>(all)]);
         window_.data = memory_.get();
-        window_.column_factors =
-            memory_.get() + parts + std::ptrdiff_t{frame.offsets->columns} * MACRO_COLUMNS;
+        window_.column_factors = memory_.get() + parts +
+                                 std::ptrdiff_t{frame.offsets->columns} * MACRO_COLUMNS;
     }
     const source_window& window() const { return window_; }
 
