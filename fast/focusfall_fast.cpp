@@ -45,7 +45,7 @@ void FocusfallFast::build_kernel_table() {
         terms_.resize(last_kernel_ + 1);  // the workers fill them
     }
     offsets_.emplace(*this, *form_, kernel_radius(*this, last_kernel_));
-    planes_.resize(input_image->Width(), input_image->Height(), gather_margin(*offsets_));
+    planes_.resize(input_image->Width(), input_image->Height(), GATHER_MARGIN);
 }
 
 void FocusfallFast::splat(Request* request) {

@@ -26,10 +26,4 @@ void gather_macro_tile(const gather_frame& frame, std::int32_t x, std::int32_t y
     HWY_DYNAMIC_DISPATCH(gather)(frame, x, y, sums);
 }
 
-std::int32_t gather_margin(const offset_table& offsets) {
-    // a group of offsets begins up to `columns` columns off; from its last one a vector
-    // and the sums over 16 pixels reach on
-    return offsets.columns + BLOCK_COLUMNS + 6 * TILE_COLUMNS;
-}
-
 #endif  // HWY_ONCE

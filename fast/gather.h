@@ -12,6 +12,9 @@
 inline constexpr std::int32_t MACRO_ROWS = 64;
 // Sources are looked at in blocks of so many columns, and BLOCK_ROWS rows.
 inline constexpr std::int32_t BLOCK_COLUMNS = 64;
+// How many columns beside the picture, on either side, the gather may read: the last
+// block's, and the vectors that begin in them.
+inline constexpr std::int32_t GATHER_MARGIN = BLOCK_COLUMNS + 2 * TILE_COLUMNS;
 
 // The sums of a frame's sources, in the order in which they are kept. Alpha is the last:
 // where all sources are opaque it is the same as the weight, and only copied.
@@ -96,6 +99,3 @@ constexpr std::int32_t MACRO_TILES = TILES_ACROSS * (MACRO_ROWS / TILE_ROWS);
 // differ only where a machine has no fused multiply-add. [worker threads]
 void gather_macro_tile(const gather_frame& frame, std::int32_t x, std::int32_t y,
                        tile_sums* sums);
-
-// How many columns beside the picture, on either side, gather_macro_tile may read.
-std::int32_t gather_margin(const offset_table& offsets);
