@@ -116,8 +116,13 @@ HWY_INLINE tile_view look_at(const source_window& window, const offset_table& of
             window.part_stride};
 }
 
-// How many columns off a source of that reach matters at most.
-HWY_INLINE std::int32_t half_chord(closed_form form, float reach, std::int32_t dy) {
+// How many columns off the block's sources matter at most to tiles `dy` rows above it;
+// -1 when none does.
+inline std::int32_t half_chord(closed_form form, const source_window& window,
+                               std::int32_t tile_dy) {
+    const float reach = window.largest_reach;
+    const std::int32_t dy =
+        std::max({0, -(tile_dy + window.rows - 1), tile_dy - (TILE_ROWS - 1)});
     if (reach < 0.0F) return -1;  // NO_REACH
     if (form == closed_form::GAUSSIAN || form == closed_form::LAPLACIAN) {
         return static_cast<float>(dy) < reach ? static_cast<std::int32_t>(reach) : -1;
@@ -195,20 +200,17 @@ HWY_INLINE void sort_mixed(const gather_frame& frame, const source_window& windo
     lists.full.last = places;
 }
 
-// Finds the sources that matter to the tile at column `x`, `dy` rows above the block.
+// Finds the sources that matter to the tile at column `x` and lie up to `half` columns
+// off.
 HWY_NOINLINE void find_hits(const gather_frame& frame, const source_window& window,
-                            const tile_view& view, std::int32_t dy, std::int32_t x,
+                            const tile_view& view, std::int32_t half, std::int32_t x,
                             hit_lists& lists) {
     lists.clear();
-    const offset_table& offsets = *frame.offsets;
-    const std::int32_t half =
-        half_chord(frame.form, window.largest_reach,
-                   std::max({0, -(dy + window.rows - 1), dy - (TILE_ROWS - 1)}));
     // a reach with a fraction may end a column beyond its kernel, and the table
-    const std::int32_t first_dx =
-        std::max({-half & -TILE_COLUMNS, -offsets.columns, window.first_column - x});
+    const std::int32_t first_dx = std::max(
+        {-half & -TILE_COLUMNS, -frame.offsets->columns, window.first_column - x});
     const std::int32_t last_dx = std::min(half, window.last_column - x - 1);
-    if (half < 0 || first_dx > last_dx) return;
+    if (first_dx > last_dx) return;
     find_groups(frame, window, view, first_dx, last_dx, lists);
     if (frame.with_sums) {
         sort_mixed<true>(frame, window, view, lists);
