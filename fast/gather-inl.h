@@ -145,16 +145,17 @@ template <std::int32_t QUANTITIES, class Rule>
 HWY_INLINE void add_block(const Rule& rule, const gather_frame& frame,
                           const source_window& window, std::int32_t x, std::int32_t y,
                           hit_lists& lists, tile_sums* sums) {
-    std::int32_t half[MACRO_ROWS];
+    std::int32_t half[MACRO_ROWS / TILE_ROWS];
     for (std::int32_t row = 0; row < MACRO_ROWS; row += TILE_ROWS) {
-        half[row] = half_chord(frame.form, window, window.first_row - (y + row));
+        half[row / TILE_ROWS] =
+            half_chord(frame.form, window, window.first_row - (y + row));
     }
     const auto add_to_tile = [&](std::int32_t column, std::int32_t row) HWY_ATTR {
-        if (half[row] < 0) return;
+        if (half[row / TILE_ROWS] < 0) return;
         const std::int32_t dy = window.first_row - (y + row);
         const tile_view view = look_at(window, *frame.offsets, x + column, dy);
         tile_sums& tile = sums[row / TILE_ROWS * TILES_ACROSS + column / TILE_COLUMNS];
-        find_hits(frame, window, view, half[row], x + column, lists);
+        find_hits(frame, window, view, half[row / TILE_ROWS], x + column, lists);
         add_full_hits<QUANTITIES>(view, lists.full, tile);
         add_partial_hits<QUANTITIES>(rule, view, lists.partial, tile);
     };

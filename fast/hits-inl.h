@@ -141,13 +141,12 @@ HWY_INLINE void find_groups(const gather_frame& frame, const source_window& wind
     const float* miss = frame.offsets->block_miss.data() + view.offset;
     const float* full = frame.offsets->block_full.data() + view.offset;
     const std::int32_t whole = window.place(BLOCK_ROWS, source_window::SUM_16);
-    // without sums of groups no bits make one
-    const std::uint32_t group = window.with_groups ? ALL_COLUMNS : ~0U;
     std::int32_t* wholes = lists.full.last;
     std::int32_t* mixed = lists.mixed.last;
     for (std::int32_t dx = first_dx; dx <= last_dx; dx += TILE_COLUMNS) {
         const bool some = bits_above(most + dx, miss + dx) != 0;
-        const bool all = bits_reached(least + dx, full + dx) == group;
+        const bool all =
+            window.with_groups && bits_reached(least + dx, full + dx) == ALL_COLUMNS;
         *wholes = whole + dx;
         wholes += some && all ? 1 : 0;
         *mixed = dx;

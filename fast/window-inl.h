@@ -57,6 +57,7 @@ struct source_window {
     float* column_factors;  // of dx 0
     std::ptrdiff_t second_column_factors;
 
+    // The part with that plane of the sources.
     static constexpr std::int32_t source(source_planes::plane p) { return p; }
     std::int32_t columns() const { return last_column - first_column; }
     // Where a row of a part lies, as a number of floats.
