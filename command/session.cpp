@@ -6,6 +6,7 @@
 #include <iostream>
 #include <set>
 
+#include "command/installation.h"
 #include "command/settings_file.h"
 
 namespace {
@@ -16,7 +17,7 @@ constexpr const char* FAST_TOOL = "kestrelworks.FocusfallFast";
 
 // The libraries in the plug-in folder that is installed beside the command.
 std::vector<std::string> installed_plugins() {
-    const fs::path folder = (folder_of_command() / PLUGIN_FOLDER).lexically_normal();
+    const fs::path folder = installed_plugin_folder();
     std::vector<std::string> files;
     std::error_code missing;
     for (const auto& entry : fs::directory_iterator(folder, missing)) {
@@ -97,8 +98,6 @@ std::map<std::string, std::string> settings_that_show(headless::tool& tool) {
     }
     return settings;
 }
-
-fs::path folder_of_command() { return fs::read_symlink("/proc/self/exe").parent_path(); }
 
 void session_options::add_plugin_options(CLI::App& verb) {
     verb.add_option("--plugin", plugins,

@@ -1,7 +1,6 @@
 #pragma once
 // What every verb of the command begins with: a host, the plug-ins, a tool.
 
-#include <filesystem>
 #include <map>
 #include <memory>
 #include <string>
@@ -29,9 +28,6 @@ struct session_options {
 // The settings that would show hidden controls, as "SettingsType=Advanced" by control;
 // those that no single one shows are missing. Edits the tool, and leaves it as it was.
 std::map<std::string, std::string> settings_that_show(headless::tool& tool);
-
-// Where the command lies; what is installed with it is found from there.
-std::filesystem::path folder_of_command();
 
 // A host with the plug-ins loaded, and one tool with the edits made.
 class session {

@@ -7,8 +7,8 @@
 #include <sstream>
 #include <utility>
 
+#include "command/installation.h"
 #include "command/output_file.h"
-#include "command/session.h"
 
 namespace {
 
@@ -196,16 +196,12 @@ json json_number(const control_info& info, double value) {
     return plain_number(value);
 }
 
-fs::path preset_folder() {
-    return (folder_of_command() / PRESET_FOLDER).lexically_normal();
-}
-
 }  // namespace
 
 std::vector<preset> installed_presets() {
     std::vector<preset> presets;
     std::error_code missing;
-    for (const auto& entry : fs::directory_iterator(preset_folder(), missing)) {
+    for (const auto& entry : fs::directory_iterator(installed_preset_folder(), missing)) {
         const fs::path& file = entry.path();
         if (file.extension() != ".json") continue;
         presets.push_back({file.stem().string(), file, parse(file).values});

@@ -1,0 +1,12 @@
+#pragma once
+// Where the files that are installed with a program are, found from the program's own
+// place: the build tree is laid out like an installed one.
+
+#include <filesystem>
+
+// The folder of the plug-in libraries, which may be missing. Throws
+// std::filesystem::filesystem_error where the system does not say which program runs.
+std::filesystem::path installed_plugin_folder();
+
+// The folder of the presets; as above.
+std::filesystem::path installed_preset_folder();
