@@ -14,8 +14,8 @@
 
 #include "benchmarks/machine.h"
 #include "benchmarks/timed_tool.h"
-#include "command/demo_scene.h"
 #include "host/headless_host.h"
+#include "pipeline/demo_scene/demo_scene.h"
 
 namespace {
 

@@ -3,8 +3,8 @@
 
 #include <chrono>
 
-#include "fast/focusfall_fast.h"
-#include "splat/kernel_index.h"
+#include "plugin/fast/focusfall_fast.h"
+#include "plugin/splat/kernel_index.h"
 
 inline double now_ms() {
     const auto now = std::chrono::steady_clock::now().time_since_epoch();

@@ -3,9 +3,9 @@
 
 #include <set>
 
-#include "command/frame_range.h"
-#include "command/session.h"
-#include "command/settings_file.h"
+#include "pipeline/settings/settings_file.h"
+#include "pipeline/shots/frame_range.h"
+#include "programs/command/session.h"
 #include "tests/fuzz/fuzzing.h"
 
 namespace {

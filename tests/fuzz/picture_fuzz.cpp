@@ -1,7 +1,7 @@
 // Any bytes as a picture: refused by a message that names the file, or loaded, both as an
 // input and as a depth map.
 
-#include "command/frame_loader.h"
+#include "pipeline/shots/frame_loader.h"
 #include "tests/fuzz/fuzzing.h"
 
 namespace {

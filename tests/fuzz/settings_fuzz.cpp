@@ -4,8 +4,8 @@
 #include <cmath>
 #include <numeric>
 
-#include "command/session.h"
-#include "command/settings_file.h"
+#include "pipeline/settings/settings_file.h"
+#include "programs/command/session.h"
 #include "tests/fuzz/fuzzing.h"
 
 namespace {

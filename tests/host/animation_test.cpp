@@ -5,7 +5,7 @@
 #include <cmath>
 #include <limits>
 
-#include "tests/tool_fixture.h"
+#include "tests/support/tool_fixture.h"
 
 namespace {
 

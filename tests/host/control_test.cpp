@@ -1,6 +1,6 @@
 #include "host/control.h"
 
-#include "tests/tool_fixture.h"
+#include "tests/support/tool_fixture.h"
 
 namespace headless {
 namespace {

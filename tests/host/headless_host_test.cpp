@@ -4,7 +4,7 @@
 #include <csignal>
 #include <thread>
 
-#include "tests/tool_fixture.h"
+#include "tests/support/tool_fixture.h"
 
 namespace headless {
 namespace {

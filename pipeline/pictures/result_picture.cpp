@@ -1,0 +1,250 @@
+#include "pipeline/pictures/result_picture.h"
+
+#include <algorithm>
+#include <cstring>
+#include <utility>
+
+namespace {
+
+using OIIO::TypeDesc;
+
+TypeDesc color_type(const input_picture& input, const output_choices& choices) {
+    if (choices.type != TypeDesc::UNKNOWN) return choices.type;
+    return input.file[input.color.part].spec.channelformat(
+        static_cast<int>(input.color.red));
+}
+
+// Floats as they are; half where it holds all that the whole numbers tell apart.
+TypeDesc float_type(TypeDesc type) {
+    if (type == TypeDesc::HALF || type == TypeDesc::FLOAT) return type;
+    return type.size() == 1 ? TypeDesc::HALF : TypeDesc::FLOAT;
+}
+
+void set_windows(OIIO::ImageSpec& spec, const window& data, const window& display) {
+    spec.x = static_cast<int>(data.x);
+    spec.y = static_cast<int>(data.y);
+    spec.width = static_cast<int>(data.width);
+    spec.height = static_cast<int>(data.height);
+    spec.full_x = static_cast<int>(display.x);
+    spec.full_y = static_cast<int>(display.y);
+    spec.full_width = static_cast<int>(display.width);
+    spec.full_height = static_cast<int>(display.height);
+}
+
+void set_type(OIIO::ImageSpec& spec, std::size_t channel, TypeDesc type) {
+    if (spec.channelformats.empty()) {
+        spec.channelformats.assign(spec.channelnames.size(), spec.format);
+    }
+    spec.channelformats[channel] = type;
+}
+
+std::size_t add_channel(OIIO::ImageSpec& spec, const std::string& layer, const char* last,
+                        TypeDesc type) {
+    spec.channelnames.push_back(layer.empty() ? last : layer + "." + last);
+    if (!spec.channelformats.empty()) spec.channelformats.push_back(type);
+    ++spec.nchannels;
+    set_type(spec, spec.channelnames.size() - 1, type);
+    return spec.channelnames.size() - 1;
+}
+
+// What only describes how the input was stored must not steer how the output is.
+void forget_storage(OIIO::ImageSpec& spec) {
+    for (const char* name : {"textureformat", "openexr:levelmode", "openexr:roundingmode",
+                             "openexr:chunkCount", "oiio:subimages"}) {
+        spec.erase_attribute(name);
+    }
+}
+
+// Copies the pixels that both parts hold; the first channels of `to` are those of `from`,
+// perhaps of another type, which is not copied then.
+void copy_channels(const picture_part& from, picture_part& to) {
+    const window source = data_window(from.spec);
+    const window target = data_window(to.spec);
+    const window both = common(source, target);
+    const std::size_t source_pixel = from.spec.pixel_bytes(true);
+    const std::size_t target_pixel = to.spec.pixel_bytes(true);
+    for (int channel = 0; channel < from.spec.nchannels; ++channel) {
+        const TypeDesc type = from.spec.channelformat(channel);
+        if (type != to.spec.channelformat(channel)) continue;
+        const std::size_t size = type.size();
+        for (std::int64_t y = both.y; y < both.y + both.height; ++y) {
+            const auto from_index = static_cast<std::size_t>(
+                (y - source.y) * source.width + both.x - source.x);
+            const auto to_index = static_cast<std::size_t>((y - target.y) * target.width +
+                                                           both.x - target.x);
+            const std::byte* in = from.pixels.get() + from_index * source_pixel +
+                                  from.spec.pixel_bytes(0, channel, true);
+            std::byte* out = to.pixels.get() + to_index * target_pixel +
+                             to.spec.pixel_bytes(0, channel, true);
+            for (std::int64_t x = 0; x < both.width; ++x) {
+                std::memcpy(out, in, size);
+                in += source_pixel;
+                out += target_pixel;
+            }
+        }
+    }
+}
+
+// A copy of `part` with the header `spec`, which may have more channels and another data
+// window; what is new is zero.
+picture_part changed_part(const picture_part& part, OIIO::ImageSpec spec) {
+    picture_part changed = empty_part(std::move(spec));
+    std::memset(changed.pixels.get(), 0, changed.spec.image_bytes(true));
+    copy_channels(part, changed);
+    return changed;
+}
+
+void store_color(const Image& result, const color_channels& color, picture_part& part) {
+    store_component(result, Image::RED, part, color.red);
+    store_component(result, Image::GREEN, part, color.green);
+    store_component(result, Image::BLUE, part, color.blue);
+    if (color.alpha) store_component(result, Image::ALPHA, part, *color.alpha);
+}
+
+// The channel that takes the tool's depth: the one that the depth came from if that is a
+// Z, for others stay as they are; else the Z beside the colour, if there is one.
+std::optional<channel_place> depth_target(const input_picture& input) {
+    if (input.depth) {
+        const OIIO::ImageSpec& spec = input.file[input.depth->part].spec;
+        const std::string& name = spec.channelnames[input.depth->channel];
+        if (name == "Z" || name.ends_with(".Z")) return input.depth;
+    }
+    const std::string& layer = input.color.layer;
+    const auto& names = input.file[input.color.part].spec.channelnames;
+    const auto z = std::ranges::find(names, layer.empty() ? "Z" : layer + ".Z");
+    if (z == names.end()) return std::nullopt;
+    return channel_place{input.color.part, static_cast<std::size_t>(z - names.begin())};
+}
+
+// Whether part `part` has channels besides those that the tool makes, and a compression
+// that would alter them once more.
+bool would_alter_others(const input_picture& input, std::size_t part) {
+    const std::string compression =
+        input.file[part].spec.get_string_attribute("compression");
+    if (!compression.starts_with("b44") && !compression.starts_with("dwa")) return false;
+    const auto others = other_channels(input.file, input.color, depth_target(input));
+    return std::ranges::count(others, part, &channel_place::part) > 0;
+}
+
+picture with_all_channels(const input_picture& input, const Image& result, TypeDesc type,
+                          const color_encoding& encoding) {
+    // headers: alpha and depth join the colour where the input has none
+    std::vector<OIIO::ImageSpec> specs;
+    for (const picture_part& part : input.file) specs.push_back(part.spec);
+    color_channels color = input.color;
+    OIIO::ImageSpec& color_spec = specs[color.part];
+    if (!color.alpha) color.alpha = add_channel(color_spec, color.layer, "A", type);
+    for (const std::size_t c : {color.red, color.green, color.blue, *color.alpha}) {
+        set_type(color_spec, c, type);
+    }
+    channel_place depth{color.part, 0};
+    if (const auto target = depth_target(input)) {
+        depth = *target;
+        set_type(specs[depth.part], depth.channel, TypeDesc::FLOAT);
+    } else {
+        depth.channel = add_channel(color_spec, color.layer, "Z", TypeDesc::FLOAT);
+    }
+    set_windows(color_spec, input.area, input.display);
+    set_windows(specs[depth.part], input.area, input.display);
+
+    picture output;
+    for (std::size_t i = 0; i < specs.size(); ++i) {
+        output.push_back(changed_part(input.file[i], specs[i]));
+    }
+    output[color.part].spec.erase_attribute("oiio:UnassociatedAlpha");
+    if (encoding.is_linear()) {
+        store_color(result, color, output[color.part]);
+    } else {
+        const Owned<Image> encoded = cropped(result, input.area, input.area);
+        encode_image(*encoded, encoding, false);
+        store_color(*encoded, color, output[color.part]);
+    }
+    store_component(result, Image::Z, output[depth.part], depth.channel);
+    return output;
+}
+
+OIIO::ImageSpec color_spec(const input_picture& input, TypeDesc type, bool with_alpha) {
+    OIIO::ImageSpec spec = input.file[input.color.part].spec;
+    spec.nchannels = (input.color.is_grey() ? 1 : 3) + (with_alpha ? 1 : 0);
+    spec.channelformats.clear();
+    spec.set_format(type);
+    spec.default_channel_names();
+    spec.alpha_channel = with_alpha ? spec.nchannels - 1 : -1;
+    spec.z_channel = -1;
+    spec.tile_width = spec.tile_height = spec.tile_depth = 0;
+    const window shown{0, 0, input.display.width, input.display.height};
+    set_windows(spec, shown, shown);
+    return spec;
+}
+
+picture only_color(const input_picture& input, const Image& result,
+                   const std::filesystem::path& file, TypeDesc type,
+                   const color_encoding& encoding) {
+    const bool with_alpha = input.color.alpha && holds_alpha(file);
+    const bool whole_numbers = !type.is_floating_point();
+    const Owned<Image> image = cropped(result, input.area, input.display);
+    encode_image(*image, encoding, whole_numbers && with_alpha);
+    if (whole_numbers) bound_image(*image);
+
+    picture output;
+    output.push_back(empty_part(color_spec(input, type, with_alpha)));
+    color_channels stored{0, "", 0, 0, 0, std::nullopt};
+    if (!input.color.is_grey()) stored = {0, "", 0, 1, 2, std::nullopt};
+    if (with_alpha) stored.alpha = stored.blue + 1;
+    store_color(*image, stored, output[0]);
+    output[0].spec.attribute("oiio:UnassociatedAlpha", whole_numbers ? 1 : 0);
+    return output;
+}
+
+// Whole numbers keep the input's curve, or get the usual one; floats are light, unless
+// the input's were not.
+color_encoding output_encoding(const input_picture& input, TypeDesc type,
+                               const output_choices& choices) {
+    const bool input_floats = color_type(input, {}).is_floating_point();
+    if (type.is_floating_point()) {
+        return input_floats ? input.encoding : color_encoding::linear();
+    }
+    if (choices.encoding) return *choices.encoding;
+    return input.encoding.is_linear() ? color_encoding::srgb() : input.encoding;
+}
+
+}  // namespace
+
+std::string expected_losses(const input_picture& input, const std::filesystem::path& file,
+                            const output_choices& choices) {
+    if (!holds_named_channels(file)) {
+        const auto others = other_channels(input.file, input.color, input.depth);
+        if (others.empty()) return "";
+        return "has no room for " + listed_channels(input.file, others);
+    }
+    for (std::size_t i = 0; i < input.file.size() && choices.compression.empty(); ++i) {
+        if (!would_alter_others(input, i)) continue;
+        return "is compressed by zip, because " +
+               std::string(input.file[i].spec.get_string_attribute("compression")) +
+               " would alter channels that pass through; --compression overrides";
+    }
+    return "";
+}
+
+picture result_picture(const input_picture& input, const Image& result,
+                       const std::filesystem::path& file, const output_choices& choices,
+                       const std::string& record) {
+    const TypeDesc wanted = color_type(input, choices);
+    const bool all_channels = holds_named_channels(file);
+    const TypeDesc type = all_channels ? float_type(wanted) : stored_type(file, wanted);
+    const color_encoding encoding = output_encoding(input, type, choices);
+    picture output = all_channels ? with_all_channels(input, result, type, encoding)
+                                  : only_color(input, result, file, type, encoding);
+    for (std::size_t i = 0; i < output.size(); ++i) {
+        OIIO::ImageSpec& spec = output[i].spec;
+        forget_storage(spec);
+        spec.attribute("oiio:ColorSpace", encoding.name());
+        spec.attribute("focusfall", record);
+        if (!choices.compression.empty()) {
+            spec.attribute("compression", choices.compression);
+        } else if (all_channels && would_alter_others(input, i)) {
+            spec.attribute("compression", "zip");
+        }
+    }
+    return output;
+}

@@ -1,0 +1,71 @@
+#include "pipeline/process/interruption.h"
+
+#include <pthread.h>
+#include <signal.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <cstdio>
+#include <utility>
+
+#include "pipeline/process/output_file.h"
+
+namespace {
+
+using namespace std::chrono_literals;
+
+constexpr auto GRACE = 300ms;  // for an orderly end
+
+sigset_t held_back_signals() {
+    sigset_t signals;
+    sigemptyset(&signals);
+    for (const int signal : {SIGINT, SIGTERM, SIGHUP}) sigaddset(&signals, signal);
+    return signals;
+}
+
+}  // namespace
+
+void hold_back_signals() {
+    const sigset_t signals = held_back_signals();
+    pthread_sigmask(SIG_BLOCK, &signals, nullptr);
+    // a file that outgrows its limit is an error like a full disk
+    signal(SIGXFSZ, SIG_IGN);
+}
+
+interruption::interruption(headless::tool& tool)
+    : tool_(tool), watcher_([this] { wait_for_signal(); }) {}
+
+interruption::~interruption() {
+    {
+        const std::scoped_lock lock(mutex_);
+        ending_ = true;
+    }
+    ended_.notify_all();
+    // in case it still waits for one, which is held back and so ends nothing
+    // NOLINTNEXTLINE(bugprone-bad-signal-to-kill-thread)
+    pthread_kill(watcher_.native_handle(), SIGTERM);
+    watcher_.join();
+}
+
+void interruption::set_last_words(std::string words) {
+    const std::scoped_lock lock(mutex_);
+    last_words_ = std::move(words);
+}
+
+void interruption::wait_for_signal() {
+    const sigset_t signals = held_back_signals();
+    int signal = 0;
+    sigwait(&signals, &signal);
+
+    std::unique_lock lock(mutex_);
+    if (ending_) return;
+    requested_ = true;
+    tool_.abort();
+    const bool in_time = ended_.wait_for(lock, GRACE, [this] { return ending_; });
+    if (isatty(STDERR_FILENO) != 0) std::fputs("\r\x1b[K", stderr);  // a progress bar
+    if (!last_words_.empty()) {
+        std::fputs(("focusfall: " + last_words_ + "\n").c_str(), stderr);
+    }
+    if (in_time) return;
+    exit_without_unfinished_files(INTERRUPTED_STATUS);
+}

@@ -1,0 +1,112 @@
+#include "pipeline/process/output_file.h"
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <cerrno>
+#include <cstring>
+#include <mutex>
+#include <set>
+#include <string>
+#include <string_view>
+
+#include "host/control.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr std::string_view TEMPORARY_PREFIX = ".focusfall-";
+constexpr std::string_view TEMPORARY_SUFFIX = ".tmp";
+
+std::mutex unfinished_mutex;
+std::set<fs::path> unfinished;  // under unfinished_mutex
+
+[[noreturn]] void fail(const fs::path& file, const char* what) {
+    const std::string reason = std::strerror(errno);
+    throw headless::host_error(file.string() + ": " + what + ": " + reason);
+}
+
+// A name that no other file has, of this process or, by the process's number, another.
+fs::path temporary_name_in(const fs::path& folder) {
+    static std::atomic<int> count = 0;
+    return folder / (std::string(TEMPORARY_PREFIX) + std::to_string(getpid()) + "-" +
+                     std::to_string(count++) + std::string(TEMPORARY_SUFFIX));
+}
+
+bool is_temporary(const fs::path& file) {
+    const std::string name = file.filename().string();
+    return name.starts_with(TEMPORARY_PREFIX) && name.ends_with(TEMPORARY_SUFFIX);
+}
+
+// Locks a new file; false when a run that looked for abandoned files was quicker.
+bool keep(int descriptor) {
+    struct stat status {};
+    if (flock(descriptor, LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK) return false;
+    return fstat(descriptor, &status) == 0 && status.st_nlink > 0;
+}
+
+}  // namespace
+
+output_file::output_file(const fs::path& final_name) : final_(final_name) {
+    // what a link names is replaced, not the link
+    if (fs::is_symlink(final_)) final_ = fs::weakly_canonical(final_);
+    if (fs::exists(final_) && !fs::is_regular_file(final_)) {
+        throw headless::host_error(final_.string() + ": is there already and no file");
+    }
+    const std::scoped_lock guard(unfinished_mutex);
+    while (descriptor_ < 0) {
+        temporary_ = temporary_name_in(final_.parent_path());
+        descriptor_ =
+            open(temporary_.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
+        if (descriptor_ < 0 && errno != EEXIST) fail(final_, "can not be written");
+        if (descriptor_ >= 0 && !keep(descriptor_)) {
+            close(descriptor_);
+            descriptor_ = -1;
+        }
+    }
+    unfinished.insert(temporary_);
+}
+
+output_file::~output_file() {
+    const std::scoped_lock guard(unfinished_mutex);
+    if (unfinished.erase(temporary_) > 0) unlink(temporary_.c_str());
+    close(descriptor_);
+}
+
+void output_file::commit() {
+    if (fsync(descriptor_) != 0) fail(final_, "can not be written");
+    const std::scoped_lock guard(unfinished_mutex);
+    if (rename(temporary_.c_str(), final_.c_str()) != 0)
+        fail(final_, "can not be written");
+    unfinished.erase(temporary_);
+    // the new name reaches the disk with the folder
+    const fs::path parent = final_.parent_path();
+    const int folder =
+        open(parent.empty() ? "." : parent.c_str(), O_RDONLY | O_DIRECTORY);
+    if (folder < 0) return;
+    fsync(folder);
+    close(folder);
+}
+
+void remove_abandoned_files(const fs::path& folder) {
+    std::error_code error;
+    for (const auto& entry :
+         fs::directory_iterator(folder.empty() ? "." : folder, error)) {
+        if (!is_temporary(entry.path())) continue;
+        const int descriptor =
+            open(entry.path().c_str(), O_RDWR | O_CLOEXEC | O_NOFOLLOW);
+        if (descriptor < 0) continue;
+        if (flock(descriptor, LOCK_EX | LOCK_NB) == 0) unlink(entry.path().c_str());
+        close(descriptor);
+    }
+}
+
+void exit_without_unfinished_files(int status) noexcept {
+    const std::scoped_lock guard(unfinished_mutex);  // no further file from here on
+    for (const fs::path& file : unfinished) unlink(file.c_str());
+    _exit(status);
+}

@@ -1,0 +1,231 @@
+#include "plugin/fast/gather/closed_form.h"
+
+#include <algorithm>
+#include <cmath>
+#include <numbers>
+
+#include "plugin/splat/kernel_index.h"
+
+namespace {
+
+constexpr double TABLE_STEP = 0.01;  // pixels of diameter from kernel to kernel
+constexpr double SMALLEST_RADIUS = static_cast<double>(0.0001F);
+constexpr double AIRY_DIAMETER = 20.347;  // a kernel's diameter in units of u
+
+double corner_radius(const focusfall_interface& params, std::size_t k) {
+    const double diameter = static_cast<double>(k) * TABLE_STEP;
+    const double radius = std::max(SMALLEST_RADIUS, (diameter - 1.0) * 0.5);
+    const bool disk = params.blur_style.load(std::memory_order_relaxed) == DISK;
+    return disk && params.shrink_disk ? radius * 0.6 : radius;
+}
+
+// What the pixels of a kernel add up to: in the ramp at the edge radius * slope +
+// constant, inside 1 each, and the rim there (d / e)^4 / radius^4.
+struct edged_sums {
+    double slope = 0.0;
+    double constant = 0.0;
+    double inside = 0.0;
+    double fourth_powers = 0.0;
+
+    void add(const edged_sums& other) {
+        slope += other.slope;
+        constant += other.constant;
+        inside += other.inside;
+        fourth_powers += other.fourth_powers;
+    }
+};
+
+// How the sums change from kernel to kernel as the radii grow. A pixel's value is 0 until
+// the radius reaches (d - 1) / e, then radius * e + 1 - d until it is 1, when the radius
+// is d / e.
+std::vector<edged_sums> changes_of_sums(const focusfall_interface& params,
+                                        const std::vector<double>& radii) {
+    const auto first_above = [&](double radius) {
+        const auto at = std::upper_bound(radii.begin() + 1, radii.end(), radius);
+        return static_cast<std::size_t>(at - radii.begin());
+    };
+    std::vector<edged_sums> changes(radii.size() + 1);
+    const std::int32_t reach = kernel_radius(params, radii.size() - 1);
+    for (std::int32_t dy = -reach; dy <= reach; ++dy) {
+        for (std::int32_t dx = -reach; dx <= reach; ++dx) {
+            const double d = std::sqrt(static_cast<double>(dx * dx + dy * dy));
+            const double e = edge_factor(params, dx, dy);
+            changes[first_above((d - 1.0) / e)].add({e, 1.0 - d, 0.0, 0.0});
+            changes[first_above(d / e)].add({-e, d - 1.0, 1.0, std::pow(d / e, 4.0)});
+        }
+    }
+    return changes;
+}
+
+// The sum over a square kernel of values that are products of one factor a row and the
+// same a column; `factor` has radius + 1 entries from the centre on.
+double mirrored_sum(const std::vector<double>& factor) {
+    double half = 0.0;
+    for (std::size_t i = factor.size() - 1; i > 0; --i) half += factor[i];
+    return factor[0] + 2.0 * half;
+}
+
+double gaussian_sum(double scale, std::int32_t radius) {
+    std::vector<double> factor;
+    for (std::int32_t i = 0; i <= radius; ++i)
+        factor.push_back(std::exp2(-scale * i * i));
+    const double row = mirrored_sum(factor);
+    return row * row;
+}
+
+// Sum of |2^(-t) * (1 - t * ln 2)|. Its rows are sums of products; where the sign
+// changes along a row, the sums up to there count twice.
+double laplacian_sum(double scale, std::int32_t radius) {
+    const auto count = static_cast<std::size_t>(radius) + 1;
+    std::vector<double> plain(count + 1);   // sums of both up to a column, the columns
+    std::vector<double> scaled(count + 1);  // beside the centre counted twice
+    for (std::size_t i = 0; i < count; ++i) {
+        const double t = scale * static_cast<double>(i * i);
+        const double twice = i == 0 ? std::exp2(-t) : 2.0 * std::exp2(-t);
+        plain[i + 1] = plain[i] + twice;
+        scaled[i + 1] = scaled[i] + twice * t * std::numbers::ln2;
+    }
+    double sum = 0.0;
+    std::size_t positive = count;  // columns with values above zero
+    for (std::size_t j = 0; j < count; ++j) {
+        const double s = scale * static_cast<double>(j * j);
+        const double rest = 1.0 - s * std::numbers::ln2;
+        while (positive > 0 &&
+               scale * static_cast<double>((positive - 1) * (positive - 1)) *
+                       std::numbers::ln2 >
+                   rest) {
+            --positive;
+        }
+        const double above = plain[positive] * rest - scaled[positive];
+        const double all = plain[count] * rest - scaled[count];
+        sum += (j == 0 ? 1.0 : 2.0) * std::exp2(-s) * (2.0 * above - all);
+    }
+    return sum;
+}
+
+double airy_value(double scaled_square) {
+    if (scaled_square == 0.0) return 1.0;  // as in single precision
+    if (scaled_square >= 2.0) return 0.0;
+    double value = 0.0;
+    for (const double coefficient : AIRY_PATTERN) {
+        value = value * (scaled_square - 1.0) + coefficient;
+    }
+    return value * value;
+}
+
+// How many pixels of the plane lie at each squared distance from one of them, up to
+// `radius`; only the distances that occur, nearest first.
+struct ring {
+    double squared_distance;
+    double pixels;
+};
+std::vector<ring> rings_of(std::int32_t radius) {
+    std::vector<std::int32_t> counts(
+        static_cast<std::size_t>(radius) * static_cast<std::size_t>(radius) + 1);
+    for (std::int32_t y = -radius; y <= radius; ++y) {
+        for (std::int32_t x = -radius; x <= radius; ++x) {
+            const std::int32_t square = x * x + y * y;
+            if (square <= radius * radius) ++counts[static_cast<std::size_t>(square)];
+        }
+    }
+    std::vector<ring> rings;
+    for (std::size_t i = 0; i < counts.size(); ++i) {
+        if (counts[i] > 0)
+            rings.push_back({static_cast<double>(i), static_cast<double>(counts[i])});
+    }
+    return rings;
+}
+
+double airy_sum(double scale, const std::vector<ring>& rings) {
+    double sum = 0.0;
+    for (const ring& r : rings) {
+        const double scaled_square = scale * r.squared_distance;
+        if (scaled_square >= 2.0) break;
+        sum += r.pixels * airy_value(scaled_square);
+    }
+    return sum;
+}
+
+// SHAPE of the kernels without an edge.
+double shape_of(closed_form form, double diameter) {
+    const double s = diameter / 6.0;
+    if (form == closed_form::GAUSSIAN) return std::numbers::log2e / (s * s);
+    if (form == closed_form::LAPLACIAN) return std::numbers::log2e / (2.0 * s * s);
+    return (AIRY_DIAMETER / diameter) * (AIRY_DIAMETER / diameter) / AIRY_CENTRE;
+}
+
+}  // namespace
+
+std::optional<closed_form> find_closed_form(const focusfall_interface& params,
+                                            const Image* custom) {
+    if (custom) return std::nullopt;
+    const bool rim = params.bad_bokeh != 0.0;
+    switch (params.blur_style.load(std::memory_order_relaxed)) {
+        case POLYGON:
+            // with fewer sides the edge lies behind the centre
+            if (params.polygon_side_count < 3) return std::nullopt;
+            [[fallthrough]];
+        case DISK: return rim ? closed_form::RIM : closed_form::FLAT;
+        case GAUSSIAN: return closed_form::GAUSSIAN;
+        case AIRY_DISK: return closed_form::AIRY;
+        case LAPLACIAN: return closed_form::LAPLACIAN;
+        default: return std::nullopt;
+    }
+}
+
+double edge_factor(const focusfall_interface& params, std::int32_t dx, std::int32_t dy) {
+    if (params.blur_style.load(std::memory_order_relaxed) != POLYGON) return 1.0;
+    const double half_angle = std::numbers::pi / params.polygon_side_count;
+    // turn the direction into that of the side whose middle lies at angle 0
+    double angle = std::atan2(dy, dx) + params.kernel_angle;
+    while (angle >= half_angle) angle -= 2.0 * half_angle;
+    while (angle < -half_angle) angle += 2.0 * half_angle;
+    return std::cos(half_angle) / std::cos(angle);
+}
+
+std::vector<kernel_terms> edged_terms(const focusfall_interface& params,
+                                      std::size_t last) {
+    std::vector<double> radii(last + 1);
+    for (std::size_t k = 1; k <= last; ++k) radii[k] = corner_radius(params, k);
+    const std::vector<edged_sums> changes = changes_of_sums(params, radii);
+
+    const double rim = 4.0 * params.bad_bokeh;
+    edged_sums sums;
+    std::vector<kernel_terms> terms(last + 1);
+    for (std::size_t k = 1; k <= last; ++k) {
+        sums.add(changes[k]);
+        const double edge = sums.slope * radii[k] + sums.constant;
+        const double radius_fourth = std::pow(radii[k], 4.0);
+        const double sum =
+            sums.inside + edge + rim * (sums.fourth_powers / radius_fourth + edge);
+        terms[k] = {static_cast<float>(radii[k]), static_cast<float>(1.0 / radius_fourth),
+                    static_cast<float>(1.0 / sum)};
+    }
+    terms[0] = {0.0F, 0.0F, 1.0F};
+    return terms;
+}
+
+void fill_smooth_terms(const focusfall_interface& params, closed_form form,
+                       std::size_t first, std::span<kernel_terms> terms) {
+    const auto rings = rings_of(kernel_radius(params, first + terms.size()) + 1);
+    for (std::size_t i = 0; i < terms.size(); ++i) {
+        const std::size_t k = first + i;
+        const double diameter = static_cast<double>(k) * TABLE_STEP;
+        const double shape = shape_of(form, diameter);
+        const std::int32_t radius = kernel_radius(params, k);
+        double sum = 0.0;
+        double reach = radius + 0.5;
+        if (form == closed_form::GAUSSIAN) {
+            sum = gaussian_sum(shape, radius);
+        } else if (form == closed_form::LAPLACIAN) {
+            sum = laplacian_sum(shape, radius);
+        } else {
+            sum = airy_sum(shape, rings);
+            reach = diameter * 0.5;
+        }
+        terms[i] = {static_cast<float>(shape), static_cast<float>(reach),
+                    static_cast<float>(1.0 / sum)};
+        // unblurred; the Airy pattern ends within the pixel
+        if (k == 0) terms[i] = {form == closed_form::AIRY ? 1e6F : 0.0F, 0.5F, 1.0F};
+    }
+}

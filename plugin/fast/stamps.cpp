@@ -1,0 +1,101 @@
+#include "plugin/fast/stamps.h"
+
+#include <algorithm>
+
+#include "plugin/kernels/kernel_shapes.h"
+#include "plugin/kernels/kernel_weights.h"
+#include "plugin/splat/add_weighted.h"
+#include "plugin/splat/kernel_index.h"
+
+namespace {
+
+constexpr double TABLE_STEP = 0.01;  // pixels of diameter from kernel to kernel
+
+}  // namespace
+
+void stamp_list::reset(std::int32_t rows) {
+    rows_.resize(static_cast<std::size_t>(rows));
+    for (auto& row : rows_) row.clear();
+    waiting_.clear();
+    listed_ = false;
+}
+
+bool stamp_list::begin_batch(const focusfall_interface& params) {
+    if (!listed_) {
+        for (const auto& row : rows_) {
+            for (const stamped_source& s : row) waiting_.push_back(s.kernel);
+        }
+        std::ranges::sort(waiting_, std::greater());
+        waiting_.erase(std::unique(waiting_.begin(), waiting_.end()), waiting_.end());
+        listed_ = true;
+    }
+    batch_.clear();
+    std::size_t bytes = 0;
+    while (!waiting_.empty()) {
+        const std::int32_t radius = kernel_radius(params, waiting_.back());
+        const std::size_t side = 2 * static_cast<std::size_t>(radius) + 1;
+        bytes += side * side * sizeof(float);
+        if (bytes > BATCH_BYTES && !batch_.empty()) break;
+        batch_.push_back({waiting_.back(), radius, {}});
+        waiting_.pop_back();
+    }
+    return !batch_.empty();
+}
+
+void stamp_list::make_batch_kernel(const focusfall_interface& params, const Image* custom,
+                                   std::int32_t number) {
+    kernel& made = batch_[static_cast<std::size_t>(number)];
+    if (made.index == 0) {
+        made.weights = {1.0F};
+        return;
+    }
+    const double diameter = made.index * TABLE_STEP;
+    const Owned<Image> picture(
+        make_kernel(params, diameter, diameter, custom, KERNEL_MIN_SIZE));
+    load_kernel_weights(params, picture.get(), made.weights);
+}
+
+void stamp_list::add_to_band(focusfall_interface& target, const Image& picture,
+                             std::int32_t band) const {
+    const auto rows = static_cast<std::int32_t>(rows_.size());
+    const std::int32_t first_row = band * BAND_ROWS;
+    const std::int32_t last_row = std::min(first_row + BAND_ROWS, rows) - 1;
+    const std::int32_t reach = batch_.back().radius;
+    std::vector<const kernel*> by_index(batch_.back().index - batch_.front().index + 1);
+    for (const kernel& k : batch_) by_index[k.index - batch_.front().index] = &k;
+
+    for (std::int32_t y = std::max(0, first_row - reach);
+         y <= std::min(rows - 1, last_row + reach); ++y) {
+        for (const stamped_source& s : rows_[static_cast<std::size_t>(y)]) {
+            if (s.kernel < batch_.front().index || s.kernel > batch_.back().index)
+                continue;
+            const kernel& shape = *by_index[s.kernel - batch_.front().index];
+            if (shape.weights.empty()) continue;
+            const float* pixel = picture.Pixel(s.x, y);
+            const float color[] = {pixel[Image::RED], pixel[Image::GREEN],
+                                   pixel[Image::BLUE], pixel[Image::ALPHA]};
+            add_stamp(target, shape, s.x, y, color, first_row, last_row);
+        }
+    }
+}
+
+void stamp_list::add_stamp(focusfall_interface& target, const kernel& shape,
+                           std::int32_t x, std::int32_t y, const float* color,
+                           std::int32_t first_row, std::int32_t last_row) const {
+    const std::int32_t left = std::max(0, x - shape.radius);
+    const std::int32_t right =
+        std::min(target.color_accumulator.width - 1, x + shape.radius);
+    const std::int32_t bottom = std::min(last_row, y + shape.radius);
+    for (std::int32_t row = std::max(first_row, y - shape.radius); row <= bottom; ++row) {
+        auto* pixels = reinterpret_cast<std::byte*>(target.out_rgba_data) +
+                       std::ptrdiff_t{row} * target.color_accumulator.row_stride;
+        auto* norm = reinterpret_cast<std::byte*>(target.norm_data) +
+                     std::ptrdiff_t{row} * target.weight_accumulator.row_stride;
+        const std::ptrdiff_t first =
+            std::ptrdiff_t{row - y + shape.radius} * (2 * shape.radius + 1) +
+            (left - x + shape.radius);
+        add_run(reinterpret_cast<color_rgba_f*>(pixels) + left,
+                reinterpret_cast<float*>(norm) + left, shape.weights.data() + first,
+                color, 1.0F, right - left + 1);
+    }
+}

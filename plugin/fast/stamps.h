@@ -1,0 +1,58 @@
+#pragma once
+// Sources that are scattered as copies of their kernel, for want of a closed form: those
+// of a custom picture, and colours that are not finite, which make pixels not-a-number
+// even where the weight is 0.
+
+#include <cstdint>
+#include <vector>
+
+#include "plugin/record/focusfall_interface.h"
+
+// One source; its row is that of the list that it stands in.
+struct stamped_source {
+    std::int32_t x;
+    std::uint32_t kernel;  // index in the kernel table
+};
+
+class stamp_list {
+  public:
+    // Rows that one call of add_to_band fills.
+    static constexpr std::int32_t BAND_ROWS = 16;
+    // What the weights of a batch may take, bytes, unless a single kernel takes more.
+    static constexpr std::size_t BATCH_BYTES = 256U << 20;
+
+    // Empties all rows.
+    void reset(std::int32_t rows);
+    // [one thread a row]
+    std::vector<stamped_source>& row(std::int32_t y) {
+        return rows_[static_cast<std::size_t>(y)];
+    }
+
+    // Makes the next batch of kernels the present one, in the order of their index; false
+    // when all have been. [render thread]
+    bool begin_batch(const focusfall_interface& params);
+    // How many kernels the batch has; each is to be made before the bands are filled.
+    std::int32_t batch_size() const { return static_cast<std::int32_t>(batch_.size()); }
+    // Throws what making an image throws. [one thread a kernel]
+    void make_batch_kernel(const focusfall_interface& params, const Image* custom,
+                           std::int32_t number);
+    // Adds all sources of the batch to rows band * BAND_ROWS on of the accumulators of
+    // `target`, with their colours from `picture`. [one thread a band]
+    void add_to_band(focusfall_interface& target, const Image& picture,
+                     std::int32_t band) const;
+
+  private:
+    struct kernel {
+        std::uint32_t index;
+        std::int32_t radius;
+        std::vector<float> weights;  // empty: there is no kernel of that size
+    };
+    void add_stamp(focusfall_interface& target, const kernel& shape, std::int32_t x,
+                   std::int32_t y, const float* color, std::int32_t first_row,
+                   std::int32_t last_row) const;
+
+    std::vector<std::vector<stamped_source>> rows_;
+    std::vector<std::uint32_t> waiting_;  // kernels, last first
+    bool listed_ = false;                 // `waiting_` was filled
+    std::vector<kernel> batch_;
+};

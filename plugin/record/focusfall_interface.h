@@ -1,0 +1,158 @@
+#pragma once
+// The render record: everything that one frame needs, and the operations that fill and
+// use it. One is part of every tool. Which folder defines an operation stands beside it.
+
+#include <atomic>
+#include <cmath>
+#include <cstdint>
+#include <limits>
+#include <vector>
+
+#include <boost/shared_ptr.hpp>
+#include <boost/thread/mutex.hpp>
+
+#include "host/api/operator.h"
+#include "plugin/kestrel_image/image.h"
+#include "plugin/record/depth_sample.h"
+
+// The index of an item of "BlurStyle".
+enum blur_style_code : std::int32_t { DISK, POLYGON, GAUSSIAN, AIRY_DISK, LAPLACIAN };
+
+// What the kernels depend on.
+class filter_interface {
+  public:
+    Image* reference_image =
+        nullptr;  // colour image of the render; kernels are modelled on it
+    // Written by NotifyChanged too while a frame renders, without a lock by design: a
+    // frame takes the style that it finds, and the edit that changed it asks for another
+    // frame.
+    std::atomic<std::int32_t> blur_style = DISK;
+    std::int32_t polygon_side_count = 6;
+    double kernel_angle = 0.0;  // radians
+    double bad_bokeh = 0.0;     // 0 .. 1
+
+    // The kept handles: borrowed from the host, constant once the tool is built.
+    Input* blur_style_input = nullptr;
+    Input* bad_bokeh_input = nullptr;
+    Input* kernel_angle_input = nullptr;
+    Input* polygon_side_count_input = nullptr;
+};
+
+class focusfall_interface : public filter_interface {
+  public:
+    // tool/: the controls, in the order in which an artist sees them. Each adds to the
+    // tool's current page and keeps the handles.
+    void add_depth_controls(Operator& tool, bool with_enable_depth,
+                            float normalize_default);
+    void add_style_controls(Operator& tool, double default_style);
+
+    // tool/: keep the controls consistent. [user-interface side]
+    void on_input_changed(Input* input, Parameter* param, TimeStamp time);
+    void change_style(Parameter* param);  // stores the style and lays out its controls
+    void set_depth_enabled(bool enabled);
+    void update_style_visibility(Input* input, Parameter* param);
+
+    // render/: reads every control at the request's time, chooses the depth image, sizes
+    // and clears the accumulators and computes `focus_depth` and `max_coc`. Throws
+    // std::runtime_error when the depth image is not as large as `color`, or for want of
+    // memory. [render thread, before the chunks]
+    void read_settings(Request* request, Image* color);
+    // render/: reads the controls that shape the kernels. [render thread]
+    void read_kernel_settings(Request* request);
+    // render/: distance in millimetres for a depth map's value, which must not be
+    // negative. Never throws; callable from any thread while the settings do not change.
+    float depth_to_distance(float v) const;
+
+    // splat/: adds one sample to the accumulators. [worker threads, several at once]
+    void splat_sample(const depth_sample& s);
+
+    // Depth processing is allowed: set by set_depth_enabled while a frame may be
+    // rendering, without a lock by design, like `blur_style`.
+    std::atomic<bool> depth_available = true;
+    bool shrink_disk = false;   // makes the Disk smaller; no control sets it
+    float kernel_step = 0.01F;  // pixels of blur diameter from kernel to kernel
+    float max_depth =
+        static_cast<float>(static_cast<double>(std::numeric_limits<float>::max()) *
+                           0.5);  // cap of every sample's depth
+
+    // Row y is written under row_locks[y] while chunks run, and by the render thread
+    // else.
+    kestrel_image::image<color_rgba_f> color_accumulator;  // channel "OutRGBA"
+    kestrel_image::image<float> weight_accumulator;        // channel "Norm"
+    // Constant while chunks run: entry 0 is {1}, entry i the weights, row by row, of the
+    // kernel for a blur diameter of i * 0.01 pixels, or empty.
+    std::vector<std::vector<float>> kernels;
+    std::vector<boost::shared_ptr<boost::mutex>> row_locks;  // one an output row
+    color_rgba_f* out_rgba_data = nullptr;                   // row 0 of "OutRGBA"
+    float* norm_data = nullptr;                              // row 0 of "Norm"
+
+    // The settings of the frame, constant while chunks run. Lists and switches are
+    // compared with values half-way between their items, never for equality.
+    float blur_channel = 0.0F;
+    float settings_type = 0.0F;
+    float invert_depth_map = 0.0F;
+    float max_blur_size = 0.0F;  // percent of the image width
+    float focal_length = 0.0F;   // millimetres, like the next three
+    float focal_length_sq = 0.0F;
+    float aperture_diameter = 0.0F;
+    float f_stop = 0.0F;
+    float filmback_width = 0.0F;  // millimetres
+    float depth_map_type = 1.0F;
+    float depth_map_units = 0.0F;
+    float near_distance = 1.0F;
+    float far_distance = 2.0F;
+    float normalize = 0.0F;
+    float focus_depth = 0.0F;  // distance in focus, millimetres
+    float max_coc = 0.0F;      // blur diameter at infinity and largest of all, pixels
+    float min_weight = 0.0F;   // kept for the flow; no computation reads it
+    bool depth_enabled = true;
+
+    Input* enable_depth_input = nullptr;  // null: the tool has no such control
+    Input* blur_channel_input = nullptr;
+    Input* settings_type_input = nullptr;
+    Input* focus_position_input = nullptr;
+    Input* invert_depth_map_input = nullptr;
+    Input* max_blur_size_input = nullptr;
+    Input* focal_length_input = nullptr;
+    Input* aperture_diameter_input = nullptr;
+    Input* f_stop_input = nullptr;
+    Input* filmback_width_input = nullptr;
+    Input* min_weight_input = nullptr;
+    Input* depth_map_type_input = nullptr;
+    Input* depth_map_units_input = nullptr;
+    Input* near_distance_input = nullptr;
+    Input* far_distance_input = nullptr;
+    Input* normalize_input = nullptr;
+    Input* depth_map_input = nullptr;
+
+    Image* depth_image = nullptr;  // supplies depth in this frame; the request's
+
+  private:
+    void compute_lens(Request* request, std::int32_t width);  // render/
+    void apply_mode_rule(TimeStamp time);                     // tool/
+    void show_controls_of_style();                            // tool/
+
+    // tool/: what the layout of the controls follows. [user-interface side]
+    bool advanced_settings_ = false;
+    bool normalized_depth_ = false;
+};
+
+inline float focusfall_interface::depth_to_distance(float v) const {
+    constexpr float MM_PER_METER = 1000.0F;
+    constexpr float MM_PER_INCH = 25.4F;
+    constexpr float INCHES_PER_FOOT = 12.0F;
+    const bool feet = depth_map_units > 2.5F;
+    if (depth_map_type > 0.5F) {
+        const float t = invert_depth_map > 0.5F ? std::abs(1.0F - v) : v;
+        const float d = std::abs(far_distance - near_distance) * t + near_distance;
+        if (feet) return std::abs(d * INCHES_PER_FOOT * MM_PER_INCH);
+        if (depth_map_units > 1.5F) return std::abs(d * MM_PER_INCH);
+        if (depth_map_units > 0.5F) return std::abs(d * MM_PER_METER);
+        return std::abs(d);
+    }
+    // the product of two floats, rounded once: what the double product narrows to as well
+    if (feet) return std::abs(v * INCHES_PER_FOOT * MM_PER_INCH);
+    if (depth_map_units > 1.5F) return std::abs(v * MM_PER_INCH);
+    if (depth_map_units > 0.5F) return std::abs(v * MM_PER_METER);
+    return std::abs(v);
+}

@@ -1,0 +1,96 @@
+// The blur: the table of kernels, the splat over the host's threads, the result's pixels.
+
+#include <chrono>
+
+#include "plugin/kernels/kernel_shapes.h"
+#include "plugin/kernels/kernel_weights.h"
+#include "plugin/render/render_driver.h"
+
+#ifdef _WIN32
+#include <windows.h>
+#endif
+
+namespace {
+
+constexpr int TIMING_SUB_ID = 40;        // console part for the processing time
+constexpr double TABLE_STEP = 0.01;      // pixels of blur diameter from kernel to kernel
+constexpr double WIDTH_PER_STEP = 0.04;  // no kernel is wider than a quarter of the image
+
+// Milliseconds since some moment in the past; wraps.
+std::uint32_t tick_count() {
+#ifdef _WIN32
+    return GetTickCount();
+#else
+    const auto now = std::chrono::steady_clock::now().time_since_epoch();
+    return static_cast<std::uint32_t>(
+        std::chrono::duration_cast<std::chrono::milliseconds>(now).count());
+#endif
+}
+
+}  // namespace
+
+bool render_driver::run_blur_stage(Request* request) {
+    build_kernel_table();
+    if (IsAborted()) return true;
+
+    const std::uint32_t start = tick_count();
+    splat(request);
+    Document()->PrintF(TIMING_SUB_ID, "Lucent Focusfall processing time: %d ms\n",
+                       static_cast<int>(tick_count() - start));
+
+    if (write_back()) return true;
+    kernels.clear();
+    samples.clear();
+    color_accumulator.clear();
+    weight_accumulator.clear();
+    return false;
+}
+
+std::size_t render_driver::last_kernel_index() const {
+    const double by_width = input_image->Width() / WIDTH_PER_STEP;
+    const double by_coc = static_cast<double>(max_coc) / TABLE_STEP + 1.0;
+    return static_cast<std::size_t>(by_coc > by_width ? by_width : by_coc);
+}
+
+void render_driver::build_kernel_table() {
+    kernels.push_back({1.0F});
+    const std::size_t last = last_kernel_index();
+    for (std::size_t i = 1; i <= last; ++i) {
+        const double diameter = static_cast<double>(i) * TABLE_STEP;
+        const Owned<Image> kernel(
+            make_kernel(*this, diameter, diameter, blur_image, KERNEL_MIN_SIZE));
+        kernels.emplace_back();
+        load_kernel_weights(*this, kernel.get(), kernels.back());
+    }
+}
+
+void render_driver::splat(Request* request) {
+    const std::int32_t chunks =
+        (static_cast<std::int32_t>(samples.size()) + CHUNK_SAMPLES - 1) / CHUNK_SAMPLES;
+    DoMultiProcess(request, chunks);
+}
+
+bool render_driver::write_back() {
+    const std::int32_t width = output_image->Width();
+    const auto stride = static_cast<std::size_t>(output_image->Components());
+    for (std::int32_t y = 0; y < output_image->Height(); ++y) {
+        const auto row = static_cast<std::uint32_t>(y);
+        const color_rgba_f* sums = color_accumulator.get_channel_data("OutRGBA", row);
+        const float* weights = weight_accumulator.get_channel_data("Norm", row);
+        float* pixel = output_image->Pixel(0, y);
+        for (std::int32_t x = 0; x < width; ++x) {
+            color_rgba_f c = sums[x];
+            const float w = weights[x];
+            if (normalize > 0.5F && w > 0.0F) {
+                c = {c.r / w, c.g / w, c.b / w, c.a / w};
+            }
+            pixel[Image::RED] = c.r;
+            pixel[Image::GREEN] = c.g;
+            pixel[Image::BLUE] = c.b;
+            pixel[Image::ALPHA] = c.a;
+            pixel += stride;
+        }
+        if (IsAborted()) return true;
+    }
+    return false;
+}

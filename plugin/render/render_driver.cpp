@@ -1,0 +1,88 @@
+#include "plugin/render/render_driver.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstring>
+#include <exception>
+#include <string>
+
+namespace {
+
+constexpr int ERROR_SUB_ID = 60;  // console part for what went wrong
+
+}  // namespace
+
+void render_driver::Process(Request* request) {
+    input_image = dynamic_cast<Image*>(input_input->GetValue(request));
+    blur_image = dynamic_cast<Image*>(blur_image_input->GetValue(request));
+    Owned<Image> result(NewImage(0x60020000, input_image,  // model
+                                 0x18020000, 12,           // a constant of the host
+                                 0));
+    output_image = result.get();
+
+    read_settings(request, input_image);
+    // once more, in case an edit has stored another style since
+    read_kernel_settings(request);
+    samples.clear();
+
+    try {
+        if (run_pixel_pass()) return;
+        // a largest blur of a pixel or less leaves the copy as it is
+        if (max_coc > 1.0F && run_blur_stage(request)) return;
+        output_output->Set(request, result.release(), 0);
+    } catch (const std::exception& error) {
+        const std::string text = std::string("Focusfall error: ") + error.what() + "\n";
+        Document()->PrintF(ERROR_SUB_ID, "%s", text.c_str());
+    }
+}
+
+Image::Component render_driver::depth_component() const {
+    if (blur_channel > 3.5F) return Image::ALPHA;
+    if (blur_channel > 2.5F) return Image::BLUE;
+    if (blur_channel > 1.5F) return Image::GREEN;
+    if (blur_channel > 0.5F) return Image::RED;
+    return Image::Z;
+}
+
+bool render_driver::run_pixel_pass() {
+    const std::int32_t width = input_image->Width();
+    const std::int32_t height = input_image->Height();
+    const auto stride = static_cast<std::size_t>(input_image->Components());
+    const auto depth_stride = static_cast<std::size_t>(depth_image->Components());
+    const Image::Component component = depth_component();
+    const bool keep_transparent = normalize > 0.5F;
+    samples.reserve(static_cast<std::size_t>(width) * static_cast<std::size_t>(height));
+
+    for (std::int32_t y = 0; y < height; ++y) {
+        const float* source = input_image->Pixel(0, y);
+        const float* depth = depth_image->Pixel(0, y) + component;
+        float* copy = output_image->Pixel(0, y);
+        std::copy_n(source, static_cast<std::size_t>(width) * stride, copy);
+        for (std::int32_t x = 0; x < width; ++x) {
+            copy[Image::Z] = *depth;
+
+            const float alpha = source[Image::ALPHA];
+            if (alpha > 0.0F || keep_transparent) {
+                float distance = std::abs(depth_to_distance(std::abs(*depth)));
+                if (distance > max_depth) distance = max_depth;
+                samples.push_back({static_cast<float>(x), static_cast<float>(y),
+                                   source[Image::RED], source[Image::GREEN],
+                                   source[Image::BLUE], alpha, distance, 1.0F});
+            }
+            source += stride;
+            depth += depth_stride;
+            copy += stride;
+        }
+        if (IsAborted()) return true;
+    }
+    return false;
+}
+
+void render_driver::ProcessChunk(Request* /*request*/, std::int32_t chunk) {
+    const auto first = static_cast<std::size_t>(chunk) * CHUNK_SAMPLES;
+    const auto last = std::min(first + CHUNK_SAMPLES, samples.size());
+    for (std::size_t i = first; i < last; ++i) {
+        if (IsAborted()) return;
+        splat_sample(samples[i]);
+    }
+}

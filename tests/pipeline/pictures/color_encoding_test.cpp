@@ -1,0 +1,35 @@
+#include "pipeline/pictures/color_encoding.h"
+
+#include <cmath>
+
+#include <gtest/gtest.h>
+
+#include "host/control.h"
+
+TEST(ColorEncoding, GivesBackWhatItEncoded) {
+    for (const char* name : {"linear", "sRGB", "Rec709", "Gamma2.2", "gamma1"}) {
+        const color_encoding encoding = color_encoding::named(name);
+        float before = -1e9F;
+        for (int step = -700; step < 2700; ++step) {
+            const float light = 0.003F * static_cast<float>(step);
+            const float stored = encoding.encoded(light);
+            EXPECT_NEAR(encoding.decoded(stored), light, 2e-5F * (1.0F + std::abs(light)))
+                << name;
+            EXPECT_GT(stored, before) << name << " " << light;
+            before = stored;
+        }
+        EXPECT_EQ(encoding.encoded(0.0F), 0.0F);
+        EXPECT_NEAR(encoding.encoded(1.0F), 1.0F, 1e-6F) << name;
+        EXPECT_EQ(color_encoding::named(encoding.name()).name(), encoding.name());
+    }
+    // published pairs of light and stored number
+    EXPECT_NEAR(color_encoding::srgb().encoded(0.18F), 0.4614F, 1e-4F);
+    EXPECT_NEAR(color_encoding::named("Rec709").encoded(0.18F), 0.4090F, 1e-4F);
+}
+
+TEST(ColorEncoding, RefusesOtherNames) {
+    for (const char* name :
+         {"", "ACEScg", "Gamma", "Gamma0", "Gamma2.2x", "Gamma-1", "Gammanan", "sRGB "}) {
+        EXPECT_THROW(color_encoding::named(name), headless::host_error) << name;
+    }
+}

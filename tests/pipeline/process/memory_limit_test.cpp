@@ -1,0 +1,32 @@
+#include "pipeline/process/memory_limit.h"
+
+#include <unistd.h>
+
+#include <cstdint>
+#include <new>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+TEST(MemoryLimit, IsWithinWhatTheMachineHas) {
+    EXPECT_GT(available_memory(), std::uint64_t{1} << 20);
+    EXPECT_EQ(shown_bytes(2'500'000'000), "2.5 GB");
+    EXPECT_EQ(shown_bytes(42'000'000), "42 MB");
+}
+
+// The sanitizers end the process where memory runs out, so they have no such test.
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
+TEST(MemoryLimit, MakesAllocationsFailInsteadOfTheProcess) {
+    const auto grow = [] {
+        guard_memory(std::uint64_t{1} << 28);
+        std::vector<std::vector<char>> pieces;
+        try {
+            for (;;) pieces.emplace_back(1 << 24, 'x');
+        } catch (const std::bad_alloc&) {
+            // at once: the threads of libraries did not come along into this process
+            _exit(pieces.size() >= 16 && pieces.size() < 400 ? 0 : 1);
+        }
+    };
+    EXPECT_EXIT(grow(), testing::ExitedWithCode(0), "");
+}
+#endif

@@ -1,0 +1,45 @@
+#include "pipeline/shots/frame_range.h"
+
+#include <gtest/gtest.h>
+
+#include "host/control.h"
+
+TEST(FrameRange, ListsEachFrameOnceInTheOrderOfTheText) {
+    EXPECT_EQ(parse_frames("1-10x4"), (std::vector{1, 5, 9}));
+    EXPECT_EQ(parse_frames("8-9,20,7-10x3"), (std::vector{8, 9, 20, 7, 10}));
+    EXPECT_EQ(parse_frames("-3--1,0"), (std::vector{-3, -2, -1, 0}));
+    EXPECT_EQ(parse_frames("2147483647"), std::vector{2147483647});
+    EXPECT_EQ(parse_frames("2147483646-2147483647x9").size(), 1U);
+}
+
+TEST(FrameRange, RefusesWhatItDoesNotUnderstand) {
+    for (const char* text : {"", ",", "1,", "1-", "a", "1-5x", "1-5x0", "1-5x-1", "5-1",
+                             "1 - 5", "1-5x2x2", "99999999999", "1..5", "1-2000000",
+                             "-2147483648-2147483647", "1-60000,1-60000"}) {
+        EXPECT_THROW(parse_frames(text), headless::host_error) << text;
+    }
+}
+
+TEST(FrameRange, PutsTheNumberIntoEveryPlaceOfTheName) {
+    struct {
+        const char* name;
+        int frame;
+        const char* result;
+    } const cases[] = {
+        {"a.####.exr", 7, "a.0007.exr"},
+        {"a.%04d.exr", 7, "a.0007.exr"},
+        {"a.#.exr", 123, "a.123.exr"},
+        {"##/a.###.exr", 7, "07/a.007.exr"},
+        {"a.%04d.exr", 123456, "a.123456.exr"},
+        {"a.####.exr", -7, "a.-0007.exr"},
+        {"100%.%x.exr", 7, "100%.%x.exr"},
+        {"a.%04", 7, "a.%04"},
+        {"", 7, ""},
+        {"%99999999999d", 7, "00000000000000000007"},
+    };
+    for (const auto& one : cases) {
+        EXPECT_EQ(frame_name(one.name, one.frame), one.result);
+        const bool changed = std::string(one.name) != one.result;
+        EXPECT_EQ(has_frame_pattern(one.name), changed) << one.name;
+    }
+}

@@ -1,0 +1,278 @@
+// How a render that can not succeed ends.
+
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#ifdef __SANITIZE_ADDRESS__
+#include <sanitizer/lsan_interface.h>
+#endif
+
+#include <csignal>
+#include <cstring>
+#include <fstream>
+#include <random>
+#include <sstream>
+
+#include <OpenImageIO/deepdata.h>
+
+#include "host/control.h"
+#include "tests/programs/command/command_fixture.h"
+
+namespace {
+
+using renders = command_test;
+namespace fs = std::filesystem;
+
+const window SMALL{0, 0, 40, 30};
+
+// The PNG library leaves its reader by a jump, past what the picture library holds: what
+// that leaks is not ours.
+#ifdef __SANITIZE_ADDRESS__
+using leaks_of_others = __lsan::ScopedDisabler;
+#else
+struct leaks_of_others {
+    leaks_of_others() {}  // used by being there
+};
+#endif
+
+std::string bytes_of(const std::string& file) {
+    std::ostringstream bytes;
+    bytes << std::ifstream(file, std::ios::binary).rdbuf();
+    return bytes.str();
+}
+
+// What does not work after `focusfall render`, and parts of what is said then.
+const struct {
+    std::string line;
+    std::vector<std::string> told;
+} FAILURES[] = {
+    {"flat.exr -o out.exr", {"flat.exr: ", "--depth-map", "BlurChannel"}},
+    {"none.exr -o out.exr", {"none.exr: "}},
+    {"pipe.exr -o out.exr", {"pipe.exr: "}},
+    {"folder.exr -o out.exr", {"folder.exr: ", "folder"}},
+    {"empty.exr -o out.exr", {"empty.exr: "}},
+    {"text.png -o out.exr", {"text.png: "}},
+    {"odd.exr -o out.exr", {"odd.exr: ", "\"A\"", "damaged"}},
+    {"deep.exr -o out.exr", {"deep.exr: ", "flatten"}},
+    {"in.exr -o in.exr", {"in.exr: ", "input"}},
+    {"in.exr -o ./link.exr", {"link.exr: ", "input"}},
+    {"in.exr -o out.exr --depth-map flat.exr --preview flat.exr",
+     {"flat.exr: ", "input"}},
+    {"in.exr -o out.png --preview out.png", {"out.png: ", "twice"}},
+    {"in.exr -o folder.exr", {"folder.exr: ", "is a folder"}},
+    {"in.exr -o out.exr --preview p.##.png", {"p.##.png: ", "--frames"}},
+    {"in.exr -o nowhere/out.exr", {"nowhere/out.exr: ", "folder"}},
+    {"in.####.exr -o out.exr", {"in.####.exr: ", "--frames"}},
+    {"in.exr -o /proc/out.exr", {"/proc/out.exr: "}},
+    {"in.exr -o out.doc", {"out.doc: ", ".exr"}},
+    {"in.exr -o out.exr --depth-map flat.exr", {"flat.exr: ", "--depth-channel"}},
+    {"in.exr -o out.exr --blur-image none.png", {"none.png: "}},
+    {"in.exr -o out.exr --layer middle", {"in.exr: ", "\"middle\""}},
+    {"in.exr -o out.exr --depth-channel W", {"in.exr: ", "\"W\""}},
+    {"in.exr -o out.exr --set BlurStlye=Disk", {"\"BlurStyle\""}},
+    {"in.exr -o out.exr --memory-limit 1kb", {"in.exr: "}},
+};
+
+void write_deep(const std::string& file) {
+    OIIO::ImageSpec spec(4, 4, 2, OIIO::TypeDesc::FLOAT);
+    spec.channelnames = {"R", "Z"};
+    spec.deep = true;
+    OIIO::DeepData samples(spec);
+    for (std::int64_t i = 0; i < 16; ++i) samples.set_samples(i, 2);
+    const auto output = OIIO::ImageOutput::create(file);
+    ASSERT_TRUE(output->open(file, spec) && output->write_deep_image(samples) &&
+                output->close());
+}
+
+// Gives the first channel of a file of parts a type that there is not. The picture
+// library does not notice in parts of an unknown kind, and ended the process.
+void spoil_channel_type(const std::string& file) {
+    std::string bytes = bytes_of(file);
+    bytes[bytes.find("scanlineimage")] = 'S';
+    bytes[bytes.find("chlist") + sizeof "chlist" + 4 + sizeof "A"] = 9;
+    std::ofstream(file, std::ios::binary) << bytes;
+}
+
+// Whether a process waits for these signals and no others: libraries hold back all of
+// them for a moment while they start.
+bool holds_back_signals(pid_t process) {
+    constexpr auto HELD_BACK =
+        1U << (SIGINT - 1) | 1U << (SIGTERM - 1) | 1U << (SIGHUP - 1);
+    std::ifstream status("/proc/" + std::to_string(process) + "/status");
+    for (std::string line; std::getline(status, line);) {
+        if (!line.starts_with("SigBlk:")) continue;
+        return std::stoull(line.substr(7), nullptr, 16) == HELD_BACK;
+    }
+    return false;
+}
+
+}  // namespace
+
+TEST_F(renders, ThatFailSayWhyAndWriteNothing) {
+    write_scene("in.exr", SMALL, SMALL);
+    auto channels = scene_channels();
+    channels.pop_back();
+    write("flat.exr", made_part(SMALL, SMALL, channels));
+    write_deep(path("deep.exr"));
+    std::vector<picture_part> parts;
+    for (const char* name : {"one", "two"}) {
+        parts.push_back(made_part(SMALL, SMALL, scene_channels()));
+        parts.back().spec.attribute("oiio:subimagename", name);
+    }
+    spoil_channel_type(write("odd.exr", parts));
+    mkfifo(path("pipe.exr").c_str(), 0600);
+    fs::create_directory(path("folder.exr"));
+    fs::create_symlink("in.exr", path("link.exr"));
+    std::ofstream(path("empty.exr")).flush();
+    std::ofstream(path("text.png")) << "not a picture";
+
+    for (const auto& [line, told] : FAILURES) {
+        const run_result ran = run("render " + line);
+        EXPECT_EQ(ran.status, 1) << line << ": " << ran.errors;
+        EXPECT_TRUE(ran.errors.starts_with("focusfall: ")) << ran.errors;
+        for (const std::string& text : told) {
+            EXPECT_NE(ran.errors.find(text), std::string::npos)
+                << text << ": " << ran.errors;
+        }
+    }
+    // asked for wrongly
+    EXPECT_EQ(run("rendr in.exr -o out.exr").status, 2);
+    for (const std::string more :
+         {"", "in.exr", "in.exr -o out.exr --frames 5-1",
+          "in.exr -o out.exr --data-type double", "in.exr -o out.exr --threads none",
+          "in.exr -o out.exr --compression zap", "in.exr -o out.exr --colorspace purple",
+          "in.exr -o out.exr --memory-limit much"}) {
+        const run_result ran = run("render " + more);
+        EXPECT_EQ(ran.status, 2) << ran.errors;
+        EXPECT_NE(ran.errors, "");
+    }
+    EXPECT_FALSE(fs::exists(path("out.exr")) || fs::exists(path("out.png")));
+    EXPECT_TRUE(hidden_files().empty());
+}
+
+TEST_F(renders, WithoutBlurOrFocusTellWhatIsWrong) {
+    write_scene("in.exr", SMALL, SMALL);
+    const std::string advanced = "SettingsType=Advanced --set ";
+    const std::pair<std::string, std::string> frames[] = {
+        {"MaxBlurSize=0", "MaxBlurSize"},
+        {advanced + "FocusPosition=0", "FocusPosition"},
+        {advanced + "FocusPosition=1e9", "FocalLength"},
+        {"MaxBlurSize=25", ""}};
+    for (const auto& [settings, told] : frames) {
+        const std::string line = "render in.exr -o out.exr --set " + settings;
+        const std::string errors = run(line).errors;
+        EXPECT_EQ(errors.find("focusfall: in.exr: nothing is blurred") == errors.npos,
+                  told.empty())
+            << errors;
+        EXPECT_NE(errors.find(told), errors.npos) << errors;
+        EXPECT_EQ(run(line + " --quiet").errors, "");
+    }
+    // the depth goes from 283 to 402.9
+    for (const std::string focus : {"1", "280", "-300", "406", "1e6"}) {
+        const std::string errors =
+            run("render in.exr -o out.exr --set MaxBlurSize=25 --set FStop=4 "
+                "--set FocusPosition=" +
+                focus)
+                .errors;
+        EXPECT_EQ(errors.find("no pixel is in focus: the depth goes from 283 to") !=
+                      errors.npos,
+                  focus == "1" || focus == "1e6")
+            << errors;
+        EXPECT_NE(errors.find("FStop: without effect unless SettingsType=Advanced"),
+                  errors.npos);
+    }
+}
+
+TEST_F(renders, ThatWouldTakeTooMuchMemoryNameTheControl) {
+    write_scene("in.exr", {0, 0, 2000, 4}, {0, 0, 2000, 4});
+    const std::string line = "render in.exr -o out.exr --memory-limit 2GB --set ";
+    const std::string with_table = " --tool kestrelworks.Focusfall";
+    const run_result fast = run(line + "MaxBlurSize=25");
+    EXPECT_EQ(fast.status, 0) << fast.errors;  // it keeps no kernels
+    const run_result simple = run(line + "MaxBlurSize=25" + with_table);
+    EXPECT_EQ(simple.status, 1);
+    // 50,000 kernels, a third of which times 500 x 500 weights of 4 bytes: 16.7 GB
+    for (const char* text : {"in.exr: ", "16.", "GB", "2.1 GB", "MaxBlurSize"}) {
+        EXPECT_NE(simple.errors.find(text), std::string::npos) << text << simple.errors;
+    }
+    // focused at the focal length, the largest blur is infinite
+    const run_result advanced =
+        run(line + "SettingsType=Advanced --set FocusPosition=35" + with_table);
+    EXPECT_EQ(advanced.status, 1);
+    EXPECT_NE(advanced.errors.find("FocalLength"), std::string::npos) << advanced.errors;
+}
+
+// A limit on file sizes stands for a disk that fills up: both fail a write half-way.
+TEST_F(renders, ThatRunOutOfDiskLeaveTheOldFile) {
+    write_scene("in.exr", {0, 0, 200, 100}, {0, 0, 200, 100});
+    for (const std::string name : {"out.exr", "out.png", "out.tif"}) {
+        const std::string line = "render in.exr -o " + name;
+        ASSERT_EQ(run(line).status, 0);
+        const std::string before = bytes_of(path(name));
+        rlimit limit{};
+        getrlimit(RLIMIT_FSIZE, &limit);
+        const rlimit small{before.size() / 2, limit.rlim_max};
+        setrlimit(RLIMIT_FSIZE, &small);
+        const run_result full = run(line);
+        setrlimit(RLIMIT_FSIZE, &limit);
+        EXPECT_EQ(full.status, 1);
+        EXPECT_NE(full.errors.find(name + ": "), std::string::npos) << full.errors;
+        EXPECT_TRUE(bytes_of(path(name)) == before) << name;
+        EXPECT_TRUE(hidden_files().empty());
+    }
+}
+
+// Each damaged file either still is a picture or is refused by its name.
+TEST_F(renders, OfDamagedFilesNeitherCrashNorHang) {
+    std::mt19937 random(20240229);
+    write_scene("whole.exr", SMALL, {-5, -5, 60, 50});
+    const auto ramp = [](int x, int y) { return (x + y) / 100.0; };
+    write("whole.png", made_part(SMALL, SMALL, {{"Y", OIIO::TypeDesc::UINT16, ramp}}));
+    int refused = 0;
+    for (int round = 0; round < 400; ++round) {
+        const std::string ending = round % 2 == 0 ? ".exr" : ".png";
+        std::string bytes = bytes_of(path("whole" + ending));
+        if (round % 8 < 2) {
+            bytes.resize(random() % bytes.size());
+        } else {
+            // headers stand at the front and are the more interesting half
+            const std::size_t reach = round % 3 == 0 ? bytes.size() : 400;
+            for (int flips = 0; flips < 3; ++flips) {
+                bytes[random() % std::min(reach, bytes.size())] =
+                    static_cast<char>(random());
+            }
+        }
+        const std::string file = path("damaged" + ending);
+        std::ofstream(file, std::ios::binary) << bytes;
+        const leaks_of_others ignored;
+        try {
+            read_picture(file, 100'000'000);
+        } catch (const headless::host_error& error) {
+            ++refused;
+            EXPECT_TRUE(std::string(error.what()).starts_with(file + ": "))
+                << error.what();
+        }
+    }
+    EXPECT_GT(refused, 100);
+}
+
+TEST_F(renders, EndSoonAndCleanlyWhenInterrupted) {
+    write_scene("in.exr", {0, 0, 900, 600}, {0, 0, 900, 600});
+    std::mt19937 random(7);
+    // the slower tool, so that the signal comes before the end
+    for (const std::string line :
+         {"render in.exr -o out.exr --set MaxBlurSize=8 --tool kestrelworks.Focusfall",
+          "demo ."}) {
+        for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
+            const pid_t process = start(line);
+            while (!holds_back_signals(process)) usleep(1000);
+            usleep(static_cast<useconds_t>(random() % 200'000));
+            kill(process, signal);
+            const run_result ran = wait(process);
+            EXPECT_EQ(ran.status, 130) << line << ": " << ran.errors;
+            EXPECT_FALSE(fs::exists(path("out.exr")));
+            EXPECT_TRUE(hidden_files().empty());
+        }
+    }
+}

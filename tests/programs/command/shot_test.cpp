@@ -1,0 +1,177 @@
+// Shots: several frames in one run.
+
+#include <sys/file.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <csignal>
+#include <fstream>
+#include <random>
+
+#include <nlohmann/json.hpp>
+
+#include "tests/programs/command/command_fixture.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+
+class shots : public command_test {
+  protected:
+    static std::string in(int frame) { return "in.000" + std::to_string(frame) + ".exr"; }
+    std::string out(int frame) const {
+        return path("out.000" + std::to_string(frame) + ".exr");
+    }
+
+    // Frames 1 .. count as in.0001.exr and on, with data windows that move.
+    void write_frames(int count) const {
+        for (int i = 1; i <= count; ++i) {
+            write_scene(in(i), {3 * i, -i, 60, 40}, {0, 0, 64, 48}, i);
+        }
+    }
+
+    bool is_there(int frame) const { return fs::exists(out(frame)); }
+    picture output(int frame) const { return read_picture(out(frame)); }
+
+    std::vector<nlohmann::json> log_lines() const {
+        std::vector<nlohmann::json> lines;
+        std::ifstream log(path("log.jsonl"));
+        for (std::string line; std::getline(log, line);) {
+            lines.push_back(nlohmann::json::parse(line));
+        }
+        return lines;
+    }
+};
+
+const std::string SHOT = "render in.####.exr -o out.%04d.exr --set MaxBlurSize=6 ";
+
+}  // namespace
+
+TEST_F(shots, RenderEachFrameAsIfItWereAlone) {
+    write_frames(4);
+    const run_result ran = run(SHOT + "--frames 1-2,4 --log log.jsonl");
+    ASSERT_EQ(ran.status, 0) << ran.errors;
+    EXPECT_FALSE(is_there(3));
+    for (const int frame : {1, 2, 4}) {
+        const picture alone =
+            rendered(in(frame) + " --set MaxBlurSize=6 --threads 1", "alone.exr");
+        const picture one = output(frame);
+        EXPECT_EQ(data_window(one[0].spec), data_window(alone[0].spec));
+        const std::vector<float> expected = values(alone[0], "G");
+        const std::vector<float> rendered = values(one[0], "G");
+        for (std::size_t i = 0; i < expected.size(); ++i) {
+            // threads add in another order, which may show in the last digit of a half
+            ASSERT_NEAR(rendered[i], expected[i], 2e-3F * (1.0F + expected[i])) << frame;
+        }
+    }
+    const auto lines = log_lines();
+    ASSERT_EQ(lines.size(), 3U);
+    for (const auto& line : lines) {
+        EXPECT_EQ(line.at("status"), "done");
+        EXPECT_NEAR(line.at("largest_blur"), 0.06 * 64, 1e-9);
+        for (const char* stage : {"read_seconds", "render_seconds", "write_seconds"}) {
+            EXPECT_GE(line.at(stage), 0.0) << stage;
+        }
+    }
+}
+
+TEST_F(shots, GoOnAfterAFrameThatFails) {
+    write_frames(4);
+    fs::remove(path("in.0002.exr"));
+    fs::resize_file(path("in.0003.exr"), 1000);
+    const run_result ran = run(SHOT + "--frames 1-4 --log log.jsonl");
+    EXPECT_EQ(ran.status, 1);
+    EXPECT_TRUE(is_there(1) && is_there(4));
+    EXPECT_FALSE(is_there(2) || is_there(3));
+    EXPECT_NE(ran.errors.find("frame 2: in.0002.exr: "), std::string::npos) << ran.errors;
+    EXPECT_NE(ran.errors.find("frame 3: in.0003.exr: "), std::string::npos) << ran.errors;
+    EXPECT_NE(ran.errors.find("2 of 4 frames failed: 2, 3"), std::string::npos);
+
+    // what is there is left out, what is missing is made up for
+    write_frames(4);
+    const auto before = fs::last_write_time(path("out.0001.exr"));
+    const run_result again = run(SHOT + "--frames 1-4 --skip-existing --log log.jsonl");
+    EXPECT_EQ(again.status, 0);
+    EXPECT_NE(again.errors.find("2 of 4 frames were there"), std::string::npos);
+    EXPECT_NE(again.errors.find("2 of 2: out.0003.exr, "), std::string::npos);
+    EXPECT_TRUE(is_there(2) && is_there(3));
+    EXPECT_EQ(fs::last_write_time(path("out.0001.exr")), before);
+    std::map<std::string, int> counts;
+    for (const auto& line : log_lines()) ++counts[line.at("status")];
+    EXPECT_EQ(counts,
+              (std::map<std::string, int>{{"done", 4}, {"failed", 2}, {"skipped", 2}}));
+}
+
+TEST_F(shots, ServeAllFramesFromStills) {
+    write_frames(3);
+    const window display{0, 0, 64, 48};
+    write("map.exr", made_part(display, display, {scene_channels(9).back()}));
+    write_scene("shape.exr", {0, 0, 9, 9}, {0, 0, 9, 9});
+    // as large in all, but the map belongs to another format
+    write_scene("in.0004.exr", display, display);
+    write_scene("in.0005.exr", display, {0, 0, 60, 40});
+    const run_result ran =
+        run(SHOT + "--frames 1-5 --depth-map map.exr --blur-image shape.exr");
+    EXPECT_NE(ran.errors.find("frame 5: map.exr: is 64 x 48, the input is 60 x 40"),
+              std::string::npos)
+        << ran.errors;
+    for (int frame = 1; frame <= 4; ++frame) {
+        EXPECT_EQ(stored(output(frame)[0], "Z", display),
+                  stored(read_picture(path("map.exr"))[0], "Z", display));
+    }
+}
+
+TEST_F(shots, RefuseToOverwriteTheirFrames) {
+    write_frames(2);
+    const std::pair<std::string, const char*> cases[] = {
+        {"in.####.exr -o out.exr --frames 1-2", "twice"},
+        {"in.####.exr -o in.%04d.exr --frames 1-2", "is an input"},
+        {"in.000#.exr -o in.000#.exr --frames 2", "is an input"}};
+    for (const auto& [line, told] : cases) {
+        const run_result ran = run("render " + line);
+        EXPECT_EQ(ran.status, 1);
+        EXPECT_NE(ran.errors.find(told), std::string::npos) << ran.errors;
+    }
+}
+
+TEST_F(shots, RemoveTheTemporaryFilesOfKilledRunsOnly) {
+    write_frames(1);
+    std::ofstream(path(".focusfall-1-0.tmp")) << "left behind";
+    const std::string used = path(".focusfall-2-0.tmp");
+    const int descriptor = open(used.c_str(), O_RDWR | O_CREAT, 0600);
+    ASSERT_EQ(flock(descriptor, LOCK_EX), 0);
+    EXPECT_EQ(run(SHOT + "--frames 1").status, 0);
+    EXPECT_EQ(hidden_files(), std::vector<std::string>{".focusfall-2-0.tmp"});
+    close(descriptor);
+}
+
+TEST_F(shots, HoldNoPartialFileWheneverTheyAreKilled) {
+    constexpr int FRAMES = 4;
+    constexpr int KILLS = 50;
+    write_frames(FRAMES);
+    const std::string line = SHOT + "--frames 1-4 --quiet ";
+    const auto start_time = std::chrono::steady_clock::now();
+    ASSERT_EQ(run(line).status, 0);
+    const auto whole_run = std::chrono::duration_cast<std::chrono::microseconds>(
+        std::chrono::steady_clock::now() - start_time);
+
+    std::mt19937 random(99);
+    std::uniform_int_distribution<std::int64_t> moment(0, whole_run.count());
+    int killed = 0;
+    for (int i = 0; i < KILLS; ++i) {
+        for (int frame = 1; frame <= FRAMES; ++frame) fs::remove(out(frame));
+        const pid_t process = start(line);
+        usleep(static_cast<useconds_t>(moment(random)));
+        kill(process, SIGKILL);
+        killed += wait(process).status == 128 + SIGKILL ? 1 : 0;
+        for (int frame = 1; frame <= FRAMES; ++frame) {
+            if (is_there(frame)) {
+                EXPECT_NO_THROW(output(frame)) << "frame " << frame << ", kill " << i;
+            }
+        }
+    }
+    EXPECT_GT(killed, KILLS / 4);
+    ASSERT_EQ(run(line + "--skip-existing").status, 0);
+    for (int frame = 1; frame <= FRAMES; ++frame) EXPECT_NO_THROW(output(frame));
+    EXPECT_TRUE(hidden_files().empty());
+}

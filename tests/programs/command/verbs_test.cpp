@@ -1,0 +1,96 @@
+// Verbs that need no picture, and colours that are stored encoded.
+
+#include <set>
+
+#include <nlohmann/json.hpp>
+
+#include "pipeline/pictures/color_encoding.h"
+#include "tests/programs/command/command_fixture.h"
+
+namespace {
+
+class verbs : public command_test {
+  protected:
+    std::vector<float> green(const std::string& name) const {
+        return values(read_picture(path(name))[0], "G");
+    }
+};
+
+TEST_F(verbs, DemoMakesASceneAndBlursItInDifferentWays) {
+    const run_result ran = run("demo made/here --size 96x54 --quiet");
+    ASSERT_EQ(ran.status, 0) << ran.errors;
+    EXPECT_EQ(ran.output, "");
+    const auto depth = values(read_picture(path("made/here/scene.exr"))[0], "Z");
+    EXPECT_EQ(depth.size(), 96U * 54U);
+    std::set<std::vector<float>> pictures = {green("made/here/scene.exr")};
+    std::set<std::vector<float>> previews = {green("made/here/before.png")};
+    for (const std::string look : {"disk", "hexagon", "gaussian", "airy"}) {
+        const std::string name = "made/here/after-" + look;
+        pictures.insert(green(name + ".exr"));
+        previews.insert(green(name + ".png"));
+        EXPECT_EQ(values(read_picture(path(name + ".exr"))[0], "Z"), depth) << look;
+    }
+    EXPECT_EQ(pictures.size(), 5U);
+    EXPECT_EQ(previews.size(), 5U);
+
+    EXPECT_EQ(run("demo other --size 96x").status, 2);
+    EXPECT_EQ(run("demo output.txt/below --size 96x54").status, 1);
+}
+
+TEST_F(verbs, KernelsDrawsARowForEachStyleOrOneOfTheBlurImage) {
+    write_scene("shape.exr", {0, 0, 20, 20}, {0, 0, 20, 20});
+    const auto drawn = [&](const std::string& options) {
+        EXPECT_EQ(run("kernels -o k.png --diameter 9,30 " + options).status, 0);
+        return read_picture(path("k.png"));
+    };
+    const picture one = drawn("");
+    const picture all = drawn("--all-styles");
+    const picture shaped = drawn("--blur-image shape.exr");
+    const int pitch = one[0].spec.width - one[0].spec.height;  // two tiles less one
+    EXPECT_EQ(all[0].spec.width, one[0].spec.width);
+    EXPECT_EQ(all[0].spec.height - one[0].spec.height, 4 * pitch);
+    EXPECT_NE(values(shaped[0], "G"), values(one[0], "G"));
+
+    const std::vector<float> sheet = values(all[0], "G");
+    std::set<std::vector<float>> rows;
+    for (int row = 0; row < 5; ++row) {
+        const auto start = sheet.begin() + row * pitch * all[0].spec.width;
+        rows.emplace(start, start + pitch * all[0].spec.width);
+    }
+    EXPECT_EQ(rows.size(), 5U);
+}
+
+TEST_F(verbs, ListToolsAndPresets) {
+    const std::string tools = run("tools").output;
+    EXPECT_NE(tools.find("kestrelworks.Focusfall\n"), tools.npos);
+    EXPECT_NE(tools.find("kestrelworks.FocusfallFast\n"), tools.npos);
+
+    const std::string texts = run("controls --presets").output;
+    const auto presets = nlohmann::json::parse(run("controls --presets --json").output);
+    EXPECT_GE(presets.size(), 6U);
+    for (const auto& preset : presets) {
+        EXPECT_NE(texts.find(preset["name"].get<std::string>() + "\n"), texts.npos);
+    }
+}
+
+// What is stored encoded is blurred as the light that it stands for.
+TEST_F(verbs, RenderDecodesAndEncodesStoredColours) {
+    const color_encoding srgb = color_encoding::srgb();
+    std::vector<made_channel> channels = scene_channels();
+    for (made_channel& channel : channels) channel.type = OIIO::TypeDesc::FLOAT;
+    const auto blurred = [&](const std::string& space) {
+        write("in.exr", made_part({0, 0, 40, 30}, {0, 0, 40, 30}, channels));
+        rendered("in.exr --set MaxBlurSize=9 --colorspace " + space, "out.exr");
+        return green("out.exr");
+    };
+    const std::vector<float> light = blurred("Linear");
+    channels[1].value = [&, plain = channels[1].value](int x, int y) {
+        return double{srgb.encoded(static_cast<float>(plain(x, y)))};
+    };
+    const std::vector<float> stored = blurred("sRGB");
+    for (std::size_t i = 0; i < light.size(); ++i) {
+        ASSERT_NEAR(stored[i], srgb.encoded(light[i]), 1e-4F) << "pixel " << i;
+    }
+}
+
+}  // namespace
