@@ -17,6 +17,8 @@
 #include "host/headless_host.h"
 #include "pipeline/demo_scene/demo_scene.h"
 
+using namespace focusfall;
+
 namespace {
 
 constexpr std::int32_t WIDTH = 1920;

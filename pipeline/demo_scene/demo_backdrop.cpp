@@ -1,5 +1,7 @@
 #include "pipeline/demo_scene/demo_backdrop.h"
 
+namespace focusfall {
+
 namespace {
 
 constexpr vec3 AMBER = {1.0F, 0.50F, 0.13F};
@@ -170,3 +172,5 @@ std::vector<lamp> demo_lamps() {
     add_town_lamps(lamps);
     return lamps;
 }
+
+}  // namespace focusfall

@@ -5,6 +5,8 @@
 
 #include "pipeline/demo_scene/demo_vector.h"
 
+namespace focusfall {
+
 // One thing that is seen: its colour and its distance along the view axis, millimetres.
 struct sight {
     vec3 color;
@@ -32,3 +34,5 @@ struct lamp {
 
 // All lamps, the same on every call.
 std::vector<lamp> demo_lamps();
+
+}  // namespace focusfall

@@ -3,6 +3,8 @@
 #include <array>
 #include <limits>
 
+namespace focusfall {
+
 namespace {
 
 struct point {
@@ -237,3 +239,5 @@ span piece_span(const piece& piece, vec3 origin, vec3 direction, float margin) {
     const float half = std::sqrt(square);
     return {std::max(middle - half, 0.0F), middle + half};
 }
+
+}  // namespace focusfall

@@ -5,6 +5,8 @@
 
 #include "pipeline/demo_scene/demo_vector.h"
 
+namespace focusfall {
+
 enum class piece_kind { PAWN, ROOK, BISHOP, QUEEN, KING };
 
 // A ball around a thing.
@@ -41,3 +43,5 @@ struct span {
     float to;
 };
 span piece_span(const piece& piece, vec3 origin, vec3 direction, float margin);
+
+}  // namespace focusfall

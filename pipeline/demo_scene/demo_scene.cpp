@@ -3,6 +3,8 @@
 #include "pipeline/demo_scene/demo_backdrop.h"
 #include "pipeline/demo_scene/demo_view.h"
 
+namespace focusfall {
+
 namespace {
 
 // The samples of a picture and where they look.
@@ -196,3 +198,5 @@ Owned<Image> demo_scene(std::int32_t width, std::int32_t height,
     }
     return image;
 }
+
+}  // namespace focusfall

@@ -4,6 +4,8 @@
 #include "host/api/image.h"
 #include "host/worker_pool.h"
 
+namespace focusfall {
+
 // The lens that the scene is seen through: for the tool's Advanced settings.
 struct demo_lens {
     float focus_mm;  // distance of the queen, which is what the picture is of
@@ -20,3 +22,5 @@ inline constexpr demo_lens DEMO_LENS = {640.0F, 60.0F, 36.0F, 8.0F};
 // constructor.
 Owned<Image> demo_scene(std::int32_t width, std::int32_t height,
                         headless::worker_pool& workers);
+
+}  // namespace focusfall

@@ -5,6 +5,8 @@
 #include <cmath>
 #include <cstdint>
 
+namespace focusfall {
+
 // x right, y up, z away from the camera, millimetres; or red, green, blue.
 struct vec3 {
     float x = 0.0F;
@@ -57,3 +59,5 @@ inline float smooth_noise(float x, float y, std::uint32_t seed) {
         mix(noise_at(ix, iy + 1, seed), noise_at(ix + 1, iy + 1, seed), fx);
     return mix(top, bottom, fy);
 }
+
+}  // namespace focusfall

@@ -2,6 +2,8 @@
 
 #include "pipeline/demo_scene/demo_backdrop.h"
 
+namespace focusfall {
+
 namespace {
 
 constexpr float FAR = 1e9F;
@@ -251,3 +253,5 @@ view_sample view(float u, float v) {
     return {seen.color, seen.z, river ? surface::RIVER : surface::BEYOND,
             river ? 0.35F : 0.0F};
 }
+
+}  // namespace focusfall

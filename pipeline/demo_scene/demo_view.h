@@ -3,6 +3,8 @@
 
 #include "pipeline/demo_scene/demo_pieces.h"
 
+namespace focusfall {
+
 // Where the camera stands, and how it is turned: a little downwards.
 inline constexpr float PITCH = 0.040F;  // radians
 inline constexpr vec3 EYE = {0.0F, 98.0F, 0.0F};
@@ -24,3 +26,5 @@ view_sample view(float u, float v);
 
 // The piece that the picture is of.
 const piece& subject();
+
+}  // namespace focusfall

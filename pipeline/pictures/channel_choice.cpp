@@ -5,6 +5,8 @@
 
 #include "host/control.h"
 
+namespace focusfall {
+
 namespace {
 
 struct channel_name {
@@ -208,3 +210,5 @@ std::string listed_channels(const picture& file,
                             const std::vector<channel_place>& channels) {
     return listed(channels, [&](const channel_place& p) { return full_name(file, p); });
 }
+
+}  // namespace focusfall

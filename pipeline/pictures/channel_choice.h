@@ -8,6 +8,8 @@
 
 #include "pipeline/pictures/picture_file.h"
 
+namespace focusfall {
+
 // One channel of one part.
 struct channel_place {
     std::size_t part = 0;
@@ -49,3 +51,5 @@ std::vector<channel_place> other_channels(const picture& file,
 // Their names with commas between, each with its part's where there are several parts.
 std::string listed_channels(const picture& file,
                             const std::vector<channel_place>& channels);
+
+}  // namespace focusfall

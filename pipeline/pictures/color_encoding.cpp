@@ -7,6 +7,8 @@
 
 #include "host/control.h"
 
+namespace focusfall {
+
 namespace {
 
 // Above the knee the stored number is (1 + offset) * light ^ (1 / exponent) - offset,
@@ -95,3 +97,5 @@ float color_encoding::encoded(float light) const {
     }
     return light;
 }
+
+}  // namespace focusfall

@@ -3,6 +3,8 @@
 
 #include <string>
 
+namespace focusfall {
+
 // A transfer curve by name: "Linear", "sRGB", "Rec709" or "Gamma" with its exponent, as
 // in "Gamma2.2"; letter case does not matter. A plain value.
 class color_encoding {
@@ -26,3 +28,5 @@ class color_encoding {
     curve curve_;
     float exponent_;
 };
+
+}  // namespace focusfall

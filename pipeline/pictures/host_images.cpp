@@ -5,6 +5,8 @@
 
 #include "host/control.h"
 
+namespace focusfall {
+
 namespace {
 
 // Bytes from the start of a part's pixel to its channel.
@@ -133,3 +135,5 @@ Owned<Image> cropped(const Image& image, const window& area, const window& insid
     }
     return crop;
 }
+
+}  // namespace focusfall

@@ -7,6 +7,8 @@
 #include "pipeline/pictures/color_encoding.h"
 #include "pipeline/pictures/window.h"
 
+namespace focusfall {
+
 // The curve of a file's colours: what its header says, else sRGB for whole-number pixels
 // and Linear for others. Throws headless::host_error, without the file's name, for a
 // colour space that is not known.
@@ -32,3 +34,5 @@ void bound_image(Image& image);
 
 // The pixels of `inside`, which lies in the `area` that the image shows.
 Owned<Image> cropped(const Image& image, const window& area, const window& inside);
+
+}  // namespace focusfall

@@ -8,6 +8,8 @@
 
 #include "host/control.h"
 
+namespace focusfall {
+
 namespace {
 
 constexpr std::int32_t MAGIC = 20000630;
@@ -116,3 +118,5 @@ void check_openexr_header(const std::filesystem::path& file, std::uint64_t most_
         name = header.text();
     } while (several_parts && !name.empty());
 }
+
+}  // namespace focusfall

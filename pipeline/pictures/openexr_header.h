@@ -5,7 +5,11 @@
 #include <cstdint>
 #include <filesystem>
 
+namespace focusfall {
+
 // Throws headless::host_error that names the file, for channels of an unknown type, for
 // attributes whose length is not true and for lines of more than `most_bytes`. Whatever
 // else may be wrong, other formats too, is left to the library.
 void check_openexr_header(const std::filesystem::path& file, std::uint64_t most_bytes);
+
+}  // namespace focusfall

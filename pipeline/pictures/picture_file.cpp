@@ -15,6 +15,8 @@
 #include "pipeline/pictures/openexr_header.h"
 #include "pipeline/process/output_file.h"
 
+namespace focusfall {
+
 namespace {
 
 namespace fs = std::filesystem;
@@ -274,3 +276,5 @@ void write_image(const Image& image, const fs::path& file, TypeDesc type) {
 void write_preview(const Image& image, const fs::path& file) {
     write_encoded(image, file, TypeDesc::UINT8);
 }
+
+}  // namespace focusfall

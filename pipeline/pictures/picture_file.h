@@ -13,6 +13,8 @@
 
 #include "host/api/image.h"
 
+namespace focusfall {
+
 // One part of a file: its header, and its pixels in the file's own types, each pixel's
 // channels in the order of the header.
 struct picture_part {
@@ -57,3 +59,5 @@ void write_image(const Image& image, const std::filesystem::path& file,
 
 // Writes the colour for looking: 8 bits a channel, sRGB. Throws headless::host_error.
 void write_preview(const Image& image, const std::filesystem::path& file);
+
+}  // namespace focusfall

@@ -4,6 +4,8 @@
 #include <cstring>
 #include <utility>
 
+namespace focusfall {
+
 namespace {
 
 using OIIO::TypeDesc;
@@ -248,3 +250,5 @@ picture result_picture(const input_picture& input, const Image& result,
     }
     return output;
 }
+
+}  // namespace focusfall

@@ -7,6 +7,8 @@
 
 #include "pipeline/pictures/host_images.h"
 
+namespace focusfall {
+
 // What the input brought, and where its colour, depth and windows are.
 struct input_picture {
     picture file;
@@ -38,3 +40,5 @@ std::string expected_losses(const input_picture& input, const std::filesystem::p
 picture result_picture(const input_picture& input, const Image& result,
                        const std::filesystem::path& file, const output_choices& choices,
                        const std::string& record);
+
+}  // namespace focusfall

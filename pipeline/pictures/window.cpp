@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+namespace focusfall {
+
 window data_window(const OIIO::ImageSpec& spec) {
     return {spec.x, spec.y, spec.width, spec.height};
 }
@@ -33,3 +35,5 @@ std::string shown(const window& w) {
     }
     return text;
 }
+
+}  // namespace focusfall

@@ -6,6 +6,8 @@
 
 #include <OpenImageIO/imageio.h>
 
+namespace focusfall {
+
 struct window {
     std::int64_t x = 0;
     std::int64_t y = 0;
@@ -26,3 +28,5 @@ window common(const window& a, const window& b);
 
 // "640 x 480", and where it starts when that is not 0, 0.
 std::string shown(const window& w);
+
+}  // namespace focusfall

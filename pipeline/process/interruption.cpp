@@ -10,6 +10,8 @@
 
 #include "pipeline/process/output_file.h"
 
+namespace focusfall {
+
 namespace {
 
 using namespace std::chrono_literals;
@@ -69,3 +71,5 @@ void interruption::wait_for_signal() {
     if (in_time) return;
     exit_without_unfinished_files(INTERRUPTED_STATUS);
 }
+
+}  // namespace focusfall

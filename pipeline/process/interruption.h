@@ -9,6 +9,8 @@
 
 #include "host/headless_host.h"
 
+namespace focusfall {
+
 constexpr int INTERRUPTED_STATUS = 130;  // what a shell expects of an interrupted command
 
 // Thrown by interruption::check.
@@ -47,3 +49,5 @@ class interruption {
     std::string last_words_;
     std::thread watcher_;  // started last
 };
+
+}  // namespace focusfall

@@ -9,6 +9,8 @@
 #include <optional>
 #include <thread>
 
+namespace focusfall {
+
 namespace {
 
 constexpr std::uint64_t THREAD_BYTES = 1 << 25;  // of the host's and the file library's
@@ -75,3 +77,5 @@ std::string shown_bytes(std::uint64_t bytes) {
     }
     return text;
 }
+
+}  // namespace focusfall

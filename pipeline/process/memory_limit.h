@@ -4,6 +4,8 @@
 #include <cstdint>
 #include <string>
 
+namespace focusfall {
+
 // Bytes that the machine, or the group of processes that this one is in, can still give,
 // less a margin.
 std::uint64_t available_memory();
@@ -15,3 +17,5 @@ void guard_memory(std::uint64_t bytes);
 
 // "3.2 GB".
 std::string shown_bytes(std::uint64_t bytes);
+
+}  // namespace focusfall

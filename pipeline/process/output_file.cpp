@@ -15,6 +15,8 @@
 
 #include "host/control.h"
 
+namespace focusfall {
+
 namespace {
 
 namespace fs = std::filesystem;
@@ -110,3 +112,5 @@ void exit_without_unfinished_files(int status) noexcept {
     for (const fs::path& file : unfinished) unlink(file.c_str());
     _exit(status);
 }
+
+}  // namespace focusfall

@@ -3,6 +3,8 @@
 
 #include <filesystem>
 
+namespace focusfall {
+
 // A file in the making. It is written under a temporary name in the folder of the final
 // one and renamed when complete, so nothing partial ever bears the final name, whatever
 // ends the process. An advisory lock on it tells other runs that it is in use.
@@ -33,3 +35,5 @@ void remove_abandoned_files(const std::filesystem::path& folder);
 // Removes the temporary files of this process and ends it, unwinding nothing. [any
 // thread]
 [[noreturn]] void exit_without_unfinished_files(int status) noexcept;
+
+}  // namespace focusfall

@@ -6,6 +6,8 @@
 #include <cmath>
 #include <cstdio>
 
+namespace focusfall {
+
 namespace {
 
 using namespace std::chrono_literals;
@@ -55,3 +57,5 @@ void progress_bar::clear() {
     if (drawn_) std::fputs("\r\x1b[K", stderr);
     drawn_ = false;
 }
+
+}  // namespace focusfall

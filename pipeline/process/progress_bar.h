@@ -4,6 +4,8 @@
 #include <chrono>
 #include <string>
 
+namespace focusfall {
+
 // Draws on standard error, in place, and goes away at the end. One thread.
 class progress_bar {
   public:
@@ -27,3 +29,5 @@ class progress_bar {
     clock::time_point start_ = clock::now();
     clock::time_point next_;
 };
+
+}  // namespace focusfall

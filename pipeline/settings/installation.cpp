@@ -1,5 +1,7 @@
 #include "pipeline/settings/installation.h"
 
+namespace focusfall {
+
 namespace {
 
 namespace fs = std::filesystem;
@@ -13,3 +15,5 @@ fs::path beside_program(const char* folder) {
 fs::path installed_plugin_folder() { return beside_program(PLUGIN_FOLDER); }
 
 fs::path installed_preset_folder() { return beside_program(PRESET_FOLDER); }
+
+}  // namespace focusfall

@@ -4,9 +4,13 @@
 
 #include <filesystem>
 
+namespace focusfall {
+
 // The folder of the plug-in libraries, which may be missing. Throws
 // std::filesystem::filesystem_error where the system does not say which program runs.
 std::filesystem::path installed_plugin_folder();
 
 // The folder of the presets; as above.
 std::filesystem::path installed_preset_folder();
+
+}  // namespace focusfall

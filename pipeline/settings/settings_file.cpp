@@ -10,6 +10,8 @@
 #include "pipeline/process/output_file.h"
 #include "pipeline/settings/installation.h"
 
+namespace focusfall {
+
 namespace {
 
 namespace fs = std::filesystem;
@@ -312,3 +314,5 @@ json json_setting(const control& input) {
     if (curve.between() == interpolation::SMOOTH) list.push_back(SMOOTH);
     return list;
 }
+
+}  // namespace focusfall

@@ -12,6 +12,8 @@
 
 #include "host/headless_host.h"
 
+namespace focusfall {
+
 // A settings file that is installed with the command; its name is without ".json".
 struct preset {
     std::string name;
@@ -44,3 +46,5 @@ headless::control_value parsed_setting(const headless::control_info& info,
 // The other way: what --set takes, and what a settings file holds.
 std::string shown_setting(const headless::control& input);
 nlohmann::ordered_json json_setting(const headless::control& input);
+
+}  // namespace focusfall

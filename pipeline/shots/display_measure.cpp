@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <ranges>
 
+namespace focusfall {
+
 display_measure::display_measure(headless::tool& tool, TimeStamp time,
                                  const window& display, const window& area)
     : tool_(tool) {
@@ -26,3 +28,5 @@ void display_measure::scale(const char* id, TimeStamp time, double factor) {
         tool_.replace(id, headless::animation(control->number(time) * factor));
     }
 }
+
+}  // namespace focusfall

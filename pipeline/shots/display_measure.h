@@ -9,6 +9,8 @@
 #include "host/headless_host.h"
 #include "pipeline/pictures/window.h"
 
+namespace focusfall {
+
 // While it lives, the tool's controls that count in picture widths (the largest blur, the
 // width of the film) stand so that a picture of `area` blurs as one of `display` would.
 // Their values at `time` count; afterwards they are what they were.
@@ -26,3 +28,5 @@ class display_measure {
     headless::tool& tool_;
     std::vector<std::pair<std::string, headless::animation>> before_;
 };
+
+}  // namespace focusfall

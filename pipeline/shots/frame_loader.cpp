@@ -5,6 +5,8 @@
 
 #include "host/control.h"
 
+namespace focusfall {
+
 namespace {
 
 namespace fs = std::filesystem;
@@ -169,3 +171,5 @@ Owned<Image> frame_loader::blur_image(const fs::path& path, std::uint64_t most_b
     blur_image_ = {.file = path, .image = Shared(image.get())};
     return image;
 }
+
+}  // namespace focusfall

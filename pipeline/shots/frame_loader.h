@@ -9,6 +9,8 @@
 
 #include "pipeline/pictures/result_picture.h"
 
+namespace focusfall {
+
 // The files of one frame. Those that may be left out are empty then.
 struct frame_files {
     std::filesystem::path input;
@@ -63,3 +65,5 @@ class frame_loader {
     kept_image depth_map_;
     kept_image blur_image_;
 };
+
+}  // namespace focusfall

@@ -7,6 +7,8 @@
 
 #include "host/control.h"
 
+namespace focusfall {
+
 namespace {
 
 constexpr long MOST_FRAMES = 100'000;
@@ -112,3 +114,5 @@ std::string frame_name(const std::string& name, int frame) {
     }
     return result;
 }
+
+}  // namespace focusfall

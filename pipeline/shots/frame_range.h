@@ -4,6 +4,8 @@
 #include <string>
 #include <vector>
 
+namespace focusfall {
+
 // The frames that a text like "1-48", "1-96x2" or "1-10,20,30-40" lists, each once, in
 // the order of the text. Throws headless::host_error for any other text, and for more
 // than a hundred thousand frames.
@@ -15,3 +17,5 @@ bool has_frame_pattern(const std::string& name);
 
 // `name` with the number in all such places, filled with zeros as wide as they ask for.
 std::string frame_name(const std::string& name, int frame);
+
+}  // namespace focusfall

@@ -4,6 +4,8 @@
 #include <array>
 #include <cmath>
 
+namespace focusfall {
+
 namespace {
 
 constexpr double TABLE_STEP = 0.01;     // pixels of blur from kernel to kernel
@@ -198,3 +200,5 @@ std::string no_focus_note(const headless::tool& tool, TimeStamp time,
            shown(static_cast<double>(depths.highest)) + ", FocusPosition is " +
            shown(position.number(time));
 }
+
+}  // namespace focusfall

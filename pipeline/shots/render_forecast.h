@@ -7,6 +7,8 @@
 #include "host/headless_host.h"
 #include "pipeline/shots/frame_loader.h"
 
+namespace focusfall {
+
 // Diameter of the largest blur at `time`, as a part of the width of the picture that is
 // shown; 0 for a tool without a lens. Infinite when the lens is focused at its focal
 // length.
@@ -39,3 +41,5 @@ std::string no_blur_note(const headless::tool& tool, TimeStamp time, double blur
 // empty when one does, when nothing is blurred, and for a tool without a lens.
 std::string no_focus_note(const headless::tool& tool, TimeStamp time,
                           const loaded_frame& frame);
+
+}  // namespace focusfall

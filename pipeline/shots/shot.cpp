@@ -17,6 +17,8 @@
 #include "pipeline/shots/render_forecast.h"
 #include "pipeline/shots/shot_files.h"
 
+namespace focusfall {
+
 namespace {
 
 namespace fs = std::filesystem;
@@ -352,3 +354,5 @@ std::vector<int> render_shot(const shot_options& options, headless::tool& tool,
                              interruption& stop) {
     return shot_renderer(options, tool, stop).render();
 }
+
+}  // namespace focusfall

@@ -9,6 +9,8 @@
 #include "pipeline/process/interruption.h"
 #include "pipeline/shots/frame_loader.h"
 
+namespace focusfall {
+
 // What a render is to do. File names may hold a place for the frame number when there are
 // `frames`; without them there is one frame, at time 0, and names are taken as they are.
 struct shot_options {
@@ -33,3 +35,5 @@ struct shot_options {
 // `interrupted` when `stop` says so.
 std::vector<int> render_shot(const shot_options& options, headless::tool& tool,
                              interruption& stop);
+
+}  // namespace focusfall

@@ -10,6 +10,8 @@
 #include "host/control.h"
 #include "pipeline/shots/frame_range.h"
 
+namespace focusfall {
+
 namespace {
 
 namespace fs = std::filesystem;
@@ -92,3 +94,5 @@ void check_names(const shot_options& options) {
         }
     }
 }
+
+}  // namespace focusfall

@@ -6,6 +6,8 @@
 #include "pipeline/shots/frame_loader.h"
 #include "pipeline/shots/shot.h"
 
+namespace focusfall {
+
 // The names that the files of a frame have.
 frame_files files_of(const shot_options& options, int frame);
 
@@ -18,3 +20,5 @@ bool are_there(const frame_files& files);
 // Throws headless::host_error when the frames would overwrite one another or an input,
 // or when names hold a place for a frame number and there are no frames.
 void check_names(const shot_options& options);
+
+}  // namespace focusfall

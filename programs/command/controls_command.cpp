@@ -12,6 +12,8 @@
 #include "programs/command/commands.h"
 #include "programs/command/session.h"
 
+namespace focusfall {
+
 namespace {
 
 using headless::animation;
@@ -155,3 +157,5 @@ void add_controls_command(CLI::App& app) {
                    "List the presets that --settings takes instead");
     verb->callback([options] { list_controls(*options); });
 }
+
+}  // namespace focusfall

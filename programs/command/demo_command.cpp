@@ -10,6 +10,8 @@
 #include "programs/command/commands.h"
 #include "programs/command/session.h"
 
+namespace focusfall {
+
 namespace {
 
 namespace fs = std::filesystem;
@@ -129,3 +131,5 @@ void add_demo_command(CLI::App& app) {
     verb->add_flag("--quiet", options->shared.quiet, "Print errors only");
     verb->callback([options] { make_demo(*options); });
 }
+
+}  // namespace focusfall

@@ -10,6 +10,8 @@
 #include "programs/command/commands.h"
 #include "programs/command/session.h"
 
+namespace focusfall {
+
 namespace {
 
 using texts = std::vector<std::string>;
@@ -208,3 +210,5 @@ void add_help_commands(CLI::App& app) {
         ->required();
     verb->callback([&app, words] { complete(app, *words); });
 }
+
+}  // namespace focusfall

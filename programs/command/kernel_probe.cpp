@@ -5,6 +5,8 @@
 
 #include "pipeline/process/interruption.h"
 
+namespace focusfall {
+
 namespace {
 
 constexpr double STEP = 0.01;       // pixels of diameter from kernel to kernel
@@ -114,3 +116,5 @@ Owned<Image> kernel_sheet(const std::vector<std::vector<Owned<Image>>>& rows) {
     }
     return sheet;
 }
+
+}  // namespace focusfall

@@ -8,6 +8,8 @@
 #include "programs/command/kernel_probe.h"
 #include "programs/command/session.h"
 
+namespace focusfall {
+
 namespace {
 
 struct kernels_options {
@@ -71,3 +73,5 @@ void add_kernels_command(CLI::App& app) {
     options->shared.add_tool_options(*verb);
     verb->callback([options] { draw_kernels(*options); });
 }
+
+}  // namespace focusfall

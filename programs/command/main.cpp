@@ -9,6 +9,8 @@
 #include "pipeline/process/interruption.h"
 #include "programs/command/commands.h"
 
+namespace focusfall {
+
 namespace {
 
 // What is wrong with the first word of the line; empty when it is a verb or an option.
@@ -53,11 +55,13 @@ int run(int argc, char** argv) {
 
 }  // namespace
 
+}  // namespace focusfall
+
 int main(int argc, char** argv) {
     try {
-        return run(argc, argv);
-    } catch (const interrupted&) {
-        return INTERRUPTED_STATUS;
+        return focusfall::run(argc, argv);
+    } catch (const focusfall::interrupted&) {
+        return focusfall::INTERRUPTED_STATUS;
     } catch (const std::exception& error) {
         std::cerr << "focusfall: " << error.what() << "\n";
         return 1;

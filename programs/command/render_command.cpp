@@ -14,6 +14,8 @@
 #include "programs/command/commands.h"
 #include "programs/command/session.h"
 
+namespace focusfall {
+
 namespace {
 
 // The line as it was typed.
@@ -170,3 +172,5 @@ void add_render_command(CLI::App& app) {
     verb->add_flag("--quiet", line->session.quiet, "Print errors only");
     verb->callback([line] { render(*line); });
 }
+
+}  // namespace focusfall

@@ -9,6 +9,8 @@
 #include "pipeline/settings/installation.h"
 #include "pipeline/settings/settings_file.h"
 
+namespace focusfall {
+
 namespace {
 
 namespace fs = std::filesystem;
@@ -164,3 +166,5 @@ std::unique_ptr<headless::tool> session::create_tool() {
     if (!options_.quiet && !changes) note_hidden(*tool, options_.edits);
     return tool;
 }
+
+}  // namespace focusfall

@@ -10,6 +10,8 @@
 
 #include "host/headless_host.h"
 
+namespace focusfall {
+
 // The options that verbs share, as they stand on the command line.
 struct session_options {
     std::vector<std::string> plugins;   // none: those beside the command
@@ -50,3 +52,5 @@ class session {
     session_options options_;
     headless::host host_;
 };
+
+}  // namespace focusfall

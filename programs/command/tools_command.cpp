@@ -4,6 +4,8 @@
 #include "programs/command/commands.h"
 #include "programs/command/session.h"
 
+namespace focusfall {
+
 namespace {
 
 void list_tools(const session_options& options) {
@@ -28,3 +30,5 @@ void add_tools_command(CLI::App& app) {
     options->add_plugin_options(*verb);
     verb->callback([options] { list_tools(*options); });
 }
+
+}  // namespace focusfall

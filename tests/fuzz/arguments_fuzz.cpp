@@ -8,6 +8,8 @@
 #include "programs/command/session.h"
 #include "tests/fuzz/fuzzing.h"
 
+using namespace focusfall;
+
 namespace {
 
 session_options options_with(const std::string& edit) {

@@ -4,6 +4,8 @@
 #include "pipeline/shots/frame_loader.h"
 #include "tests/fuzz/fuzzing.h"
 
+using namespace focusfall;
+
 namespace {
 
 using OIIO::TypeDesc;

@@ -8,6 +8,8 @@
 #include "programs/command/session.h"
 #include "tests/fuzz/fuzzing.h"
 
+using namespace focusfall;
+
 namespace {
 
 std::unique_ptr<headless::tool> fresh_tool() {

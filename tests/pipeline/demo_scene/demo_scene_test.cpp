@@ -5,6 +5,8 @@
 
 #include <gtest/gtest.h>
 
+using namespace focusfall;
+
 namespace {
 
 constexpr std::int32_t WIDTH = 320;

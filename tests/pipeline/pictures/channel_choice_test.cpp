@@ -2,6 +2,8 @@
 
 #include "tests/support/tool_fixture.h"
 
+using namespace focusfall;
+
 namespace {
 
 using names = std::vector<std::string>;

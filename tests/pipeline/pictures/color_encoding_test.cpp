@@ -6,6 +6,8 @@
 
 #include "host/control.h"
 
+using namespace focusfall;
+
 TEST(ColorEncoding, GivesBackWhatItEncoded) {
     for (const char* name : {"linear", "sRGB", "Rec709", "Gamma2.2", "gamma1"}) {
         const color_encoding encoding = color_encoding::named(name);

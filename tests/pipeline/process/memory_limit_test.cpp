@@ -8,6 +8,8 @@
 
 #include <gtest/gtest.h>
 
+using namespace focusfall;
+
 TEST(MemoryLimit, IsWithinWhatTheMachineHas) {
     EXPECT_GT(available_memory(), std::uint64_t{1} << 20);
     EXPECT_EQ(shown_bytes(2'500'000'000), "2.5 GB");

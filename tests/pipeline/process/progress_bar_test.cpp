@@ -10,6 +10,8 @@
 
 #include <gtest/gtest.h>
 
+using namespace focusfall;
+
 namespace {
 
 // Standard error is a terminal while it lives, whose other end tells what was shown.

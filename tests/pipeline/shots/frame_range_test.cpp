@@ -4,6 +4,8 @@
 
 #include "host/control.h"
 
+using namespace focusfall;
+
 TEST(FrameRange, ListsEachFrameOnceInTheOrderOfTheText) {
     EXPECT_EQ(parse_frames("1-10x4"), (std::vector{1, 5, 9}));
     EXPECT_EQ(parse_frames("8-9,20,7-10x3"), (std::vector{8, 9, 20, 7, 10}));

@@ -8,6 +8,8 @@
 #include <fstream>
 #include <sstream>
 
+namespace focusfall {
+
 namespace {
 
 namespace fs = std::filesystem;
@@ -162,3 +164,5 @@ std::vector<float> values(const picture_part& part, const std::string& channel) 
                         static_cast<int>(floats.size()));
     return floats;
 }
+
+}  // namespace focusfall

@@ -14,6 +14,8 @@
 #include "pipeline/pictures/picture_file.h"
 #include "pipeline/pictures/window.h"
 
+namespace focusfall {
+
 // One channel of a picture to make; `value` gives a number for each pixel of the file.
 struct made_channel {
     std::string name;
@@ -68,3 +70,5 @@ std::vector<float> values(const picture_part& part, const std::string& channel);
 // The bytes of a channel in `area`, which lies in the data window of the part.
 std::vector<std::byte> stored(const picture_part& part, const std::string& channel,
                               const window& area);
+
+}  // namespace focusfall

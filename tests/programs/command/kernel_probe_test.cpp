@@ -4,6 +4,8 @@
 
 #include "tests/support/tool_fixture.h"
 
+using namespace focusfall;
+
 namespace {
 
 using KernelProbe = tool_test;

@@ -4,6 +4,8 @@
 
 #include "tests/programs/command/command_fixture.h"
 
+using namespace focusfall;
+
 namespace {
 
 using OIIO::TypeDesc;

@@ -19,6 +19,8 @@
 #include "host/control.h"
 #include "tests/programs/command/command_fixture.h"
 
+using namespace focusfall;
+
 namespace {
 
 using renders = command_test;

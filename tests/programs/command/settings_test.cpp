@@ -12,6 +12,8 @@
 #include "programs/command/session.h"
 #include "tests/support/tool_fixture.h"
 
+using namespace focusfall;
+
 namespace {
 
 namespace fs = std::filesystem;

@@ -12,6 +12,8 @@
 
 #include "tests/programs/command/command_fixture.h"
 
+using namespace focusfall;
+
 namespace {
 
 namespace fs = std::filesystem;

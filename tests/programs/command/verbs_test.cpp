@@ -7,6 +7,8 @@
 #include "pipeline/pictures/color_encoding.h"
 #include "tests/programs/command/command_fixture.h"
 
+using namespace focusfall;
+
 namespace {
 
 class verbs : public command_test {
