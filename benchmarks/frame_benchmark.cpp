@@ -88,7 +88,7 @@ void frame(benchmark::State& state, const char* style, double largest_blur, int 
         const headless::frame result = timed.render();
         if (!result.image) return state.SkipWithError(result.error.c_str());
     }
-    state.counters["blur"] = timed.instance().times.blur();
+    state.counters["blur"] = timed.instance().times.blur;
     state.counters["rest"] = timed.instance().times.rest;
     state.counters["memory"] = peak_memory_mb();
     state.counters["taps"] = taps(style, largest_blur);

@@ -1,5 +1,5 @@
 #pragma once
-// Tools that tell what the stages of a frame cost.
+// Tools that measure what a frame costs.
 
 #include <chrono>
 
@@ -13,11 +13,8 @@ inline double now_ms() {
 
 // Milliseconds of one frame.
 struct frame_times {
-    double kernels = 0.0;
-    double splat = 0.0;
-    double rest = 0.0;  // settings, pixel pass, write-back
-
-    double blur() const { return kernels + splat; }
+    double blur = 0.0;  // pixels of the input to pixels of the result
+    double rest = 0.0;  // images and settings
 };
 
 // `Tool` is Focusfall or a tool derived from it.
@@ -31,19 +28,15 @@ class timed_tool : public Tool {
     void Process(Request* request) override {
         const double start = now_ms();
         Tool::Process(request);
-        times.rest = now_ms() - start - times.blur();
+        times.rest = now_ms() - start - times.blur;
     }
 
   protected:
-    void build_kernel_table() override {
+    bool blur(Request* request) override {
         const double start = now_ms();
-        Tool::build_kernel_table();
-        times.kernels = now_ms() - start;
-    }
-    void splat(Request* request) override {
-        const double start = now_ms();
-        Tool::splat(request);
-        times.splat = now_ms() - start;
+        const bool stopped = Tool::blur(request);
+        times.blur = now_ms() - start;
+        return stopped;
     }
 };
 
@@ -56,8 +49,8 @@ class tap_counter : public Focusfall {
     double taps = 0.0;
 
   protected:
-    void build_kernel_table() override {}
-    void splat(Request* /*request*/) override {
+    bool blur(Request* /*request*/) override {
+        if (run_pixel_pass()) return true;
         taps = 0.0;
         const std::size_t last = last_kernel_index();
         for (const depth_sample& s : samples) {
@@ -69,5 +62,6 @@ class tap_counter : public Focusfall {
             taps += within(double{s.x}, input_image->Width()) *
                     within(double{s.y}, input_image->Height());
         }
+        return false;
     }
 };

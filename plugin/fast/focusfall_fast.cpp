@@ -30,12 +30,22 @@ void FocusfallFast::run_chunks(Request* request, std::int32_t chunks, chunk_step
     DoMultiProcess(request, chunks);
 }
 
-bool FocusfallFast::run_pixel_pass() {
-    // with blur to do, sources are loaded and pixels written by the blur stage's chunks
-    return max_coc > 1.0F ? IsAborted() : Focusfall::run_pixel_pass();
+bool FocusfallFast::blur(Request* request) {
+    if (IsAborted()) return true;
+    prepare();
+    if (IsAborted()) return true;
+
+    const std::uint32_t start = tick_count();
+    run_steps(request);
+    print_processing_time(start);
+
+    if (IsAborted()) return true;
+    color_accumulator.clear();
+    weight_accumulator.clear();
+    return false;
 }
 
-void FocusfallFast::build_kernel_table() {
+void FocusfallFast::prepare() {
     last_kernel_ = last_kernel_index();
     form_ = find_closed_form(*this, blur_image);
     if (!form_) return;
@@ -48,7 +58,7 @@ void FocusfallFast::build_kernel_table() {
     planes_.resize(input_image->Width(), input_image->Height(), GATHER_MARGIN);
 }
 
-void FocusfallFast::splat(Request* request) {
+void FocusfallFast::run_steps(Request* request) {
     const std::int32_t width = input_image->Width();
     const std::int32_t height = input_image->Height();
     if (form_ && !is_edged(*form_)) {
@@ -72,10 +82,6 @@ void FocusfallFast::splat(Request* request) {
 
     run_chunks(request, pieces(width, MACRO_COLUMNS) * pieces(height, MACRO_ROWS),
                &FocusfallFast::blur_macro_tile);
-}
-
-bool FocusfallFast::write_back() {
-    return IsAborted();  // the tiles wrote their pixels
 }
 
 void FocusfallFast::fill_terms(std::int32_t chunk) {

@@ -24,12 +24,14 @@ class FocusfallFast : public Focusfall {
     void ProcessChunk(Request* request, std::int32_t chunk) override;
 
   protected:
-    bool run_pixel_pass() override;
-    void build_kernel_table() override;
-    void splat(Request* request) override;
-    bool write_back() override;
+    bool blur(Request* request) override;
 
   private:
+    // The two halves of `blur`: kernels and space for the sources, then all that runs in
+    // chunks. [render thread]
+    void prepare();
+    void run_steps(Request* request);
+
     // The steps; what their chunks are.
     void fill_terms(std::int32_t chunk);        // TERMS_CHUNK kernels
     void load_sources(std::int32_t block_row);  // BLOCK_ROWS rows of the images

@@ -16,8 +16,9 @@ constexpr int TIMING_SUB_ID = 40;        // console part for the processing time
 constexpr double TABLE_STEP = 0.01;      // pixels of blur diameter from kernel to kernel
 constexpr double WIDTH_PER_STEP = 0.04;  // no kernel is wider than a quarter of the image
 
-// Milliseconds since some moment in the past; wraps.
-std::uint32_t tick_count() {
+}  // namespace
+
+std::uint32_t render_driver::tick_count() {
 #ifdef _WIN32
     return GetTickCount();
 #else
@@ -27,16 +28,19 @@ std::uint32_t tick_count() {
 #endif
 }
 
-}  // namespace
+void render_driver::print_processing_time(std::uint32_t start) {
+    Document()->PrintF(TIMING_SUB_ID, "Lucent Focusfall processing time: %d ms\n",
+                       static_cast<int>(tick_count() - start));
+}
 
-bool render_driver::run_blur_stage(Request* request) {
+bool render_driver::blur(Request* request) {
+    if (run_pixel_pass()) return true;
     build_kernel_table();
     if (IsAborted()) return true;
 
     const std::uint32_t start = tick_count();
     splat(request);
-    Document()->PrintF(TIMING_SUB_ID, "Lucent Focusfall processing time: %d ms\n",
-                       static_cast<int>(tick_count() - start));
+    print_processing_time(start);
 
     if (write_back()) return true;
     kernels.clear();

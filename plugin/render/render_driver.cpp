@@ -26,9 +26,9 @@ void render_driver::Process(Request* request) {
     samples.clear();
 
     try {
-        if (run_pixel_pass()) return;
-        // a largest blur of a pixel or less leaves the copy as it is
-        if (max_coc > 1.0F && run_blur_stage(request)) return;
+        // a largest blur of a pixel or less leaves a copy
+        const bool stopped = max_coc > 1.0F ? blur(request) : run_pixel_pass();
+        if (stopped) return;
         output_output->Set(request, result.release(), 0);
     } catch (const std::exception& error) {
         const std::string text = std::string("Focusfall error: ") + error.what() + "\n";

@@ -24,19 +24,21 @@ class render_driver : public ThreadedOperator, public focusfall_interface {
     void ProcessChunk(Request* request, std::int32_t chunk) override;
 
   protected:
-    // The two steps of the blur stage that a derived tool may replace. The accumulators
-    // are clear before the first; their sums are the result of the second.
-    //
-    // Fills `kernels`. [render thread]
-    virtual void build_kernel_table();
-    // Adds all samples to the accumulators, at least until the host asks to stop.
-    // [render thread, which gives chunks to the workers]
-    virtual void splat(Request* request);
+    // Renders a frame whose `max_coc` is above 1 into `output_image`, which has no pixels
+    // yet; true when the host asked to stop. The accumulators are clear before and hold
+    // no memory after a frame that was finished. Tools that blur differently override
+    // this one. [render thread, which gives chunks to the workers]
+    virtual bool blur(Request* request);
 
-    // The steps of Process; each is true when the host asked to stop. [render thread]
-    virtual bool run_pixel_pass();
-    bool run_blur_stage(Request* request);
-    virtual bool write_back();
+    // Copies the input with the depth in Z to the result and fills `samples`; true when
+    // the host asked to stop. [render thread]
+    bool run_pixel_pass();
+
+    // The clock of the processing time: milliseconds since some moment in the past;
+    // wraps.
+    static std::uint32_t tick_count();
+    // Prints the time since `start` to the console, once a blurred frame.
+    void print_processing_time(std::uint32_t start);
 
     // The component of the depth image's pixels that "BlurChannel" names.
     Image::Component depth_component() const;
@@ -54,4 +56,10 @@ class render_driver : public ThreadedOperator, public focusfall_interface {
     Image* blur_image = nullptr;  // null: nothing is connected
     std::vector<depth_sample>
         samples;  // filled by the pixel pass, only read by the chunks
+
+  private:
+    // The steps of the plain blur. [render thread]
+    void build_kernel_table();     // fills `kernels`
+    void splat(Request* request);  // adds all samples, at least until the host stops it
+    bool write_back();             // sums to pixels; true when the host asked to stop
 };
