@@ -4,8 +4,11 @@
 #include <bit>
 #include <cmath>
 
-#include "plugin/fast/source_loader.h"
+#include "plugin/fast/gather/source_loader.h"
 #include "plugin/splat/kernel_index.h"
+
+using gather::closed_form;
+using gather::pieces;
 
 namespace {
 
@@ -14,10 +17,6 @@ constexpr std::int32_t SUMS_REACH = 4;
 
 // Kernels whose terms are made in one chunk.
 constexpr std::int32_t TERMS_CHUNK = 500;
-
-std::int32_t pieces(std::int32_t size, std::int32_t piece) {
-    return (size + piece - 1) / piece;
-}
 
 }  // namespace
 
@@ -47,28 +46,30 @@ bool FocusfallFast::blur(Request* request) {
 
 void FocusfallFast::prepare() {
     last_kernel_ = last_kernel_index();
-    form_ = find_closed_form(*this, blur_image);
+    form_ = gather::find_closed_form(*this, blur_image);
     if (!form_) return;
-    if (is_edged(*form_)) {
-        terms_ = edged_terms(*this, last_kernel_);
+    if (gather::is_edged(*form_)) {
+        terms_ = gather::edged_terms(*this, last_kernel_);
     } else {
         terms_.resize(last_kernel_ + 1);  // the workers fill them
     }
     offsets_.emplace(*this, *form_, kernel_radius(*this, last_kernel_));
-    planes_.resize(input_image->Width(), input_image->Height(), GATHER_MARGIN);
+    planes_.resize(input_image->Width(), input_image->Height(), gather::GATHER_MARGIN);
 }
 
 void FocusfallFast::run_steps(Request* request) {
     const std::int32_t width = input_image->Width();
     const std::int32_t height = input_image->Height();
-    if (form_ && !is_edged(*form_)) {
+    if (form_ && !gather::is_edged(*form_)) {
         run_chunks(request, pieces(static_cast<std::int32_t>(terms_.size()), TERMS_CHUNK),
                    &FocusfallFast::fill_terms);
     }
 
-    blocks_.resize(pieces(width, BLOCK_COLUMNS), pieces(height, BLOCK_ROWS));
-    const bool flat = form_ == closed_form::FLAT;
-    blocks_.layers = flat ? reach_layers::parted(offsets_->reach) : reach_layers();
+    blocks_.resize(pieces(width, gather::BLOCK_COLUMNS),
+                   pieces(height, gather::BLOCK_ROWS));
+    const bool edge = form_ == closed_form::EDGE;
+    blocks_.groups =
+        edge ? gather::reach_groups::up_to(offsets_->reach) : gather::reach_groups();
     stamps_.reset(height);
     run_chunks(request, blocks_.rows, &FocusfallFast::load_sources);
 
@@ -80,36 +81,39 @@ void FocusfallFast::run_steps(Request* request) {
                    &FocusfallFast::add_stamps);
     }
 
-    run_chunks(request, pieces(width, MACRO_COLUMNS) * pieces(height, MACRO_ROWS),
+    run_chunks(request,
+               pieces(width, gather::MACRO_COLUMNS) * pieces(height, gather::MACRO_ROWS),
                &FocusfallFast::blur_macro_tile);
 }
 
 void FocusfallFast::fill_terms(std::int32_t chunk) {
     const auto first = static_cast<std::size_t>(chunk) * TERMS_CHUNK;
     const std::size_t count = std::min<std::size_t>(TERMS_CHUNK, terms_.size() - first);
-    fill_smooth_terms(*this, *form_, first, {terms_.data() + first, count});
+    gather::fill_smooth_terms(*this, *form_, first, {terms_.data() + first, count});
 }
 
 void FocusfallFast::load_sources(std::int32_t block_row) {
     const std::int32_t width = input_image->Width();
-    const std::int32_t first = block_row * BLOCK_ROWS;
-    const std::int32_t last = std::min(first + BLOCK_ROWS, input_image->Height());
-    block_grid::block* const blocks = blocks_.row(block_row);
-    std::fill_n(blocks, blocks_.columns, block_grid::block{NO_REACH, true, 0});
+    const std::int32_t first = block_row * gather::BLOCK_ROWS;
+    const std::int32_t last = std::min(first + gather::BLOCK_ROWS, input_image->Height());
+    gather::block_grid::block* const blocks = blocks_.row(block_row);
+    std::fill_n(blocks, blocks_.columns,
+                gather::block_grid::block{gather::NO_REACH, true, 0});
     for (std::int32_t y = first; y < last; ++y) {
-        if (form_) planes_.clear_margins(y, no_source(*form_));
-        for (std::int32_t x = 0; x < width; x += BLOCK_COLUMNS) {
-            load_run(x, y, std::min(BLOCK_COLUMNS, width - x), blocks[x / BLOCK_COLUMNS]);
+        if (form_) planes_.clear_margins(y, *form_);
+        for (std::int32_t x = 0; x < width; x += gather::BLOCK_COLUMNS) {
+            load_run(x, y, std::min(gather::BLOCK_COLUMNS, width - x),
+                     blocks[x / gather::BLOCK_COLUMNS]);
         }
     }
 }
 
 void FocusfallFast::load_run(std::int32_t x, std::int32_t y, std::int32_t columns,
-                             block_grid::block& block) {
+                             gather::block_grid::block& block) {
     const auto stride = static_cast<std::ptrdiff_t>(input_image->Components());
     const float* const pixels = input_image->Pixel(x, y);
     const bool keep_transparent = normalize > 0.5F;
-    float distances[BLOCK_COLUMNS] = {};
+    float distances[gather::BLOCK_COLUMNS] = {};
     const float* depth = depth_image->Pixel(x, y) + depth_component();
     for (std::int32_t i = 0; i < columns; ++i) {
         const float distance = std::abs(depth_to_distance(std::abs(*depth)));
@@ -119,7 +123,7 @@ void FocusfallFast::load_run(std::int32_t x, std::int32_t y, std::int32_t column
 
     std::uint64_t stamped = 0;
     if (form_) {
-        const source_loader loader = {
+        const gather::source_loader loader = {
             *form_,
             terms_.data(),
             depth_enabled ? static_cast<std::int32_t>(last_kernel_) : 0,
@@ -127,7 +131,7 @@ void FocusfallFast::load_run(std::int32_t x, std::int32_t y, std::int32_t column
             max_coc,
             kernel_step,
             keep_transparent,
-            blocks_.layers,
+            blocks_.groups,
             &planes_};
         stamped = loader.load({x, y, columns, pixels, stride, distances}, block);
     } else {
@@ -153,46 +157,49 @@ void FocusfallFast::add_stamps(std::int32_t band) {
 }
 
 void FocusfallFast::blur_macro_tile(std::int32_t tile) {
-    const std::int32_t columns = pieces(input_image->Width(), MACRO_COLUMNS);
-    const std::int32_t x = tile % columns * MACRO_COLUMNS;
-    const std::int32_t y = tile / columns * MACRO_ROWS;
-    tile_sums sums[MACRO_TILES] = {};
+    const std::int32_t columns = pieces(input_image->Width(), gather::MACRO_COLUMNS);
+    const std::int32_t x = tile % columns * gather::MACRO_COLUMNS;
+    const std::int32_t y = tile / columns * gather::MACRO_ROWS;
+    gather::tile_sums sums[gather::MACRO_TILES] = {};
     if (form_) {
         const bool with_sums =
-            *form_ == closed_form::FLAT && offsets_->reach >= SUMS_REACH;
-        gather_macro_tile({&planes_, &blocks_, &*offsets_, *form_,
-                           static_cast<float>(4.0 * bad_bokeh), with_sums},
-                          x, y, sums);
+            *form_ == closed_form::EDGE && offsets_->reach >= SUMS_REACH;
+        gather::gather_macro_tile({&planes_, &blocks_, &*offsets_, *form_,
+                                   static_cast<float>(4.0 * bad_bokeh), with_sums},
+                                  x, y, sums);
     }
 
-    const tile_sums* next = sums;
-    for (std::int32_t ty = y; ty < y + MACRO_ROWS; ty += TILE_ROWS) {
-        for (std::int32_t tx = x; tx < x + MACRO_COLUMNS; tx += TILE_COLUMNS) {
+    const gather::tile_sums* next = sums;
+    for (std::int32_t ty = y; ty < y + gather::MACRO_ROWS; ty += gather::TILE_ROWS) {
+        for (std::int32_t tx = x; tx < x + gather::MACRO_COLUMNS;
+             tx += gather::TILE_COLUMNS) {
             write_tile(tx, ty, *next++);
         }
     }
 }
 
-void FocusfallFast::write_tile(std::int32_t x, std::int32_t y, const tile_sums& sums) {
+void FocusfallFast::write_tile(std::int32_t x, std::int32_t y,
+                               const gather::tile_sums& sums) {
     const auto stride = static_cast<std::ptrdiff_t>(input_image->Components());
     const auto depth_stride = static_cast<std::ptrdiff_t>(depth_image->Components());
-    const std::int32_t rows = std::min(TILE_ROWS, input_image->Height() - y);
-    const std::int32_t columns = std::min(TILE_COLUMNS, input_image->Width() - x);
+    const std::int32_t rows = std::min(gather::TILE_ROWS, input_image->Height() - y);
+    const std::int32_t columns = std::min(gather::TILE_COLUMNS, input_image->Width() - x);
     for (std::int32_t row = 0; row < rows; ++row) {
         // whole rows of the tile, for vectors
-        float values[SUMS][TILE_COLUMNS];
-        for (std::int32_t i = 0; i < SUMS; ++i) {
-            for (std::int32_t column = 0; column < TILE_COLUMNS; ++column) {
-                values[i][column] = sums.at(static_cast<sum>(i), row, column);
+        float values[gather::QUANTITIES][gather::TILE_COLUMNS];
+        for (std::int32_t i = 0; i < gather::QUANTITIES; ++i) {
+            for (std::int32_t column = 0; column < gather::TILE_COLUMNS; ++column) {
+                values[i][column] =
+                    sums.at(static_cast<gather::quantity>(i), row, column);
             }
         }
         if (any_stamps_) add_stamped(x, y + row, columns, values);
         if (normalize > 0.5F) {
-            for (float& weight : values[SUM_WEIGHT])
+            for (float& weight : values[gather::WEIGHT])
                 weight = weight > 0.0F ? weight : 1.0F;
-            for (std::int32_t i = SUM_RED; i < SUMS; ++i) {
-                for (std::int32_t column = 0; column < TILE_COLUMNS; ++column) {
-                    values[i][column] /= values[SUM_WEIGHT][column];
+            for (std::int32_t i = gather::RED; i < gather::QUANTITIES; ++i) {
+                for (std::int32_t column = 0; column < gather::TILE_COLUMNS; ++column) {
+                    values[i][column] /= values[gather::WEIGHT][column];
                 }
             }
         }
@@ -204,10 +211,10 @@ void FocusfallFast::write_tile(std::int32_t x, std::int32_t y, const tile_sums& 
             std::copy_n(input_image->Pixel(x, y + row), columns * stride, pixel);
         }
         for (std::int32_t column = 0; column < columns; ++column) {
-            pixel[Image::RED] = values[SUM_RED][column];
-            pixel[Image::GREEN] = values[SUM_GREEN][column];
-            pixel[Image::BLUE] = values[SUM_BLUE][column];
-            pixel[Image::ALPHA] = values[SUM_ALPHA][column];
+            pixel[Image::RED] = values[gather::RED][column];
+            pixel[Image::GREEN] = values[gather::GREEN][column];
+            pixel[Image::BLUE] = values[gather::BLUE][column];
+            pixel[Image::ALPHA] = values[gather::ALPHA][column];
             pixel[Image::Z] = *depth;
             depth += depth_stride;
             pixel += stride;
@@ -215,8 +222,9 @@ void FocusfallFast::write_tile(std::int32_t x, std::int32_t y, const tile_sums& 
     }
 }
 
-void FocusfallFast::add_stamped(std::int32_t x, std::int32_t y, std::int32_t columns,
-                                float (&values)[SUMS][TILE_COLUMNS]) const {
+void FocusfallFast::add_stamped(
+    std::int32_t x, std::int32_t y, std::int32_t columns,
+    float (&values)[gather::QUANTITIES][gather::TILE_COLUMNS]) const {
     const auto* colors = reinterpret_cast<const color_rgba_f*>(
         reinterpret_cast<const std::byte*>(out_rgba_data) +
         std::ptrdiff_t{y} * color_accumulator.row_stride);
@@ -225,10 +233,10 @@ void FocusfallFast::add_stamped(std::int32_t x, std::int32_t y, std::int32_t col
                                        std::ptrdiff_t{y} * weight_accumulator.row_stride);
     for (std::int32_t column = 0; column < columns; ++column) {
         const color_rgba_f& color = colors[x + column];
-        values[SUM_RED][column] += color.r;
-        values[SUM_GREEN][column] += color.g;
-        values[SUM_BLUE][column] += color.b;
-        values[SUM_ALPHA][column] += color.a;
-        values[SUM_WEIGHT][column] += weights[x + column];
+        values[gather::RED][column] += color.r;
+        values[gather::GREEN][column] += color.g;
+        values[gather::BLUE][column] += color.b;
+        values[gather::ALPHA][column] += color.a;
+        values[gather::WEIGHT][column] += weights[x + column];
     }
 }

@@ -42,11 +42,11 @@ class FocusfallFast : public Focusfall {
     // `columns` pixels from (x, y) on, at most BLOCK_COLUMNS, which belong to one block:
     // stores them as sources, or puts them aside as stamps.
     void load_run(std::int32_t x, std::int32_t y, std::int32_t columns,
-                  block_grid::block& block);
-    void write_tile(std::int32_t x, std::int32_t y, const tile_sums& sums);
+                  gather::block_grid::block& block);
+    void write_tile(std::int32_t x, std::int32_t y, const gather::tile_sums& sums);
     // Adds what was scattered to `columns` pixels from (x, y) on.
     void add_stamped(std::int32_t x, std::int32_t y, std::int32_t columns,
-                     float (&values)[SUMS][TILE_COLUMNS]) const;
+                     float (&values)[gather::QUANTITIES][gather::TILE_COLUMNS]) const;
 
     // Runs a step for 0 .. chunks - 1 on the workers.
     using chunk_step = void (FocusfallFast::*)(std::int32_t);
@@ -55,13 +55,14 @@ class FocusfallFast : public Focusfall {
     // constant while chunks run
     chunk_step step_ = nullptr;
     std::size_t last_kernel_ = 0;
-    std::optional<closed_form> form_;
-    std::vector<kernel_terms> terms_;  // by index in the kernel table; empty without form
-    std::optional<offset_table> offsets_;
+    std::optional<gather::closed_form> form_;
+    std::vector<gather::kernel_terms>
+        terms_;  // by index in the kernel table; empty without form
+    std::optional<gather::offset_table> offsets_;
     bool any_stamps_ = false;
 
     // a chunk of load_sources writes what belongs to its rows, later chunks only read
-    source_planes planes_;
-    block_grid blocks_;
+    gather::source_planes planes_;
+    gather::block_grid blocks_;
     stamp_list stamps_;
 };

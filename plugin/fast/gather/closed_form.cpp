@@ -6,12 +6,15 @@
 
 #include "plugin/splat/kernel_index.h"
 
+namespace gather {
+
 namespace {
 
 constexpr double TABLE_STEP = 0.01;  // pixels of diameter from kernel to kernel
 constexpr double SMALLEST_RADIUS = static_cast<double>(0.0001F);
 constexpr double AIRY_DIAMETER = 20.347;  // a kernel's diameter in units of u
 
+// Distance of the corners from the centre of the edged kernel k, pixels.
 double corner_radius(const focusfall_interface& params, std::size_t k) {
     const double diameter = static_cast<double>(k) * TABLE_STEP;
     const double radius = std::max(SMALLEST_RADIUS, (diameter - 1.0) * 0.5);
@@ -19,13 +22,13 @@ double corner_radius(const focusfall_interface& params, std::size_t k) {
     return disk && params.shrink_disk ? radius * 0.6 : radius;
 }
 
-// What the pixels of a kernel add up to: in the ramp at the edge radius * slope +
-// constant, inside 1 each, and the rim there (d / e)^4 / radius^4.
+// What the pixels of an edged kernel add up to. Those in the ramp at the edge are radius
+// * slope + constant, those inside 1 each, and their rim is fourth_powers / radius^4.
 struct edged_sums {
-    double slope = 0.0;
-    double constant = 0.0;
-    double inside = 0.0;
-    double fourth_powers = 0.0;
+    double slope = 0.0;          // sum of e in the ramp
+    double constant = 0.0;       // sum of 1 - d in the ramp
+    double inside = 0.0;         // pixels within the edge
+    double fourth_powers = 0.0;  // sum of (d / e)^4 within the edge
 
     void add(const edged_sums& other) {
         slope += other.slope;
@@ -35,7 +38,8 @@ struct edged_sums {
     }
 };
 
-// How the sums change from kernel to kernel as the radii grow. A pixel's value is 0 until
+// How the sums change from kernel to kernel as the radii grow; one visit to each pixel
+// serves all kernels. A pixel's value is 0 until
 // the radius reaches (d - 1) / e, then radius * e + 1 - d until it is 1, when the radius
 // is d / e.
 std::vector<edged_sums> changes_of_sums(const focusfall_interface& params,
@@ -50,8 +54,11 @@ std::vector<edged_sums> changes_of_sums(const focusfall_interface& params,
         for (std::int32_t dx = -reach; dx <= reach; ++dx) {
             const double d = std::sqrt(static_cast<double>(dx * dx + dy * dy));
             const double e = edge_factor(params, dx, dy);
-            changes[first_above((d - 1.0) / e)].add({e, 1.0 - d, 0.0, 0.0});
-            changes[first_above(d / e)].add({-e, d - 1.0, 1.0, std::pow(d / e, 4.0)});
+            changes[first_above((d - 1.0) / e)].add({.slope = e, .constant = 1.0 - d});
+            changes[first_above(d / e)].add({.slope = -e,
+                                             .constant = d - 1.0,
+                                             .inside = 1.0,
+                                             .fourth_powers = std::pow(d / e, 4.0)});
         }
     }
     return changes;
@@ -73,52 +80,62 @@ double gaussian_sum(double scale, std::int32_t radius) {
     return row * row;
 }
 
-// Sum of |2^(-t) * (1 - t * ln 2)|. Its rows are sums of products; where the sign
-// changes along a row, the sums up to there count twice.
+// Sum of |2^-t * (1 - t * ln 2)| over a square kernel, t = scale * (i^2 + j^2) for
+// column i and row j. With p_i = 2^-(scale * i^2) and q_i = p_i * scale * i^2 * ln 2, row
+// j is p_j * (p_i * rest_j - q_i), where rest_j = 1 - scale * j^2 * ln 2. It is positive
+// up to the column where q_i / p_i exceeds rest_j, and negative from there on; so the sum
+// of its magnitudes is twice that of the positive part less that of the whole row. Both
+// are differences of prefix sums over p and q.
 double laplacian_sum(double scale, std::int32_t radius) {
     const auto count = static_cast<std::size_t>(radius) + 1;
-    std::vector<double> plain(count + 1);   // sums of both up to a column, the columns
-    std::vector<double> scaled(count + 1);  // beside the centre counted twice
+    // prefix sums over columns 0 .. i - 1, those beside the centre counted twice (left
+    // and right), of p (plain) and q (scaled)
+    std::vector<double> prefix_plain(count + 1);
+    std::vector<double> prefix_scaled(count + 1);
     for (std::size_t i = 0; i < count; ++i) {
         const double t = scale * static_cast<double>(i * i);
         const double twice = i == 0 ? std::exp2(-t) : 2.0 * std::exp2(-t);
-        plain[i + 1] = plain[i] + twice;
-        scaled[i + 1] = scaled[i] + twice * t * std::numbers::ln2;
+        prefix_plain[i + 1] = prefix_plain[i] + twice;
+        prefix_scaled[i + 1] = prefix_scaled[i] + twice * t * std::numbers::ln2;
     }
     double sum = 0.0;
-    std::size_t positive = count;  // columns with values above zero
+    // the first column that is negative; it comes closer from row to row
+    std::size_t sign_change = count;
     for (std::size_t j = 0; j < count; ++j) {
         const double s = scale * static_cast<double>(j * j);
         const double rest = 1.0 - s * std::numbers::ln2;
-        while (positive > 0 &&
-               scale * static_cast<double>((positive - 1) * (positive - 1)) *
+        while (sign_change > 0 &&
+               scale * static_cast<double>((sign_change - 1) * (sign_change - 1)) *
                        std::numbers::ln2 >
                    rest) {
-            --positive;
+            --sign_change;
         }
-        const double above = plain[positive] * rest - scaled[positive];
-        const double all = plain[count] * rest - scaled[count];
-        sum += (j == 0 ? 1.0 : 2.0) * std::exp2(-s) * (2.0 * above - all);
+        const double positive =
+            prefix_plain[sign_change] * rest - prefix_scaled[sign_change];
+        const double whole = prefix_plain[count] * rest - prefix_scaled[count];
+        sum += (j == 0 ? 1.0 : 2.0) * std::exp2(-s) * (2.0 * positive - whole);
     }
     return sum;
 }
 
-double airy_value(double scaled_square) {
-    if (scaled_square == 0.0) return 1.0;  // as in single precision
-    if (scaled_square >= 2.0) return 0.0;
+// The pattern, squared, at t = scale * d^2: 1 at the centre, 0 from the third dark ring,
+// t = 2, on.
+double airy_value(double t) {
+    if (t == 0.0) return 1.0;  // what the polynomial gives in single precision
+    if (t >= 2.0) return 0.0;
     double value = 0.0;
     for (const double coefficient : AIRY_PATTERN) {
-        value = value * (scaled_square - 1.0) + coefficient;
+        value = value * (t - 1.0) + coefficient;
     }
     return value * value;
 }
 
-// How many pixels of the plane lie at each squared distance from one of them, up to
-// `radius`; only the distances that occur, nearest first.
+// Pixels that are equally far from the centre of a kernel, and so have one weight.
 struct ring {
     double squared_distance;
-    double pixels;
+    double pixels;  // how many
 };
+// All rings up to a distance of `radius` pixels, nearest first.
 std::vector<ring> rings_of(std::int32_t radius) {
     std::vector<std::int32_t> counts(
         static_cast<std::size_t>(radius) * static_cast<std::size_t>(radius) + 1);
@@ -146,7 +163,8 @@ double airy_sum(double scale, const std::vector<ring>& rings) {
     return sum;
 }
 
-// SHAPE of the kernels without an edge.
+// kernel_terms::shape of the kernels without an edge: the Gaussian is e^-(d / s)^2, the
+// Laplacian follows from d^2 / (2 * s^2), with s a sixth of the diameter.
 double shape_of(closed_form form, double diameter) {
     const double s = diameter / 6.0;
     if (form == closed_form::GAUSSIAN) return std::numbers::log2e / (s * s);
@@ -165,7 +183,7 @@ std::optional<closed_form> find_closed_form(const focusfall_interface& params,
             // with fewer sides the edge lies behind the centre
             if (params.polygon_side_count < 3) return std::nullopt;
             [[fallthrough]];
-        case DISK: return rim ? closed_form::RIM : closed_form::FLAT;
+        case DISK: return rim ? closed_form::EDGE_WITH_RIM : closed_form::EDGE;
         case GAUSSIAN: return closed_form::GAUSSIAN;
         case AIRY_DISK: return closed_form::AIRY;
         case LAPLACIAN: return closed_form::LAPLACIAN;
@@ -198,10 +216,11 @@ std::vector<kernel_terms> edged_terms(const focusfall_interface& params,
         const double radius_fourth = std::pow(radii[k], 4.0);
         const double sum =
             sums.inside + edge + rim * (sums.fourth_powers / radius_fourth + edge);
-        terms[k] = {static_cast<float>(radii[k]), static_cast<float>(1.0 / radius_fourth),
-                    static_cast<float>(1.0 / sum)};
+        terms[k] = {.shape = static_cast<float>(radii[k]),
+                    .inverse_fourth = static_cast<float>(1.0 / radius_fourth),
+                    .weight = static_cast<float>(1.0 / sum)};
     }
-    terms[0] = {0.0F, 0.0F, 1.0F};
+    terms[0] = {.weight = 1.0F};  // unblurred
     return terms;
 }
 
@@ -223,9 +242,15 @@ void fill_smooth_terms(const focusfall_interface& params, closed_form form,
             sum = airy_sum(shape, rings);
             reach = diameter * 0.5;
         }
-        terms[i] = {static_cast<float>(shape), static_cast<float>(reach),
-                    static_cast<float>(1.0 / sum)};
+        terms[i] = {.shape = static_cast<float>(shape),
+                    .reach = static_cast<float>(reach),
+                    .weight = static_cast<float>(1.0 / sum)};
         // unblurred; the Airy pattern ends within the pixel
-        if (k == 0) terms[i] = {form == closed_form::AIRY ? 1e6F : 0.0F, 0.5F, 1.0F};
+        if (k == 0)
+            terms[i] = {.shape = form == closed_form::AIRY ? 1e6F : 0.0F,
+                        .reach = 0.5F,
+                        .weight = 1.0F};
     }
 }
+
+}  // namespace gather

@@ -7,35 +7,45 @@
 
 #include "plugin/record/focusfall_interface.h"
 
-// How the weight at offset (dx, dy), distance d, follows from a source's planes. `e` is
-// the edge factor of the offset: 1 for the Disk, for the Polygon the distance of its edge
-// in that direction from its centre, as a part of its corners' distance.
+namespace gather {
+
+// How the weight of a source at offset (dx, dy) from it follows from its kernel_terms; d
+// is the distance in pixels. `e` is the edge factor of the direction: 1 for the Disk, for
+// the Polygon the distance of its edge from its centre, with the corners at 1.
 enum class closed_form {
-    FLAT,       // Disk, Polygon: clamp(SHAPE * e + 1 - d, 0, 1); SHAPE is the radius
-    RIM,        // with "Bad Bokeh": FLAT * (1 + rim * min(1, (d / e)^4 * SECOND));
-                // SECOND is 1 / radius^4
-    GAUSSIAN,   // 2^(-SHAPE * d^2); in all that follow SECOND is the reach
-    AIRY,       // the squared pattern at u^2 = AIRY_CENTRE * SHAPE * d^2
-    LAPLACIAN,  // 2^(-t) * (1 - t * ln 2), t = SHAPE * d^2
+    EDGE,           // Disk, Polygon: clamp(shape * e + 1 - d, 0, 1)
+    EDGE_WITH_RIM,  // with "Bad Bokeh": that * (1 + rim * min(1, (d / (shape * e))^4))
+    GAUSSIAN,       // 2^-t, t = shape * d^2
+    AIRY,           // the squared pattern at u^2 = AIRY_CENTRE * shape * d^2
+    LAPLACIAN,      // 2^-t * (1 - t * ln 2), t = shape * d^2
 };
 
-// One kernel of the table.
-struct kernel_terms {
-    float shape = 0.0F;
-    float second = 0.0F;
-    float weight = 0.0F;  // 1 / the sum of the values' magnitudes
-};
-
-// Whether SHAPE is the reach: how far from the source its weights end, at least.
+// Whether the kernels have an edge, `shape` pixels from the centre; they are never wider
+// than that and one more pixel.
 constexpr bool is_edged(closed_form form) {
-    return form == closed_form::FLAT || form == closed_form::RIM;
+    return form == closed_form::EDGE || form == closed_form::EDGE_WITH_RIM;
 }
 
-// What stands for a pixel without a source: it reaches nowhere and its weight is finite.
+// Whether the weights are products of a factor of dx and one of dy, within a square.
+constexpr bool has_factors(closed_form form) {
+    return form == closed_form::GAUSSIAN || form == closed_form::LAPLACIAN;
+}
+
+// What the formula needs of one kernel of the table. Four floats in this order: the
+// loader of the sources reads them as vectors.
+struct kernel_terms {
+    float shape = 0.0F;           // edged: radius in pixels; else the scale of d^2
+    float reach = 0.0F;           // pixels from which on the weights are 0; not for edges
+    float inverse_fourth = 0.0F;  // EDGE_WITH_RIM: 1 / radius^4
+    float weight = 0.0F;          // 1 / the sum of the magnitudes of the kernel's pixels
+};
+
+// The reach of a pixel without a source: below all others, and finite, so that its weight
+// is too.
 inline constexpr float NO_REACH = -1e30F;
 constexpr kernel_terms no_source(closed_form form) {
-    return is_edged(form) ? kernel_terms{NO_REACH, 0.0F, 0.0F}
-                          : kernel_terms{0.0F, NO_REACH, 0.0F};
+    return is_edged(form) ? kernel_terms{.shape = NO_REACH}
+                          : kernel_terms{.reach = NO_REACH};
 }
 
 // u^2 at the third dark ring of the Airy pattern, halved; u is the argument of its Bessel
@@ -53,12 +63,16 @@ inline constexpr double AIRY_PATTERN[] = {
 std::optional<closed_form> find_closed_form(const focusfall_interface& params,
                                             const Image* custom);
 
-// Distance of the Polygon's edge in the direction of (dx, dy), its corners being at 1.
+// The edge factor of direction (dx, dy) from the kernel's centre.
 double edge_factor(const focusfall_interface& params, std::int32_t dx, std::int32_t dy);
 
-// Of FLAT and RIM: entry k for the kernel of diameter k * 0.01 pixels, k = 0 .. last.
+// The terms of the edged forms: entry k is for the kernel of diameter k * 0.01 pixels,
+// k = 0 .. last. Throws std::bad_alloc. [render thread]
 std::vector<kernel_terms> edged_terms(const focusfall_interface& params,
                                       std::size_t last);
-// Of the other forms: the entries for kernels `first` on. [any thread]
+// The terms of the other forms, for the kernels from `first` on. Throws std::bad_alloc.
+// [any thread]
 void fill_smooth_terms(const focusfall_interface& params, closed_form form,
                        std::size_t first, std::span<kernel_terms> terms);
+
+}  // namespace gather

@@ -1,167 +1,149 @@
-// The gather, included once for each kind of vectors. No lasting include guard.
+// The way over the sources of one macro tile; included once for each kind of vectors.
+//
+// It is longer than a header should be: the loops from the macro tile down to the
+// register tile are read together.
 
-#if defined(FOCUSFALL_FAST_GATHER_INL_H_) == defined(HWY_TARGET_TOGGLE)
-#ifdef FOCUSFALL_FAST_GATHER_INL_H_
-#undef FOCUSFALL_FAST_GATHER_INL_H_
+#if defined(FOCUSFALL_GATHER_GATHER_INL_H_) == defined(HWY_TARGET_TOGGLE)
+#ifdef FOCUSFALL_GATHER_GATHER_INL_H_
+#undef FOCUSFALL_GATHER_GATHER_INL_H_
 #else
-#define FOCUSFALL_FAST_GATHER_INL_H_
+#define FOCUSFALL_GATHER_GATHER_INL_H_
 #endif
 
 #include <algorithm>
 
 #include <hwy/highway.h>
 
+#include "plugin/fast/gather/covered_offsets-inl.h"
+#include "plugin/fast/gather/falloff-inl.h"
 #include "plugin/fast/gather/gather.h"
-#include "plugin/fast/gather/hits-inl.h"
 #include "plugin/fast/gather/rules-inl.h"
+#include "plugin/fast/gather/sums-inl.h"
 #include "plugin/fast/gather/window-inl.h"
+#include "plugin/fast/gather/window_fill-inl.h"
 
 HWY_BEFORE_NAMESPACE();
+namespace gather {
 namespace HWY_NAMESPACE {
 namespace {
 
-// rows whose sums fit the registers: 32 with 512-bit vectors, else 16
-constexpr std::int32_t SUM_ROWS = LANES == TILE_COLUMNS ? TILE_ROWS : 2;
+// The output pixels that one call works on.
+struct macro_tile {
+    std::int32_t x;  // first pixel
+    std::int32_t y;
+    tile_sums* sums;          // of the register tiles, row by row
+    covered_offsets covered;  // of the present window and register tile
 
-// Adds the hits to SUM_ROWS rows of LANES columns, all sums in registers. A function of
-// its own, since only so the compiler keeps them there.
-template <std::int32_t QUANTITIES, class Rule>
-HWY_NOINLINE void add_weighted_hits(const Rule& rule, const tile_view& view,
-                                    const code_list& list, std::int32_t first_row,
-                                    std::int32_t column, tile_sums& sums) {
-    const vector_tag tag;
-    vector sum[SUM_ROWS][QUANTITIES];
-    for (std::int32_t row = 0; row < SUM_ROWS; ++row) {
-        for (std::int32_t q = 0; q < QUANTITIES; ++q) {
-            sum[row][q] = hn::Load(tag, sums.rows[first_row + row][q] + column);
-        }
+    // The sums of the register tile that begins `column` and `row` pixels further.
+    HWY_INLINE tile_sums& sums_at(std::int32_t column, std::int32_t row) const {
+        return sums[row / TILE_ROWS * TILES_ACROSS + column / TILE_COLUMNS];
     }
-    for (const std::int32_t code : list) {
-        const hit at_hit = {code, column};
-        const auto source = rule.load(view, at_hit);
-        vector quantity[QUANTITIES];
-        for (std::int32_t q = 0; q < QUANTITIES; ++q) {
-            quantity[q] = view.load(source_window::source(PLANE_OF_SUM[q]), at_hit);
-        }
-        for (std::int32_t row = 0; row < SUM_ROWS; ++row) {
-            const vector value = rule.weight(source, view, at_hit, first_row + row);
-            for (std::int32_t q = 0; q < QUANTITIES; ++q) {
-                sum[row][q] = hn::MulAdd(value, quantity[q], sum[row][q]);
-            }
-        }
-    }
-    for (std::int32_t row = 0; row < SUM_ROWS; ++row) {
-        for (std::int32_t q = 0; q < QUANTITIES; ++q) {
-            hn::Store(sum[row][q], tag, sums.rows[first_row + row][q] + column);
-        }
-    }
-}
+};
 
-// Adds the sums at the listed places to all rows of the tile alike.
-template <std::int32_t QUANTITIES>
-HWY_NOINLINE void add_full_hits(const tile_view& view, const code_list& places,
-                                tile_sums& sums) {
-    const vector_tag tag;
-    if (places.empty()) return;
-    for (std::int32_t column = 0; column < TILE_COLUMNS; column += LANES) {
-        vector sum[QUANTITIES];
-        for (std::int32_t q = 0; q < QUANTITIES; ++q) {
-            sum[q] = hn::Load(tag, sums.common[q] + column);
-        }
-        for (const std::int32_t place : places) {
-            for (std::int32_t q = 0; q < QUANTITIES; ++q) {
-                sum[q] = hn::Add(sum[q], view.load(q, {place, column}));
-            }
-        }
-        for (std::int32_t q = 0; q < QUANTITIES; ++q) {
-            hn::Store(sum[q], tag, sums.common[q] + column);
-        }
-    }
-}
-
-template <std::int32_t QUANTITIES, class Rule>
-HWY_INLINE void add_partial_hits(const Rule& rule, const tile_view& view,
-                                 const code_list& list, tile_sums& sums) {
-    if (list.empty()) return;
-    for (std::int32_t row = 0; row < TILE_ROWS; row += SUM_ROWS) {
-        for (std::int32_t column = 0; column < TILE_COLUMNS; column += LANES) {
-            add_weighted_hits<QUANTITIES>(rule, view, list, row, column, sums);
-        }
-    }
-}
-
-// Which of `count` pieces of `piece` pixels, one beside the other, lie no further from
-// `size` pixels at `start` than any source reaches.
 struct index_range {
     std::int32_t first;
     std::int32_t last;  // beyond the last
 };
+
+// Which of `count` pieces of `piece` pixels, side by side from 0 on, are no further from
+// the `size` pixels at `start` than any source reaches.
 HWY_INLINE index_range indices_near(const gather_frame& frame, std::int32_t start,
                                     std::int32_t size, std::int32_t piece,
                                     std::int32_t count) {
     const std::int32_t reach = frame.offsets->reach + 1;
-    return {std::max(0, start - reach) / piece,
-            std::min(count, (start + size + reach) / piece + 1)};
+    return {.first = std::max(0, start - reach) / piece,
+            .last = std::min(count, (start + size + reach) / piece + 1)};
 }
 HWY_INLINE index_range block_rows_near(const gather_frame& frame, std::int32_t y) {
     return indices_near(frame, y, MACRO_ROWS, BLOCK_ROWS, frame.blocks->rows);
 }
 
-// The columns of blocks in block row `row` with sources of a layer that may reach the
-// macro tile, as a range of columns of pixels; empty when there is none.
+// Pixels from the `a_size` pixels at `a` to the nearest of the `b_size` at `b`; 0 where
+// they overlap.
+HWY_INLINE std::int32_t gap_between(std::int32_t a, std::int32_t a_size, std::int32_t b,
+                                    std::int32_t b_size) {
+    return std::max({0, b - (a + a_size - 1), a - (b + b_size - 1)});
+}
+
+// Columns of pixels, from the first to the last block of a row of blocks that may reach
+// the macro tile; empty when none does.
 struct column_range {
-    std::int32_t first;
-    std::int32_t last;  // beyond the last
-    float reach;        // the largest of the blocks
-    bool opaque;        // all blocks are
+    std::int32_t first = 0;
+    std::int32_t last = 0;  // beyond the last
+    float reach = 0.0F;     // the largest of the blocks, pixels
+    bool opaque = true;     // all blocks are
 };
+// Blocks without sources of the group do not count.
 column_range columns_that_reach(const gather_frame& frame, std::int32_t block_row,
-                                std::int32_t layer, std::int32_t x, std::int32_t y) {
-    const auto gap = [](std::int32_t a, std::int32_t a_size, std::int32_t b,
-                        std::int32_t b_size) {
-        return std::max({0, b - (a + a_size - 1), a - (b + b_size - 1)});
-    };
-    column_range range = {0, 0, 0.0F, true};
+                                std::int32_t group, std::int32_t x, std::int32_t y) {
+    column_range range;
     const block_grid::block* blocks = frame.blocks->row(block_row);
-    const std::int32_t dy = gap(y, MACRO_ROWS, block_row * BLOCK_ROWS, BLOCK_ROWS);
+    const std::int32_t dy =
+        gap_between(y, MACRO_ROWS, block_row * BLOCK_ROWS, BLOCK_ROWS);
     const index_range near =
         indices_near(frame, x, MACRO_COLUMNS, BLOCK_COLUMNS, frame.blocks->columns);
-    for (std::int32_t block = near.first; block < near.last; ++block) {
+    for (std::int32_t i = near.first; i < near.last; ++i) {
         const std::int32_t dx =
-            gap(x, MACRO_COLUMNS, block * BLOCK_COLUMNS, BLOCK_COLUMNS);
+            gap_between(x, MACRO_COLUMNS, i * BLOCK_COLUMNS, BLOCK_COLUMNS);
         const auto distance = static_cast<float>(std::max(dx, dy));
-        const float reach = std::min(blocks[block].reach, frame.blocks->layers.to(layer));
-        if (!blocks[block].has(layer) || !(distance < reach + 1.0F)) continue;
-        if (range.last == 0) range.first = block * BLOCK_COLUMNS;
-        range.opaque = range.opaque && blocks[block].opaque;
-        range.last = (block + 1) * BLOCK_COLUMNS;
+        const float reach = std::min(blocks[i].reach, frame.blocks->groups.to(group));
+        if (!blocks[i].has(group) || !(distance < reach + 1.0F)) continue;
+        if (range.last == 0) range.first = i * BLOCK_COLUMNS;
+        range.opaque = range.opaque && blocks[i].opaque;
+        range.last = (i + 1) * BLOCK_COLUMNS;
         range.reach = std::max(range.reach, reach);
     }
     return range;
 }
 
-// Adds the sources of a block, which the window is about, to the macro tile at (x, y).
-template <std::int32_t QUANTITIES, class Rule>
-HWY_INLINE void add_block(const Rule& rule, const gather_frame& frame,
-                          const source_window& window, std::int32_t x, std::int32_t y,
-                          hit_lists& lists, tile_sums* sums) {
-    std::int32_t half[MACRO_ROWS / TILE_ROWS];
+// Sets the window to the sources of a group in a row of blocks that may reach the macro
+// tile, and prepares what all register tiles need of them; false when there are none.
+template <std::int32_t COUNT>
+HWY_INLINE bool open_window(const gather_frame& frame, const macro_tile& tile,
+                            std::int32_t block_row, std::int32_t group,
+                            source_window& window) {
+    const column_range range =
+        columns_that_reach(frame, block_row, group, tile.x, tile.y);
+    if (range.last <= range.first) return false;
+    const auto reach = static_cast<std::int32_t>(range.reach) + 1;
+    const std::int32_t columns = frame.offsets->columns;
+    window.first_column = std::max(range.first - TILE_COLUMNS, tile.x - columns);
+    window.last_column =
+        std::min(range.last, tile.x + MACRO_COLUMNS + columns + TILE_COLUMNS);
+    window.first_row = std::max(block_row * BLOCK_ROWS, tile.y - reach);
+    window.rows = std::min({(block_row + 1) * BLOCK_ROWS, frame.planes->height(),
+                            tile.y + MACRO_ROWS + reach}) -
+                  window.first_row;
+    // each step reads what those before it filled
+    copy_sources<COUNT>(frame, group, window);
+    fill_rows<COUNT>(frame, window);
+    join_all_rows<COUNT>(window);
+    if (has_factors(frame.form)) fill_column_factors(frame, window);
+    return true;
+}
+
+// Adds the sources of the window to all register tiles.
+template <std::int32_t COUNT, class Rule>
+HWY_INLINE void add_window(const Rule& rule, const gather_frame& frame,
+                           const source_window& window, macro_tile& tile) {
+    std::int32_t half[MACRO_ROWS / TILE_ROWS];  // of each row of register tiles
     for (std::int32_t row = 0; row < MACRO_ROWS; row += TILE_ROWS) {
         half[row / TILE_ROWS] =
-            half_chord(frame.form, window, window.first_row - (y + row));
+            half_chord(frame.form, window, window.first_row - (tile.y + row));
     }
     const auto add_to_tile = [&](std::int32_t column, std::int32_t row) HWY_ATTR {
         if (half[row / TILE_ROWS] < 0) return;
-        const std::int32_t dy = window.first_row - (y + row);
-        const tile_view view = look_at(window, *frame.offsets, x + column, dy);
-        tile_sums& tile = sums[row / TILE_ROWS * TILES_ACROSS + column / TILE_COLUMNS];
-        find_hits(frame, window, view, half[row / TILE_ROWS], x + column, lists);
-        add_full_hits<QUANTITIES>(view, lists.full, tile);
-        add_partial_hits<QUANTITIES>(rule, view, lists.partial, tile);
+        const std::int32_t x = tile.x + column;
+        const std::int32_t dy = window.first_row - (tile.y + row);
+        const tile_view view = view_from(window, *frame.offsets, x, dy);
+        find_covered(frame, window, view, half[row / TILE_ROWS], x, tile.covered);
+        tile_sums& sums = tile.sums_at(column, row);
+        add_fully_covered<COUNT>(view, tile.covered.fully_covered, sums);
+        add_partly_covered<COUNT>(rule, view, tile.covered.partly_covered, sums);
     };
     if (has_factors(frame.form)) {
         for (std::int32_t row = 0; row < MACRO_ROWS; row += TILE_ROWS) {
-            fill_row_factors(frame, window, window.first_row - (y + row));
+            fill_row_factors(frame, window, window.first_row - (tile.y + row));
             for (std::int32_t column = 0; column < MACRO_COLUMNS; column += TILE_COLUMNS)
                 add_to_tile(column, row);
         }
@@ -174,54 +156,36 @@ HWY_INLINE void add_block(const Rule& rule, const gather_frame& frame,
     }
 }
 
-// Adds the sources of a layer in a row of blocks to the macro tile.
-template <std::int32_t QUANTITIES, class Rule>
-HWY_INLINE void add_layer(const Rule& rule, const gather_frame& frame,
-                          source_window& window, std::int32_t block_row,
-                          std::int32_t layer, std::int32_t x, std::int32_t y,
-                          hit_lists& lists, tile_sums* sums) {
-    const column_range range = columns_that_reach(frame, block_row, layer, x, y);
-    if (range.last <= range.first) return;
-    const auto reach = static_cast<std::int32_t>(range.reach) + 1;
-    const std::int32_t columns = frame.offsets->columns;
-    window.first_column = std::max(range.first - TILE_COLUMNS, x - columns);
-    window.last_column = std::min(range.last, x + MACRO_COLUMNS + columns + TILE_COLUMNS);
-    window.first_row = std::max(block_row * BLOCK_ROWS, y - reach);
-    window.rows = std::min({(block_row + 1) * BLOCK_ROWS, frame.planes->height(),
-                            y + MACRO_ROWS + reach}) -
-                  window.first_row;
-    copy_sources<QUANTITIES>(frame, layer, window);
-    fill_window<QUANTITIES>(frame, window);
-    fill_block<QUANTITIES>(window);
-    if (has_factors(frame.form)) fill_column_factors(frame, window);
-    add_block<QUANTITIES>(rule, frame, window, x, y, lists, sums);
-}
-
-template <std::int32_t QUANTITIES, class Rule>
+// Adds all sources to the macro tile, window by window.
+template <std::int32_t COUNT, class Rule>
 void gather_with(const Rule& rule, const gather_frame& frame, source_window& window,
-                 std::int32_t x, std::int32_t y, tile_sums* sums) {
-    hit_lists lists(BLOCK_ROWS * (2 * frame.offsets->columns + TILE_COLUMNS));
-    const index_range near = block_rows_near(frame, y);
+                 macro_tile& tile) {
+    const index_range near = block_rows_near(frame, tile.y);
     for (std::int32_t row = near.first; row < near.last; ++row) {
-        for (std::int32_t layer = 0; layer < frame.blocks->layers.count; ++layer) {
-            add_layer<QUANTITIES>(rule, frame, window, row, layer, x, y, lists, sums);
+        for (std::int32_t group = 0; group < frame.blocks->groups.count; ++group) {
+            if (open_window<COUNT>(frame, tile, row, group, window))
+                add_window<COUNT>(rule, frame, window, tile);
         }
     }
 }
 
-template <std::int32_t QUANTITIES>
-void gather_quantities(const gather_frame& frame, std::int32_t x, std::int32_t y,
-                       tile_sums* sums) {
+// Adds the first COUNT quantities of all sources, by the rule of the closed form.
+template <std::int32_t COUNT>
+void gather_count(const gather_frame& frame, std::int32_t x, std::int32_t y,
+                  tile_sums* sums) {
     const offset_table& offsets = *frame.offsets;
     const window_storage storage(frame, x);
     source_window window = storage.window();
-    const auto with = [&](const auto& rule) HWY_ATTR {
-        gather_with<QUANTITIES>(rule, frame, window, x, y, sums);
-    };
-    const flat_rule flat = {offsets};
+    macro_tile tile = {.x = x,
+                       .y = y,
+                       .sums = sums,
+                       .covered = covered_offsets(2 * offsets.columns + TILE_COLUMNS)};
+    const auto with = [&](const auto& rule)
+                          HWY_ATTR { gather_with<COUNT>(rule, frame, window, tile); };
+    const edge_rule edge = {offsets};
     switch (frame.form) {
-        case closed_form::FLAT: return with(flat);
-        case closed_form::RIM: return with(rim_rule{flat, frame.rim});
+        case closed_form::EDGE: return with(edge);
+        case closed_form::EDGE_WITH_RIM: return with(edge_with_rim_rule{edge, frame.rim});
         case closed_form::GAUSSIAN: return with(gaussian_rule{});
         case closed_form::LAPLACIAN:
             return with(laplacian_rule{window.second_column_factors});
@@ -234,26 +198,29 @@ bool is_opaque(const gather_frame& frame, std::int32_t x, std::int32_t y) {
     bool opaque = true;
     const index_range near = block_rows_near(frame, y);
     for (std::int32_t row = near.first; row < near.last; ++row) {
-        for (std::int32_t layer = 0; layer < frame.blocks->layers.count; ++layer) {
-            opaque = opaque && columns_that_reach(frame, row, layer, x, y).opaque;
+        for (std::int32_t group = 0; group < frame.blocks->groups.count; ++group) {
+            opaque = opaque && columns_that_reach(frame, row, group, x, y).opaque;
         }
     }
     return opaque;
 }
 
-void gather(const gather_frame& frame, std::int32_t x, std::int32_t y, tile_sums* sums) {
-    if (!is_opaque(frame, x, y)) return gather_quantities<SUMS>(frame, x, y, sums);
-    gather_quantities<SUM_ALPHA>(frame, x, y, sums);
+// Does what gather_macro_tile promises.
+void gather_quantities(const gather_frame& frame, std::int32_t x, std::int32_t y,
+                       tile_sums* sums) {
+    if (!is_opaque(frame, x, y)) return gather_count<QUANTITIES>(frame, x, y, sums);
+    gather_count<WITHOUT_ALPHA>(frame, x, y, sums);
     for (std::int32_t i = 0; i < MACRO_TILES; ++i) {
         for (auto& row : sums[i].rows) {
-            std::copy_n(row[SUM_WEIGHT], TILE_COLUMNS, row[SUM_ALPHA]);
+            std::copy_n(row[WEIGHT], TILE_COLUMNS, row[ALPHA]);
         }
-        std::copy_n(sums[i].common[SUM_WEIGHT], TILE_COLUMNS, sums[i].common[SUM_ALPHA]);
+        std::copy_n(sums[i].common[WEIGHT], TILE_COLUMNS, sums[i].common[ALPHA]);
     }
 }
 
 }  // namespace
 }  // namespace HWY_NAMESPACE
+}  // namespace gather
 HWY_AFTER_NAMESPACE();
 
 #endif

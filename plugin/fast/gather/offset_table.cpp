@@ -4,23 +4,64 @@
 #include <cmath>
 #include <limits>
 
+#include "plugin/fast/gather/tiling.h"
+
+namespace gather {
+
 namespace {
 
-// The reach from which on a source at that offset matters.
-float nearest_reach(closed_form form, double d, double e, std::int32_t dx,
-                    std::int32_t dy) {
-    if (is_edged(form)) return static_cast<float>((d - 1.0) / e);
-    if (form == closed_form::AIRY) return static_cast<float>(d);
-    return static_cast<float>(std::max(std::abs(dx), std::abs(dy)));
+constexpr float NEVER = std::numeric_limits<float>::infinity();
+
+// Tiles by which a row is longer than the macro tile and the reach on both sides. A
+// window may begin and end up to a tile further out, and vectors read two tiles past its
+// end; the rest makes rows an odd number of cache lines long, so that they spread over
+// all sets of the cache.
+constexpr std::int32_t PADDING_TILES = 7;
+static_assert((MACRO_COLUMNS / TILE_COLUMNS + PADDING_TILES) % 2 == 1);
+
+struct table_entry {
+    float edge_factor = 1.0F;
+    float edge_start = 0.0F;
+    float fourth_power = 0.0F;
+    float squared_distance = 0.0F;
+    float miss = 0.0F;   // a source with a reach up to this has no weight here
+    float full = NEVER;  // one with at least this reach has weight 1
+};
+
+// The values for one output pixel and a source at (dx, dy) from it.
+table_entry entry_for(const focusfall_interface& params, closed_form form,
+                      std::int32_t dx, std::int32_t dy) {
+    const double square = static_cast<double>(dx) * dx + static_cast<double>(dy) * dy;
+    const double d = std::sqrt(square);
+    if (form == closed_form::AIRY) {
+        return {.squared_distance = static_cast<float>(square),
+                .miss = static_cast<float>(d)};
+    }
+    if (!is_edged(form)) {
+        // kernels that fill their square
+        return {.miss = static_cast<float>(std::max(std::abs(dx), std::abs(dy)))};
+    }
+    // the kernel lies around the source, which sees the pixel in the opposite direction
+    const double e = edge_factor(params, -dx, -dy);
+    table_entry entry = {.edge_factor = static_cast<float>(e),
+                         .edge_start = static_cast<float>(1.0 - d),
+                         .miss = static_cast<float>((d - 1.0) / e)};
+    if (form == closed_form::EDGE) {
+        entry.full = static_cast<float>(d / e);
+    } else {
+        entry.fourth_power = static_cast<float>(std::pow(d / e, 4.0));
+    }
+    return entry;
 }
 
-// Each entry with those that lie `step` apart from there on, `count` in all, as far as
-// there are so many.
+// result[i] = pick over entries[i], entries[i + step], ... (`count` of them, those
+// outside the table left out).
 template <class Pick>
 aligned_floats over_rows(const aligned_floats& entries, std::ptrdiff_t step,
                          std::int32_t count, Pick pick) {
     const auto size = static_cast<std::ptrdiff_t>(entries.size());
-    aligned_floats result = entries;
+    aligned_floats result(entries.size(), 0.0F);
+    std::copy_n(entries.data(), entries.size(), result.data());
     for (std::int32_t row = 1; row < count; ++row) {
         const std::ptrdiff_t shift = row * step;
         for (std::ptrdiff_t i = std::max<std::ptrdiff_t>(0, -shift);
@@ -36,37 +77,40 @@ aligned_floats over_rows(const aligned_floats& entries, std::ptrdiff_t step,
 offset_table::offset_table(const focusfall_interface& params, closed_form form,
                            std::int32_t largest_reach)
     : reach(largest_reach),
-      columns((largest_reach + TILE_COLUMNS - 1) / TILE_COLUMNS * TILE_COLUMNS),
+      columns(pieces(largest_reach, TILE_COLUMNS) * TILE_COLUMNS),
       rows(largest_reach + 2 * (TILE_ROWS + BLOCK_ROWS)),
-      // what vectors touch beside the columns too; an odd number of cache lines
-      stride(MACRO_COLUMNS + 2 * columns + 7 * TILE_COLUMNS) {
+      stride(MACRO_COLUMNS + 2 * columns + PADDING_TILES * TILE_COLUMNS) {
     const auto size =
         static_cast<std::size_t>(stride) * static_cast<std::size_t>(2 * rows + 1);
-    factor.resize(size);
-    start.resize(size);
-    fourth.resize(form == closed_form::RIM ? size : 0);
-    aligned_floats own_miss(size);
-    aligned_floats own_full(size, std::numeric_limits<float>::infinity());
+    const bool edged = is_edged(form);
+    const bool rim = form == closed_form::EDGE_WITH_RIM;
+    const bool airy = form == closed_form::AIRY;
+    edge_factor = aligned_floats(edged ? size : 0, 0.0F);
+    edge_start = aligned_floats(edged ? size : 0, 0.0F);
+    fourth_power = aligned_floats(rim ? size : 0, 0.0F);
+    squared_distance = aligned_floats(airy ? size : 0, 0.0F);
+    aligned_floats entry_miss(size, 0.0F);
+    aligned_floats entry_full(size, NEVER);
     for (std::int32_t dy = -rows; dy <= rows; ++dy) {
         for (std::int32_t dx = -columns; dx < columns + TILE_COLUMNS; ++dx) {
+            const table_entry entry = entry_for(params, form, dx, dy);
             const auto i = static_cast<std::size_t>(index(dx, dy));
-            const double square =
-                static_cast<double>(dx) * dx + static_cast<double>(dy) * dy;
-            const double d = std::sqrt(square);
-            // the kernel lies around the source: it is seen the other way
-            const double e = is_edged(form) ? edge_factor(params, -dx, -dy) : 1.0;
-            factor[i] = static_cast<float>(is_edged(form) ? e : square);
-            start[i] = static_cast<float>(1.0 - d);
-            own_miss[i] = nearest_reach(form, d, e, dx, dy);
-            if (form == closed_form::FLAT) own_full[i] = static_cast<float>(d / e);
-            if (form == closed_form::RIM)
-                fourth[i] = static_cast<float>(std::pow(d / e, 4.0));
+            if (edged) {
+                edge_factor[i] = entry.edge_factor;
+                edge_start[i] = entry.edge_start;
+            }
+            if (rim) fourth_power[i] = entry.fourth_power;
+            if (airy) squared_distance[i] = entry.squared_distance;
+            entry_miss[i] = entry.miss;
+            entry_full[i] = entry.full;
         }
     }
 
-    // the nearest and the farthest of the rows of a tile, then of those of a block too
-    miss = over_rows(own_miss, -stride, TILE_ROWS, std::ranges::min);
-    full = over_rows(own_full, -stride, TILE_ROWS, std::ranges::max);
+    // the bounds of single pixels, widened to the rows of a tile, then of a block too
+    miss = over_rows(entry_miss, -stride, TILE_ROWS, std::ranges::min);
+    full = over_rows(entry_full, -stride, TILE_ROWS, std::ranges::max);
     block_miss = over_rows(miss, stride, BLOCK_ROWS, std::ranges::min);
     block_full = over_rows(full, stride, BLOCK_ROWS, std::ranges::max);
 }
+
+}  // namespace gather

@@ -1,148 +1,127 @@
-// How much a source weighs at an offset, one rule a closed form; included once for each
-// kind of vectors. Here too is how the gather sees a block of sources.
+// How much a source weighs at an offset, one rule for each closed form; included once for
+// each kind of vectors.
 //
-// A rule has load, for what is the same in all rows of a tile, and weight.
+// A rule has `load`, for what is the same in all rows of a tile, and `weight`, which
+// gives the weights of LANES sources in one row of the tile before they are divided by
+// the sum of their kernels.
 
-#if defined(FOCUSFALL_FAST_RULES_INL_H_) == defined(HWY_TARGET_TOGGLE)
-#ifdef FOCUSFALL_FAST_RULES_INL_H_
-#undef FOCUSFALL_FAST_RULES_INL_H_
+#if defined(FOCUSFALL_GATHER_RULES_INL_H_) == defined(HWY_TARGET_TOGGLE)
+#ifdef FOCUSFALL_GATHER_RULES_INL_H_
+#undef FOCUSFALL_GATHER_RULES_INL_H_
 #else
-#define FOCUSFALL_FAST_RULES_INL_H_
+#define FOCUSFALL_GATHER_RULES_INL_H_
 #endif
 
-#include <cstdlib>
+#include <cstddef>
+#include <cstdint>
 #include <iterator>
 
 #include <hwy/highway.h>
 
 #include "plugin/fast/gather/gather.h"
+#include "plugin/fast/gather/vectors-inl.h"
 #include "plugin/fast/gather/window-inl.h"
 
 HWY_BEFORE_NAMESPACE();
+namespace gather {
 namespace HWY_NAMESPACE {
 namespace {
 
-// A source beside a register tile.
-struct hit {
-    std::int32_t code;    // its row in the block * the window's row stride + its dx
-    std::int32_t column;  // of the output pixel in the tile
-};
-
-// A block of source rows as a register tile sees it: where the data for dx 0, the block's
-// first row and the tile's first column and row lie.
-struct tile_view {
-    const float* window;          // first part
-    const float* column_factors;  // MACRO_COLUMNS from dx to dx
-    std::ptrdiff_t offset;        // in the offset table
-    std::ptrdiff_t part_stride;   // of the window
-
-    HWY_INLINE vector load(std::int32_t part, const hit& h) const {
-        return hn::LoadU(vector_tag(), window + part * part_stride + h.code + h.column);
-    }
-    HWY_INLINE const float* at_column_factor(const hit& h) const {
-        return column_factors + std::ptrdiff_t{h.code} * MACRO_COLUMNS + h.column;
-    }
-    // In the table, seen from a row of the tile.
-    HWY_INLINE std::ptrdiff_t at_offset(const hit& h, const offset_table& offsets,
-                                        std::int32_t row) const {
-        return offset + h.code - row * std::ptrdiff_t{offsets.stride};
-    }
-};
-
-// What needs SHAPE alone, and the offset.
-struct shape_rule {
+// Disk and Polygon: 1 up to the edge, then a ramp one pixel wide.
+struct edge_rule {
     const offset_table& offsets;
 
-    using source = vector;
-    HWY_INLINE source load(const tile_view& view, const hit& h) const {
-        return view.load(source_window::source(source_planes::SHAPE), h);
+    using source = vector;  // radius, pixels
+    HWY_INLINE source load(const tile_view& view, const lane_step& step) const {
+        return view.load(source_planes::SHAPE, step);
     }
-};
-
-// Disk and Polygon.
-struct flat_rule : shape_rule {
-    HWY_INLINE vector weight(source radius, const tile_view& view, const hit& h,
+    HWY_INLINE vector weight(source radius, const tile_view& view, const lane_step& step,
                              std::int32_t row) const {
         const vector_tag tag;
-        const std::ptrdiff_t i = view.at_offset(h, offsets, row);
-        const vector value = hn::MulAdd(radius, hn::Set(tag, offsets.factor.data()[i]),
-                                        hn::Set(tag, offsets.start.data()[i]));
+        const std::ptrdiff_t i = view.at_table(step, offsets, row);
+        const vector value =
+            hn::MulAdd(radius, hn::Set(tag, offsets.edge_factor.data()[i]),
+                       hn::Set(tag, offsets.edge_start.data()[i]));
         return hn::Min(hn::Max(value, hn::Zero(tag)), hn::Set(tag, 1.0F));
     }
 };
 
-// The same, brighter towards the rim.
-struct rim_rule {
-    flat_rule flat;
+// The same, brighter towards the edge.
+struct edge_with_rim_rule {
+    edge_rule edge;
     float rim;
 
     struct source {
-        flat_rule::source flat;
-        vector fourth_power;  // of 1 / radius
+        edge_rule::source radius;
+        vector inverse_fourth;  // 1 / radius^4
     };
-    HWY_INLINE source load(const tile_view& view, const hit& h) const {
-        return {flat.load(view, h),
-                view.load(source_window::source(source_planes::SECOND), h)};
+    HWY_INLINE source load(const tile_view& view, const lane_step& step) const {
+        return {edge.load(view, step), view.load(source_planes::INVERSE_FOURTH, step)};
     }
-    HWY_INLINE vector weight(const source& s, const tile_view& view, const hit& h,
-                             std::int32_t row) const {
+    HWY_INLINE vector weight(const source& s, const tile_view& view,
+                             const lane_step& step, std::int32_t row) const {
         const vector_tag tag;
-        const std::ptrdiff_t i = view.at_offset(h, flat.offsets, row);
-        const vector coverage = flat.weight(s.flat, view, h, row);
-        const vector distance =
-            hn::Mul(s.fourth_power, hn::Set(tag, flat.offsets.fourth.data()[i]));
+        const std::ptrdiff_t i = view.at_table(step, edge.offsets, row);
+        const vector coverage = edge.weight(s.radius, view, step, row);
+        // (d / (radius * e))^4, 1 at the edge
+        const vector fourth =
+            hn::Mul(s.inverse_fourth, hn::Set(tag, edge.offsets.fourth_power.data()[i]));
         const vector boost =
-            hn::Mul(hn::Min(distance, hn::Set(tag, 1.0F)), hn::Set(tag, rim));
+            hn::Mul(hn::Min(fourth, hn::Set(tag, 1.0F)), hn::Set(tag, rim));
         return hn::MulAdd(coverage, boost, coverage);
     }
 };
 
-// A product of a factor of the column and one of the row.
+// 2^-tx * 2^-ty
 struct gaussian_rule {
-    struct source {
-        vector column_factor;
-    };
-    HWY_INLINE source load(const tile_view& view, const hit& h) const {
-        const float* factor = view.at_column_factor(h);
-        return {hn::LoadU(vector_tag(), factor)};
+    using source = vector;  // column factor
+    HWY_INLINE source load(const tile_view& view, const lane_step& step) const {
+        return hn::LoadU(vector_tag(), view.at_column_factor(step));
     }
-    HWY_INLINE vector weight(const source& s, const tile_view& view, const hit& h,
+    HWY_INLINE vector weight(source factor, const tile_view& view, const lane_step& step,
                              std::int32_t row) const {
-        return hn::Mul(s.column_factor, view.load(source_window::ROW_FACTORS + row, h));
+        return hn::Mul(factor, view.load(source_window::ROW_FACTORS + row, step));
     }
 };
 
-// 2^-(tx + ty) * (1 - (tx + ty) * ln 2) as a sum of two such products. The second factors
-// lie behind all the first ones.
+// 2^-(tx + ty) * (1 - (tx + ty) * ln 2), as a sum of two products of a column factor and
+// a row factor: 2^-tx * (2^-ty * (1 - ty * ln 2)) + (2^-tx * tx * ln 2) * -2^-ty.
 struct laplacian_rule {
-    std::ptrdiff_t second_column_factors;
+    std::ptrdiff_t second_column_factors;  // floats from the first ones
 
     struct source {
-        vector column_factor;
-        vector scaled_factor;
+        vector factor;
+        vector second_factor;
     };
-    HWY_INLINE source load(const tile_view& view, const hit& h) const {
-        const float* factor = view.at_column_factor(h);
+    HWY_INLINE source load(const tile_view& view, const lane_step& step) const {
+        const float* factor = view.at_column_factor(step);
         return {hn::LoadU(vector_tag(), factor),
                 hn::LoadU(vector_tag(), factor + second_column_factors)};
     }
-    HWY_INLINE vector weight(const source& s, const tile_view& view, const hit& h,
-                             std::int32_t row) const {
-        return hn::MulAdd(s.column_factor, view.load(source_window::ROW_FACTORS + row, h),
-                          hn::Mul(s.scaled_factor,
-                                  view.load(source_window::SECOND_ROW_FACTORS + row, h)));
+    HWY_INLINE vector weight(const source& s, const tile_view& view,
+                             const lane_step& step, std::int32_t row) const {
+        return hn::MulAdd(
+            s.factor, view.load(source_window::ROW_FACTORS + row, step),
+            hn::Mul(s.second_factor,
+                    view.load(source_window::SECOND_ROW_FACTORS + row, step)));
     }
 };
 
-// The squared polynomial; beyond its end, where it is 0, it is not followed.
-struct airy_rule : shape_rule {
-    HWY_INLINE vector weight(source shape, const tile_view& view, const hit& h,
+// The squared pattern as a polynomial; beyond its end, where it is 0, it is not followed.
+struct airy_rule {
+    const offset_table& offsets;
+
+    using source = vector;  // shape
+    HWY_INLINE source load(const tile_view& view, const lane_step& step) const {
+        return view.load(source_planes::SHAPE, step);
+    }
+    HWY_INLINE vector weight(source shape, const tile_view& view, const lane_step& step,
                              std::int32_t row) const {
         const vector_tag tag;
-        const std::ptrdiff_t i = view.at_offset(h, offsets, row);
+        const std::ptrdiff_t i = view.at_table(step, offsets, row);
         const vector one = hn::Set(tag, 1.0F);
-        const vector t =
-            hn::Min(hn::MulSub(shape, hn::Set(tag, offsets.factor.data()[i]), one), one);
+        const vector square = hn::Set(tag, offsets.squared_distance.data()[i]);
+        const vector t = hn::Min(hn::MulSub(shape, square, one), one);
         vector value = hn::Set(tag, static_cast<float>(AIRY_PATTERN[0]));
         for (std::size_t power = 1; power < std::size(AIRY_PATTERN); ++power) {
             const auto coefficient = static_cast<float>(AIRY_PATTERN[power]);
@@ -154,6 +133,7 @@ struct airy_rule : shape_rule {
 
 }  // namespace
 }  // namespace HWY_NAMESPACE
+}  // namespace gather
 HWY_AFTER_NAMESPACE();
 
 #endif

@@ -1,0 +1,134 @@
+// The factors whose products are the weights of GAUSSIAN and LAPLACIAN; included once for
+// each kind of vectors.
+//
+// Both follow from 2^-t with t = SHAPE * (dx^2 + dy^2), which is 2^-tx * 2^-ty with
+// tx = SHAPE * dx^2 and ty = SHAPE * dy^2. The factors of dx are made once for the
+// columns of a macro tile, those of dy once for a row of its register tiles.
+
+#if defined(FOCUSFALL_GATHER_FALLOFF_INL_H_) == defined(HWY_TARGET_TOGGLE)
+#ifdef FOCUSFALL_GATHER_FALLOFF_INL_H_
+#undef FOCUSFALL_GATHER_FALLOFF_INL_H_
+#else
+#define FOCUSFALL_GATHER_FALLOFF_INL_H_
+#endif
+
+#include <algorithm>
+#include <cstdlib>
+
+#include <hwy/highway.h>
+
+#include "plugin/fast/gather/gather.h"
+#include "plugin/fast/gather/vectors-inl.h"
+#include "plugin/fast/gather/window-inl.h"
+
+HWY_BEFORE_NAMESPACE();
+namespace gather {
+namespace HWY_NAMESPACE {
+namespace {
+
+constexpr float LN_2 = 0.693147181F;
+
+// 2^x for x from -63 to 0, and 0 below that, where weights are lost in any sum. The part
+// beside whole powers is a minimax polynomial with a relative error of at most 2e-9.
+HWY_INLINE vector power_of_2(vector x) {
+    const vector_tag tag;
+    const auto whole = hn::NearestInt(x);
+    const vector rest = hn::Sub(x, hn::ConvertTo(tag, whole));
+    vector value = hn::Set(tag, 0.000154614447F);
+    for (const float coefficient : {0.001340042818F, 0.009618056679F, 0.05550327227F,
+                                    0.2402265092F, 0.6931472067F, 1.0F}) {
+        value = hn::MulAdd(value, rest, hn::Set(tag, coefficient));
+    }
+    // the whole power is added to the exponent of the floats
+    const integer_tag integer;
+    const vector scaled =
+        hn::BitCast(tag, hn::Add(hn::BitCast(integer, value), hn::ShiftLeft<23>(whole)));
+    return hn::IfThenElseZero(hn::Ge(x, hn::Set(tag, -63.0F)), scaled);
+}
+
+// 2^-t with t = shape * distance^2, and 0 for a distance, in pixels, that is not below
+// the reach. Gives t too.
+HWY_INLINE vector falloff(const float* shape, const float* reach, std::int32_t distance,
+                          vector& t) {
+    const vector_tag tag;
+    const auto square = static_cast<float>(distance * distance);
+    t = hn::Mul(hn::LoadU(tag, shape), hn::Set(tag, square));
+    const auto inside = hn::Gt(hn::LoadU(tag, reach),
+                               hn::Set(tag, static_cast<float>(std::abs(distance))));
+    return hn::IfThenElseZero(inside, power_of_2(hn::Neg(t)));
+}
+
+// Fills the factors of a row of the window for offset `dx`: 2^-tx, and for LAPLACIAN
+// behind it 2^-tx * tx * ln 2. One for each column of the macro tile.
+HWY_INLINE void fill_column_factors_at(const gather_frame& frame,
+                                       const source_window& window, std::int32_t row,
+                                       std::int32_t dx) {
+    const vector_tag tag;
+    const float* shape = window.at(row, source_planes::SHAPE);
+    const float* reach = window.at(row, source_planes::REACH);
+    const source_offset offset = row * window.row_stride + dx;
+    float* factor = window.column_factors + std::ptrdiff_t{offset} * MACRO_COLUMNS;
+    for (std::int32_t x = 0; x < MACRO_COLUMNS; x += LANES) {
+        const std::int32_t source = window.macro_column - window.first_column + x + dx;
+        if (source < 0 || source >= window.columns() + TILE_COLUMNS) continue;
+        vector t;
+        const vector value = falloff(shape + source, reach + source, dx, t);
+        hn::StoreU(value, tag, factor + x);
+        if (frame.form == closed_form::GAUSSIAN) continue;
+        const vector natural = hn::Mul(t, hn::Set(tag, LN_2));
+        hn::StoreU(hn::Mul(value, natural), tag,
+                   factor + window.second_column_factors + x);
+    }
+}
+
+// Fills the column factors of the window, for all dx that its sources reach.
+HWY_NOINLINE void fill_column_factors(const gather_frame& frame,
+                                      const source_window& window) {
+    for (std::int32_t row = 0; row < window.rows; ++row) {
+        // NO_REACH, for a row without sources, is no number of columns
+        if (window.row_reach[row] < 0.0F) continue;
+        const auto half = static_cast<std::int32_t>(window.row_reach[row]);
+        for (std::int32_t dx = -half; dx <= half; ++dx) {
+            fill_column_factors_at(frame, window, row, dx);
+        }
+    }
+}
+
+// Fills the row factors of the window for the register tiles that begin `dy` rows above
+// it: 2^-ty, or for LAPLACIAN 2^-ty * (1 - ty * ln 2) and -2^-ty, with ty of each of a
+// tile's rows.
+HWY_NOINLINE void fill_row_factors(const gather_frame& frame, const source_window& window,
+                                   std::int32_t dy) {
+    const vector_tag tag;
+    const std::int32_t count = window.columns() + TILE_COLUMNS;
+    for (std::int32_t row = 0; row < window.rows; ++row) {
+        // rows from this one to the nearest of the tiles
+        const std::int32_t gap = std::max({0, -dy - row, dy + row - (TILE_ROWS - 1)});
+        if (static_cast<float>(gap) > window.row_reach[row]) continue;
+        const float* shape = window.at(row, source_planes::SHAPE);
+        const float* reach = window.at(row, source_planes::REACH);
+        for (std::int32_t j = 0; j < TILE_ROWS; ++j) {
+            float* factor = window.at(row, source_window::ROW_FACTORS + j);
+            float* second = window.at(row, source_window::SECOND_ROW_FACTORS + j);
+            for (std::int32_t x = 0; x < count; x += LANES) {
+                vector t;
+                const vector value = falloff(shape + x, reach + x, dy + row - j, t);
+                if (frame.form == closed_form::GAUSSIAN) {
+                    hn::StoreU(value, tag, factor + x);
+                    continue;
+                }
+                const vector slope =
+                    hn::NegMulAdd(t, hn::Set(tag, LN_2), hn::Set(tag, 1.0F));
+                hn::StoreU(hn::Mul(value, slope), tag, factor + x);
+                hn::StoreU(hn::Neg(value), tag, second + x);
+            }
+        }
+    }
+}
+
+}  // namespace
+}  // namespace HWY_NAMESPACE
+}  // namespace gather
+HWY_AFTER_NAMESPACE();
+
+#endif

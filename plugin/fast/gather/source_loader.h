@@ -1,0 +1,40 @@
+#pragma once
+// Turns pixels into sources.
+
+#include <cstddef>
+#include <cstdint>
+
+#include "plugin/fast/gather/gather.h"
+
+namespace gather {
+
+// Pixels side by side, at most BLOCK_COLUMNS and all of one block.
+struct source_run {
+    std::int32_t x;  // the first pixel
+    std::int32_t y;
+    std::int32_t columns;
+    const float* pixels;     // of the colour image
+    std::ptrdiff_t stride;   // floats from pixel to pixel
+    const float* distances;  // millimetres, BLOCK_COLUMNS of them
+};
+
+// What is the same for all sources of a frame; borrowed, and constant meanwhile, but for
+// the rows of the planes that are filled.
+struct source_loader {
+    closed_form form;
+    const kernel_terms* terms;  // by index in the kernel table
+    std::int32_t last;          // that table's last index; 0: nothing is blurred by depth
+    float focus_depth;          // millimetres
+    float max_coc;              // largest blur diameter, pixels
+    float kernel_step;          // blur diameter from kernel to kernel, pixels
+    bool keep_transparent;      // pixels with an alpha of 0 are sources
+    reach_groups groups;
+    source_planes* planes;
+
+    // Stores the sources of the run in the planes and widens what is known of their block
+    // by them. Bit i of the result is set when pixel i is a source whose colour is not
+    // finite; it is not stored. [one thread a row, and a block]
+    std::uint64_t load(const source_run& run, block_grid::block& block) const;
+};
+
+}  // namespace gather
