@@ -245,11 +245,8 @@ void fill_smooth_terms(const focusfall_interface& params, closed_form form,
         terms[i] = {.shape = static_cast<float>(shape),
                     .reach = static_cast<float>(reach),
                     .weight = static_cast<float>(1.0 / sum)};
-        // unblurred; the Airy pattern ends within the pixel
-        if (k == 0)
-            terms[i] = {.shape = form == closed_form::AIRY ? 1e6F : 0.0F,
-                        .reach = 0.5F,
-                        .weight = 1.0F};
+        // unblurred: all weight in the pixel itself
+        if (k == 0) terms[i] = {.shape = 0.0F, .reach = 0.5F, .weight = 1.0F};
     }
 }
 

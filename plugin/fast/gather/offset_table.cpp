@@ -23,6 +23,7 @@ struct table_entry {
     float edge_factor = 1.0F;
     float edge_start = 0.0F;
     float fourth_power = 0.0F;
+    float distance = 0.0F;
     float squared_distance = 0.0F;
     float miss = 0.0F;   // a source with a reach up to this has no weight here
     float full = NEVER;  // one with at least this reach has weight 1
@@ -34,7 +35,8 @@ table_entry entry_for(const focusfall_interface& params, closed_form form,
     const double square = static_cast<double>(dx) * dx + static_cast<double>(dy) * dy;
     const double d = std::sqrt(square);
     if (form == closed_form::AIRY) {
-        return {.squared_distance = static_cast<float>(square),
+        return {.distance = static_cast<float>(d),
+                .squared_distance = static_cast<float>(square),
                 .miss = static_cast<float>(d)};
     }
     if (!is_edged(form)) {
@@ -88,6 +90,7 @@ offset_table::offset_table(const focusfall_interface& params, closed_form form,
     edge_factor = aligned_floats(edged ? size : 0, 0.0F);
     edge_start = aligned_floats(edged ? size : 0, 0.0F);
     fourth_power = aligned_floats(rim ? size : 0, 0.0F);
+    distance = aligned_floats(airy ? size : 0, 0.0F);
     squared_distance = aligned_floats(airy ? size : 0, 0.0F);
     aligned_floats entry_miss(size, 0.0F);
     aligned_floats entry_full(size, NEVER);
@@ -100,7 +103,10 @@ offset_table::offset_table(const focusfall_interface& params, closed_form form,
                 edge_start[i] = entry.edge_start;
             }
             if (rim) fourth_power[i] = entry.fourth_power;
-            if (airy) squared_distance[i] = entry.squared_distance;
+            if (airy) {
+                distance[i] = entry.distance;
+                squared_distance[i] = entry.squared_distance;
+            }
             entry_miss[i] = entry.miss;
             entry_full[i] = entry.full;
         }

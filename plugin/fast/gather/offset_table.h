@@ -33,6 +33,7 @@ struct offset_table {
     aligned_floats edge_factor;       // EDGE, EDGE_WITH_RIM: e
     aligned_floats edge_start;        // EDGE, EDGE_WITH_RIM: 1 - d
     aligned_floats fourth_power;      // EDGE_WITH_RIM: (d / e)^4
+    aligned_floats distance;          // AIRY: d
     aligned_floats squared_distance;  // AIRY: d^2
 
     // Bounds for a source and the rows of a register tile, which see it at dy, dy - 1,

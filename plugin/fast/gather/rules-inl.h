@@ -107,27 +107,34 @@ struct laplacian_rule {
     }
 };
 
-// The squared pattern as a polynomial; beyond its end, where it is 0, it is not followed.
+// The squared pattern as a polynomial, which holds up to the third dark ring. From there
+// on the weight is exactly 0: however small, it would show beside a bright light.
 struct airy_rule {
     const offset_table& offsets;
 
-    using source = vector;  // shape
+    struct source {
+        vector shape;
+        vector reach;  // pixels to the third dark ring
+    };
     HWY_INLINE source load(const tile_view& view, const lane_step& step) const {
-        return view.load(source_planes::SHAPE, step);
+        return {view.load(source_planes::SHAPE, step),
+                view.load(source_planes::REACH, step)};
     }
-    HWY_INLINE vector weight(source shape, const tile_view& view, const lane_step& step,
-                             std::int32_t row) const {
+    HWY_INLINE vector weight(const source& s, const tile_view& view,
+                             const lane_step& step, std::int32_t row) const {
         const vector_tag tag;
         const std::ptrdiff_t i = view.at_table(step, offsets, row);
-        const vector one = hn::Set(tag, 1.0F);
-        const vector square = hn::Set(tag, offsets.squared_distance.data()[i]);
-        const vector t = hn::Min(hn::MulSub(shape, square, one), one);
+        // -1 at the centre, 1 at the ring
+        const vector t =
+            hn::MulSub(s.shape, hn::Set(tag, offsets.squared_distance.data()[i]),
+                       hn::Set(tag, 1.0F));
         vector value = hn::Set(tag, static_cast<float>(AIRY_PATTERN[0]));
         for (std::size_t power = 1; power < std::size(AIRY_PATTERN); ++power) {
             const auto coefficient = static_cast<float>(AIRY_PATTERN[power]);
             value = hn::MulAdd(value, t, hn::Set(tag, coefficient));
         }
-        return hn::Mul(value, value);
+        const auto inside = hn::Gt(s.reach, hn::Set(tag, offsets.distance.data()[i]));
+        return hn::IfThenElseZero(inside, hn::Mul(value, value));
     }
 };
 

@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <bit>
 #include <cmath>
 #include <limits>
@@ -131,6 +132,27 @@ TEST_F(FocusfallFast, MakesThePictureOfTheReferenceToolFarOutOfFocus) {
         settings["FocusPosition"] = settings["Normalize"] = 1;
         settings["BadBokeh"] = 0;
         compare_with_reference(input, settings);
+    }
+}
+
+// However little a kernel has beyond its end, a light as bright as this one shows it.
+TEST_F(FocusfallFast, EndsWhereTheReferenceToolEnds) {
+    for (int style = 0; style < 5; ++style) {
+        for (const double blur : {4.0, 9.7, 20.0}) {
+            SCOPED_TRACE(testing::Message() << "style " << style << ", blur " << blur);
+            picture input = blank(120, 60, 6);
+            const float light[] = {1e9F, 1e9F, 1e9F, 1.0F, 1.0F, 0.0F};
+            std::ranges::copy(light, &input.at(50, 30, 0));
+            controls settings = random_settings(random_, style, input, blur);
+            settings["FocusPosition"] = settings["Normalize"] = 0;
+            const picture expected = reference_.render(input, nullptr, settings);
+            const picture result = fast_.render(input, nullptr, settings);
+            for (std::size_t i = 0; i < expected.values.size(); ++i) {
+                EXPECT_EQ(result.values[i] == 0.0F, expected.values[i] == 0.0F)
+                    << result.values[i] << " and " << expected.values[i]
+                    << " at component " << i % 6 << " of pixel " << i / 6;
+            }
+        }
     }
 }
 
