@@ -9,17 +9,6 @@ namespace focusfall {
 
 namespace {
 
-struct channel_name {
-    std::string layer;
-    std::string last;  // behind the last dot
-};
-
-channel_name split(const std::string& name) {
-    const std::size_t dot = name.rfind('.');
-    if (dot == std::string::npos) return {"", name};
-    return {name.substr(0, dot), name.substr(dot + 1)};
-}
-
 std::string part_name(const OIIO::ImageSpec& spec) {
     return spec.get_string_attribute("oiio:subimagename");
 }
@@ -48,43 +37,36 @@ bool is_called(const picture& file, const color_channels& color,
            name == part_name(spec) || name == view(spec);
 }
 
-std::optional<std::size_t> find_channel(const OIIO::ImageSpec& spec,
-                                        const std::string& layer, const char* last) {
-    const std::string name = layer.empty() ? last : layer + "." + last;
-    const auto found = std::ranges::find(spec.channelnames, name);
-    if (found == spec.channelnames.end()) return std::nullopt;
-    return static_cast<std::size_t>(found - spec.channelnames.begin());
-}
-
 // Every layer of every part that has red, green and blue, in the order of the file.
 std::vector<color_channels> color_layers(const picture& file) {
     std::vector<color_channels> layers;
     for (std::size_t part = 0; part < file.size(); ++part) {
         const OIIO::ImageSpec& spec = file[part].spec;
         for (const std::string& name : spec.channelnames) {
-            const auto [layer, last] = split(name);
+            const auto [layer, last] = split_name(name);
             if (last != "R") continue;
-            const auto red = find_channel(spec, layer, "R");
-            const auto green = find_channel(spec, layer, "G");
-            const auto blue = find_channel(spec, layer, "B");
+            const auto red = find_channel(spec, {layer, "R"});
+            const auto green = find_channel(spec, {layer, "G"});
+            const auto blue = find_channel(spec, {layer, "B"});
             if (!green || !blue) continue;
             layers.push_back(
-                {part, layer, *red, *green, *blue, find_channel(spec, layer, "A")});
+                {part, layer, *red, *green, *blue, find_channel(spec, {layer, "A"})});
         }
     }
     return layers;
 }
 
-// A lone Y, or a single channel of whatever name that is not depth.
+// Every Y, and the only channel of a part, whatever its name, unless it is depth or
+// alpha.
 std::vector<color_channels> grey_layers(const picture& file) {
     std::vector<color_channels> layers;
     for (std::size_t part = 0; part < file.size(); ++part) {
         const OIIO::ImageSpec& spec = file[part].spec;
         for (std::size_t i = 0; i < spec.channelnames.size(); ++i) {
-            const auto [layer, last] = split(spec.channelnames[i]);
+            const auto [layer, last] = split_name(spec.channelnames[i]);
             const bool lone = spec.nchannels == 1 && last != "Z" && last != "A";
             if (last != "Y" && !lone) continue;
-            layers.push_back({part, layer, i, i, i, find_channel(spec, layer, "A")});
+            layers.push_back({part, layer, i, i, i, find_channel(spec, {layer, "A"})});
         }
     }
     return layers;
@@ -138,6 +120,19 @@ std::optional<channel_place> named_channel(const picture& file, const std::strin
 
 }  // namespace
 
+channel_name split_name(const std::string& name) {
+    const std::size_t dot = name.rfind('.');
+    if (dot == std::string::npos) return {"", name};
+    return {name.substr(0, dot), name.substr(dot + 1)};
+}
+
+std::optional<std::size_t> find_channel(const OIIO::ImageSpec& spec,
+                                        const channel_name& name) {
+    const auto found = std::ranges::find(spec.channelnames, name.full());
+    if (found == spec.channelnames.end()) return std::nullopt;
+    return static_cast<std::size_t>(found - spec.channelnames.begin());
+}
+
 color_channels choose_color(const picture& file, const std::string& layer) {
     const std::vector<color_channels> all = color_layers(file);
     std::vector<color_channels> found = all.empty() ? grey_layers(file) : all;
@@ -172,13 +167,13 @@ std::optional<channel_place> choose_depth(const picture& file,
     // beside the colour
     const OIIO::ImageSpec& spec = file[color.part].spec;
     for (const char* last : {"Z", "depth.Z", "Depth.Z"}) {
-        if (const auto z = find_channel(spec, color.layer, last)) {
+        if (const auto z = find_channel(spec, {color.layer, last})) {
             return channel_place{color.part, *z};
         }
     }
     // of the same view, else anywhere
     const auto is_z = [](const std::string& channel) {
-        return split(channel).last == "Z";
+        return split_name(channel).is_depth();
     };
     if (file.size() > 1 && !view(spec).empty()) {
         const auto found =

@@ -1,14 +1,30 @@
 #pragma once
-// Which channels of a file are its colour and its depth.
+// Which channels of a file are its colour and its depth. Only headers count: the parts of
+// the files need no pixels.
 
 #include <cstddef>
 #include <optional>
 #include <string>
 #include <vector>
 
-#include "pipeline/pictures/picture_file.h"
+#include "pipeline/pictures/picture.h"
 
 namespace focusfall {
+
+// A channel's name in its two halves: "left.R" is the channel R of the layer "left".
+struct channel_name {
+    std::string layer;  // what stands before the last dot; may be empty
+    std::string last;
+
+    bool is_depth() const { return last == "Z"; }
+    std::string full() const { return layer.empty() ? last : layer + "." + last; }
+};
+
+channel_name split_name(const std::string& name);
+
+// The channel of that name, where the part has it.
+std::optional<std::size_t> find_channel(const OIIO::ImageSpec& spec,
+                                        const channel_name& name);
 
 // One channel of one part.
 struct channel_place {
@@ -21,7 +37,7 @@ struct channel_place {
 // Red, green, blue and alpha of one part. A grey picture has one channel for all colours.
 struct color_channels {
     std::size_t part = 0;
-    std::string layer;  // what stands before the last dot of the names; may be empty
+    std::string layer;  // of all their names; may be empty
     std::size_t red = 0;
     std::size_t green = 0;
     std::size_t blue = 0;
@@ -30,9 +46,9 @@ struct color_channels {
     bool is_grey() const { return red == green; }
 };
 
-// The colour: the part, view or layer called `layer`, or when that is empty the one that
-// is plain. Throws host_error, without the file's name, that lists the choices when there
-// are several or none.
+// The colour: the part, view or layer called `layer`, or when that is empty the only one,
+// or the only one without a layer. Throws host_error, without the file's name, that lists
+// the choices when there are several or none.
 color_channels choose_color(const picture& file, const std::string& layer);
 
 // The depth: the channel called `name`, perhaps with its part or view before a dot, or
@@ -48,7 +64,8 @@ std::vector<channel_place> other_channels(const picture& file,
                                           const color_channels& color,
                                           const std::optional<channel_place>& depth);
 
-// Their names with commas between, each with its part's where there are several parts.
+// The names of channels with commas between, each with its part's where there are several
+// parts.
 std::string listed_channels(const picture& file,
                             const std::vector<channel_place>& channels);
 

@@ -72,12 +72,12 @@ void check_channels(header_reader& header) {
 }
 
 // The library takes memory for many lines as soon as it opens a file.
-void check_line(header_reader& header, std::uint64_t most_bytes) {
+void check_line(header_reader& header, std::uint64_t max_bytes) {
     const std::int64_t left = header.number();
     header.number();
     const std::int64_t width = header.number() - left + 1;
     header.number();
-    if (width > 0 && static_cast<std::uint64_t>(width) > most_bytes / SMALLEST_PIXEL) {
+    if (width > 0 && static_cast<std::uint64_t>(width) > max_bytes / SMALLEST_PIXEL) {
         header.fail("has lines of " + std::to_string(width) +
                     " pixels, which is more than the memory holds");
     }
@@ -85,7 +85,7 @@ void check_line(header_reader& header, std::uint64_t most_bytes) {
 
 // Looks at one attribute, whose name was read.
 void check_attribute(header_reader& header, const std::string& name,
-                     std::int64_t file_bytes, std::uint64_t most_bytes) {
+                     std::int64_t file_bytes, std::uint64_t max_bytes) {
     const std::string type = header.text();
     const std::int64_t length = header.number();
     const std::int64_t end = header.position() + length;
@@ -94,7 +94,7 @@ void check_attribute(header_reader& header, const std::string& name,
         if (type == "chlist") {
             check_channels(header);
         } else if (name == "dataWindow" && type == "box2i") {
-            check_line(header, most_bytes);
+            check_line(header, max_bytes);
         } else {
             header.skip(fixed == fixed_lengths().end() ? length : fixed->second);
         }
@@ -105,7 +105,7 @@ void check_attribute(header_reader& header, const std::string& name,
 
 }  // namespace
 
-void check_openexr_header(const std::filesystem::path& file, std::uint64_t most_bytes) {
+void check_openexr_header(const std::filesystem::path& file, std::uint64_t max_bytes) {
     header_reader header(file);
     if (header.number() != MAGIC) return;
     const bool several_parts = (header.number() & SEVERAL_PARTS) != 0;
@@ -113,7 +113,7 @@ void check_openexr_header(const std::filesystem::path& file, std::uint64_t most_
     std::string name = header.text();
     do {
         for (; !name.empty(); name = header.text()) {
-            check_attribute(header, name, file_bytes, most_bytes);
+            check_attribute(header, name, file_bytes, max_bytes);
         }
         name = header.text();
     } while (several_parts && !name.empty());

@@ -8,8 +8,8 @@
 namespace focusfall {
 
 // Throws headless::host_error that names the file, for channels of an unknown type, for
-// attributes whose length is not true and for lines of more than `most_bytes`. Whatever
+// attributes whose length is not true and for lines of more than `max_bytes`. Whatever
 // else may be wrong, other formats too, is left to the library.
-void check_openexr_header(const std::filesystem::path& file, std::uint64_t most_bytes);
+void check_openexr_header(const std::filesystem::path& file, std::uint64_t max_bytes);
 
 }  // namespace focusfall

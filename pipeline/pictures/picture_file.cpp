@@ -11,8 +11,9 @@
 #include <OpenImageIO/filesystem.h>
 
 #include "host/control.h"
-#include "pipeline/pictures/host_images.h"
 #include "pipeline/pictures/openexr_header.h"
+#include "pipeline/pictures/picture_format.h"
+#include "pipeline/pictures/window.h"
 #include "pipeline/process/output_file.h"
 
 namespace focusfall {
@@ -33,7 +34,7 @@ void expect_regular_file(const fs::path& file) {
     const fs::file_status status = fs::status(file, error);
     if (!fs::exists(status)) fail(file, "there is no such file");
     if (fs::is_directory(status)) fail(file, "is a folder, not a picture");
-    if (!fs::is_regular_file(status)) fail(file, "is no regular file");
+    if (!fs::is_regular_file(status)) fail(file, "is not a regular file");
 }
 
 // Bytes of all pixels, or the largest number when they are more than that.
@@ -44,15 +45,15 @@ std::uint64_t pixel_bytes(const OIIO::ImageSpec& spec) {
                : bytes;
 }
 
-// Refuses what is no flat picture or lies beyond all sense, before memory is taken.
+// Refuses deep or empty pictures and windows beyond all sense, before memory is taken.
 void check_header(const OIIO::ImageSpec& spec, const fs::path& file,
-                  std::uint64_t most_bytes) {
+                  std::uint64_t max_bytes) {
     if (spec.deep) {
         fail(file,
              "holds deep samples; flatten it first, as by oiiotool IN --flatten -o OUT");
     }
     if (spec.width < 1 || spec.height < 1 || spec.depth > 1 || spec.nchannels < 1) {
-        fail(file, "holds no flat picture");
+        fail(file, "does not hold a flat picture");
     }
     // within these bounds coordinates can be added to one another
     constexpr std::int64_t FARTHEST = 1 << 29;
@@ -61,7 +62,7 @@ void check_header(const OIIO::ImageSpec& spec, const fs::path& file,
     if (common(both, bounds) != both) {
         fail(file, "is " + shown(both) + ", which is too large or too far away");
     }
-    if (pixel_bytes(spec) > most_bytes) {
+    if (pixel_bytes(spec) > max_bytes) {
         fail(file, "is " + shown(both) + " with " + std::to_string(spec.nchannels) +
                        " channels, which is more than the memory holds");
     }
@@ -112,64 +113,15 @@ class checked_writer final : public OIIO::Filesystem::IOProxy {
     int error_ = 0;
 };
 
-std::unique_ptr<OIIO::ImageOutput> writer_for(const fs::path& file) {
-    auto output = OIIO::ImageOutput::create(file.string());
-    if (!output) {
-        OIIO::geterror();
-        fail(file, "no picture format has this ending; try .exr, .png, .tif or .jpg");
+// Opens the output for part `part` of all parts.
+bool open_part(OIIO::ImageOutput& output, const std::string& name,
+               const std::vector<OIIO::ImageSpec>& specs, std::size_t part) {
+    if (part > 0) {
+        return output.open(name, specs[part], OIIO::ImageOutput::AppendSubimage);
     }
-    return output;
-}
-
-bool holds_floats(const OIIO::ImageOutput& output) {
-    const std::string format = output.format_name();
-    return format == "openexr" || format == "tiff" || format == "hdr";
-}
-
-// Formats whose whole numbers may have 16 bits.
-bool holds_words(const OIIO::ImageOutput& output) {
-    const std::string format = output.format_name();
-    return format == "png" || format == "tiff" || format == "dpx" || format == "pnm" ||
-           format == "sgi" || format == "jpeg2000";
-}
-
-constexpr Image::Component STORED_ORDER[] = {Image::RED, Image::GREEN, Image::BLUE,
-                                             Image::ALPHA, Image::Z};
-
-void write_encoded(const Image& image, const fs::path& file, TypeDesc type) {
-    const int channels = holds_alpha(file) ? 4 : 3;
-    OIIO::ImageSpec spec(image.Width(), image.Height(), channels, type);
-    spec.attribute("oiio:UnassociatedAlpha", 1);
-    spec.attribute("oiio:ColorSpace", "sRGB");
-
-    const window area{0, 0, image.Width(), image.Height()};
-    const Owned<Image> encoded = cropped(image, area, area);
-    encode_image(*encoded, color_encoding::srgb(), channels == 4);
-    bound_image(*encoded);
-    picture parts;
-    parts.push_back(empty_part(std::move(spec)));
-    for (std::size_t i = 0; i < static_cast<std::size_t>(channels); ++i) {
-        store_component(*encoded, STORED_ORDER[i], parts[0], i);
-    }
-    write_picture(parts, file);
-}
-
-void write_linear(const Image& image, const fs::path& file, TypeDesc type) {
-    const bool with_z = holds_named_channels(file);
-    const int channels = with_z ? 5 : holds_alpha(file) ? 4 : 3;
-    OIIO::ImageSpec spec(image.Width(), image.Height(), channels, type);
-    if (with_z) {
-        spec.channelnames = {"R", "G", "B", "A", "Z"};
-        spec.channelformats.assign(4, type);
-        spec.channelformats.push_back(TypeDesc::FLOAT);
-        spec.z_channel = 4;
-    }
-    picture parts;
-    parts.push_back(empty_part(std::move(spec)));
-    for (std::size_t i = 0; i < static_cast<std::size_t>(channels); ++i) {
-        store_component(image, STORED_ORDER[i], parts[0], i);
-    }
-    write_picture(parts, file);
+    // formats without parts refuse even a list of one
+    if (specs.size() == 1) return output.open(name, specs[0]);
+    return output.open(name, static_cast<int>(specs.size()), specs.data());
 }
 
 // False when the library finds a fault, which it keeps.
@@ -178,55 +130,58 @@ bool write_parts(OIIO::ImageOutput& output, const picture& parts,
     std::vector<OIIO::ImageSpec> specs;
     for (const picture_part& part : parts) specs.push_back(part.spec);
     for (std::size_t i = 0; i < parts.size(); ++i) {
-        const bool opened =
-            i > 0 ? output.open(name, specs[i], OIIO::ImageOutput::AppendSubimage)
-            : specs.size() > 1
-                ? output.open(name, static_cast<int>(specs.size()), specs.data())
-                : output.open(name, specs[0]);
+        if (!open_part(output, name, specs, i)) return false;
+        // unknown: each channel has a type of its own
         const TypeDesc type = specs[i].channelformats.empty()
                                   ? specs[i].format
                                   : TypeDesc(TypeDesc::UNKNOWN);
-        if (!opened || !output.write_image(type, parts[i].pixels.get())) return false;
+        if (!output.write_image(type, parts[i].pixels.get())) return false;
     }
     return true;
 }
 
 }  // namespace
 
-picture_part empty_part(OIIO::ImageSpec spec) {
-    const std::size_t bytes = spec.image_bytes(true);
-    return {std::move(spec), std::make_unique_for_overwrite<std::byte[]>(bytes)};
-}
-
-picture read_picture(const fs::path& file, std::uint64_t most_bytes,
-                     const std::function<void(const picture&)>& look) {
-    expect_regular_file(file);
+picture_reader::picture_reader(fs::path file, std::uint64_t max_bytes)
+    : file_(std::move(file)) {
+    expect_regular_file(file_);
     OIIO::ImageSpec config;
     config.attribute("oiio:UnassociatedAlpha", 1);  // multiplied once colours are linear
     // by its name: else each of many readers would try what one of them refuses
-    const auto input = OIIO::ImageInput::create(file.string());
-    if (!input) fail(file, OIIO::geterror());
-    const bool is_openexr = std::string(input->format_name()) == "openexr";
-    if (is_openexr) check_openexr_header(file, most_bytes);
+    input_ = OIIO::ImageInput::create(file_.string());
+    if (!input_) fail(file_, OIIO::geterror());
+    const bool is_openexr = std::string(input_->format_name()) == "openexr";
+    if (is_openexr) check_openexr_header(file_, max_bytes);
     OIIO::ImageSpec first;
-    if (!input->open(file.string(), first, config)) fail(file, input->geterror());
-
-    picture parts;
+    if (!input_->open(file_.string(), first, config)) fail(file_, input_->geterror());
     do {
-        check_header(input->spec(), file, most_bytes);
-        most_bytes -= pixel_bytes(input->spec());
-        parts.push_back({input->spec(), nullptr});
-    } while (is_openexr && input->seek_subimage(static_cast<int>(parts.size()), 0));
-    if (look) look(parts);
+        check_header(input_->spec(), file_, max_bytes);
+        max_bytes -= pixel_bytes(input_->spec());
+        specs_.push_back(input_->spec());
+    } while (is_openexr && input_->seek_subimage(static_cast<int>(specs_.size()), 0));
+}
 
-    for (std::size_t i = 0; i < parts.size(); ++i) {
-        parts[i] = empty_part(std::move(parts[i].spec));
-        if (!input->read_image(static_cast<int>(i), 0, 0, parts[i].spec.nchannels,
-                               TypeDesc::UNKNOWN, parts[i].pixels.get())) {
-            fail(file, input->geterror());
+picture picture_reader::headers() const {
+    picture parts;
+    for (const OIIO::ImageSpec& spec : specs_) parts.push_back({spec, nullptr});
+    return parts;
+}
+
+picture picture_reader::read() {
+    picture parts;
+    for (std::size_t i = 0; i < specs_.size(); ++i) {
+        parts.push_back(empty_part(specs_[i]));
+        if (!input_->read_image(static_cast<int>(i), 0, 0, specs_[i].nchannels,
+                                TypeDesc::UNKNOWN, parts[i].pixels.get())) {
+            fail(file_, input_->geterror());
         }
     }
+    input_.reset();
     return parts;
+}
+
+picture read_picture(const fs::path& file, std::uint64_t max_bytes) {
+    return picture_reader(file, max_bytes).read();
 }
 
 void write_picture(const picture& parts, const fs::path& file) {
@@ -242,39 +197,10 @@ void write_picture(const picture& parts, const fs::path& file) {
     const bool closed = output->close();
     if (writer.error_number() != 0) {
         fail(file,
-             std::string("can not be written: ") + std::strerror(writer.error_number()));
+             std::string("cannot be written: ") + std::strerror(writer.error_number()));
     }
     if (!written || !closed) fail(file, output->geterror());
     target.commit();
-}
-
-bool holds_named_channels(const fs::path& file) {
-    const auto output = writer_for(file);
-    return output->supports("channelformats") > 0 && output->supports("nchannels") > 0;
-}
-
-bool holds_alpha(const fs::path& file) {
-    const auto output = writer_for(file);
-    return output->supports("alpha") > 0 && std::string(output->format_name()) != "hdr";
-}
-
-TypeDesc stored_type(const fs::path& file, TypeDesc type) {
-    const auto output = writer_for(file);
-    if (holds_floats(*output)) return type;
-    return type.size() == 1 || !holds_words(*output) ? TypeDesc::UINT8 : TypeDesc::UINT16;
-}
-
-void write_image(const Image& image, const fs::path& file, TypeDesc type) {
-    const TypeDesc stored = stored_type(file, type);
-    if (stored.is_floating_point()) {
-        write_linear(image, file, stored);
-    } else {
-        write_encoded(image, file, stored);
-    }
-}
-
-void write_preview(const Image& image, const fs::path& file) {
-    write_encoded(image, file, TypeDesc::UINT8);
 }
 
 }  // namespace focusfall

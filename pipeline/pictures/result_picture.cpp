@@ -4,6 +4,8 @@
 #include <cstring>
 #include <utility>
 
+#include "pipeline/pictures/host_image.h"
+
 namespace focusfall {
 
 namespace {
@@ -16,7 +18,8 @@ TypeDesc color_type(const input_picture& input, const output_choices& choices) {
         static_cast<int>(input.color.red));
 }
 
-// Floats as they are; half where it holds all that the whole numbers tell apart.
+// The floating-point type of an output: the input's own, else half for whole numbers of 8
+// bits, all of which it holds exactly, and float for larger ones.
 TypeDesc float_type(TypeDesc type) {
     if (type == TypeDesc::HALF || type == TypeDesc::FLOAT) return type;
     return type.size() == 1 ? TypeDesc::HALF : TypeDesc::FLOAT;
@@ -40,16 +43,15 @@ void set_type(OIIO::ImageSpec& spec, std::size_t channel, TypeDesc type) {
     spec.channelformats[channel] = type;
 }
 
-std::size_t add_channel(OIIO::ImageSpec& spec, const std::string& layer, const char* last,
-                        TypeDesc type) {
-    spec.channelnames.push_back(layer.empty() ? last : layer + "." + last);
+std::size_t add_channel(OIIO::ImageSpec& spec, const channel_name& name, TypeDesc type) {
+    spec.channelnames.push_back(name.full());
     if (!spec.channelformats.empty()) spec.channelformats.push_back(type);
     ++spec.nchannels;
     set_type(spec, spec.channelnames.size() - 1, type);
     return spec.channelnames.size() - 1;
 }
 
-// What only describes how the input was stored must not steer how the output is.
+// Removes what describes the input's file alone: the writer would follow it.
 void forget_storage(OIIO::ImageSpec& spec) {
     for (const char* name : {"textureformat", "openexr:levelmode", "openexr:roundingmode",
                              "openexr:chunkCount", "oiio:subimages"}) {
@@ -57,8 +59,9 @@ void forget_storage(OIIO::ImageSpec& spec) {
     }
 }
 
-// Copies the pixels that both parts hold; the first channels of `to` are those of `from`,
-// perhaps of another type, which is not copied then.
+// Copies the pixels that both data windows hold, of all channels of `from`, which are the
+// first ones of `to` as well. A channel whose type differs is left out: the tool makes
+// it.
 void copy_channels(const picture_part& from, picture_part& to) {
     const window source = data_window(from.spec);
     const window target = data_window(to.spec);
@@ -88,7 +91,7 @@ void copy_channels(const picture_part& from, picture_part& to) {
 }
 
 // A copy of `part` with the header `spec`, which may have more channels and another data
-// window; what is new is zero.
+// window; new channels and pixels are zero.
 picture_part changed_part(const picture_part& part, OIIO::ImageSpec spec) {
     picture_part changed = empty_part(std::move(spec));
     std::memset(changed.pixels.get(), 0, changed.spec.image_bytes(true));
@@ -109,13 +112,12 @@ std::optional<channel_place> depth_target(const input_picture& input) {
     if (input.depth) {
         const OIIO::ImageSpec& spec = input.file[input.depth->part].spec;
         const std::string& name = spec.channelnames[input.depth->channel];
-        if (name == "Z" || name.ends_with(".Z")) return input.depth;
+        if (split_name(name).is_depth()) return input.depth;
     }
-    const std::string& layer = input.color.layer;
-    const auto& names = input.file[input.color.part].spec.channelnames;
-    const auto z = std::ranges::find(names, layer.empty() ? "Z" : layer + ".Z");
-    if (z == names.end()) return std::nullopt;
-    return channel_place{input.color.part, static_cast<std::size_t>(z - names.begin())};
+    const OIIO::ImageSpec& spec = input.file[input.color.part].spec;
+    const auto z = find_channel(spec, {input.color.layer, "Z"});
+    if (!z) return std::nullopt;
+    return channel_place{input.color.part, *z};
 }
 
 // Whether part `part` has channels besides those that the tool makes, and a compression
@@ -128,27 +130,40 @@ bool would_alter_others(const input_picture& input, std::size_t part) {
     return std::ranges::count(others, part, &channel_place::part) > 0;
 }
 
+// The headers of an output with all channels, and where the tool's result goes.
+struct output_headers {
+    std::vector<OIIO::ImageSpec> specs;  // a part's channels begin with the input's
+    color_channels color;                // with alpha
+    channel_place depth;
+};
+
+// Alpha and depth join the colour where the input has none.
+output_headers headers_for(const input_picture& input, TypeDesc type) {
+    output_headers headers;
+    for (const picture_part& part : input.file) headers.specs.push_back(part.spec);
+
+    color_channels& color = headers.color = input.color;
+    OIIO::ImageSpec& spec = headers.specs[color.part];
+    if (!color.alpha) color.alpha = add_channel(spec, {color.layer, "A"}, type);
+    for (const std::size_t c : {color.red, color.green, color.blue, *color.alpha}) {
+        set_type(spec, c, type);
+    }
+    if (const auto target = depth_target(input)) {
+        headers.depth = *target;
+        set_type(headers.specs[target->part], target->channel, TypeDesc::FLOAT);
+    } else {
+        headers.depth = {color.part,
+                         add_channel(spec, {color.layer, "Z"}, TypeDesc::FLOAT)};
+    }
+    for (const std::size_t part : {color.part, headers.depth.part}) {
+        set_windows(headers.specs[part], input.area, input.display);
+    }
+    return headers;
+}
+
 picture with_all_channels(const input_picture& input, const Image& result, TypeDesc type,
                           const color_encoding& encoding) {
-    // headers: alpha and depth join the colour where the input has none
-    std::vector<OIIO::ImageSpec> specs;
-    for (const picture_part& part : input.file) specs.push_back(part.spec);
-    color_channels color = input.color;
-    OIIO::ImageSpec& color_spec = specs[color.part];
-    if (!color.alpha) color.alpha = add_channel(color_spec, color.layer, "A", type);
-    for (const std::size_t c : {color.red, color.green, color.blue, *color.alpha}) {
-        set_type(color_spec, c, type);
-    }
-    channel_place depth{color.part, 0};
-    if (const auto target = depth_target(input)) {
-        depth = *target;
-        set_type(specs[depth.part], depth.channel, TypeDesc::FLOAT);
-    } else {
-        depth.channel = add_channel(color_spec, color.layer, "Z", TypeDesc::FLOAT);
-    }
-    set_windows(color_spec, input.area, input.display);
-    set_windows(specs[depth.part], input.area, input.display);
-
+    const auto [specs, color, depth] = headers_for(input, type);
     picture output;
     for (std::size_t i = 0; i < specs.size(); ++i) {
         output.push_back(changed_part(input.file[i], specs[i]));
@@ -179,14 +194,13 @@ OIIO::ImageSpec color_spec(const input_picture& input, TypeDesc type, bool with_
     return spec;
 }
 
-picture only_color(const input_picture& input, const Image& result,
-                   const std::filesystem::path& file, TypeDesc type,
-                   const color_encoding& encoding) {
-    const bool with_alpha = input.color.alpha && holds_alpha(file);
+picture only_color(const input_picture& input, const Image& result, bool has_alpha,
+                   TypeDesc type, const color_encoding& encoding) {
+    const bool with_alpha = input.color.alpha && has_alpha;
     const bool whole_numbers = !type.is_floating_point();
     const Owned<Image> image = cropped(result, input.area, input.display);
     encode_image(*image, encoding, whole_numbers && with_alpha);
-    if (whole_numbers) bound_image(*image);
+    if (whole_numbers) clamp_image(*image);
 
     picture output;
     output.push_back(empty_part(color_spec(input, type, with_alpha)));
@@ -212,9 +226,9 @@ color_encoding output_encoding(const input_picture& input, TypeDesc type,
 
 }  // namespace
 
-std::string expected_losses(const input_picture& input, const std::filesystem::path& file,
+std::string expected_losses(const input_picture& input, const picture_format& format,
                             const output_choices& choices) {
-    if (!holds_named_channels(file)) {
+    if (!format.has_named_channels) {
         const auto others = other_channels(input.file, input.color, input.depth);
         if (others.empty()) return "";
         return "has no room for " + listed_channels(input.file, others);
@@ -229,14 +243,15 @@ std::string expected_losses(const input_picture& input, const std::filesystem::p
 }
 
 picture result_picture(const input_picture& input, const Image& result,
-                       const std::filesystem::path& file, const output_choices& choices,
+                       const picture_format& format, const output_choices& choices,
                        const std::string& record) {
     const TypeDesc wanted = color_type(input, choices);
-    const bool all_channels = holds_named_channels(file);
-    const TypeDesc type = all_channels ? float_type(wanted) : stored_type(file, wanted);
+    const bool all_channels = format.has_named_channels;
+    const TypeDesc type = all_channels ? float_type(wanted) : format.nearest_type(wanted);
     const color_encoding encoding = output_encoding(input, type, choices);
-    picture output = all_channels ? with_all_channels(input, result, type, encoding)
-                                  : only_color(input, result, file, type, encoding);
+    picture output = all_channels
+                         ? with_all_channels(input, result, type, encoding)
+                         : only_color(input, result, format.has_alpha, type, encoding);
     for (std::size_t i = 0; i < output.size(); ++i) {
         OIIO::ImageSpec& spec = output[i].spec;
         forget_storage(spec);

@@ -1,44 +1,36 @@
 #pragma once
 // The picture that a render writes: the input's, with the tool's result in its place.
 
-#include <filesystem>
 #include <optional>
 #include <string>
 
-#include "pipeline/pictures/host_images.h"
+#include "host/api/image.h"
+#include "pipeline/pictures/input_picture.h"
+#include "pipeline/pictures/picture_format.h"
 
 namespace focusfall {
 
-// What the input brought, and where its colour, depth and windows are.
-struct input_picture {
-    picture file;
-    color_channels color;
-    std::optional<channel_place> depth;
-    color_encoding encoding = color_encoding::linear();
-    window display;
-    window area;  // what the tool renders
-};
-
-// How the command line wants the output.
+// How the output is to be stored. What is left out stays as in the input.
 struct output_choices {
-    OIIO::TypeDesc type =
-        OIIO::TypeDesc::UNKNOWN;  // of the colours; unknown: the input's
-    std::string compression;      // empty: as the input's
+    OIIO::TypeDesc type = OIIO::TypeDesc::UNKNOWN;  // of the colours; optional: unknown
+    std::string compression;                        // optional: empty
     std::optional<color_encoding> encoding;
 };
 
-// What of the input does not arrive in `file` as it is, apart from what the tool makes,
-// as the end of a sentence about the file; empty when all does.
-std::string expected_losses(const input_picture& input, const std::filesystem::path& file,
+// Says which channels of the input the output's format drops or would alter, as the end
+// of a sentence about the output file; empty when all of them arrive bit for bit. Colour
+// and depth, which the tool makes, do not count. `input` needs no pixels. Never throws
+// but std::bad_alloc. [any thread]
+std::string expected_losses(const input_picture& input, const picture_format& format,
                             const output_choices& choices);
 
-// The picture to write to `file` for the tool's `result` in the input's area. A format
-// that holds channels by name gets all of the input's, bit for bit but for the colour and
-// the depth, its header with `record` in the attribute "focusfall", and the area as its
-// data window, losslessly compressed where that takes it; others get the colour of the
-// display window. Throws headless::host_error.
+// The picture to write in `format` for the tool's `result` in the input's area. A format
+// with named channels gets all of the input's, bit for bit but for the colour and the
+// depth, its header with `record` in the attribute "focusfall", and the area as its data
+// window, compressed without loss where the input's compression would alter channels;
+// other formats get the colour of the display window. Throws std::bad_alloc. [any thread]
 picture result_picture(const input_picture& input, const Image& result,
-                       const std::filesystem::path& file, const output_choices& choices,
+                       const picture_format& format, const output_choices& choices,
                        const std::string& record);
 
 }  // namespace focusfall

@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "host/control.h"
+#include "pipeline/pictures/host_image.h"
 
 namespace focusfall {
 
@@ -12,9 +13,9 @@ namespace {
 namespace fs = std::filesystem;
 using headless::host_error;
 
-// Does the work, and puts the file's name before what goes wrong.
+// Does the work, and puts the file's name before the text of what goes wrong.
 template <class Work>
-auto named(const fs::path& file, Work work) {
+auto with_name_in_errors(const fs::path& file, Work work) {
     try {
         return work();
     } catch (const host_error& error) {
@@ -22,12 +23,14 @@ auto named(const fs::path& file, Work work) {
     }
 }
 
-// Only this format's files know where they lie in the format that is shown.
-bool knows_windows(const OIIO::ImageSpec& spec) {
+// OpenEXR files alone have a display window, others have nothing but pixels. The
+// attribute is one that every OpenEXR header has.
+bool has_display_window(const OIIO::ImageSpec& spec) {
     return spec.find_attribute("screenWindowWidth") != nullptr;
 }
 
-void shift(picture& file, const window& to) {
+// Moves a picture so that its display window begins where `to` does.
+void move_display(picture& file, const window& to) {
     for (picture_part& part : file) {
         part.spec.x += static_cast<int>(to.x) - part.spec.full_x;
         part.spec.y += static_cast<int>(to.y) - part.spec.full_y;
@@ -47,9 +50,11 @@ std::optional<channel_place> input_depth(const input_picture& input,
     }
 }
 
-// Completes an input that has its file, at least the headers.
-void choose_input(input_picture& input, const load_choices& choices, bool has_map,
-                  bool needs_depth) {
+// What is taken of an input with these headers.
+input_picture chosen_input(picture headers, const load_choices& choices, bool has_map,
+                           bool needs_depth) {
+    input_picture input;
+    input.file = std::move(headers);
     input.color = choose_color(input.file, choices.layer);
     input.depth =
         input_depth(input, has_map ? "" : choices.depth_channel, needs_depth && !has_map);
@@ -65,13 +70,14 @@ void choose_input(input_picture& input, const load_choices& choices, bool has_ma
     if (input.depth) {
         input.area = united(input.area, data_window(input.file[input.depth->part].spec));
     }
+    return input;
 }
 
-// Windows cost nothing in a file, but the pixels between them do in memory.
-void check_area(const window& area, std::uint64_t most_bytes) {
+// Far windows cost nothing in a file, but the pixels between them do in memory.
+void check_area(const window& area, std::uint64_t max_bytes) {
     constexpr std::uint64_t PIXEL_BYTES = sizeof(float) * (Image::Z + 1);
     const auto pixels = static_cast<std::uint64_t>(area.width * area.height);
-    if (pixels <= most_bytes / PIXEL_BYTES) return;
+    if (pixels <= max_bytes / PIXEL_BYTES) return;
     throw host_error("is " + shown(area) +
                      " with its windows, which is more than the memory holds");
 }
@@ -101,74 +107,122 @@ map_channels choose_map(const picture& file, const std::string& name, bool needs
     return chosen;
 }
 
-}  // namespace
-
-loaded_frame frame_loader::load(const frame_files& files, bool needs_depth,
-                                std::uint64_t most_bytes,
-                                const std::function<void(const loaded_frame&)>& look) {
-    loaded_frame frame;
-    input_picture& input = frame.input;
-    const auto look_at = [&](const picture& headers) {
-        for (const picture_part& part : headers)
-            input.file.push_back({part.spec, nullptr});
-        named(files.input, [&] {
-            choose_input(input, choices_, !files.depth_map.empty(), needs_depth);
-            check_area(input.area, most_bytes);
-        });
-        if (look) look(frame);
-    };
-    try {
-        if (!files.blur_image.empty()) {
-            frame.blur_image = blur_image(files.blur_image, most_bytes);
-        }
-        input.file = read_picture(files.input, most_bytes, look_at);
-        frame.image =
-            host_image(input.file, input.color, input.depth, input.area, input.encoding);
-        if (!files.depth_map.empty()) {
-            frame.depth_map = depth_map(files, input, needs_depth, most_bytes);
-        }
-    } catch (const std::bad_alloc&) {
-        throw host_error(files.input.string() + ": there is no memory for this picture");
-    }
-    return frame;
+// The parts of a depth map, placed under the display window of the input.
+void place_map(picture& file, const window& input_display) {
+    if (!has_display_window(file[0].spec)) move_display(file, input_display);
+    const window display = display_window(file[0].spec);
+    if (display == input_display) return;
+    throw host_error("is " + shown(display) + ", the input is " + shown(input_display) +
+                     " (display windows)");
 }
 
-Owned<Image> frame_loader::depth_map(const frame_files& files, const input_picture& input,
-                                     bool needs_depth, std::uint64_t most_bytes) {
-    const fs::path& path = files.depth_map;
-    const kept_image& kept = depth_map_;
-    if (kept.file == path && kept.display == input.display && kept.area == input.area &&
-        (kept.has_depth || !needs_depth)) {
-        return Shared(kept.image.get());
+// Does the work, and blames the frame's input when there is no memory for it.
+template <class Work>
+auto within_memory(const fs::path& input, Work work) {
+    try {
+        return work();
+    } catch (const std::bad_alloc&) {
+        throw host_error(input.string() + ": there is no memory for this picture");
     }
-    picture file = read_picture(path, most_bytes);
-    Owned<Image> image = named(path, [&] {
-        if (!knows_windows(file[0].spec)) shift(file, input.display);
-        const window display = display_window(file[0].spec);
-        if (display != input.display) {
-            throw host_error("is " + shown(display) + ", the input is " +
-                             shown(input.display) + " (display windows)");
-        }
-        const map_channels chosen = choose_map(file, choices_.depth_channel, needs_depth);
-        // numbers, whatever curve the file has: a map holds no light
-        return host_image(file, chosen.color, chosen.depth, input.area,
-                          color_encoding::linear());
+}
+
+}  // namespace
+
+opened_frame frame_loader::open(const frame_files& files, bool needs_depth) {
+    return within_memory(files.input, [&] {
+        picture_reader reader(files.input, max_bytes_);
+        input_picture input = with_name_in_errors(files.input, [&] {
+            input_picture chosen = chosen_input(reader.headers(), choices_,
+                                                !files.depth_map.empty(), needs_depth);
+            check_area(chosen.area, max_bytes_);
+            return chosen;
+        });
+        opened_frame opened{.files = files,
+                            .needs_depth = needs_depth,
+                            .input = std::move(input),
+                            .input_reader = std::move(reader)};
+        open_blur_image(opened);
+        open_depth_map(opened);
+        return opened;
     });
-    depth_map_ = {path, input.display, input.area, needs_depth, Shared(image.get())};
+}
+
+void frame_loader::open_depth_map(opened_frame& opened) const {
+    const fs::path& path = opened.files.depth_map;
+    if (path.empty()) return;
+    const kept_image& kept = depth_map_;
+    if (kept.file == path && kept.display == opened.input.display &&
+        kept.area == opened.input.area && (kept.has_depth || !opened.needs_depth)) {
+        opened.depth_map = Shared(kept.image.get());
+        return;
+    }
+    opened.depth_map_reader.emplace(path, max_bytes_);
+    with_name_in_errors(path, [&] {
+        picture headers = opened.depth_map_reader->headers();
+        place_map(headers, opened.input.display);
+        choose_map(headers, choices_.depth_channel, opened.needs_depth);
+    });
+}
+
+void frame_loader::open_blur_image(opened_frame& opened) const {
+    const fs::path& path = opened.files.blur_image;
+    if (path.empty()) return;
+    const kept_image& kept = blur_image_;
+    if (kept.file == path) {
+        opened.blur_image = Shared(kept.image.get());
+        opened.blur_image_area = kept.area;
+        return;
+    }
+    opened.blur_image_reader.emplace(path, max_bytes_);
+    with_name_in_errors(path, [&] {
+        const picture headers = opened.blur_image_reader->headers();
+        const color_channels color = choose_color(headers, "");
+        opened.blur_image_area = display_window(headers[color.part].spec);
+        check_area(opened.blur_image_area, max_bytes_);
+    });
+}
+
+loaded_frame frame_loader::load(opened_frame opened) {
+    return within_memory(opened.files.input, [&] {
+        loaded_frame frame;
+        frame.blur_image = blur_image(opened);
+        input_picture& input = opened.input;
+        input.file = opened.input_reader.read();
+        frame.image =
+            host_image(input.file, input.color, input.depth, input.area, input.encoding);
+        frame.depth_map = depth_map(opened);
+        frame.input = std::move(input);
+        return frame;
+    });
+}
+
+Owned<Image> frame_loader::depth_map(opened_frame& opened) {
+    if (!opened.depth_map_reader) return std::move(opened.depth_map);
+    const input_picture& input = opened.input;
+    picture file = opened.depth_map_reader->read();
+    place_map(file, input.display);
+    const map_channels chosen =
+        choose_map(file, choices_.depth_channel, opened.needs_depth);
+    // numbers, whatever curve the file has: a map holds no light
+    Owned<Image> image = host_image(file, chosen.color, chosen.depth, input.area,
+                                    color_encoding::linear());
+    depth_map_ = {opened.files.depth_map, input.display, input.area, opened.needs_depth,
+                  Shared(image.get())};
     return image;
 }
 
-Owned<Image> frame_loader::blur_image(const fs::path& path, std::uint64_t most_bytes) {
-    if (blur_image_.file == path) return Shared(blur_image_.image.get());
-    const picture file = read_picture(path, most_bytes);
-    Owned<Image> image = named(path, [&] {
-        const color_channels color = choose_color(file, "");
-        const OIIO::ImageSpec& spec = file[color.part].spec;
-        check_area(display_window(spec), most_bytes);
-        return host_image(file, color, std::nullopt, display_window(spec),
+Owned<Image> frame_loader::blur_image(opened_frame& opened) {
+    const fs::path& path = opened.files.blur_image;
+    if (!opened.blur_image_reader) return std::move(opened.blur_image);
+    const picture file = opened.blur_image_reader->read();
+    const color_channels color = choose_color(file, "");
+    const OIIO::ImageSpec& spec = file[color.part].spec;
+    Owned<Image> image = with_name_in_errors(path, [&] {
+        return host_image(file, color, std::nullopt, opened.blur_image_area,
                           choices_.encoding ? *choices_.encoding : stored_encoding(spec));
     });
-    blur_image_ = {.file = path, .image = Shared(image.get())};
+    blur_image_ = {
+        .file = path, .area = opened.blur_image_area, .image = Shared(image.get())};
     return image;
 }
 

@@ -1,30 +1,51 @@
 #pragma once
-// Reads what one frame is rendered from.
+// Reads what one frame is rendered from, in two steps: first the headers, then the
+// pixels.
+//
+//     opened_frame opened = loader.open(files, needs_depth);
+//     ...  // refuse it, or show what there is
+//     loaded_frame frame = loader.load(std::move(opened));
 
 #include <cstdint>
 #include <filesystem>
-#include <functional>
 #include <optional>
 #include <string>
 
-#include "pipeline/pictures/result_picture.h"
+#include "host/api/image.h"
+#include "pipeline/pictures/input_picture.h"
+#include "pipeline/pictures/picture_file.h"
 
 namespace focusfall {
 
-// The files of one frame. Those that may be left out are empty then.
+// The files of one frame.
 struct frame_files {
     std::filesystem::path input;
-    std::filesystem::path depth_map;
-    std::filesystem::path blur_image;
+    std::filesystem::path depth_map;   // optional: empty
+    std::filesystem::path blur_image;  // optional: empty
     std::filesystem::path output;
-    std::filesystem::path preview;
+    std::filesystem::path preview;  // optional: empty
 };
 
-// How the command line wants files read.
+// How files are to be read.
 struct load_choices {
-    std::string layer;          // empty: the plain one
-    std::string depth_channel;  // of the depth map if there is one, else of the input
+    std::string layer;          // optional: empty stands for the layer without a name
+    std::string depth_channel;  // optional; of the depth map if there is one, else of the
+                                // input
     std::optional<color_encoding> encoding;  // else what the files say
+};
+
+// A frame whose files are open: what their headers tell, and no pixels yet.
+struct opened_frame {
+    frame_files files;
+    bool needs_depth = false;
+    input_picture input;
+    picture_reader input_reader;
+    // of each still either a reader, or the image when it was read for an earlier frame
+    std::optional<picture_reader> depth_map_reader = {};
+    Owned<Image> depth_map = nullptr;
+    std::optional<picture_reader> blur_image_reader = {};
+    Owned<Image> blur_image = nullptr;
+    window blur_image_area = {};  // what is used of the blur image; empty: there is none
 };
 
 struct loaded_frame {
@@ -34,34 +55,39 @@ struct loaded_frame {
     Owned<Image> blur_image;  // null: none
 };
 
-// One thread at a time. Keeps the last depth map and blur image, for the frames that they
-// serve as well.
+// Keeps the last depth map and blur image, for the frames that they serve as well. It may
+// work on a thread of its own, one thread at a time.
 class frame_loader {
   public:
-    explicit frame_loader(load_choices choices) : choices_(std::move(choices)) {}
+    // Frames whose pixels take more than `max_bytes`, file by file, are refused.
+    explicit frame_loader(load_choices choices, std::uint64_t max_bytes = UINT64_MAX)
+        : choices_(std::move(choices)), max_bytes_(max_bytes) {}
 
-    // `look` is called with what the header of the input tells, and the blur image,
-    // before all else is read; what it throws ends the loading. Throws host_error that
-    // names the file, also when the frame has no depth although it `needs_depth` in Z,
-    // and when the pixels of a file take more than `most_bytes`.
-    loaded_frame load(const frame_files& files, bool needs_depth,
-                      std::uint64_t most_bytes,
-                      const std::function<void(const loaded_frame&)>& look = {});
+    // Opens the files, reads their headers and chooses the channels. Throws host_error
+    // that names the file at fault, also when the frame has no depth although it
+    // `needs_depth` in Z; a frame that does not may still have one.
+    opened_frame open(const frame_files& files, bool needs_depth);
+
+    // The pixels of a frame that was opened. Throws host_error that names the file, also
+    // when there is no memory for it.
+    loaded_frame load(opened_frame opened);
 
   private:
     struct kept_image {
         std::filesystem::path file;
-        window display = {};  // of the input, as the area
-        window area = {};
+        window display = {};  // of the input
+        window area = {};     // of the input, or of the blur image itself
         bool has_depth = false;
         Owned<Image> image = nullptr;
     };
 
-    Owned<Image> depth_map(const frame_files& files, const input_picture& input,
-                           bool needs_depth, std::uint64_t most_bytes);
-    Owned<Image> blur_image(const std::filesystem::path& file, std::uint64_t most_bytes);
+    void open_depth_map(opened_frame& opened) const;
+    void open_blur_image(opened_frame& opened) const;
+    Owned<Image> depth_map(opened_frame& opened);
+    Owned<Image> blur_image(opened_frame& opened);
 
     load_choices choices_;
+    std::uint64_t max_bytes_;
     kept_image depth_map_;
     kept_image blur_image_;
 };

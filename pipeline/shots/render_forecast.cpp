@@ -105,10 +105,8 @@ std::uint64_t tool_bytes(const planned_frame& frame) {
     const window& area = frame.header.input.area;
     const std::uint64_t pixels = pixels_of(area);
     std::uint64_t bytes = pixels * ACCUMULATOR_PIXEL;
-    if (frame.header.blur_image) {
-        const Image& shape = *frame.header.blur_image;
-        bytes +=
-            pixels_of({0, 0, shape.Width(), shape.Height()}) * (IMAGE_PIXEL + SUMS_PIXEL);
+    if (const std::uint64_t shape = pixels_of(frame.header.blur_image_area)) {
+        bytes += shape * (IMAGE_PIXEL + SUMS_PIXEL);
         if (!frame.has_table) bytes += STAMP_BATCH;
     }
     if (frame.has_table) {

@@ -20,7 +20,7 @@ std::uint64_t kernel_table_bytes(double blur, std::int64_t width);
 
 // What of a frame is known before its pixels are read.
 struct planned_frame {
-    const loaded_frame& header;  // as frame_loader::load shows it
+    const opened_frame& header;
     bool has_map;
     double blur;     // the largest, pixels
     bool has_table;  // whether the tool makes all kernels up to that beforehand

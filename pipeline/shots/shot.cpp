@@ -10,6 +10,8 @@
 
 #include <nlohmann/json.hpp>
 
+#include "pipeline/pictures/host_image.h"
+#include "pipeline/pictures/image_file.h"
 #include "pipeline/process/memory_limit.h"
 #include "pipeline/process/output_file.h"
 #include "pipeline/process/progress_bar.h"
@@ -88,7 +90,8 @@ class shot_renderer {
         : options_(options),
           tool_(tool),
           stop_(stop),
-          loader_(options.load),
+          loader_(options.load, options.memory_limit),
+          format_(format_of(options.output)),
           bar_(!options.quiet) {
         if (options.log.empty()) return;
         log_.open(options.log, std::ios::app);
@@ -100,7 +103,7 @@ class shot_renderer {
   private:
     std::vector<frame_report> frames_to_render();
     frame_job read(frame_report report, const frame_plan& plan);
-    void check_memory(const loaded_frame& header, const frame_report& report,
+    void check_memory(const opened_frame& opened, const frame_report& report,
                       const frame_plan& plan) const;
     void tell_notes(const frame_job& job);
     void render_job(frame_job& job);
@@ -116,6 +119,7 @@ class shot_renderer {
     headless::tool& tool_;
     interruption& stop_;
     frame_loader loader_;
+    picture_format format_;
     progress_bar bar_;
     std::ofstream log_;
     std::size_t frames_ = 0;    // to render
@@ -167,13 +171,11 @@ frame_job shot_renderer::read(frame_report report, const frame_plan& plan) {
     job.report = std::move(report);
     const auto start = clock_type::now();
     try {
-        job.loaded = loader_.load(job.report.files, plan.needs_depth,
-                                  options_.memory_limit, [&](const loaded_frame& header) {
-                                      const auto width =
-                                          static_cast<double>(header.input.display.width);
-                                      job.report.largest_blur = plan.blur * width;
-                                      check_memory(header, job.report, plan);
-                                  });
+        opened_frame opened = loader_.open(job.report.files, plan.needs_depth);
+        job.report.largest_blur =
+            plan.blur * static_cast<double>(opened.input.display.width);
+        check_memory(opened, job.report, plan);
+        job.loaded = loader_.load(std::move(opened));
     } catch (const std::exception& error) {
         job.report.status = "failed";
         job.report.error = error.what();
@@ -193,14 +195,14 @@ std::future<frame_job> shot_renderer::start_reading(const frame_report& report) 
     return std::async(std::launch::async, &shot_renderer::read, this, report, plan);
 }
 
-void shot_renderer::check_memory(const loaded_frame& header, const frame_report& report,
+void shot_renderer::check_memory(const opened_frame& opened, const frame_report& report,
                                  const frame_plan& plan) const {
     const bool has_table = options_.makes_kernel_table;
-    const std::uint64_t bytes = render_bytes({header, !report.files.depth_map.empty(),
+    const std::uint64_t bytes = render_bytes({opened, !report.files.depth_map.empty(),
                                               report.largest_blur, has_table, is_shot()});
     if (bytes <= options_.memory_limit) return;
     const std::uint64_t table =
-        has_table ? kernel_table_bytes(report.largest_blur, header.input.area.width) : 0;
+        has_table ? kernel_table_bytes(report.largest_blur, opened.input.area.width) : 0;
     throw host_error(report.files.input.string() + ": would take about " +
                      shown_bytes(bytes) + " of memory, the limit is " +
                      shown_bytes(options_.memory_limit) +
@@ -226,7 +228,7 @@ void shot_renderer::tell_notes(const frame_job& job) {
     if (told_losses_) return;
     told_losses_ = true;
     tell(report.files.output,
-         expected_losses(job.loaded.input, report.files.output, options_.output_as));
+         expected_losses(job.loaded.input, format_, options_.output_as));
 }
 
 void shot_renderer::render_job(frame_job& job) {
@@ -265,9 +267,9 @@ frame_report shot_renderer::write(frame_job job) {
     try {
         const input_picture& input = job.loaded.input;
         stop_.check();
-        write_picture(result_picture(input, *job.result, files.output, options_.output_as,
-                                     job.record),
-                      files.output);
+        write_picture(
+            result_picture(input, *job.result, format_, options_.output_as, job.record),
+            files.output);
         stop_.check();
         if (!files.preview.empty()) {
             write_preview(*cropped(*job.result, input.area, input.display),

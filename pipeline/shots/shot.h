@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "host/headless_host.h"
+#include "pipeline/pictures/result_picture.h"
 #include "pipeline/process/interruption.h"
 #include "pipeline/shots/frame_loader.h"
 

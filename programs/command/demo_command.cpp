@@ -4,7 +4,7 @@
 #include <memory>
 
 #include "pipeline/demo_scene/demo_scene.h"
-#include "pipeline/pictures/picture_file.h"
+#include "pipeline/pictures/image_file.h"
 #include "pipeline/process/interruption.h"
 #include "pipeline/process/progress_bar.h"
 #include "programs/command/commands.h"

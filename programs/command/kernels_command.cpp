@@ -1,6 +1,6 @@
 #include <memory>
 
-#include "pipeline/pictures/picture_file.h"
+#include "pipeline/pictures/image_file.h"
 #include "pipeline/process/interruption.h"
 #include "pipeline/process/memory_limit.h"
 #include "pipeline/shots/frame_loader.h"
@@ -29,8 +29,8 @@ void draw_kernels(kernels_options options) {
     if (!options.blur_image.empty()) {
         frame_files files;
         files.input = options.blur_image;
-        const loaded_frame shape =
-            frame_loader({}).load(files, false, available_memory());
+        frame_loader loader({}, available_memory());
+        const loaded_frame shape = loader.load(loader.open(files, false));
         tool->connect("BlurImage", shape.image.get());
     }
 

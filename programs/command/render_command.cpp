@@ -44,12 +44,13 @@ void check_compression(const std::string& name) {
                                                     "piz, pxr24, b44, b44a, dwaa, dwab");
 }
 
-// Throws headless::host_error when no picture can have such a name.
-void check_format(const std::string& file) {
+// The format of a picture to write. Throws headless::host_error when none can have such a
+// name.
+picture_format output_format(const std::string& file) {
     if (std::filesystem::is_directory(file)) {
         throw headless::host_error(file + ": is a folder; name a picture in it");
     }
-    holds_named_channels(file);
+    return format_of(file);
 }
 
 void note_keys_without_frames(const shot_options& options, const headless::tool& tool) {
@@ -74,12 +75,10 @@ void render(render_line& line) {
     line.session.hide_times = !options.frames.empty();
     if (options.memory_limit == 0) options.memory_limit = available_memory();
 
-    for (const std::string& file : {options.output, options.preview}) {
-        if (!file.empty()) check_format(file);
-    }
-    if (holds_named_channels(options.output)) {
+    if (output_format(options.output).has_named_channels) {
         check_compression(options.output_as.compression);
     }
+    if (!options.preview.empty()) output_format(options.preview);
     check_names(options);
     guard_memory(options.memory_limit);
     OIIO::attribute("threads", line.session.threads);

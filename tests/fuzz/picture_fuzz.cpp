@@ -10,7 +10,7 @@ namespace {
 
 using OIIO::TypeDesc;
 
-constexpr std::uint64_t MOST_BYTES = 1 << 18;
+constexpr std::uint64_t MAX_BYTES = 1 << 18;
 
 picture_part seed_part(const std::vector<std::string>& channels, TypeDesc type) {
     OIIO::ImageSpec spec(9, 7, static_cast<int>(channels.size()), type);
@@ -80,10 +80,12 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     if (ending.empty()) return -1;
     const auto file = write_scratch_file(ending, data, size);
     expect_named_errors(file.string(), [&] {
-        frame_loader({}).load({file, "", "", "", ""}, false, MOST_BYTES);
+        frame_loader loader({}, MAX_BYTES);
+        loader.load(loader.open({file, "", "", "", ""}, false));
     });
     expect_named_errors(file.string(), [&] {
-        frame_loader({}).load({file, file, file, "", ""}, true, MOST_BYTES);
+        frame_loader loader({}, MAX_BYTES);
+        loader.load(loader.open({file, file, file, "", ""}, true));
     });
     std::filesystem::remove(file);
     return 0;

@@ -1,9 +1,7 @@
-#include "pipeline/pictures/host_images.h"
+#include "pipeline/pictures/host_image.h"
 
 #include <algorithm>
 #include <cmath>
-
-#include "host/control.h"
 
 namespace focusfall {
 
@@ -114,7 +112,7 @@ void encode_image(Image& image, const color_encoding& encoding, bool unassociate
     });
 }
 
-void bound_image(Image& image) {
+void clamp_image(Image& image) {
     const window area{0, 0, image.Width(), image.Height()};
     for_each_pixel(image, area, area, [](float* pixel) {
         for (std::int32_t i = 0; i <= Image::ALPHA; ++i) {

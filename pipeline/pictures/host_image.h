@@ -3,6 +3,7 @@
 
 #include <optional>
 
+#include "host/api/image.h"
 #include "pipeline/pictures/channel_choice.h"
 #include "pipeline/pictures/color_encoding.h"
 #include "pipeline/pictures/window.h"
@@ -14,25 +15,27 @@ namespace focusfall {
 // colour space that is not known.
 color_encoding stored_encoding(const OIIO::ImageSpec& spec);
 
-// What the tool gets of a file: the pixels of `area`, with linear colour multiplied by
-// alpha, alpha 1 where the file has none, and zeros for what is missing or lies outside
-// the data window. Throws what making an image throws.
+// The image that the tool gets of a file: the pixels of `area` with linear, premultiplied
+// colour, alpha 1 where the file has none, and zeros for channels that are not chosen and
+// for what lies outside the data window. Throws std::bad_alloc.
 Owned<Image> host_image(const picture& file, const std::optional<color_channels>& color,
                         const std::optional<channel_place>& depth, const window& area,
                         const color_encoding& encoding);
 
-// Overwrites channel `channel` of `part` by a component of `image`, whose first pixel
-// lies at the part's first one.
+// Overwrites channel `channel` of `part` by a component of `image`, which is as large as
+// the part's data window.
 void store_component(const Image& image, Image::Component component, picture_part& part,
                      std::size_t channel);
 
-// Light to stored numbers, in place, not multiplied by alpha where `unassociated`.
+// Turns light into stored numbers, in place; colour is divided by alpha first where the
+// file wants it `unassociated`.
 void encode_image(Image& image, const color_encoding& encoding, bool unassociated);
 
-// Keeps colour and alpha within 0 and 1, in place; what is no number becomes 0.
-void bound_image(Image& image);
+// Clamps colour and alpha to 0 .. 1, in place; what is not a number becomes 0.
+void clamp_image(Image& image);
 
-// The pixels of `inside`, which lies in the `area` that the image shows.
+// A copy of the pixels of `inside`, a part of the `area` that the image shows. Throws
+// std::bad_alloc.
 Owned<Image> cropped(const Image& image, const window& area, const window& inside);
 
 }  // namespace focusfall
