@@ -12,12 +12,29 @@ enum component { BLUE, GREEN, RED, ALPHA, Z };
 // A picture of zeros.
 frame_model::picture blank(int width, int height, int components = 5);
 
-// The plug-in's tool in a host of its own.
+// A class that is linked into the test, in a list of its own: the program's list would
+// show it to every test of loading.
+template <class T>
+class linked_class {
+  public:
+    Registry& record() { return record_; }
+
+  private:
+    static Operator* make(Registry* record, const ScriptVal& table, TagList* tags) {
+        return new T(record, table, tags);
+    }
+    ClassRegistry list_;
+    Registry record_{list_, "test.Tool", 0x60000000, &make, 0};
+};
+
+// A tool in a host of its own.
 class plugin_tool {
   public:
+    // Of the one class that the plug-in has.
     explicit plugin_tool(int threads = 2, FusionDoc::Console console = {},
-                         const char* file = PLUGIN_FILE,
-                         const char* id = "kestrelworks.Focusfall");
+                         const char* file = PLUGIN_FILE);
+    explicit plugin_tool(Registry& linked, int threads = 2,
+                         FusionDoc::Console console = {});
 
     void connect(const char* id, const frame_model::picture& from);
     // The result for these controls; the others stay as they were set before. No `depth`:
@@ -57,3 +74,7 @@ class random_frame {
 // components are the input's.
 void expect_agreement(const frame_model::picture& output,
                       const frame_model::picture& input, const frame_model::frame& model);
+
+// Checks that a tool which runs on one thread blurs what is farther away than its
+// `max_depth` as if it lay there.
+void expect_depth_cap(plugin_tool& plugin, float& max_depth);
