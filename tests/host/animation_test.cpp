@@ -127,6 +127,8 @@ TEST_F(Keys, CarryTheCoupledValuesAlong) {
     }
 
     tool->replace("FocalLength", animation(40.0));
+    EXPECT_EQ(value("ApertureDiameter", 10), 20.0);
+    EXPECT_EQ(value("ApertureDiameter", 20), 10.0);
     tool->replace("FStop", animation(4.0));
     EXPECT_EQ(aperture(), animation(10.0));
 }

@@ -94,11 +94,11 @@ controls random_frame::settings() {
                        {"FocalLength", between(20, 200)},
                        {"FStop", between(1, 4)},
                        {"FilmbackWidth", between(5, 40)},
-                       {"NearDistance", between(100, 800)},
-                       {"FarDistance", between(100, 3000)},
                        {"BadBokeh", chance(0.5) ? 0 : between(0, 1)},
                        {"KernelAngle", between(0, 90)},
                        {"PolygonSideCount", whole(3, 12)}};
+    values["NearDistance"] = in_map_units(between(100, 800), values);
+    values["FarDistance"] = in_map_units(between(100, 3000), values);
     values["FocusPosition"] = takes_distances(values)
                                   ? in_map_units(between(100, 3000), values)
                                   : between(0, 1);

@@ -18,8 +18,7 @@ using frame_model::controls;
 using frame_model::picture;
 
 struct fast_tool : plugin_tool {
-    explicit fast_tool(int threads = 2)
-        : plugin_tool(threads, {}, FAST_PLUGIN_FILE) {}
+    explicit fast_tool(int threads = 2) : plugin_tool(threads, {}, FAST_PLUGIN_FILE) {}
 };
 
 // Lights, negative and transparent colours, smooth or broken depth, opaque from some

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cmath>
 
 #include "host/faults.h"
 #include "plugin/fast/focusfall_fast.h"
@@ -72,6 +73,22 @@ TEST_F(LinkedFastTool, MakesAndWritesNothingMoreAfterAnAbort) {
 
 TEST_F(LinkedFastTool, TakesWhatIsFartherThanItsLargestDepthToLieThere) {
     expect_depth_cap(plugin_, inside_.max_depth);
+}
+
+TEST_F(LinkedFastTool, ShrinksTheDiskAsThePlainToolDoes) {
+    linked_class<Focusfall> plain_class;
+    plugin_tool plain{plain_class.record(), 1};
+    dynamic_cast<Focusfall&>(plain.tool().instance()).shrink_disk = true;
+    inside_.shrink_disk = true;
+    random_frame random(1);
+    const picture input = random.picture(60, 40, random.settings());
+    const controls values = {{"MaxBlurSize", 20}, {"Normalize", 0}};
+    const picture expected = plain.render(input, nullptr, values);
+    const picture output = plugin_.render(input, nullptr, values);
+    for (std::size_t i = 0; i < output.values.size(); ++i) {
+        ASSERT_NEAR(output.values[i], expected.values[i],
+                    1e-5 * std::max(1.0F, std::abs(expected.values[i])));
+    }
 }
 
 // A white picture as the shape, so that a stamp of n by n pixels adds 1 / n^2 wherever it

@@ -142,6 +142,11 @@ TEST_F(FailingFrame, ReportsMissingMemory) {
     const headless::frame result = render_with([](int) {});
     aligned_allocations_fail = false;
     expect_failure(result, "Image: Failed to allocate memory for channel OutRGBA");
+
+    // the next frame's end is its own
+    render_with(no_memory_for(100));
+    plugin_.tool().abort();
+    EXPECT_EQ(render_with([](int) {}).how, end::ABORTED);
 }
 
 }  // namespace

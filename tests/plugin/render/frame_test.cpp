@@ -162,6 +162,16 @@ TEST(Frame, StampsTheBlurPicture) {
         EXPECT_NEAR(output.at(32 + i % 21, 32 + i / 21, RED),
                     means[static_cast<std::size_t>(i)] / sum, 1e-6);
     }
+
+    // where all weights are 0, nothing is divided
+    for (int i = 0; i < SIDE * SIDE; ++i) {
+        shape.at(i, 0, RED) = i / SIDE < 70 || i / SIDE >= 140 ? 1.0F : 0.0F;
+    }
+    plugin.connect("BlurImage", shape);
+    picture row = blank(84, 1);
+    for (int x = 0; x < 84; ++x) row.at(x, 0, Z) = 1e6F;
+    output = plugin.render(row, nullptr, {{"MaxBlurSize", 25}, {"Normalize", 1}});
+    for (int x = 0; x < 84; ++x) EXPECT_EQ(output.at(x, 0, RED), 0.0F);
 }
 
 }  // namespace
