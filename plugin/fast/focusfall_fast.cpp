@@ -3,16 +3,17 @@
 #include <algorithm>
 #include <bit>
 #include <cmath>
+#include <cstddef>
 
-#include "plugin/fast/gather/source_loader.h"
 #include "plugin/splat/kernel_index.h"
 
 using gather::closed_form;
 using gather::pieces;
+using gather::TILE_COLUMNS;
 
 namespace {
 
-// From this reach on it pays to add several sources of weight 1 at once.
+// From this reach on, in pixels, it pays to add several sources of weight 1 at once.
 constexpr std::int32_t SUMS_REACH = 4;
 
 // Kernels whose terms are made in one chunk.
@@ -24,6 +25,13 @@ void FocusfallFast::ProcessChunk(Request* /*request*/, std::int32_t chunk) {
     if (!IsAborted()) (this->*step_)(chunk);
 }
 
+void FocusfallFast::prepare_accumulators(const Image& /*color*/) {
+    color_accumulator.clear();
+    weight_accumulator.clear();
+    out_rgba_data = nullptr;
+    norm_data = nullptr;
+}
+
 void FocusfallFast::run_chunks(Request* request, std::int32_t chunks, chunk_step step) {
     step_ = step;
     DoMultiProcess(request, chunks);
@@ -31,20 +39,23 @@ void FocusfallFast::run_chunks(Request* request, std::int32_t chunks, chunk_step
 
 bool FocusfallFast::blur(Request* request) {
     if (IsAborted()) return true;
-    prepare();
+    prepare_kernels();
+    prepare_sources();
     if (IsAborted()) return true;
 
     const std::uint32_t start = tick_count();
-    run_steps(request);
+    make_smooth_terms(request);
+    load_all_sources(request);
+    scatter_stamps(request);
+    gather_pixels(request);
     print_processing_time(start);
 
-    if (IsAborted()) return true;
     color_accumulator.clear();
     weight_accumulator.clear();
-    return false;
+    return IsAborted();
 }
 
-void FocusfallFast::prepare() {
+void FocusfallFast::prepare_kernels() {
     last_kernel_ = last_kernel_index();
     form_ = gather::find_closed_form(*this, blur_image);
     if (!form_) return;
@@ -54,35 +65,55 @@ void FocusfallFast::prepare() {
         terms_.resize(last_kernel_ + 1);  // the workers fill them
     }
     offsets_.emplace(*this, *form_, kernel_radius(*this, last_kernel_));
-    planes_.resize(input_image->Width(), input_image->Height(), gather::GATHER_MARGIN);
 }
 
-void FocusfallFast::run_steps(Request* request) {
+void FocusfallFast::prepare_sources() {
     const std::int32_t width = input_image->Width();
     const std::int32_t height = input_image->Height();
-    if (form_ && !gather::is_edged(*form_)) {
-        run_chunks(request, pieces(static_cast<std::int32_t>(terms_.size()), TERMS_CHUNK),
-                   &FocusfallFast::fill_terms);
-    }
-
+    stamps_.reset(height);
     blocks_.resize(pieces(width, gather::BLOCK_COLUMNS),
                    pieces(height, gather::BLOCK_ROWS));
-    const bool edge = form_ == closed_form::EDGE;
-    blocks_.groups =
-        edge ? gather::reach_groups::up_to(offsets_->reach) : gather::reach_groups();
-    stamps_.reset(height);
-    run_chunks(request, blocks_.rows, &FocusfallFast::load_sources);
+    blocks_.groups = form_ == closed_form::EDGE
+                         ? gather::reach_groups::up_to(offsets_->reach)
+                         : gather::reach_groups();
+    if (!form_) return;
+    planes_.resize(width, height, gather::GATHER_MARGIN);
+    loader_ = {.form = *form_,
+               .terms = terms_.data(),
+               .last = depth_enabled ? static_cast<std::int32_t>(last_kernel_) : 0,
+               .focus_depth = focus_depth,
+               .max_coc = max_coc,
+               .kernel_step = kernel_step,
+               .keep_transparent = normalize > 0.5F,
+               .groups = blocks_.groups,
+               .planes = &planes_};
+}
 
+void FocusfallFast::make_smooth_terms(Request* request) {
+    if (!form_ || gather::is_edged(*form_)) return;
+    run_chunks(request, pieces(static_cast<std::int32_t>(terms_.size()), TERMS_CHUNK),
+               &FocusfallFast::fill_terms);
+}
+
+void FocusfallFast::load_all_sources(Request* request) {
+    run_chunks(request, blocks_.rows, &FocusfallFast::load_sources);
+}
+
+void FocusfallFast::scatter_stamps(Request* request) {
     any_stamps_ = false;
     while (!IsAborted() && stamps_.begin_batch(*this)) {
+        if (!any_stamps_) Focusfall::prepare_accumulators(*input_image);
         any_stamps_ = true;
         run_chunks(request, stamps_.batch_size(), &FocusfallFast::make_stamp_kernel);
-        run_chunks(request, pieces(height, stamp_list::BAND_ROWS),
+        run_chunks(request, pieces(input_image->Height(), stamp_list::BAND_ROWS),
                    &FocusfallFast::add_stamps);
     }
+}
 
+void FocusfallFast::gather_pixels(Request* request) {
     run_chunks(request,
-               pieces(width, gather::MACRO_COLUMNS) * pieces(height, gather::MACRO_ROWS),
+               pieces(input_image->Width(), gather::MACRO_COLUMNS) *
+                   pieces(input_image->Height(), gather::MACRO_ROWS),
                &FocusfallFast::blur_macro_tile);
 }
 
@@ -98,7 +129,8 @@ void FocusfallFast::load_sources(std::int32_t block_row) {
     const std::int32_t last = std::min(first + gather::BLOCK_ROWS, input_image->Height());
     gather::block_grid::block* const blocks = blocks_.row(block_row);
     std::fill_n(blocks, blocks_.columns,
-                gather::block_grid::block{gather::NO_REACH, true, 0});
+                gather::block_grid::block{
+                    .reach = gather::NO_REACH, .opaque = true, .groups = 0});
     for (std::int32_t y = first; y < last; ++y) {
         if (form_) planes_.clear_margins(y, *form_);
         for (std::int32_t x = 0; x < width; x += gather::BLOCK_COLUMNS) {
@@ -110,9 +142,6 @@ void FocusfallFast::load_sources(std::int32_t block_row) {
 
 void FocusfallFast::load_run(std::int32_t x, std::int32_t y, std::int32_t columns,
                              gather::block_grid::block& block) {
-    const auto stride = static_cast<std::ptrdiff_t>(input_image->Components());
-    const float* const pixels = input_image->Pixel(x, y);
-    const bool keep_transparent = normalize > 0.5F;
     float distances[gather::BLOCK_COLUMNS] = {};
     const float* depth = depth_image->Pixel(x, y) + depth_component();
     for (std::int32_t i = 0; i < columns; ++i) {
@@ -120,31 +149,32 @@ void FocusfallFast::load_run(std::int32_t x, std::int32_t y, std::int32_t column
         distances[i] = distance > max_depth ? max_depth : distance;
         depth += depth_image->Components();
     }
+    const gather::source_run run = {
+        .x = x,
+        .y = y,
+        .columns = columns,
+        .pixels = input_image->Pixel(x, y),
+        .stride = static_cast<std::ptrdiff_t>(input_image->Components()),
+        .distances = distances};
+    append_stamps(run, form_ ? loader_.load(run, block) : samples_of(run));
+}
 
-    std::uint64_t stamped = 0;
-    if (form_) {
-        const gather::source_loader loader = {
-            *form_,
-            terms_.data(),
-            depth_enabled ? static_cast<std::int32_t>(last_kernel_) : 0,
-            focus_depth,
-            max_coc,
-            kernel_step,
-            keep_transparent,
-            blocks_.groups,
-            &planes_};
-        stamped = loader.load({x, y, columns, pixels, stride, distances}, block);
-    } else {
-        for (std::int32_t i = 0; i < columns; ++i) {
-            const bool source =
-                pixels[i * stride + Image::ALPHA] > 0.0F || keep_transparent;
-            stamped |= std::uint64_t{source} << i;
-        }
+std::uint64_t FocusfallFast::samples_of(const gather::source_run& run) const {
+    const bool keep_transparent = normalize > 0.5F;
+    std::uint64_t bits = 0;
+    for (std::int32_t i = 0; i < run.columns; ++i) {
+        const bool sample =
+            run.pixels[i * run.stride + Image::ALPHA] > 0.0F || keep_transparent;
+        bits |= std::uint64_t{sample} << i;
     }
+    return bits;
+}
+
+void FocusfallFast::append_stamps(const gather::source_run& run, std::uint64_t stamped) {
     for (; stamped != 0; stamped &= stamped - 1) {
         const std::int32_t i = std::countr_zero(stamped);
-        const std::size_t index = kernel_index(*this, distances[i], last_kernel_);
-        stamps_.row(y).push_back({x + i, static_cast<std::uint32_t>(index)});
+        const std::size_t kernel = kernel_index(*this, run.distances[i], last_kernel_);
+        stamps_.row(run.y).push_back({run.x + i, static_cast<std::uint32_t>(kernel)});
     }
 }
 
@@ -162,17 +192,19 @@ void FocusfallFast::blur_macro_tile(std::int32_t tile) {
     const std::int32_t y = tile / columns * gather::MACRO_ROWS;
     gather::tile_sums sums[gather::MACRO_TILES] = {};
     if (form_) {
-        const bool with_sums =
-            *form_ == closed_form::EDGE && offsets_->reach >= SUMS_REACH;
-        gather::gather_macro_tile({&planes_, &blocks_, &*offsets_, *form_,
-                                   static_cast<float>(4.0 * bad_bokeh), with_sums},
-                                  x, y, sums);
+        const gather::gather_frame frame = {
+            .planes = &planes_,
+            .blocks = &blocks_,
+            .offsets = &*offsets_,
+            .form = *form_,
+            .rim = static_cast<float>(4.0 * bad_bokeh),
+            .with_sums = *form_ == closed_form::EDGE && offsets_->reach >= SUMS_REACH};
+        gather_macro_tile(frame, x, y, sums);
     }
 
     const gather::tile_sums* next = sums;
     for (std::int32_t ty = y; ty < y + gather::MACRO_ROWS; ty += gather::TILE_ROWS) {
-        for (std::int32_t tx = x; tx < x + gather::MACRO_COLUMNS;
-             tx += gather::TILE_COLUMNS) {
+        for (std::int32_t tx = x; tx < x + gather::MACRO_COLUMNS; tx += TILE_COLUMNS) {
             write_tile(tx, ty, *next++);
         }
     }
@@ -180,15 +212,13 @@ void FocusfallFast::blur_macro_tile(std::int32_t tile) {
 
 void FocusfallFast::write_tile(std::int32_t x, std::int32_t y,
                                const gather::tile_sums& sums) {
-    const auto stride = static_cast<std::ptrdiff_t>(input_image->Components());
-    const auto depth_stride = static_cast<std::ptrdiff_t>(depth_image->Components());
     const std::int32_t rows = std::min(gather::TILE_ROWS, input_image->Height() - y);
-    const std::int32_t columns = std::min(gather::TILE_COLUMNS, input_image->Width() - x);
+    const std::int32_t columns = std::min(TILE_COLUMNS, input_image->Width() - x);
     for (std::int32_t row = 0; row < rows; ++row) {
-        // whole rows of the tile, for vectors
-        float values[gather::QUANTITIES][gather::TILE_COLUMNS];
+        // whole rows of the tile, for vectors, even where the picture ends before
+        row_values values;
         for (std::int32_t i = 0; i < gather::QUANTITIES; ++i) {
-            for (std::int32_t column = 0; column < gather::TILE_COLUMNS; ++column) {
+            for (std::int32_t column = 0; column < TILE_COLUMNS; ++column) {
                 values[i][column] =
                     sums.at(static_cast<gather::quantity>(i), row, column);
             }
@@ -198,33 +228,38 @@ void FocusfallFast::write_tile(std::int32_t x, std::int32_t y,
             for (float& weight : values[gather::WEIGHT])
                 weight = weight > 0.0F ? weight : 1.0F;
             for (std::int32_t i = gather::RED; i < gather::QUANTITIES; ++i) {
-                for (std::int32_t column = 0; column < gather::TILE_COLUMNS; ++column) {
+                for (std::int32_t column = 0; column < TILE_COLUMNS; ++column) {
                     values[i][column] /= values[gather::WEIGHT][column];
                 }
             }
         }
-
-        const float* depth = depth_image->Pixel(x, y + row) + depth_component();
-        float* pixel = output_image->Pixel(x, y + row);
-        // the components behind those that are written below
-        if (stride > Image::Z + 1) {
-            std::copy_n(input_image->Pixel(x, y + row), columns * stride, pixel);
-        }
-        for (std::int32_t column = 0; column < columns; ++column) {
-            pixel[Image::RED] = values[gather::RED][column];
-            pixel[Image::GREEN] = values[gather::GREEN][column];
-            pixel[Image::BLUE] = values[gather::BLUE][column];
-            pixel[Image::ALPHA] = values[gather::ALPHA][column];
-            pixel[Image::Z] = *depth;
-            depth += depth_stride;
-            pixel += stride;
-        }
+        write_row(x, y + row, columns, values);
     }
 }
 
-void FocusfallFast::add_stamped(
-    std::int32_t x, std::int32_t y, std::int32_t columns,
-    float (&values)[gather::QUANTITIES][gather::TILE_COLUMNS]) const {
+void FocusfallFast::write_row(std::int32_t x, std::int32_t y, std::int32_t columns,
+                              const row_values& values) {
+    const auto stride = static_cast<std::ptrdiff_t>(input_image->Components());
+    const auto depth_stride = static_cast<std::ptrdiff_t>(depth_image->Components());
+    const float* depth = depth_image->Pixel(x, y) + depth_component();
+    float* pixel = output_image->Pixel(x, y);
+    // the components behind those that are written below
+    if (stride > Image::Z + 1) {
+        std::copy_n(input_image->Pixel(x, y), columns * stride, pixel);
+    }
+    for (std::int32_t column = 0; column < columns; ++column) {
+        pixel[Image::RED] = values[gather::RED][column];
+        pixel[Image::GREEN] = values[gather::GREEN][column];
+        pixel[Image::BLUE] = values[gather::BLUE][column];
+        pixel[Image::ALPHA] = values[gather::ALPHA][column];
+        pixel[Image::Z] = *depth;
+        depth += depth_stride;
+        pixel += stride;
+    }
+}
+
+void FocusfallFast::add_stamped(std::int32_t x, std::int32_t y, std::int32_t columns,
+                                row_values& values) const {
     const auto* colors = reinterpret_cast<const color_rgba_f*>(
         reinterpret_cast<const std::byte*>(out_rgba_data) +
         std::ptrdiff_t{y} * color_accumulator.row_stride);

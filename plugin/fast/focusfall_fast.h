@@ -1,12 +1,14 @@
 #pragma once
-// The same tool with a faster blur stage.
+// The same tool with a faster blur.
 
+#include <cstdint>
 #include <optional>
 #include <vector>
 
 #include "plugin/fast/gather/closed_form.h"
 #include "plugin/fast/gather/gather.h"
 #include "plugin/fast/gather/offset_table.h"
+#include "plugin/fast/gather/source_loader.h"
 #include "plugin/fast/gather/source_planes.h"
 #include "plugin/fast/stamps.h"
 #include "plugin/tool/focusfall.h"
@@ -22,17 +24,24 @@ class FocusfallFast : public Focusfall {
 
     // One piece of the present step's work. [worker threads, several pieces at once]
     void ProcessChunk(Request* request, std::int32_t chunk) override;
+    // Lets go of those of an earlier frame: only stamps need accumulators, and few frames
+    // have any. [render thread]
+    void prepare_accumulators(const Image& color) override;
 
   protected:
     bool blur(Request* request) override;
 
   private:
-    // The two halves of `blur`: kernels and space for the sources, then all that runs in
-    // chunks. [render thread]
-    void prepare();
-    void run_steps(Request* request);
+    // The steps of `blur`, in this order. [render thread, which gives chunks to the
+    // workers]
+    void prepare_kernels();  // the closed form, the edged terms and the offset table
+    void prepare_sources();  // memory for the sources, and what loads them
+    void make_smooth_terms(Request* request);
+    void load_all_sources(Request* request);
+    void scatter_stamps(Request* request);
+    void gather_pixels(Request* request);
 
-    // The steps; what their chunks are.
+    // What their chunks do.
     void fill_terms(std::int32_t chunk);        // TERMS_CHUNK kernels
     void load_sources(std::int32_t block_row);  // BLOCK_ROWS rows of the images
     void make_stamp_kernel(std::int32_t number);
@@ -43,10 +52,19 @@ class FocusfallFast : public Focusfall {
     // stores them as sources, or puts them aside as stamps.
     void load_run(std::int32_t x, std::int32_t y, std::int32_t columns,
                   gather::block_grid::block& block);
+    // Bit i is set where pixel i of the run is a sample.
+    std::uint64_t samples_of(const gather::source_run& run) const;
+    void append_stamps(const gather::source_run& run, std::uint64_t stamped);
+
+    // The colours of one row of pixels of a register tile, and their weights.
+    using row_values = float[gather::QUANTITIES][gather::TILE_COLUMNS];
+    // Writes the pixels of the register tile at (x, y) that are in the picture.
     void write_tile(std::int32_t x, std::int32_t y, const gather::tile_sums& sums);
+    void write_row(std::int32_t x, std::int32_t y, std::int32_t columns,
+                   const row_values& values);
     // Adds what was scattered to `columns` pixels from (x, y) on.
     void add_stamped(std::int32_t x, std::int32_t y, std::int32_t columns,
-                     float (&values)[gather::QUANTITIES][gather::TILE_COLUMNS]) const;
+                     row_values& values) const;
 
     // Runs a step for 0 .. chunks - 1 on the workers.
     using chunk_step = void (FocusfallFast::*)(std::int32_t);
@@ -54,11 +72,11 @@ class FocusfallFast : public Focusfall {
 
     // constant while chunks run
     chunk_step step_ = nullptr;
-    std::size_t last_kernel_ = 0;
-    std::optional<gather::closed_form> form_;
-    std::vector<gather::kernel_terms>
-        terms_;  // by index in the kernel table; empty without form
+    std::size_t last_kernel_ = 0;              // index in the kernel table
+    std::optional<gather::closed_form> form_;  // none: all sources are stamps
+    std::vector<gather::kernel_terms> terms_;  // by index in the table, with a form
     std::optional<gather::offset_table> offsets_;
+    gather::source_loader loader_ = {};
     bool any_stamps_ = false;
 
     // a chunk of load_sources writes what belongs to its rows, later chunks only read

@@ -40,6 +40,8 @@ class filter_interface {
 
 class focusfall_interface : public filter_interface {
   public:
+    virtual ~focusfall_interface() = default;
+
     // tool/: the controls, in the order in which an artist sees them. Each adds to the
     // tool's current page and keeps the handles.
     void add_depth_controls(Operator& tool, bool with_enable_depth,
@@ -52,11 +54,16 @@ class focusfall_interface : public filter_interface {
     void set_depth_enabled(bool enabled);
     void update_style_visibility(Input* input, Parameter* param);
 
-    // render/: reads every control at the request's time, chooses the depth image, sizes
-    // and clears the accumulators and computes `focus_depth` and `max_coc`. Throws
+    // render/: reads every control at the request's time, chooses the depth image,
+    // prepares the accumulators and computes `focus_depth` and `max_coc`. Throws
     // std::runtime_error when the depth image is not as large as `color`, or for want of
     // memory. [render thread, before the chunks]
     void read_settings(Request* request, Image* color);
+    // render/: gives the accumulators the size of `color` and clears them. A tool that
+    // may do without them overrides this and calls it once it needs them. Throws
+    // std::runtime_error for want of memory, which counts from 2 GB for each accumulator
+    // on. [render thread, before the chunks]
+    virtual void prepare_accumulators(const Image& color);
     // render/: reads the controls that shape the kernels. [render thread]
     void read_kernel_settings(Request* request);
     // render/: distance in millimetres for a depth map's value, which must not be

@@ -53,15 +53,18 @@ void focusfall_interface::read_settings(Request* request, Image* color) {
 
     compute_lens(request, color->Width());
 
-    color_accumulator.resize(color->Width(), color->Height());
-    weight_accumulator.resize(color->Width(), color->Height());
+    prepare_accumulators(*color);
+    reference_image = color;
+    read_kernel_settings(request);
+}
+
+void focusfall_interface::prepare_accumulators(const Image& color) {
+    color_accumulator.resize(color.Width(), color.Height());
+    weight_accumulator.resize(color.Width(), color.Height());
     color_accumulator.clear_channel("OutRGBA");
     weight_accumulator.clear_channel("Norm");
     out_rgba_data = color_accumulator.get_channel_data("OutRGBA", 0);
     norm_data = weight_accumulator.get_channel_data("Norm", 0);
-
-    reference_image = color;
-    read_kernel_settings(request);
 }
 
 // Thin lens: the circle of confusion of a point at infinity is f * f / (N * (S - f)) on

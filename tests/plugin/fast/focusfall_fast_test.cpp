@@ -10,6 +10,7 @@
 
 #include <hwy/targets.h>
 
+#include "tests/support/failing_allocations.h"
 #include "tests/support/frame_fixture.h"
 
 namespace {
@@ -165,6 +166,25 @@ TEST_F(FocusfallFast, MakesOnePictureWithAnyNumberOfThreads) {
         for (fast_tool* tool : {&one, &fast_, &eight}) {
             expect_same(expected, tool->render(input, nullptr, settings), identical);
         }
+    }
+}
+
+// Accumulators take 20 bytes a pixel, and no frame above 2^27 pixels could have them.
+TEST_F(FocusfallFast, TakesAccumulatorsOnlyForWhatIsScattered) {
+    watch_allocations_of_libraries();
+    picture input = random_picture(random_, 60, 40, 0.0);
+    const controls settings = random_settings(random_, 0, input, 8.0);
+    fast_.render(input, nullptr, settings);
+    for (const bool finite : {true, false, true}) {
+        SCOPED_TRACE(finite);
+        input.at(30, 20, RED) = finite ? 1.0F : NAN;
+        fast_.connect("Input", input);
+        aligned_allocations_fail = true;
+        const headless::frame result = fast_.tool().render(0);
+        aligned_allocations_fail = false;
+        using end = headless::frame::end;
+        EXPECT_EQ(result.how, finite ? end::DONE : end::FAILED) << result.error;
+        compare_with_reference(input, settings);
     }
 }
 
