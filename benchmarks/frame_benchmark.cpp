@@ -52,7 +52,7 @@ class session {
         // a distance is the depth plus 1
         tool_->set("FocusPosition", DEMO_LENS.focus_mm - 1.0F);
     }
-    headless::frame render() { return tool_->render(0); }
+    headless::frame render() { return tool_->render(); }
     Tool& instance() { return dynamic_cast<Tool&>(tool_->instance()); }
 
   private:

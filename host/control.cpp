@@ -1,21 +1,18 @@
 #include "host/control.h"
 
 #include <algorithm>
-#include <cctype>
-#include <charconv>
 #include <cmath>
 #include <mutex>
-#include <numeric>
 #include <utility>
 
+#include "host/error.h"
 #include "host/operator_state.h"
 #include "host/request_state.h"
+#include "host/text.h"
 
 namespace headless {
 
 namespace {
-
-constexpr std::size_t SHORTEST_PART = 3;  // of a name, that tells it from others
 
 control_kind kind_of(const TagList& tags) {
     if (tags.ID(0x88020000) == FuID("Image")) return control_kind::IMAGE;
@@ -33,82 +30,7 @@ std::optional<double> number_if_given(const TagList& tags, Tag tag) {
     return std::isnan(value) ? std::nullopt : std::optional(value);
 }
 
-bool same_letter(unsigned char a, unsigned char b) {
-    return std::tolower(a) == std::tolower(b);
-}
-
-bool same_ignoring_case(std::string_view a, std::string_view b) {
-    return std::ranges::equal(a, b, same_letter);
-}
-
-// Number of letters to insert, delete or replace (Levenshtein, 1966), ignoring case.
-std::size_t edit_distance(std::string_view a, std::string_view b) {
-    std::vector<std::size_t> row(b.size() + 1);
-    std::iota(row.begin(), row.end(), 0);
-    for (std::size_t i = 0; i < a.size(); ++i) {
-        std::size_t diagonal = std::exchange(row[0], i + 1);
-        for (std::size_t j = 0; j < b.size(); ++j) {
-            const bool same = same_ignoring_case(a.substr(i, 1), b.substr(j, 1));
-            const std::size_t replaced = diagonal + (same ? 0 : 1);
-            diagonal = row[j + 1];
-            row[j + 1] = std::min({replaced, diagonal + 1, row[j] + 1});
-        }
-    }
-    return row.back();
-}
-
-std::string joined(const std::vector<std::string>& items) {
-    std::string text;
-    for (const std::string& item : items) text += (text.empty() ? "" : ", ") + item;
-    return text;
-}
-
-// In as few digits as give `value` back, without an exponent where that is readable.
-template <class Float>
-std::string digits_of(Float value) {
-    char text[64];
-    const Float size = std::abs(value);
-    const bool readable = size == 0 || (size >= static_cast<Float>(1e-3) &&
-                                        size < static_cast<Float>(1e15));
-    const auto end = readable ? std::to_chars(text, text + sizeof text, value,
-                                              std::chars_format::fixed)
-                              : std::to_chars(text, text + sizeof text, value);
-    return {text, end.ptr};
-}
-
 }  // namespace
-
-host_error::~host_error() = default;
-
-std::string nearest_name(std::string_view name, const std::vector<std::string>& names) {
-    std::string nearest;
-    std::size_t least = name.size() / 2 + 1;
-    for (const std::string& candidate : names) {
-        const std::size_t distance = edit_distance(name, candidate);
-        if (distance < least) {
-            least = distance;
-            nearest = candidate;
-        }
-    }
-    if (!nearest.empty() || name.size() < SHORTEST_PART) return nearest;
-    for (const std::string& candidate : names) {
-        const auto part = std::search(candidate.begin(), candidate.end(), name.begin(),
-                                      name.end(), same_letter);
-        if (part != candidate.end()) return candidate;
-    }
-    return nearest;
-}
-
-std::optional<double> number_in(std::string_view text) {
-    if (text.starts_with('+')) text.remove_prefix(1);
-    double value = 0.0;
-    const auto [end, error] =
-        std::from_chars(text.data(), text.data() + text.size(), value);
-    const bool whole_text = end == text.data() + text.size();
-    return error == std::errc() && whole_text ? std::optional(value) : std::nullopt;
-}
-
-std::string shortest(double value) { return digits_of(value); }
 
 const char* kind_name(control_kind kind) {
     switch (kind) {
@@ -187,7 +109,7 @@ std::string control_info::shown(double value) const {
     // bounds and defaults given in single precision read better in its digits
     const auto narrow = static_cast<float>(value);
     if (static_cast<double>(narrow) != value) return shortest(value);
-    return digits_of(narrow);
+    return shortest(narrow);
 }
 
 std::string control_info::range() const {
@@ -289,6 +211,15 @@ void control::simplify() {
     if (std::ranges::all_of(curve_.keys(),
                             [&](const key& k) { return k.value == first; }))
         curve_ = animation(first, natural_interpolation());
+}
+
+void control::check_image(const Image* image) const {
+    if (info_.kind != control_kind::IMAGE) {
+        throw host_error(info_.id + ": is no image connection");
+    }
+    if (image && image->Components() <= Image::Z) {
+        throw host_error(info_.id + ": takes images with at least five components");
+    }
 }
 
 void control::connect(Owned<Image> image) {

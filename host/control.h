@@ -2,7 +2,6 @@
 // A tool's controls and image connections as the host keeps them.
 
 #include <optional>
-#include <stdexcept>
 #include <string>
 #include <string_view>
 #include <variant>
@@ -10,15 +9,9 @@
 
 #include "host/animation.h"
 #include "host/api/request.h"
+#include "host/error.h"
 
 namespace headless {
-
-// A fault that the host sees: the text names the thing and what is wrong with it.
-class HOST_API host_error : public std::runtime_error {
-  public:
-    using std::runtime_error::runtime_error;
-    ~host_error() override;
-};
 
 enum class control_kind { SLIDER, CHECKBOX, BUTTONS, COLOR, TEXT, IMAGE };
 
@@ -70,17 +63,6 @@ struct HOST_API control_info {
 
 HOST_API const char* kind_name(control_kind kind);
 
-// The number that the whole of `text` spells, if it does.
-HOST_API std::optional<double> number_in(std::string_view text);
-
-// `value` in as few digits as give it back.
-HOST_API std::string shortest(double value);
-
-// The name of `names` that is spelled most like `name`, or else the first that has it for
-// a part; empty when none is close.
-HOST_API std::string nearest_name(std::string_view name,
-                                  const std::vector<std::string>& names);
-
 // What a control holds: a number over time, or a text.
 using control_value = std::variant<animation, std::string>;
 
@@ -111,6 +93,8 @@ class HOST_API control final : public Input {
     void set_number(double value, TimeStamp time);
     // Keys that all have one value become a constant.
     void simplify();
+    // Throws host_error unless this is an image connection that takes `image`, or null.
+    void check_image(const Image* image) const;
     void connect(Owned<Image> image);
 
     Parameter* GetValue(Request* request) override;

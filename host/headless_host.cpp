@@ -1,11 +1,11 @@
 #include "host/headless_host.h"
 
 #include <algorithm>
-#include <exception>
 #include <utility>
 
+#include "host/error.h"
 #include "host/plugin_library.h"
-#include "host/request_state.h"
+#include "host/text.h"
 
 namespace headless {
 
@@ -30,16 +30,10 @@ class_info described(const Registry& record) {
             .tags = tags};
 }
 
-std::string without_line_end(std::string text) {
-    while (text.ends_with('\n')) text.pop_back();
-    return text;
-}
-
 [[noreturn]] void fail_unknown(const std::string& what, std::string_view name,
                                const std::vector<std::string>& names) {
-    const std::string nearest = nearest_name(name, names);
     throw host_error("there is no " + what + " \"" + std::string(name) + "\"" +
-                     (nearest.empty() ? "" : "; did you mean \"" + nearest + "\"?"));
+                     suggestion(name, names));
 }
 
 // How a tool's answers are taken while this lives.
@@ -206,15 +200,8 @@ void tool::restore(const std::map<std::string, control_value>& values) {
 }
 
 void tool::connect(std::string_view id, Image* image) {
-    const control& found = find(id);
-    if (found.info().kind != control_kind::IMAGE) {
-        throw host_error(found.info().id + ": is no image connection");
-    }
-    if (image && image->Components() <= Image::Z) {
-        throw host_error(found.info().id +
-                         ": takes images with at least five components");
-    }
     control& input = changeable(id);
+    input.check_image(image);
     input.connect(Shared(image));
     report(input, image, 0);
 }
@@ -225,50 +212,6 @@ void tool::open_page() {
         AutoNumber value(input->number(0));
         report(*input, &value, 0);
     }
-}
-
-frame tool::render(TimeStamp time, const progress_function& progress) {
-    OperatorState& state = operator_->HostState();
-    frame result;
-    {
-        const std::scoped_lock lock(error_mutex_);
-        printed_error_.clear();
-    }
-    try {
-        // taken now, so that edits during the render show in the next frame only
-        auto values = std::make_unique<Request::State>();
-        values->time = time;
-        for (const auto& input : state.controls) {
-            Owned<Parameter> value(input->GetSource(time));
-            if (!value && input->info().required) {
-                throw host_error(input->info().id + ": no image is connected");
-            }
-            values->values[input.get()] = std::move(value);
-        }
-        Request request(std::move(values));
-        state.progress = progress;
-        operator_->Process(&request);
-        // the tool's first output is its picture
-        if (!state.outputs.empty()) {
-            result.image = std::move(request.HostState().results[state.outputs[0].get()]);
-        }
-    } catch (const std::exception& error) {
-        result.error = without_line_end(error.what());
-        return result;
-    } catch (...) {
-        result.error = "the tool failed without saying why";
-        return result;
-    }
-
-    const std::scoped_lock lock(error_mutex_);
-    if (result.image) {
-        result.how = frame::end::DONE;
-    } else if (operator_->IsAborted() && printed_error_.empty()) {
-        result.how = frame::end::ABORTED;
-    } else {
-        result.error = printed_error_.empty() ? "the tool gave no image" : printed_error_;
-    }
-    return result;
 }
 
 host::host(int threads, FusionDoc::Console console)

@@ -12,7 +12,9 @@
 
 #include "host/api/operator.h"
 #include "host/control.h"
+#include "host/error.h"
 #include "host/operator_state.h"
+#include "host/render_order.h"
 #include "host/worker_pool.h"
 
 namespace headless {
@@ -33,14 +35,6 @@ struct class_info {
     std::string base_class;
     int bitmap = 0;
     TagList tags;  // their pointers lead into the plug-in, while it is loaded
-};
-
-// How a render ended.
-struct frame {
-    enum class end { DONE, ABORTED, FAILED };
-    end how = end::FAILED;
-    Owned<Image> image;  // when done
-    std::string error;   // when failed
 };
 
 // One tool instance. Edits come from one thread at a time, renders from one thread at a
@@ -87,8 +81,9 @@ class HOST_API tool {
     // opens the tool's page, so that the tool lays out its controls.
     void open_page();
 
-    // Renders the frame at `time`. Faults come back in the result; nothing is thrown.
-    frame render(TimeStamp time, const progress_function& progress = {});
+    // Renders one frame, see render_order. Faults, those of the order among them, come
+    // back in the result; nothing is thrown.
+    frame render(const render_order& order = {});
     // Makes this render, or the next one, stop, and all that follow until clear_abort.
     // Safe in a signal handler. [any thread]
     void abort() noexcept { operator_->SetAborted(true); }
@@ -102,6 +97,7 @@ class HOST_API tool {
          FusionDoc::Console console);
 
     control& changeable(std::string_view id) const;
+    std::unique_ptr<Request::State> snapshot(const render_order& order) const;
     void replace(control& input, control_value value);
     std::set<TimeStamp> key_times() const;
     void report(control& input, Parameter* value, TimeStamp time);

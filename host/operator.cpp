@@ -66,11 +66,23 @@ Output* Operator::AddOutputList(const FuID& name, const FuID& id, const TagList&
     return state_->outputs.back().get();
 }
 
+void Operator::BeginStep(double end) { state_->progress.begin_step(end); }
+
+void Operator::ReportStep(double part) {
+    // what stops is not done, even when all its chunks have returned
+    if (!IsAborted()) state_->progress.report(part);
+}
+
 void ThreadedOperator::DoMultiProcess(Request* request, std::int32_t chunks) {
     OperatorState& state = HostState();
+    headless::progress_function progress;
+    if (state.progress.is_wanted()) {
+        progress = [this](std::int32_t done, std::int32_t all) {
+            ReportStep(done < all ? static_cast<double>(done) / all : 1.0);
+        };
+    }
     state.workers->run(
-        chunks, [&](std::int32_t chunk) { ProcessChunk(request, chunk); },
-        state.progress);
+        chunks, [&](std::int32_t chunk) { ProcessChunk(request, chunk); }, progress);
 }
 
 void headless::result_output::SetList(Request* request, Image* image,

@@ -1,7 +1,6 @@
 #pragma once
 // The host's side of a tool: what it added, and what it works with while it renders.
 
-#include <functional>
 #include <mutex>
 #include <optional>
 #include <set>
@@ -11,6 +10,7 @@
 
 #include "host/api/operator.h"
 #include "host/control.h"
+#include "host/progress.h"
 #include "host/worker_pool.h"
 
 namespace headless {
@@ -77,7 +77,7 @@ struct OperatorState {
     headless::worker_pool* workers = nullptr;
 
     // the render thread's
-    headless::progress_function progress;
+    headless::progress_counter progress;
 
     // the editing thread's
     std::string page;  // new inputs stand on it

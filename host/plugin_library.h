@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "host/api/registry.h"
-#include "host/control.h"
+#include "host/error.h"
 
 namespace headless {
 

@@ -60,6 +60,15 @@ class HOST_API Operator : public Object {
     void SetAborted(bool aborted) noexcept {
         abort_flag_.store(aborted ? 1 : 0, std::memory_order_relaxed);
     }
+    // The frame's progress. A frame begins as one step; a tool whose frame has several
+    // announces each: the work that follows takes the frame from where it is to `end`, a
+    // part of the whole in 0 .. 1, 1 for the last step. [the render thread]
+    void BeginStep(double end);
+    // Reports that `part` of the step, 0 .. 1, is done; lower parts than before count as
+    // before. DoMultiProcess reports its chunks so; other long work calls it often, at
+    // least every 50 ms, and looks at IsAborted afterwards. Throws what the host's user
+    // throws. [the render thread]
+    void ReportStep(double part);
     // Where the tool prints to; null while it is constructed.
     FusionDoc* Document();
     OperatorState& HostState() { return *state_; }

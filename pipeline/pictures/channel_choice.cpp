@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <vector>
 
-#include "host/control.h"
+#include "host/error.h"
 
 namespace focusfall {
 

@@ -5,7 +5,7 @@
 #include <charconv>
 #include <cmath>
 
-#include "host/control.h"
+#include "host/error.h"
 
 namespace focusfall {
 

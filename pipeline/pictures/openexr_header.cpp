@@ -6,7 +6,7 @@
 #include <string>
 #include <string_view>
 
-#include "host/control.h"
+#include "host/error.h"
 
 namespace focusfall {
 

@@ -10,7 +10,7 @@
 
 #include <OpenImageIO/filesystem.h>
 
-#include "host/control.h"
+#include "host/error.h"
 #include "pipeline/pictures/openexr_header.h"
 #include "pipeline/pictures/picture_format.h"
 #include "pipeline/pictures/window.h"

@@ -3,7 +3,7 @@
 #include <set>
 #include <string>
 
-#include "host/control.h"
+#include "host/error.h"
 
 namespace focusfall {
 

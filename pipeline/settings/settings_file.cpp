@@ -7,6 +7,7 @@
 #include <sstream>
 #include <utility>
 
+#include "host/text.h"
 #include "pipeline/process/output_file.h"
 #include "pipeline/settings/installation.h"
 

@@ -3,7 +3,7 @@
 #include <new>
 #include <utility>
 
-#include "host/control.h"
+#include "host/error.h"
 #include "pipeline/pictures/host_image.h"
 
 namespace focusfall {

@@ -5,7 +5,7 @@
 #include <string_view>
 #include <unordered_set>
 
-#include "host/control.h"
+#include "host/error.h"
 
 namespace focusfall {
 

@@ -242,17 +242,16 @@ void shot_renderer::render_job(frame_job& job) {
     if (job.loaded.depth_map) tool_.connect("DepthMap", job.loaded.depth_map.get());
     if (job.loaded.blur_image) tool_.connect("BlurImage", job.loaded.blur_image.get());
     const display_measure measure(tool_, time, input.display, input.area);
-    const auto progress = [&](std::int32_t done, std::int32_t all) {
+    const auto progress = [&](double within) {
         // the tool prints next: its line must not run into the bar
-        if (done == all) return bar_.clear();
-        const double within = static_cast<double>(done) / all;
+        if (within == 1.0) return bar_.clear();
         bar_.show(
             (static_cast<double>(rendered_) + within) / static_cast<double>(frames_),
             is_shot()
                 ? std::to_string(rendered_) + " of " + std::to_string(frames_) + " frames"
                 : "");
     };
-    headless::frame rendered = tool_.render(time, progress);
+    headless::frame rendered = tool_.render({.time = time, .progress = progress});
     stop_.check();
     if (rendered.how != headless::frame::end::DONE) {
         throw host_error(job.report.files.input.string() + ": " + rendered.error);

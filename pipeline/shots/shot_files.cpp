@@ -7,7 +7,7 @@
 #include <set>
 #include <utility>
 
-#include "host/control.h"
+#include "host/error.h"
 #include "pipeline/shots/frame_range.h"
 
 namespace focusfall {

@@ -74,9 +74,7 @@ void render_look(headless::tool& tool, const look& look, const demo_options& opt
     for (const auto& [id, value] : look.settings) tool.set(id, value);
     progress_bar progress(!options.shared.quiet);
     const headless::frame frame =
-        tool.render(0, [&](std::int32_t done, std::int32_t all) {
-            progress.show(static_cast<double>(done) / all, look.name);
-        });
+        tool.render({.progress = [&](double part) { progress.show(part, look.name); }});
     if (frame.how == headless::frame::end::ABORTED) throw interrupted();
     if (!frame.image) throw headless::host_error(frame.error);
 

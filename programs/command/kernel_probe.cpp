@@ -79,7 +79,7 @@ Owned<Image> probed_kernel(headless::tool& tool, double diameter) {
     middle[Image::Z] = aimed_depth(tool, diameter, width);
 
     tool.connect("Input", dot.get());
-    const headless::frame frame = tool.render(0);
+    const headless::frame frame = tool.render();
     if (frame.how == headless::frame::end::ABORTED) throw interrupted();
     if (!frame.image) throw headless::host_error(frame.error);
     Owned<Image> kernel = empty_image(side, side);

@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "host/control.h"
+#include "host/text.h"
 #include "pipeline/process/interruption.h"
 #include "programs/command/commands.h"
 

@@ -103,7 +103,7 @@ void run_render_command(const std::vector<std::string>& arguments) {
     tool->open_page();
     for (const auto& [id, value] : options.values) tool->set(id, value);
 
-    const headless::frame frame = tool->render(0);
+    const headless::frame frame = tool->render();
     if (frame.how != headless::frame::end::DONE) throw headless::host_error(frame.error);
     write_raw_image(options.output, *frame.image);
 }

@@ -10,7 +10,7 @@
 #include <fstream>
 #include <string>
 
-#include "host/control.h"
+#include "host/error.h"
 
 // Reports a fault to the fuzzer, which keeps the input.
 inline void expect(bool holds, const std::string& what) {

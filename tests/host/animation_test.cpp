@@ -144,8 +144,8 @@ TEST_F(Keys, ShowInTheFrameOfTheirTime) {
     for (const double time : {0.0, 12.5, 24.0, 60.0}) {
         still->set("MaxBlurSize", value("MaxBlurSize", time));
         still->set("BlurStyle", time < 24 ? "Gaussian" : "Disk");
-        const headless::frame moving = tool->render(time);
-        const headless::frame expected = still->render(0);
+        const headless::frame moving = tool->render({.time = time});
+        const headless::frame expected = still->render();
         ASSERT_TRUE(moving.image && expected.image) << moving.error << expected.error;
         EXPECT_TRUE(same_pixels(*moving.image, *expected.image)) << time;
     }

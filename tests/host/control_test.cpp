@@ -65,15 +65,5 @@ TEST_F(Control, NamesItselfAndWhatItTakesInErrors) {
     EXPECT_EQ(value("BlurStyle"), 0.0);
 }
 
-TEST(NearestName, SuggestsNamesThatAreNearOrHoldTheWord) {
-    const std::vector<std::string> names = {"FocalLength", "FocusPosition", "FStop"};
-    EXPECT_EQ(nearest_name("focalLenght", names), "FocalLength");
-    EXPECT_EQ(nearest_name("FocusPositn", names), "FocusPosition");
-    EXPECT_EQ(nearest_name("focus", names), "FocusPosition");
-    EXPECT_EQ(nearest_name("Length", names), "FocalLength");
-    EXPECT_EQ(nearest_name("Po", names), "");
-    EXPECT_EQ(nearest_name("Zoom", names), "");
-}
-
 }  // namespace
 }  // namespace headless

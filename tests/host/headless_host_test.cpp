@@ -84,7 +84,7 @@ TEST(Host, KeepsALibraryAsLongAsAToolOfItLives) {
     f.host_.unload_plugins();
     EXPECT_TRUE(f.host_.classes().empty());
     EXPECT_FALSE(ClassRegistry::Global().Records().empty());
-    const frame result = f.probe->render(0);
+    const frame result = f.probe->render();
     EXPECT_EQ(result.how, frame::end::DONE);
     f.probe.reset();
     EXPECT_TRUE(ClassRegistry::Global().Records().empty());
@@ -104,11 +104,13 @@ TEST(Tool, ASecondRequestGivesTheFirstHandleWithTheNewTags) {
 TEST(Tool, RendersAndReportsEachEnd) {
     for (const int threads : {1, 2, 8}) {
         fixture f(threads);
-        std::int32_t done = 0;
+        std::vector<double> parts;
         frame result = f.probe->render(
-            7.5, [&](std::int32_t now, std::int32_t all) { done = now * 10 + all; });
+            {.time = 7.5, .progress = [&](double part) { parts.push_back(part); }});
         EXPECT_EQ(result.how, frame::end::DONE);
-        EXPECT_EQ(done, 33) << "three rows of three";
+        EXPECT_TRUE(std::ranges::is_sorted(parts));
+        EXPECT_EQ(parts.back(), 1.0);
+        EXPECT_EQ(std::ranges::count(parts, 1.0), 1);
         EXPECT_EQ(result.image->Pixel(3, 2)[Image::Z], 2.0F);
         EXPECT_EQ(f.printed, std::vector<std::string>{"40: 3 rows at 7.5\n"});
 
@@ -118,14 +120,14 @@ TEST(Tool, RendersAndReportsEachEnd) {
                                    {"chunk", "row 1"}};
         for (const auto& [fault, error] : faults) {
             f.probe->set("Fault", fault);
-            result = f.probe->render(0);
+            result = f.probe->render();
             EXPECT_EQ(result.how, frame::end::FAILED) << fault;
             EXPECT_EQ(result.error, error);
             EXPECT_EQ(result.image, nullptr);
         }
         EXPECT_EQ(f.printed.back(), "60: probe error: 42\n");
         f.probe->set("Fault", "");
-        EXPECT_EQ(f.probe->render(0).how, frame::end::DONE) << "no fault lingers";
+        EXPECT_EQ(f.probe->render().how, frame::end::DONE) << "no fault lingers";
     }
 }
 
@@ -140,16 +142,16 @@ TEST(Tool, StopsFromAnotherThreadOrASignalUntilTheAbortIsCleared) {
     fixture f;
     f.probe->set("Fault", "wait");
     std::thread other([&] { f.probe->abort(); });
-    EXPECT_EQ(f.probe->render(0).how, frame::end::ABORTED);
+    EXPECT_EQ(f.probe->render().how, frame::end::ABORTED);
     other.join();
-    EXPECT_EQ(f.probe->render(0).how, frame::end::ABORTED);
+    EXPECT_EQ(f.probe->render().how, frame::end::ABORTED);
     f.probe->clear_abort();
     f.probe->set("Fault", "");
-    EXPECT_EQ(f.probe->render(0).how, frame::end::DONE);
+    EXPECT_EQ(f.probe->render().how, frame::end::DONE);
 
     interrupted = f.probe.get();
     const auto before = std::signal(SIGTERM, interrupt);
-    EXPECT_EQ(f.probe->render(0, [](auto, auto) { std::raise(SIGTERM); }).how,
+    EXPECT_EQ(f.probe->render({.progress = [](double) { std::raise(SIGTERM); }}).how,
               frame::end::ABORTED);
     std::signal(SIGTERM, before);
 }
@@ -170,7 +172,7 @@ TEST(Tool, RefusesImagesPassesOnWhatANotificationThrowsAndStaysUsable) {
 
     f.probe->connect("Input", nullptr);
     EXPECT_FALSE(f.probe->find("Input").is_connected());
-    EXPECT_EQ(f.probe->render(0).error, "Input: no image is connected");
+    EXPECT_EQ(f.probe->render().error, "Input: no image is connected");
 }
 
 // Edits and renders of one tool side by side, and tools of two hosts.
@@ -186,7 +188,7 @@ TEST(Tool, LivesBesideOthersInSeveralThreads) {
     for (tool* each : {one.probe.get(), second.get(), other.probe.get()}) {
         threads.emplace_back([each] {
             for (int i = 0; i < 50; ++i) {
-                const frame result = each->render(i);
+                const frame result = each->render({.time = static_cast<double>(i)});
                 ASSERT_EQ(result.how, frame::end::DONE) << result.error;
                 const float value = result.image->Pixel(0, 0)[0];
                 EXPECT_TRUE(value >= 0.0F && value <= 2.0F) << value;

@@ -63,7 +63,7 @@ picture plugin_tool::render(const picture& input, const picture* depth,
     tool_->connect("DepthMap", nullptr);
     if (depth) connect("DepthMap", *depth);
 
-    const headless::frame result = tool_->render(0);
+    const headless::frame result = tool_->render();
     EXPECT_EQ(result.how, headless::frame::end::DONE) << result.error;
     picture output = blank(input.width, input.height, input.components);
     if (!result.image) return output;

@@ -4,7 +4,7 @@
 
 #include <gtest/gtest.h>
 
-#include "host/control.h"
+#include "host/error.h"
 
 using namespace focusfall;
 

@@ -48,7 +48,7 @@ TEST_F(LinkedFastTool, MakesAndWritesNothingMoreAfterAnAbort) {
             int calls = 0;
             int images = 0;
             headless::set_image_hook([&] { ++images; });
-            const auto result = plugin_.tool().render(0, [&](std::int32_t, std::int32_t) {
+            const auto result = plugin_.tool().render({.progress = [&](double /*part*/) {
                 if (++calls != until) return;
                 plugin_.tool().abort();
                 output = Shared(inside_.output_image);
@@ -56,7 +56,7 @@ TEST_F(LinkedFastTool, MakesAndWritesNothingMoreAfterAnAbort) {
                                                 output->Components());
                 std::fill_n(output->Pixel(0, 0), size, UNTOUCHED);
                 images = 0;
-            });
+            }});
             how = calls < until ? headless::frame::end::DONE
                                 : headless::frame::end::ABORTED;
             ASSERT_EQ(result.how, how) << result.error;

@@ -36,11 +36,11 @@ class FailingFrame : public testing::Test {
     // Renders with `fault` called whenever an image is made, with its number: 1 is the
     // result, then follow the kernels.
     headless::frame render_with(std::function<void(int)> fault,
-                                const headless::progress_function& progress = {}) {
+                                const headless::frame_progress& progress = {}) {
         images_ = 0;
         printed_.clear();
         headless::set_image_hook([this, fault = std::move(fault)] { fault(++images_); });
-        headless::frame result = plugin_.tool().render(0, progress);
+        headless::frame result = plugin_.tool().render({.progress = progress});
         headless::set_image_hook({});
         return result;
     }
@@ -102,7 +102,7 @@ TEST_F(FailingFrame, StopsInEveryPhaseWhenAborted) {
             [&](int image) {
                 if (image == (when == PIXELS ? 1 : 100) && when <= KERNELS) tool.abort();
             },
-            [&](std::int32_t /*done*/, std::int32_t /*all*/) {
+            [&](double /*part*/) {
                 ++progress;
                 if (when == CHUNKS) tool.abort();
             });

@@ -37,7 +37,7 @@ class Settings : public testing::Test {
         const Owned<Image> image(new Image(width, height, 5));
         std::fill_n(image->Pixel(0, 0), width * height * 5, 0.5F);
         tool_->connect("Input", image.get());
-        return tool_->render(0);
+        return tool_->render();
     }
     void set(const std::vector<std::pair<const char*, const char*>>& values) {
         for (const auto& [id, text] : values) tool_->set(id, text);

@@ -163,7 +163,7 @@ TEST_F(ControlDependencies, TakeEditsWhileFramesRender) {
     std::atomic<bool> rendered = false;
     std::thread renderer([&] {
         for (int frame = 0; frame < 12; ++frame) {
-            const headless::frame result = tool->render(frame);
+            const headless::frame result = tool->render({.time = static_cast<TimeStamp>(frame)});
             EXPECT_EQ(result.how, headless::frame::end::DONE) << result.error;
         }
         rendered = true;

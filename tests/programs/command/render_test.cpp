@@ -16,7 +16,7 @@
 
 #include <OpenImageIO/deepdata.h>
 
-#include "host/control.h"
+#include "host/error.h"
 #include "tests/programs/command/command_fixture.h"
 
 using namespace focusfall;

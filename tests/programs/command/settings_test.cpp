@@ -8,6 +8,7 @@
 #include <map>
 #include <sstream>
 
+#include "host/text.h"
 #include "programs/command/commands.h"
 #include "programs/command/session.h"
 #include "tests/support/tool_fixture.h"
@@ -101,8 +102,9 @@ TEST_F(Settings, ComeBackFromTheirFileExactly) {
         }
         tool->connect("Input", picture.get());
         again->connect("Input", picture.get());
-        const auto expected = tool->render(round);
-        const auto rendered = again->render(round);
+        const headless::render_order order = {.time = static_cast<TimeStamp>(round)};
+        const auto expected = tool->render(order);
+        const auto rendered = again->render(order);
         ASSERT_TRUE(expected.image && rendered.image) << expected.error;
         EXPECT_TRUE(same_pixels(*expected.image, *rendered.image));
     }

@@ -1,0 +1,3 @@
+#include "host/error.h"
+
+headless::host_error::~host_error() = default;

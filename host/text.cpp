@@ -1,0 +1,104 @@
+#include "host/text.h"
+
+#include <algorithm>
+#include <cctype>
+#include <charconv>
+#include <cmath>
+#include <numeric>
+#include <utility>
+
+namespace headless {
+
+namespace {
+
+constexpr std::size_t MIN_PART = 3;  // letters of a name that tell it from others
+
+bool same_letter(unsigned char a, unsigned char b) {
+    return std::tolower(a) == std::tolower(b);
+}
+
+// Number of letters to insert, delete or replace (Levenshtein, 1966), ignoring case.
+std::size_t edit_distance(std::string_view a, std::string_view b) {
+    std::vector<std::size_t> row(b.size() + 1);
+    std::iota(row.begin(), row.end(), 0);
+    for (std::size_t i = 0; i < a.size(); ++i) {
+        std::size_t diagonal = std::exchange(row[0], i + 1);
+        for (std::size_t j = 0; j < b.size(); ++j) {
+            const bool same = same_ignoring_case(a.substr(i, 1), b.substr(j, 1));
+            const std::size_t replaced = diagonal + (same ? 0 : 1);
+            diagonal = row[j + 1];
+            row[j + 1] = std::min({replaced, diagonal + 1, row[j] + 1});
+        }
+    }
+    return row.back();
+}
+
+template <class Float>
+std::string digits_of(Float value) {
+    char text[64];
+    const Float size = std::abs(value);
+    const bool readable = size == 0 || (size >= static_cast<Float>(1e-3) &&
+                                        size < static_cast<Float>(1e15));
+    const auto end = readable ? std::to_chars(text, text + sizeof text, value,
+                                              std::chars_format::fixed)
+                              : std::to_chars(text, text + sizeof text, value);
+    return {text, end.ptr};
+}
+
+}  // namespace
+
+std::optional<double> number_in(std::string_view text) {
+    if (text.starts_with('+')) text.remove_prefix(1);
+    double value = 0.0;
+    const auto [end, error] =
+        std::from_chars(text.data(), text.data() + text.size(), value);
+    const bool whole_text = end == text.data() + text.size();
+    return error == std::errc() && whole_text ? std::optional(value) : std::nullopt;
+}
+
+std::string shortest(double value) { return digits_of(value); }
+std::string shortest(float value) { return digits_of(value); }
+
+bool same_ignoring_case(std::string_view a, std::string_view b) {
+    return std::ranges::equal(a, b, same_letter);
+}
+
+std::string joined(const std::vector<std::string>& items, std::string_view between) {
+    std::string text;
+    for (const std::string& item : items) {
+        if (&item != &items.front()) text += between;
+        text += item;
+    }
+    return text;
+}
+
+std::string without_line_end(std::string text) {
+    while (text.ends_with('\n')) text.pop_back();
+    return text;
+}
+
+std::string nearest_name(std::string_view name, const std::vector<std::string>& names) {
+    std::string nearest;
+    std::size_t least = name.size() / 2 + 1;
+    for (const std::string& candidate : names) {
+        const std::size_t distance = edit_distance(name, candidate);
+        if (distance < least) {
+            least = distance;
+            nearest = candidate;
+        }
+    }
+    if (!nearest.empty() || name.size() < MIN_PART) return nearest;
+    for (const std::string& candidate : names) {
+        const auto part = std::search(candidate.begin(), candidate.end(), name.begin(),
+                                      name.end(), same_letter);
+        if (part != candidate.end()) return candidate;
+    }
+    return nearest;
+}
+
+std::string suggestion(std::string_view name, const std::vector<std::string>& names) {
+    const std::string nearest = nearest_name(name, names);
+    return nearest.empty() ? "" : "; did you mean \"" + nearest + "\"?";
+}
+
+}  // namespace headless
