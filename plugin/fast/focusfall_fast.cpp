@@ -56,15 +56,17 @@ bool FocusfallFast::blur(Request* request) {
 }
 
 void FocusfallFast::prepare_kernels() {
+    style_ = blur_style.load(std::memory_order_relaxed);
     last_kernel_ = last_kernel_index();
-    form_ = gather::find_closed_form(*this, blur_image);
+    form_ = gather::find_closed_form(*this, style_, blur_image);
     if (!form_) return;
+    const gather::edge_shape edge = gather::edge_of(*this, style_);
     if (gather::is_edged(*form_)) {
-        terms_ = gather::edged_terms(*this, last_kernel_);
+        terms_ = gather::edged_terms(*this, edge, last_kernel_);
     } else {
         terms_.resize(last_kernel_ + 1);  // the workers fill them
     }
-    offsets_.emplace(*this, *form_, kernel_radius(*this, last_kernel_));
+    offsets_.emplace(edge, *form_, kernel_radius(*this, last_kernel_));
 }
 
 void FocusfallFast::prepare_sources() {
@@ -179,7 +181,7 @@ void FocusfallFast::append_stamps(const gather::source_run& run, std::uint64_t s
 }
 
 void FocusfallFast::make_stamp_kernel(std::int32_t number) {
-    stamps_.make_batch_kernel(*this, blur_image, number);
+    stamps_.make_batch_kernel(*this, style_, blur_image, number);
 }
 
 void FocusfallFast::add_stamps(std::int32_t band) {

@@ -72,7 +72,8 @@ class FocusfallFast : public Focusfall {
 
     // constant while chunks run
     chunk_step step_ = nullptr;
-    std::size_t last_kernel_ = 0;              // index in the kernel table
+    std::int32_t style_ = DISK;    // that of the whole frame, whatever an edit stores
+    std::size_t last_kernel_ = 0;  // index in the kernel table
     std::optional<gather::closed_form> form_;  // none: all sources are stamps
     std::vector<gather::kernel_terms> terms_;  // by index in the table, with a form
     std::optional<gather::offset_table> offsets_;

@@ -42,8 +42,8 @@ bool stamp_list::begin_batch(const focusfall_interface& params) {
     return !batch_.empty();
 }
 
-void stamp_list::make_batch_kernel(const focusfall_interface& params, const Image* custom,
-                                   std::int32_t number) {
+void stamp_list::make_batch_kernel(const focusfall_interface& params, std::int32_t style,
+                                   const Image* custom, std::int32_t number) {
     kernel& made = batch_[static_cast<std::size_t>(number)];
     if (made.index == 0) {
         made.weights = {1.0F};
@@ -51,7 +51,8 @@ void stamp_list::make_batch_kernel(const focusfall_interface& params, const Imag
     }
     const double diameter = made.index * TABLE_STEP;
     const Owned<Image> picture(
-        make_kernel(params, diameter, diameter, custom, KERNEL_MIN_SIZE));
+        custom ? make_kernel(params, diameter, diameter, custom, KERNEL_MIN_SIZE)
+               : make_style_kernel(params, style, diameter, KERNEL_MIN_SIZE));
     load_kernel_weights(params, picture.get(), made.weights);
 }
 

@@ -1,7 +1,7 @@
 #pragma once
-// Sources that are scattered as copies of their kernel, for want of a closed form: those
-// of a custom picture, and colours that are not finite, which make pixels not-a-number
-// even where the weight is 0.
+// Sources that are scattered as copies of their kernel, because they have no closed form:
+// those of a custom picture, and colours that are not finite, which make pixels
+// not-a-number even where the weight is 0.
 
 #include <cstdint>
 #include <vector>
@@ -33,9 +33,10 @@ class stamp_list {
     bool begin_batch(const focusfall_interface& params);
     // How many kernels the batch has; each is to be made before the bands are filled.
     std::int32_t batch_size() const { return static_cast<std::int32_t>(batch_.size()); }
-    // Throws what making an image throws. [one thread a kernel]
-    void make_batch_kernel(const focusfall_interface& params, const Image* custom,
-                           std::int32_t number);
+    // Makes a kernel of the batch, in the style that the frame began with. Throws what
+    // making an image throws. [one thread a kernel]
+    void make_batch_kernel(const focusfall_interface& params, std::int32_t style,
+                           const Image* custom, std::int32_t number);
     // Adds all sources of the batch to rows band * BAND_ROWS on of the accumulators of
     // `target`, with their colours from `picture`. [one thread a band]
     void add_to_band(focusfall_interface& target, const Image& picture,

@@ -128,6 +128,18 @@ Image* make_laplacian_kernel(const focusfall_interface& params, double diameter,
     });
 }
 
+Image* make_style_kernel(const focusfall_interface& params, std::int32_t style,
+                         double diameter, std::int32_t min_size) {
+    switch (style) {
+        case DISK: return make_disk_kernel(params, diameter, min_size);
+        case POLYGON: return make_polygon_kernel(params, diameter, min_size);
+        case GAUSSIAN: return make_gaussian_kernel(params, diameter, min_size);
+        case AIRY_DISK: return make_airy_kernel(params, diameter, min_size);
+        case LAPLACIAN: return make_laplacian_kernel(params, diameter, min_size);
+        default: return nullptr;
+    }
+}
+
 Image* make_kernel(const focusfall_interface& params, double width_diameter,
                    double height_diameter, const Image* custom, std::int32_t min_size) {
     if (!(width_diameter > 0.0 && height_diameter > 0.0) && min_size < 1) return nullptr;
@@ -135,21 +147,9 @@ Image* make_kernel(const focusfall_interface& params, double width_diameter,
 
     const double diameter =
         width_diameter > height_diameter ? width_diameter : height_diameter;
-    Owned<Image> kernel;
-    switch (params.blur_style.load(std::memory_order_relaxed)) {
-        case DISK: kernel.reset(make_disk_kernel(params, diameter, min_size)); break;
-        case POLYGON:
-            kernel.reset(make_polygon_kernel(params, diameter, min_size));
-            break;
-        case GAUSSIAN:
-            kernel.reset(make_gaussian_kernel(params, diameter, min_size));
-            break;
-        case AIRY_DISK: kernel.reset(make_airy_kernel(params, diameter, min_size)); break;
-        case LAPLACIAN:
-            kernel.reset(make_laplacian_kernel(params, diameter, min_size));
-            break;
-        default: return nullptr;
-    }
+    const std::int32_t style = params.blur_style.load(std::memory_order_relaxed);
+    Owned<Image> kernel(make_style_kernel(params, style, diameter, min_size));
+    if (!kernel) return nullptr;
     if (width_diameter == height_diameter) return kernel.release();
     return resized(*kernel, width_diameter, height_diameter, min_size);
 }

@@ -26,6 +26,11 @@ double gaussian_falloff(double x, double s);
 Image* make_kernel(const focusfall_interface& params, double width_diameter,
                    double height_diameter, const Image* custom, std::int32_t min_size);
 
+// The square kernel of a style, a blur_style_code, for a diameter in pixels; null for an
+// unknown one. The caller owns it.
+Image* make_style_kernel(const focusfall_interface& params, std::int32_t style,
+                         double diameter, std::int32_t min_size);
+
 // The styles: square kernels of side max(odd_kernel_size(diameter), min_size).
 //
 // Disk and Polygon are 1 inside, fade out over one pixel, and with `bad_bokeh` brighten

@@ -15,11 +15,10 @@ constexpr double SMALLEST_RADIUS = static_cast<double>(0.0001F);
 constexpr double AIRY_DIAMETER = 20.347;  // a kernel's diameter in units of u
 
 // Distance of the corners from the centre of the edged kernel k, pixels.
-double corner_radius(const focusfall_interface& params, std::size_t k) {
+double corner_radius(const edge_shape& edge, std::size_t k) {
     const double diameter = static_cast<double>(k) * TABLE_STEP;
     const double radius = std::max(SMALLEST_RADIUS, (diameter - 1.0) * 0.5);
-    const bool disk = params.blur_style.load(std::memory_order_relaxed) == DISK;
-    return disk && params.shrink_disk ? radius * 0.6 : radius;
+    return edge.shrunken ? radius * 0.6 : radius;
 }
 
 // What the pixels of an edged kernel add up to. Those in the ramp at the edge are radius
@@ -43,6 +42,7 @@ struct edged_sums {
 // the radius reaches (d - 1) / e, then radius * e + 1 - d until it is 1, when the radius
 // is d / e.
 std::vector<edged_sums> changes_of_sums(const focusfall_interface& params,
+                                        const edge_shape& edge,
                                         const std::vector<double>& radii) {
     const auto first_above = [&](double radius) {
         const auto at = std::upper_bound(radii.begin() + 1, radii.end(), radius);
@@ -53,7 +53,7 @@ std::vector<edged_sums> changes_of_sums(const focusfall_interface& params,
     for (std::int32_t dy = -reach; dy <= reach; ++dy) {
         for (std::int32_t dx = -reach; dx <= reach; ++dx) {
             const double d = std::sqrt(static_cast<double>(dx * dx + dy * dy));
-            const double e = edge_factor(params, dx, dy);
+            const double e = edge_factor(edge, dx, dy);
             changes[first_above((d - 1.0) / e)].add({.slope = e, .constant = 1.0 - d});
             changes[first_above(d / e)].add({.slope = -e,
                                              .constant = d - 1.0,
@@ -175,10 +175,10 @@ double shape_of(closed_form form, double diameter) {
 }  // namespace
 
 std::optional<closed_form> find_closed_form(const focusfall_interface& params,
-                                            const Image* custom) {
+                                            std::int32_t style, const Image* custom) {
     if (custom) return std::nullopt;
     const bool rim = params.bad_bokeh != 0.0;
-    switch (params.blur_style.load(std::memory_order_relaxed)) {
+    switch (style) {
         case POLYGON:
             // with fewer sides the edge lies behind the centre
             if (params.polygon_side_count < 3) return std::nullopt;
@@ -191,31 +191,38 @@ std::optional<closed_form> find_closed_form(const focusfall_interface& params,
     }
 }
 
-double edge_factor(const focusfall_interface& params, std::int32_t dx, std::int32_t dy) {
-    if (params.blur_style.load(std::memory_order_relaxed) != POLYGON) return 1.0;
-    const double half_angle = std::numbers::pi / params.polygon_side_count;
+edge_shape edge_of(const focusfall_interface& params, std::int32_t style) {
+    return {.polygon = style == POLYGON,
+            .sides = params.polygon_side_count,
+            .turn = params.kernel_angle,
+            .shrunken = style == DISK && params.shrink_disk};
+}
+
+double edge_factor(const edge_shape& edge, std::int32_t dx, std::int32_t dy) {
+    if (!edge.polygon) return 1.0;
+    const double half_angle = std::numbers::pi / edge.sides;
     // turn the direction into that of the side whose middle lies at angle 0
-    double angle = std::atan2(dy, dx) + params.kernel_angle;
+    double angle = std::atan2(dy, dx) + edge.turn;
     while (angle >= half_angle) angle -= 2.0 * half_angle;
     while (angle < -half_angle) angle += 2.0 * half_angle;
     return std::cos(half_angle) / std::cos(angle);
 }
 
 std::vector<kernel_terms> edged_terms(const focusfall_interface& params,
-                                      std::size_t last) {
+                                      const edge_shape& edge, std::size_t last) {
     std::vector<double> radii(last + 1);
-    for (std::size_t k = 1; k <= last; ++k) radii[k] = corner_radius(params, k);
-    const std::vector<edged_sums> changes = changes_of_sums(params, radii);
+    for (std::size_t k = 1; k <= last; ++k) radii[k] = corner_radius(edge, k);
+    const std::vector<edged_sums> changes = changes_of_sums(params, edge, radii);
 
     const double rim = 4.0 * params.bad_bokeh;
     edged_sums sums;
     std::vector<kernel_terms> terms(last + 1);
     for (std::size_t k = 1; k <= last; ++k) {
         sums.add(changes[k]);
-        const double edge = sums.slope * radii[k] + sums.constant;
+        const double ramp = sums.slope * radii[k] + sums.constant;
         const double radius_fourth = std::pow(radii[k], 4.0);
         const double sum =
-            sums.inside + edge + rim * (sums.fourth_powers / radius_fourth + edge);
+            sums.inside + ramp + rim * (sums.fourth_powers / radius_fourth + ramp);
         terms[k] = {.shape = static_cast<float>(radii[k]),
                     .inverse_fourth = static_cast<float>(1.0 / radius_fourth),
                     .weight = static_cast<float>(1.0 / sum)};

@@ -58,18 +58,30 @@ inline constexpr double AIRY_PATTERN[] = {
     0.2121227883,     -0.48591171573,   0.63479389785,  -0.23021110054,
     -0.37526131084,   0.28080315677,    0.014602255066};
 
+// The functions below take a frame's style once it was read: an edit may store another
+// one in the record while the frame renders.
+
 // The formula for the kernels of a frame; none for a custom picture and for what no
 // formula covers. [render thread]
 std::optional<closed_form> find_closed_form(const focusfall_interface& params,
-                                            const Image* custom);
+                                            std::int32_t style, const Image* custom);
+
+// What the edges of a frame's kernels look like: those of the Polygon, or of the Disk.
+struct edge_shape {
+    bool polygon;
+    std::int32_t sides;  // of the Polygon, at least 3
+    double turn;         // of the Polygon, radians
+    bool shrunken;       // a smaller Disk
+};
+edge_shape edge_of(const focusfall_interface& params, std::int32_t style);
 
 // The edge factor of direction (dx, dy) from the kernel's centre.
-double edge_factor(const focusfall_interface& params, std::int32_t dx, std::int32_t dy);
+double edge_factor(const edge_shape& edge, std::int32_t dx, std::int32_t dy);
 
 // The terms of the edged forms: entry k is for the kernel of diameter k * 0.01 pixels,
 // k = 0 .. last. Throws std::bad_alloc. [render thread]
 std::vector<kernel_terms> edged_terms(const focusfall_interface& params,
-                                      std::size_t last);
+                                      const edge_shape& edge, std::size_t last);
 // The terms of the other forms, for the kernels from `first` on. Throws std::bad_alloc.
 // [any thread]
 void fill_smooth_terms(const focusfall_interface& params, closed_form form,

@@ -30,8 +30,8 @@ struct table_entry {
 };
 
 // The values for one output pixel and a source at (dx, dy) from it.
-table_entry entry_for(const focusfall_interface& params, closed_form form,
-                      std::int32_t dx, std::int32_t dy) {
+table_entry entry_for(const edge_shape& edge, closed_form form, std::int32_t dx,
+                      std::int32_t dy) {
     const double square = static_cast<double>(dx) * dx + static_cast<double>(dy) * dy;
     const double d = std::sqrt(square);
     if (form == closed_form::AIRY) {
@@ -44,7 +44,7 @@ table_entry entry_for(const focusfall_interface& params, closed_form form,
         return {.miss = static_cast<float>(std::max(std::abs(dx), std::abs(dy)))};
     }
     // the kernel lies around the source, which sees the pixel in the opposite direction
-    const double e = edge_factor(params, -dx, -dy);
+    const double e = gather::edge_factor(edge, -dx, -dy);
     table_entry entry = {.edge_factor = static_cast<float>(e),
                          .edge_start = static_cast<float>(1.0 - d),
                          .miss = static_cast<float>((d - 1.0) / e)};
@@ -76,7 +76,7 @@ aligned_floats over_rows(const aligned_floats& entries, std::ptrdiff_t step,
 
 }  // namespace
 
-offset_table::offset_table(const focusfall_interface& params, closed_form form,
+offset_table::offset_table(const edge_shape& edge, closed_form form,
                            std::int32_t largest_reach)
     : reach(largest_reach),
       columns(pieces(largest_reach, TILE_COLUMNS) * TILE_COLUMNS),
@@ -96,7 +96,7 @@ offset_table::offset_table(const focusfall_interface& params, closed_form form,
     aligned_floats entry_full(size, NEVER);
     for (std::int32_t dy = -rows; dy <= rows; ++dy) {
         for (std::int32_t dx = -columns; dx < columns + TILE_COLUMNS; ++dx) {
-            const table_entry entry = entry_for(params, form, dx, dy);
+            const table_entry entry = entry_for(edge, form, dx, dy);
             const auto i = static_cast<std::size_t>(index(dx, dy));
             if (edged) {
                 edge_factor[i] = entry.edge_factor;

@@ -14,9 +14,9 @@ namespace gather {
 // radius `reach`, padded to whole tiles and blocks. `stride` equals the row length of a
 // source window, so one index step moves down a row in both. Constant once made.
 struct offset_table {
-    // Makes the entries for kernels up to a radius of `reach` pixels. Throws
-    // std::bad_alloc. [render thread]
-    offset_table(const focusfall_interface& params, closed_form form, std::int32_t reach);
+    // Makes the entries for kernels up to a radius of `reach` pixels; `edge` matters to
+    // the edged forms only. Throws std::bad_alloc. [render thread]
+    offset_table(const edge_shape& edge, closed_form form, std::int32_t reach);
 
     // Index of entry (dx, dy) in each of the tables.
     std::ptrdiff_t index(std::int32_t dx, std::int32_t dy) const {

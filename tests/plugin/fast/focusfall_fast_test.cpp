@@ -180,12 +180,32 @@ TEST_F(FocusfallFast, TakesAccumulatorsOnlyForWhatIsScattered) {
         input.at(30, 20, RED) = finite ? 1.0F : NAN;
         fast_.connect("Input", input);
         aligned_allocations_fail = true;
-        const headless::frame result = fast_.tool().render(0);
+        const headless::frame result = fast_.tool().render();
         aligned_allocations_fail = false;
         using end = headless::frame::end;
         EXPECT_EQ(result.how, finite ? end::DONE : end::FAILED) << result.error;
         compare_with_reference(input, settings);
     }
+}
+
+// An edit may store another style while stamps wait for their kernels. An infinite colour
+// is one, and shows the kernel's shape: not-a-number where the weight is 0.
+TEST_F(FocusfallFast, KeepsTheStyleThatTheFrameBeganWith) {
+    picture input = random_picture(random_, 60, 40, 0.0);
+    input.at(30, 20, RED) = std::numeric_limits<float>::infinity();
+    input.at(30, 20, ALPHA) = 1.0F;
+    const controls settings = random_settings(random_, 0, input, 12.0);
+    const picture expected = fast_.render(input, nullptr, settings);
+    int steps = 0;
+    headless::render_order order;
+    order.progress = [&](double /*done*/) {
+        if (++steps == 1) fast_.tool().set("BlurStyle", "Gaussian");
+    };
+    const headless::frame result = fast_.tool().render(order);
+    ASSERT_TRUE(result.image) << result.error;
+    picture edited = input;
+    std::copy_n(result.image->Pixel(0, 0), edited.values.size(), edited.values.begin());
+    expect_same(expected, edited, alike);
 }
 
 // Sum of the squared distances of the colours from those of the model.
