@@ -1,5 +1,7 @@
 // What a 1920 x 1080 frame costs, by tool, style, largest blur and threads: the scene of
-// `focusfall demo`, focused on the queen. Prints Markdown.
+// `focusfall demo`, focused on the queen. Prints a Markdown table of all benchmarks, or
+// with
+// `--row NAME` the one row that a comparison with other programs wants.
 
 #include <benchmark/benchmark.h>
 
@@ -7,7 +9,10 @@
 #include <cmath>
 #include <cstdio>
 #include <map>
+#include <memory>
 #include <string>
+#include <string_view>
+#include <thread>
 #include <type_traits>
 #include <utility>
 #include <vector>
@@ -78,7 +83,7 @@ bool is_slow(bool plain, double largest_blur) {
     return largest_blur > 192.0 || (plain && largest_blur > 50.0);
 }
 
-// One frame, after another one that sees to the memory.
+// One frame, after a warm-up frame that allocates.
 template <class Tool>
 void frame(benchmark::State& state, const char* style, double largest_blur, int threads) {
     reset_peak_memory();
@@ -97,12 +102,14 @@ void frame(benchmark::State& state, const char* style, double largest_blur, int 
 constexpr const char* STYLES[] = {"Disk", "Polygon", "Gaussian", "Airy Disk",
                                   "Laplacian"};
 
+// Registers a benchmark, unless only another one, `row`, is wanted.
 template <class Tool>
-void add(const std::string& tool, const char* style, double largest_blur, int threads) {
+void add(const std::string& row, const char* style, double largest_blur, int threads) {
     const bool plain = std::is_same_v<Tool, Focusfall>;
     char name[80];
-    std::snprintf(name, sizeof name, "%s/%s/%.1f px/%d", tool.c_str(), style,
+    std::snprintf(name, sizeof name, "%s/%s/%.1f px/%d", plain ? "plain" : "fast", style,
                   largest_blur, threads);
+    if (!row.empty() && row != name) return;
     benchmark::RegisterBenchmark(name, frame<Tool>, style, largest_blur, threads)
         ->Iterations(1)
         ->Repetitions(is_slow(plain, largest_blur) ? 1
@@ -110,27 +117,73 @@ void add(const std::string& tool, const char* style, double largest_blur, int th
                                                    : 9);
 }
 
-void add_all(int threads) {
+void add_all(const std::string& row, int threads) {
     for (const char* style : STYLES) {
         const bool disk = std::string(style) == "Disk";
         for (const double blur : {5.0, 19.2, 50.0, 192.0, 480.0}) {
             const bool flat = disk || std::string(style) == "Polygon";
             if (!disk && blur != 50.0 && blur != 480.0 && !(flat && blur == 19.2))
                 continue;
-            add<FocusfallFast>("fast", style, blur, threads);
-            if (disk && blur <= 192.0) add<FocusfallFast>("fast", style, blur, 1);
+            add<FocusfallFast>(row, style, blur, threads);
+            if (disk && blur <= 192.0) add<FocusfallFast>(row, style, blur, 1);
             // the plain tool's table for 480 pixels would not fit
-            if (blur <= 192.0) add<Focusfall>("plain", style, blur, 1);
+            if (blur <= 192.0) add<Focusfall>(row, style, blur, 1);
             // further threads only make it slower, as this shows
-            if (disk && blur == 19.2) add<Focusfall>("plain", style, blur, threads);
+            if (disk && blur == 19.2) add<Focusfall>(row, style, blur, threads);
         }
     }
 }
 
-// A row of a table for each benchmark, with the medians of its repetitions. They are in
-// random order, so that what else the machine does meanwhile meets all alike, and come
-// out in the order of registration at the end.
-class markdown_table : public benchmark::BenchmarkReporter {
+// Why a run failed; empty when it did not. Newer versions of the library call such a run
+// skipped.
+template <class Run>
+std::string failure_of(const Run& run) {
+    if constexpr (requires { run.error_occurred; }) {
+        return run.error_occurred ? run.error_message : "";
+    } else {
+        return run.skipped ? run.skip_message : "";
+    }
+}
+
+double counter(const benchmark::BenchmarkReporter::Run& run, const char* name) {
+    return run.counters.at(name).value;
+}
+
+// A row for each benchmark, with the medians of its repetitions. They are in random
+// order, so that what else the machine does meanwhile meets all alike, and come out in
+// the order of registration at the end.
+class rows : public benchmark::BenchmarkReporter {
+  public:
+    bool ReportContext(const Context& /*context*/) override { return true; }
+    void ReportRuns(const std::vector<Run>& runs) override {
+        for (const Run& run : runs) {
+            const std::string failure = failure_of(run);
+            if (!failure.empty()) {
+                failed_ = true;
+                std::fprintf(stderr, "%s: %s\n", run.benchmark_name().c_str(),
+                             failure.c_str());
+            } else if (run.repetitions == 1 || run.aggregate_name == "median") {
+                rows_[run.family_index] = run;
+                std::fprintf(stderr, "%s: %.1f ms\n", run.run_name.function_name.c_str(),
+                             counter(run, "blur"));
+            }
+        }
+    }
+    void Finalize() override {
+        for (const auto& [index, run] : rows_) print(run);
+    }
+    bool failed() const { return failed_; }
+
+  protected:
+    virtual void print(const Run& run) = 0;
+
+  private:
+    std::map<std::int64_t, Run> rows_;
+    bool failed_ = false;
+};
+
+// Everything that a frame costs, under the machine that it costs that on.
+class markdown_table : public rows {
   public:
     explicit markdown_table(int threads) : threads_(threads) {
         for (const int used : {1, threads}) peak_[used] = multiply_add_peak(used);
@@ -146,59 +199,74 @@ class markdown_table : public benchmark::BenchmarkReporter {
             peak_[threads_], peak_[1]);
         return true;
     }
-    void ReportRuns(const std::vector<Run>& runs) override {
-        for (const Run& run : runs) {
-            if (run.error_occurred) {
-                std::fprintf(stderr, "%s: %s\n", run.benchmark_name().c_str(),
-                             run.error_message.c_str());
-            } else if (run.repetitions == 1 || run.aggregate_name == "median") {
-                rows_[run.family_index] = run;
-                std::fprintf(stderr, "%s: %.1f ms\n", run.run_name.function_name.c_str(),
-                             run.counters.at("blur").value);
-            }
-        }
-    }
-    void Finalize() override {
-        for (const auto& [index, run] : rows_) print(run);
-    }
 
-  private:
-    void print(const Run& run) {
+  protected:
+    void print(const Run& run) override {
         // "tool/style/blur/threads"
         std::string cells = run.run_name.function_name;
         const int threads = std::stoi(cells.substr(cells.rfind('/') + 1));
         for (std::size_t at = 0; (at = cells.find('/', at)) != std::string::npos;) {
             cells.replace(at, 1, " | ");
         }
-        const auto counter = [&run](const char* name) {
-            return run.counters.at(name).value;
-        };
-        const double rate = counter("taps") / counter("blur") * 1e-6;
+        const double rate = counter(run, "taps") / counter(run, "blur") * 1e-6;
         std::printf("| %s | %.1f ms | %.1f ms | %.1f billion | %.0f %% | %.0f MB |\n",
-                    cells.c_str(), counter("blur"), counter("rest"), rate,
+                    cells.c_str(), counter(run, "blur"), counter(run, "rest"), rate,
                     100.0 * rate * MULTIPLY_ADDS_PER_TAP / peak_[threads],
-                    counter("memory"));
+                    counter(run, "memory"));
     }
 
+  private:
     int threads_;
     std::map<int, double> peak_;  // by threads
-    std::map<std::int64_t, Run> rows_;
 };
+
+// The row of a comparison, "| program | largest blur | time |", as the peers print
+// theirs.
+class peer_row : public rows {
+  protected:
+    void print(const Run& run) override {
+        const std::string& name =
+            run.run_name.function_name;  // "tool/style/blur/threads"
+        const std::size_t end = name.rfind('/'), start = name.rfind('/', end - 1) + 1;
+        std::printf("| %s | %s | %.1f ms |\n",
+                    name.starts_with("fast") ? "Focusfall Fast" : "Focusfall",
+                    name.substr(start, end - start).c_str(), counter(run, "blur"));
+    }
+};
+
+// Takes "--row NAME" out of the arguments; empty when it is not there.
+std::string take_row(std::vector<char*>& arguments) {
+    const auto option = std::find_if(arguments.begin(), arguments.end(), [](char* text) {
+        return std::string_view(text) == "--row";
+    });
+    if (arguments.end() - option < 2) return "";
+    std::string row = option[1];
+    arguments.erase(option, option + 2);
+    return row;
+}
 
 }  // namespace
 
 int main(int argc, char** argv) {
     std::vector<char*> arguments(argv, argv + argc);
+    const std::string row = take_row(arguments);
     std::string interleaved = "--benchmark_enable_random_interleaving=true";
     arguments.insert(arguments.begin() + 1, interleaved.data());
     argc = static_cast<int>(arguments.size());
-    argv = arguments.data();
-    benchmark::Initialize(&argc, argv);
-    if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 2;
+    benchmark::Initialize(&argc, arguments.data());
+    if (benchmark::ReportUnrecognizedArguments(argc, arguments.data())) return 2;
     const int threads =
         std::max(2, static_cast<int>(std::thread::hardware_concurrency()));
-    add_all(threads);
-    markdown_table table(threads);
-    benchmark::RunSpecifiedBenchmarks(&table);
-    return 0;
+    add_all(row, threads);
+    std::unique_ptr<rows> table;
+    if (row.empty()) {
+        table = std::make_unique<markdown_table>(threads);
+    } else {
+        table = std::make_unique<peer_row>();
+    }
+    if (benchmark::RunSpecifiedBenchmarks(table.get()) == 0) {
+        std::fprintf(stderr, "there is no benchmark of that name\n");
+        return 2;
+    }
+    return table->failed() ? 1 : 0;
 }
