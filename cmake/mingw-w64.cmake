@@ -14,9 +14,3 @@ set(CMAKE_FIND_ROOT_PATH_MODE_PROGRAM NEVER)
 set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY ONLY)
 set(CMAKE_FIND_ROOT_PATH_MODE_INCLUDE ONLY)
 set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE ONLY)
-
-# Boost is used by its headers alone, so Debian's serve. They stand among the headers of
-# this machine's C library, which must stay out of sight: a folder links to Boost only.
-set(Boost_INCLUDE_DIR ${CMAKE_BINARY_DIR}/boost_headers)
-file(MAKE_DIRECTORY ${Boost_INCLUDE_DIR})
-file(CREATE_LINK /usr/include/boost ${Boost_INCLUDE_DIR}/boost SYMBOLIC)

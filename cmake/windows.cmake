@@ -1,4 +1,12 @@
-# What Windows needs besides: the compiler's runtime beside the programs, and a zip.
+# What Windows needs besides: Boost, the compiler's runtime beside the programs, and a zip.
+
+# Boost is used by its headers alone, so Debian's serve. They stand among the headers of
+# this machine's C library, which must stay out of sight: a folder links to Boost only.
+set(boost_headers ${PROJECT_BINARY_DIR}/boost_headers)
+file(MAKE_DIRECTORY ${boost_headers})
+file(CREATE_LINK /usr/include/boost ${boost_headers}/boost SYMBOLIC)
+add_library(Boost::headers INTERFACE IMPORTED)
+target_include_directories(Boost::headers SYSTEM INTERFACE ${boost_headers})
 
 # The host and its plug-ins share these, so that what one library throws another catches.
 # Programs look for them beside themselves first. Stripped: symbols are nine tenths of them.
