@@ -296,8 +296,8 @@ std::string shown_setting(const control& input) {
     if (!curve.is_animated()) return info.shown(curve.at(0));
     std::string text;
     for (const key& one : curve.keys()) {
-        text += (text.empty() ? "" : ",") + headless::shortest(one.time) + ":" +
-                info.shown(one.value);
+        if (!text.empty()) text += ",";
+        text += headless::shortest(one.time) + ":" + info.shown(one.value);
     }
     return text +
            (curve.between() == interpolation::SMOOTH ? std::string(",") + SMOOTH : "");
