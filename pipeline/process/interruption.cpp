@@ -16,7 +16,7 @@ namespace {
 
 using namespace std::chrono_literals;
 
-constexpr auto GRACE = 300ms;  // for an orderly end
+constexpr auto GRACE = 300ms;  // time for an orderly end
 
 sigset_t held_back_signals() {
     sigset_t signals;
@@ -30,8 +30,14 @@ sigset_t held_back_signals() {
 void hold_back_signals() {
     const sigset_t signals = held_back_signals();
     pthread_sigmask(SIG_BLOCK, &signals, nullptr);
-    // a file that outgrows its limit is an error like a full disk
+    // exceeding the limit on file sizes shall be a write error, as a full disk is
     signal(SIGXFSZ, SIG_IGN);
+}
+
+Owned<Image> image_of(headless::frame frame) {
+    if (frame.how == headless::frame::end::ABORTED) throw interrupted();
+    if (!frame.image) throw headless::host_error(frame.error);
+    return std::move(frame.image);
 }
 
 interruption::interruption(headless::tool& tool)
@@ -43,8 +49,8 @@ interruption::~interruption() {
         ending_ = true;
     }
     ended_.notify_all();
-    // in case it still waits for one, which is held back and so ends nothing
-    // NOLINTNEXTLINE(bugprone-bad-signal-to-kill-thread)
+    // wake the watcher if it still waits; blocked everywhere else, the signal ends
+    // nothing NOLINTNEXTLINE(bugprone-bad-signal-to-kill-thread)
     pthread_kill(watcher_.native_handle(), SIGTERM);
     watcher_.join();
 }
@@ -64,7 +70,8 @@ void interruption::wait_for_signal() {
     requested_ = true;
     tool_.abort();
     const bool in_time = ended_.wait_for(lock, GRACE, [this] { return ending_; });
-    if (isatty(STDERR_FILENO) != 0) std::fputs("\r\x1b[K", stderr);  // a progress bar
+    if (isatty(STDERR_FILENO) != 0)
+        std::fputs("\r\x1b[K", stderr);  // erase a progress bar
     if (!last_words_.empty()) {
         std::fputs(("focusfall: " + last_words_ + "\n").c_str(), stderr);
     }

@@ -1,5 +1,5 @@
 #pragma once
-// Ctrl-C and the like: the render ends early, and nothing unfinished stays.
+// Ctrl-C and the like: a render ends early and leaves no unfinished file behind.
 
 #include <atomic>
 #include <condition_variable>
@@ -11,18 +11,28 @@
 
 namespace focusfall {
 
-constexpr int INTERRUPTED_STATUS = 130;  // what a shell expects of an interrupted command
+// Exit status of an interrupted command, 128 + SIGINT, as shells expect it.
+inline constexpr int INTERRUPTED_STATUS = 130;
 
-// Thrown by interruption::check.
+// Thrown where work ends because the command was interrupted. Not a std::exception, so
+// that no handler takes it for an error.
 struct interrupted {};
 
-// Keeps SIGINT, SIGTERM and SIGHUP from this thread and those that it starts, so that an
-// interruption can take them. To be called before other threads are there. Signals that
-// the command was started without stay ignored.
+// The image of a render that ended well. Throws `interrupted` for an aborted frame, and
+// headless::host_error with the text of a failed one. [any thread]
+Owned<Image> image_of(headless::frame frame);
+
+// Blocks SIGINT, SIGTERM and SIGHUP in this thread and in all that it starts later, so
+// that an `interruption` can wait for them. Call it before any library starts threads. A
+// signal that was ignored when the command started (as under nohup) stays ignored.
+// Calling it again changes nothing.
 void hold_back_signals();
 
-// While it lives, those signals abort the tool. What has not ended a moment later is left
-// behind: temporary files are removed and the process exits with INTERRUPTED_STATUS.
+// While it lives, the first of those signals aborts the tool, on a thread of its own. If
+// the interruption is not destroyed within 300 ms after that, because something takes too
+// long, it removes the temporary files of this process and ends it with
+// INTERRUPTED_STATUS. One at a time; the tool must outlive it. [constructed and destroyed
+// by one thread]
 class interruption {
   public:
     explicit interruption(headless::tool& tool);
@@ -35,7 +45,7 @@ class interruption {
         if (requested_) throw interrupted();
     }
 
-    // What to say on standard error after a signal.
+    // Text to print on standard error after a signal; empty: none. [any thread]
     void set_last_words(std::string words);
 
   private:
@@ -45,9 +55,10 @@ class interruption {
     std::atomic<bool> requested_ = false;
     std::mutex mutex_;
     std::condition_variable ended_;
-    bool ending_ = false;  // under mutex_, as the next
+    // under mutex_
+    bool ending_ = false;
     std::string last_words_;
-    std::thread watcher_;  // started last
+    std::thread watcher_;  // last: it uses all other members
 };
 
 }  // namespace focusfall

@@ -13,9 +13,11 @@ namespace focusfall {
 
 namespace {
 
-constexpr std::uint64_t THREAD_BYTES = 1 << 25;  // of the host's and the file library's
+// Address space for the stacks of one processor's threads, the host's and those of the
+// library for picture files.
+constexpr std::uint64_t THREAD_BYTES = 1 << 25;
 
-// The kilobytes behind `name` in one of the kernel's lists, as bytes.
+// The value of the line "name: N kB" in one of the kernel's files, in bytes.
 std::optional<std::uint64_t> listed_bytes(const char* file, const std::string& name) {
     std::ifstream list(file);
     for (std::string line; std::getline(list, line);) {
@@ -26,22 +28,22 @@ std::optional<std::uint64_t> listed_bytes(const char* file, const std::string& n
     return std::nullopt;
 }
 
-std::optional<std::uint64_t> number_in(const char* file) {
+std::optional<std::uint64_t> only_number_in(const char* file) {
     std::uint64_t number = 0;
     if (std::ifstream(file) >> number) return number;
     return std::nullopt;
 }
 
-// What control groups leave, in their second or first version; the largest number when
-// they set no limit.
+// Bytes left below the limit of the control group, in version 2 or 1; UINT64_MAX when
+// there is no limit.
 std::uint64_t left_by_group() {
     constexpr std::array<std::array<const char*, 2>, 2> FILES{
         {{"/sys/fs/cgroup/memory.max", "/sys/fs/cgroup/memory.current"},
          {"/sys/fs/cgroup/memory/memory.limit_in_bytes",
           "/sys/fs/cgroup/memory/memory.usage_in_bytes"}}};
-    for (const auto& [most, used] : FILES) {
-        const auto limit = number_in(most);
-        const auto usage = number_in(used);
+    for (const auto& [max, used] : FILES) {
+        const auto limit = only_number_in(max);
+        const auto usage = only_number_in(used);
         if (limit && usage) return *limit > *usage ? *limit - *usage : 0;
     }
     return UINT64_MAX;
@@ -52,13 +54,13 @@ std::uint64_t left_by_group() {
 std::uint64_t available_memory() {
     const std::uint64_t machine =
         listed_bytes("/proc/meminfo", "MemAvailable").value_or(UINT64_MAX);
-    constexpr std::uint64_t MOST = 1ULL << 46;  // more than processes can address
-    const std::uint64_t available = std::min({machine, left_by_group(), MOST});
+    constexpr std::uint64_t MAX_ADDRESSABLE = 1ULL << 46;
+    const std::uint64_t available = std::min({machine, left_by_group(), MAX_ADDRESSABLE});
     return available - available / 10;
 }
 
 void guard_memory(std::uint64_t bytes) {
-    // what the process itself needs, above all stacks, which count as a whole
+    // the process itself needs memory too, above all for stacks, which count in full size
     bytes += std::uint64_t{1 << 26} + std::thread::hardware_concurrency() * THREAD_BYTES;
     const auto used = listed_bytes("/proc/self/status", "VmData");
     rlimit limit{};

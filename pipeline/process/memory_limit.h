@@ -1,21 +1,22 @@
 #pragma once
-// How much memory a render may take.
+// How much memory the process can take, and a limit to it.
 
 #include <cstdint>
 #include <string>
 
 namespace focusfall {
 
-// Bytes that the machine, or the group of processes that this one is in, can still give,
-// less a margin.
+// Bytes that this process can still take, by the machine and by its control group, less a
+// tenth as a margin. [any thread, as all here]
 std::uint64_t available_memory();
 
-// Makes every allocation fail by std::bad_alloc that takes the process `bytes`, and what
-// its threads need, beyond what it uses now: before the system ends a process for want of
-// memory.
+// Limits the process to its present use plus `bytes` plus its threads' stacks. Beyond
+// that, allocations throw std::bad_alloc; without a limit, the system would kill the
+// process. Does nothing where the system does not tell the present use. [once, before
+// threads start]
 void guard_memory(std::uint64_t bytes);
 
-// "3.2 GB".
+// `bytes` for a person to read: "120 MB", or "3.2 GB" from 1 GB on.
 std::string shown_bytes(std::uint64_t bytes);
 
 }  // namespace focusfall

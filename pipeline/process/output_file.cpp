@@ -32,7 +32,7 @@ std::set<fs::path> unfinished;  // under unfinished_mutex
     throw headless::host_error(file.string() + ": " + what + ": " + reason);
 }
 
-// A name that no other file has, of this process or, by the process's number, another.
+// A name that is unique in this process and, by its process id, among all that run.
 fs::path temporary_name_in(const fs::path& folder) {
     static std::atomic<int> count = 0;
     return folder / (std::string(TEMPORARY_PREFIX) + std::to_string(getpid()) + "-" +
@@ -44,8 +44,8 @@ bool is_temporary(const fs::path& file) {
     return name.starts_with(TEMPORARY_PREFIX) && name.ends_with(TEMPORARY_SUFFIX);
 }
 
-// Locks a new file; false when a run that looked for abandoned files was quicker.
-bool keep(int descriptor) {
+// Locks the new file; false when another run took it for abandoned and removed it first.
+bool lock_new_file(int descriptor) {
     struct stat status {};
     if (flock(descriptor, LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK) return false;
     return fstat(descriptor, &status) == 0 && status.st_nlink > 0;
@@ -54,18 +54,19 @@ bool keep(int descriptor) {
 }  // namespace
 
 output_file::output_file(const fs::path& final_name) : final_(final_name) {
-    // what a link names is replaced, not the link
+    // a symbolic link stays, and the file that it points to is replaced
     if (fs::is_symlink(final_)) final_ = fs::weakly_canonical(final_);
     if (fs::exists(final_) && !fs::is_regular_file(final_)) {
-        throw headless::host_error(final_.string() + ": is there already and no file");
+        throw headless::host_error(final_.string() +
+                                   ": exists and is not a file; name another");
     }
     const std::scoped_lock guard(unfinished_mutex);
     while (descriptor_ < 0) {
         temporary_ = temporary_name_in(final_.parent_path());
         descriptor_ =
             open(temporary_.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
-        if (descriptor_ < 0 && errno != EEXIST) fail(final_, "can not be written");
-        if (descriptor_ >= 0 && !keep(descriptor_)) {
+        if (descriptor_ < 0 && errno != EEXIST) fail(final_, "cannot be written");
+        if (descriptor_ >= 0 && !lock_new_file(descriptor_)) {
             close(descriptor_);
             descriptor_ = -1;
         }
@@ -80,12 +81,12 @@ output_file::~output_file() {
 }
 
 void output_file::commit() {
-    if (fsync(descriptor_) != 0) fail(final_, "can not be written");
+    if (fsync(descriptor_) != 0) fail(final_, "cannot be written");
     const std::scoped_lock guard(unfinished_mutex);
     if (rename(temporary_.c_str(), final_.c_str()) != 0)
-        fail(final_, "can not be written");
+        fail(final_, "cannot be written");
     unfinished.erase(temporary_);
-    // the new name reaches the disk with the folder
+    // flush the folder too: it holds the new name
     const fs::path parent = final_.parent_path();
     const int folder =
         open(parent.empty() ? "." : parent.c_str(), O_RDONLY | O_DIRECTORY);

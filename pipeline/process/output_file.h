@@ -5,22 +5,24 @@
 
 namespace focusfall {
 
-// A file in the making. It is written under a temporary name in the folder of the final
-// one and renamed when complete, so nothing partial ever bears the final name, whatever
-// ends the process. An advisory lock on it tells other runs that it is in use.
+// A file under construction. It is written under a temporary name in its final folder and
+// renamed when complete, so that no partial file ever has the final name, whatever ends
+// the process. While it exists, an advisory lock shows other runs that it is in use. [one
+// thread at a time; different files at once]
 class output_file {
   public:
-    // Makes the empty temporary file. Throws headless::host_error when that can not be.
+    // Makes the empty temporary file. Throws headless::host_error when the system
+    // refuses, or when `final_name` exists and is not a file.
     explicit output_file(const std::filesystem::path& final_name);
     ~output_file();  // removes the temporary file, unless it was renamed
     output_file(const output_file&) = delete;
     output_file& operator=(const output_file&) = delete;
 
-    // Where to write: by name, or by the descriptor of the file, which stays its owner's.
+    // Where to write: by name, or by a descriptor, which this object closes.
     const std::filesystem::path& temporary_name() const { return temporary_; }
     int descriptor() const { return descriptor_; }
-    // Flushes what was written to the disk and gives it the final name, replacing an
-    // older file. Throws headless::host_error.
+    // Flushes the file to the disk and renames it to the final name, replacing an older
+    // file. Throws headless::host_error, and then the older file is untouched.
     void commit();
 
   private:
@@ -29,11 +31,12 @@ class output_file {
     int descriptor_ = -1;
 };
 
-// Removes the temporary files of killed runs from a folder; those in use stay.
+// Removes the temporary files that killed runs left in `folder`; those in use stay.
+// Ignores what it cannot remove. [any thread]
 void remove_abandoned_files(const std::filesystem::path& folder);
 
-// Removes the temporary files of this process and ends it, unwinding nothing. [any
-// thread]
+// Removes the temporary files of this process and ends it at once, without destructors.
+// [any thread]
 [[noreturn]] void exit_without_unfinished_files(int status) noexcept;
 
 }  // namespace focusfall

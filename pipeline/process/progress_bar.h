@@ -1,12 +1,12 @@
 #pragma once
-// A line on the terminal that tells how far long work is.
+// A progress line on the terminal for work that takes long.
 
 #include <chrono>
 #include <string>
 
 namespace focusfall {
 
-// Draws on standard error, in place, and goes away at the end. One thread.
+// Draws one line on standard error, over itself, and erases it at the end. [one thread]
 class progress_bar {
   public:
     // Nothing is ever drawn unless `wanted` and standard error is a terminal.
@@ -15,10 +15,10 @@ class progress_bar {
     progress_bar(const progress_bar&) = delete;
     progress_bar& operator=(const progress_bar&) = delete;
 
-    // Shows that `fraction` of the work, 0 .. 1, is done, with the time left and `note`;
-    // not before the work has lasted for a while, nor more often than one can see.
+    // Shows that `fraction` of the work, 0 .. 1, is done, with an estimate of the time
+    // left and `note`. Draws nothing in the first 0.5 s, and then at most every 0.1 s.
     void show(double fraction, const std::string& note = {});
-    // Leaves an empty line, until the next `show`.
+    // Erases the line until the next `show`.
     void clear();
 
   private:

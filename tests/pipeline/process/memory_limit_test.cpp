@@ -16,7 +16,7 @@ TEST(MemoryLimit, IsWithinWhatTheMachineHas) {
     EXPECT_EQ(shown_bytes(42'000'000), "42 MB");
 }
 
-// The sanitizers end the process where memory runs out, so they have no such test.
+// Not with the sanitizers, which end the process when memory runs out.
 #if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
 TEST(MemoryLimit, MakesAllocationsFailInsteadOfTheProcess) {
     const auto grow = [] {
@@ -25,7 +25,7 @@ TEST(MemoryLimit, MakesAllocationsFailInsteadOfTheProcess) {
         try {
             for (;;) pieces.emplace_back(1 << 24, 'x');
         } catch (const std::bad_alloc&) {
-            // at once: the threads of libraries did not come along into this process
+            // without destructors: the threads of the libraries are missing in a child
             _exit(pieces.size() >= 16 && pieces.size() < 400 ? 0 : 1);
         }
     };

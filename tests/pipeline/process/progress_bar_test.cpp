@@ -14,7 +14,7 @@ using namespace focusfall;
 
 namespace {
 
-// Standard error is a terminal while it lives, whose other end tells what was shown.
+// While it lives, standard error is a pseudo-terminal whose other end it reads.
 class shown_terminal {
   public:
     shown_terminal() : terminal_(posix_openpt(O_RDWR | O_NOCTTY | O_NONBLOCK)) {
@@ -43,7 +43,7 @@ class shown_terminal {
     int terminal_;
 };
 
-// Longer than work may last before a bar appears.
+// Longer than the delay before a bar appears.
 void wait_for_bar() { std::this_thread::sleep_for(std::chrono::milliseconds(600)); }
 
 }  // namespace
