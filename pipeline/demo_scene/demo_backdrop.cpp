@@ -11,14 +11,14 @@ constexpr vec3 TEAL = {0.10F, 0.80F, 0.85F};
 constexpr vec3 ROSE = {1.0F, 0.16F, 0.36F};
 constexpr vec3 BLUE = {0.20F, 0.42F, 1.0F};
 
-// One row of houses: all lengths as slopes seen from the camera.
+// One row of houses. All sizes are slopes as seen from the camera.
 struct town_row {
-    float z;       // millimetres
-    float house;   // width
-    float height;  // of the highest
-    float window;  // from window to window
-    vec3 wall;
-    float lit;  // share of windows
+    float z;       // distance, millimetres
+    float house;   // width of a house
+    float height;  // of the highest house
+    float window;  // distance between windows
+    vec3 wall;     // colour
+    float lit;     // share of the windows that are lit
 };
 constexpr float TOWN_END = 3e6F;
 constexpr town_row TOWN[] = {
@@ -27,7 +27,7 @@ constexpr town_row TOWN[] = {
     {2600000.0F, 0.021F, 0.130F, 0.0021F, {0.062F, 0.044F, 0.080F}, 0.07F},
 };
 
-// Radiance of a lit window, or nothing between the windows.
+// Radiance of the window at a place of a wall; 0 between windows and for dark ones.
 vec3 window_color(const town_row& row, float x, float y, std::uint32_t seed) {
     const float column = std::floor(x / row.window);
     const float floor = std::floor(y / row.window);
@@ -42,7 +42,7 @@ vec3 window_color(const town_row& row, float x, float y, std::uint32_t seed) {
     return tint * (0.4F + 2.2F * noise_at(ix, iy, seed + 2));
 }
 
-// Whether a house of the row stands there, and how it looks.
+// Whether a house of the row is there, and then in `seen` how it looks.
 bool town_sight(std::uint32_t index, float sideways, float upwards, sight& seen) {
     const town_row& row = TOWN[index];
     const float x = sideways + 2.0F + 0.011F * static_cast<float>(index);
@@ -75,7 +75,7 @@ struct random_row {
     }
 };
 
-// A wire of small lamps that hangs between two points.
+// A string of small lamps on a wire that hangs between two points.
 void add_string(std::vector<lamp>& lamps, vec3 from, vec3 to, float sag, int count,
                 vec3 color, float radius) {
     random_row random{static_cast<std::uint32_t>(count) + 90};
@@ -113,7 +113,8 @@ void add_town_lamps(std::vector<lamp>& lamps) {
                           : pick < 0.91F ? ROSE
                                          : BLUE;
         const float radiance = random(60.0F, 220.0F);
-        const float away = 0.998F * backdrop(sideways, upwards).z;  // on a wall
+        const float away =
+            0.998F * backdrop(sideways, upwards).z;  // just in front of the wall
         if (away > TOWN_END) continue;
         lamps.push_back(
             {vec3{sideways, upwards, 1.0F} * away, tint * radiance, 0.00042F * away});
@@ -145,7 +146,7 @@ vec3 sky_color(float sideways, float upwards) {
 sight backdrop(float sideways, float upwards) {
     const float ground = RIVER_LEVEL / SHORE;
     if (upwards < ground) {
-        // the river mirrors what stands behind it, shaken by ripples
+        // the river reflects what is behind it, distorted by ripples
         const float z = RIVER_LEVEL / upwards;
         const float near = SHORE / z;
         const float ripple = smooth_noise(sideways * z / 9000.0F, z / 2600.0F, 21) - 0.5F;

@@ -1,5 +1,5 @@
 #pragma once
-// What lies far behind the table of the demo scene: a town across a river at dusk.
+// The background of the demo scene: a town across a river at dusk.
 
 #include <vector>
 
@@ -7,28 +7,28 @@
 
 namespace focusfall {
 
-// One thing that is seen: its colour and its distance along the view axis, millimetres.
+// What one ray sees: colour, and distance along the view axis in millimetres.
 struct sight {
     vec3 color;
     float z;
 };
 
-// The surface of the river, millimetres above the table.
+// Height of the river above the table, in millimetres.
 inline constexpr float RIVER_LEVEL = -14000.0F;
-// Where the river ends, millimetres away.
+// Distance at which the river ends, in millimetres.
 inline constexpr float SHORE = 900000.0F;
 
-// Sky, town or river in a direction: sideways and upwards per unit of distance. River
-// only below the shore. [any thread]
+// Sky, town or river in a direction, given as slopes from the view axis: to the right and
+// upwards per unit of distance. [any thread, as all here]
 sight backdrop(float sideways, float upwards);
 
-// The sky alone, without the town: what polished things mirror.
+// The sky without the town, for reflections.
 vec3 sky_color(float sideways, float upwards);
 
-// A small and very bright thing.
+// A small, very bright sphere.
 struct lamp {
     vec3 place;
-    vec3 color;    // radiance, 20 and more
+    vec3 color;    // radiance, 20 and more; far below 1 for the parts of a wire
     float radius;  // millimetres
 };
 

@@ -12,8 +12,8 @@ struct point {
     float y;  // above the foot
 };
 
-// What a lathe turns: a curve from the middle of the base to the top. A point that stands
-// twice is a corner.
+// The profile of a turned piece: a curve from the middle of the base to the top. A point
+// that occurs twice is a corner.
 using outline = std::vector<point>;
 
 const outline& outline_of(piece_kind kind) {
@@ -55,8 +55,8 @@ const outline& outline_of(piece_kind kind) {
     return OUTLINES[static_cast<std::size_t>(kind)];
 }
 
-// The outline with curves (Catmull and Rom, "A class of local interpolating splines",
-// 1974) between its points.
+// A curve through the points of an outline (Catmull and Rom, "A class of local
+// interpolating splines", 1974).
 outline smooth_outline(const outline& corners) {
     constexpr int STEPS = 6;
     outline curve;
@@ -82,7 +82,7 @@ outline smooth_outline(const outline& corners) {
     return curve;
 }
 
-// Signed distance of a point to the area between the axis and the curve.
+// Signed distance of a point to the area between the axis and the curve, negative inside.
 float outline_distance(const outline& curve, point p) {
     float nearest = std::numeric_limits<float>::max();
     bool inside = false;
@@ -103,7 +103,8 @@ float outline_distance(const outline& curve, point p) {
     return inside ? -std::sqrt(nearest) : std::sqrt(nearest);
 }
 
-// The distances of an outline, tabulated: asked for many millions of times.
+// Distances to an outline from a table with bilinear interpolation: a picture needs many
+// millions of them.
 class lathe {
   public:
     explicit lathe(const outline& corners) : values_(COLUMNS * ROWS) {
@@ -130,7 +131,7 @@ class lathe {
             mix(mix(cell[0], cell[1], fx), mix(cell[COLUMNS], cell[COLUMNS + 1], fx),
                 w - static_cast<float>(z));
         if (column == c && row == w) return inside;
-        // beyond the table: never more than the true distance, and without a jump
+        // outside the table: a lower bound of the true distance that continues the table
         const float dr = (column - c) * CELL;
         const float dy = (row - w) * CELL;
         const float way = std::sqrt(dr * dr + dy * dy);
@@ -159,7 +160,7 @@ float box_distance(vec3 p, vec3 half) {
     return length(outside) + std::min(std::max({q.x, q.y, q.z}), 0.0F);
 }
 
-// `p` turned about the axis into the one of `count` equal sectors around +x.
+// `p` rotated about the axis into the first of `count` equal sectors, the one around +x.
 vec3 folded(vec3 p, float count) {
     const float sector = 6.2831853F / count;
     const float angle = std::atan2(p.z, p.x);
@@ -168,7 +169,8 @@ vec3 folded(vec3 p, float count) {
     return {r * std::cos(turned), p.y, r * std::sin(turned)};
 }
 
-// What is carved into the turned shape or added to it; `d` is the distance to that.
+// The distance to the piece with what is carved into its turned shape or added to it; `d`
+// is the distance to the turned shape.
 float with_carving(piece_kind kind, vec3 p, float d) {
     switch (kind) {
         case piece_kind::PAWN: return d;
@@ -218,7 +220,8 @@ float piece_distance(const piece& piece, vec3 p) {
 }
 
 vec3 piece_normal(const piece& piece, vec3 p) {
-    const float e = 0.3F * piece.scale;  // a cell of the tables: shorter shows facets
+    const float e =
+        0.3F * piece.scale;  // one cell of the table: shorter steps show facets
     const auto slope = [&](vec3 step) {
         return piece_distance(piece, p + step) - piece_distance(piece, p - step);
     };
@@ -231,7 +234,7 @@ span piece_span(const piece& piece, vec3 origin, vec3 direction, float margin) {
     const float middle = dot(to_centre, direction);
     const float square = radius * radius - (dot(to_centre, to_centre) - middle * middle);
     if (square <= 0.0F) return {1.0F, 0.0F};
-    // how far the ray passes from the axis
+    // does the ray pass the axis at more than the widest radius?
     const vec3 across = cross(direction, piece.axis);
     const float aside = dot(to_centre, across);
     const float widest = 21.0F * piece.scale + margin;

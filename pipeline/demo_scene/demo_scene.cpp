@@ -7,11 +7,11 @@ namespace focusfall {
 
 namespace {
 
-// The samples of a picture and where they look.
+// The picture under construction, and the geometry of its camera.
 struct canvas {
     std::int32_t width;
     std::int32_t height;
-    float slope;  // from pixel to pixel
+    float slope;  // width of a pixel at distance 1
     std::vector<view_sample> samples;
 
     canvas(std::int32_t w, std::int32_t h)
@@ -27,7 +27,7 @@ struct canvas {
     }
     float u(float x) const { return (x - 0.5F * static_cast<float>(width - 1)) * slope; }
     float v(float y) const { return (0.5F * static_cast<float>(height - 1) - y) * slope; }
-    // Column, row and distance of a place, which lies before the camera.
+    // Column, row and depth at which a point in front of the camera appears.
     vec3 projected(vec3 p) const {
         const vec3 from_eye = p - EYE;
         const float z = dot(from_eye, FORWARD);
@@ -45,7 +45,8 @@ bool differ(const view_sample& a, const view_sample& b) {
            std::max({std::abs(d.x), std::abs(d.y), std::abs(d.z)}) > 0.15F * brightest;
 }
 
-// The row's colours, with more rays where neighbours differ. Z stays that of the middle.
+// The colours of a row, antialiased with more rays where neighbouring pixels differ.
+// Depth stays that of the middle ray.
 std::vector<vec3> smoothed_row(canvas& picture, std::int32_t y) {
     std::vector<vec3> colors;
     for (std::int32_t x = 0; x < picture.width; ++x) {
@@ -69,16 +70,17 @@ std::vector<vec3> smoothed_row(canvas& picture, std::int32_t y) {
     return colors;
 }
 
-// True where a blurred lamp would spill over the queen, whom it can not be behind.
+// True for a lamp that appears at the edge of the queen: without occlusion, its blur
+// would spill over her.
 bool spills_over_subject(vec3 place) {
     const vec3 at_queen = EYE + (place - EYE) * ((DEMO_LENS.focus_mm) / place.z);
     const float d = piece_distance(subject(), at_queen);
     return d > -4.0F && d < 4.5F;
 }
 
-// Adds the streak that a lamp draws on the table or the river.
+// Adds the reflection of a lamp on the table or the river, stretched to a streak.
 void add_glint(canvas& picture, const lamp& lamp, float level, surface where) {
-    if (lamp.color.x + lamp.color.y < 1.0F) return;  // a wire
+    if (lamp.color.x + lamp.color.y < 1.0F) return;  // part of a wire
     vec3 mirrored = lamp.place;
     mirrored.y = 2.0F * level - mirrored.y;
     const vec3 middle = picture.projected(mirrored);
@@ -113,11 +115,12 @@ void add_glint(canvas& picture, const lamp& lamp, float level, surface where) {
     }
 }
 
-// Puts a lamp where nothing is before it; at least one pixel.
+// Draws a lamp, at least one pixel large, where nothing is in front of it.
 void draw_lamp(canvas& picture, const lamp& lamp) {
     const vec3 middle = picture.projected(lamp.place);
     const float radius = lamp.radius / middle.z / picture.slope;
-    // of a pixel, when the lamp is smaller than one: so all sizes show as much light
+    // share of a pixel that a smaller lamp covers, so that its light is right in all
+    // sizes
     const float share = std::min(1.0F, 3.1416F * radius * radius);
     const auto cx = static_cast<std::int32_t>(std::lround(middle.x));
     const auto cy = static_cast<std::int32_t>(std::lround(middle.y));
@@ -136,7 +139,7 @@ void draw_lamp(canvas& picture, const lamp& lamp) {
     }
 }
 
-// The part of a pixel that the rounded opening of the mount leaves free: 0 or 1.
+// Whether a pixel is inside the rounded frame; its corners are transparent.
 bool in_opening(const canvas& picture, std::int32_t x, std::int32_t y) {
     const float corner = 0.035F * static_cast<float>(picture.width);
     const float half_w = 0.5F * static_cast<float>(picture.width);
@@ -148,34 +151,33 @@ bool in_opening(const canvas& picture, std::int32_t x, std::int32_t y) {
     return dx * dx + dy * dy <= corner * corner;
 }
 
-}  // namespace
+// One ray through the middle of each pixel.
+void trace(canvas& picture, headless::worker_pool& workers) {
+    const auto trace_row = [&](std::int32_t y) {
+        for (std::int32_t x = 0; x < picture.width; ++x) {
+            picture.at(x, y) =
+                view(picture.u(static_cast<float>(x)), picture.v(static_cast<float>(y)));
+        }
+    };
+    workers.run(picture.height, trace_row, {});
+}
 
-Owned<Image> demo_scene(std::int32_t width, std::int32_t height,
-                        headless::worker_pool& workers) {
-    Owned<Image> image(new Image(width, height, 5));
-    canvas picture(width, height);
-    workers.run(height,
-                [&](std::int32_t y) {
-                    for (std::int32_t x = 0; x < width; ++x) {
-                        picture.at(x, y) = view(picture.u(static_cast<float>(x)),
-                                                picture.v(static_cast<float>(y)));
-                    }
-                },
-                {});
-
-    std::vector<std::vector<vec3>> smoothed(static_cast<std::size_t>(height));
-    workers.run(height,
-                [&](std::int32_t y) {
-                    smoothed[static_cast<std::size_t>(y)] = smoothed_row(picture, y);
-                },
-                {});
-    for (std::int32_t y = 0; y < height; ++y) {
-        for (std::int32_t x = 0; x < width; ++x) {
+void smooth_edges(canvas& picture, headless::worker_pool& workers) {
+    // all rows are smoothed from unsmoothed neighbours
+    std::vector<std::vector<vec3>> smoothed(static_cast<std::size_t>(picture.height));
+    const auto smooth_row = [&](std::int32_t y) {
+        smoothed[static_cast<std::size_t>(y)] = smoothed_row(picture, y);
+    };
+    workers.run(picture.height, smooth_row, {});
+    for (std::int32_t y = 0; y < picture.height; ++y) {
+        for (std::int32_t x = 0; x < picture.width; ++x) {
             picture.at(x, y).color =
                 smoothed[static_cast<std::size_t>(y)][static_cast<std::size_t>(x)];
         }
     }
+}
 
+void add_lamps(canvas& picture) {
     for (const lamp& lamp : demo_lamps()) {
         add_glint(picture, lamp, 0.0F, surface::TABLE);
         if (lamp.place.y < 0.0F || lamp.place.z > 1e5F) {
@@ -183,9 +185,12 @@ Owned<Image> demo_scene(std::int32_t width, std::int32_t height,
         }
         if (!spills_over_subject(lamp.place)) draw_lamp(picture, lamp);
     }
+}
 
-    for (std::int32_t y = 0; y < height; ++y) {
-        for (std::int32_t x = 0; x < width; ++x) {
+Owned<Image> masked_image(canvas& picture) {
+    Owned<Image> image(new Image(picture.width, picture.height, 5));
+    for (std::int32_t y = 0; y < picture.height; ++y) {
+        for (std::int32_t x = 0; x < picture.width; ++x) {
             const view_sample& sample = picture.at(x, y);
             const bool open = in_opening(picture, x, y);
             float* pixel = image->Pixel(x, y);
@@ -197,6 +202,17 @@ Owned<Image> demo_scene(std::int32_t width, std::int32_t height,
         }
     }
     return image;
+}
+
+}  // namespace
+
+Owned<Image> demo_scene(std::int32_t width, std::int32_t height,
+                        headless::worker_pool& workers) {
+    canvas picture(width, height);
+    trace(picture, workers);
+    smooth_edges(picture, workers);
+    add_lamps(picture);
+    return masked_image(picture);
 }
 
 }  // namespace focusfall

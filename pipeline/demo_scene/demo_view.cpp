@@ -56,7 +56,8 @@ hit first_piece(vec3 origin, vec3 direction) {
     return first;
 }
 
-// How much of a lamp as wide as `softness` is seen from `p`: 0 to 1.
+// How much of a light in `direction` is visible from `p`, 0 to 1; shadows are the softer,
+// the larger `softness`, about the tangent of the light's angle.
 float visible_share(vec3 p, vec3 direction, float softness) {
     float share = 1.0F;
     for (const piece& candidate : pieces()) {
@@ -71,7 +72,7 @@ float visible_share(vec3 p, vec3 direction, float softness) {
     return smooth_step(0.0F, 1.0F, share);
 }
 
-// How open the surroundings of `p` are, from the nearest pieces alone.
+// Ambient occlusion at `p` by the nearest pieces: 1 where nothing is near.
 float openness(vec3 p, vec3 normal) {
     float open = 1.0F;
     for (const float reach : {4.0F, 13.0F}) {
@@ -98,7 +99,7 @@ float fresnel(float cosine, float straight) {
     return straight + (1.0F - straight) * grazing * grazing * grazing * grazing * grazing;
 }
 
-// What polished things see of the room and the sky in a direction.
+// The light that comes from the room and the sky in a direction, for reflections.
 vec3 surroundings(vec3 direction) {
     vec3 color{};
     // a window to the left, with a cross bar, and a paper lantern to the right
@@ -142,11 +143,11 @@ vec3 piece_color(const piece& what, vec3 p, vec3 direction, bool seen_directly) 
     const float lit =
         seen_directly && key > 0.0F ? visible_share(off, KEY_DIRECTION, 0.16F) : 0.8F;
     const float open = seen_directly ? openness(p, normal) : 0.85F;
-    // light comes back up from the board
+    // the board reflects light upwards
     const float below = 0.5F - 0.5F * normal.y;
     vec3 light = KEY * (key * lit) + RIM * (rim * 0.55F) +
                  (AMBIENT * (1.4F - below) + vec3{0.10F, 0.060F, 0.034F} * below) * open;
-    // a little light seeps through the ivory
+    // ivory is slightly translucent
     if (what.white) light += vec3{0.10F, 0.055F, 0.03F} * (0.5F + 0.5F * normal.y);
 
     const vec3 mirror = reflected(direction, normal);
@@ -162,7 +163,8 @@ vec3 piece_color(const piece& what, vec3 p, vec3 direction, bool seen_directly) 
            mirrored * tint * (fresnel(facing, straight) * (0.35F + 0.65F * open));
 }
 
-// Colour of the table at `p` by itself, and how polished it is there.
+// The diffuse colour of the table at `p`, and in `polish` how polished it is there, 0
+// to 1.
 vec3 board_color(vec3 p, float& polish) {
     const float x = p.x - BOARD_CENTRE.x;
     const float z = p.z - BOARD_CENTRE.z;
@@ -173,7 +175,7 @@ vec3 board_color(vec3 p, float& polish) {
     const auto column = static_cast<std::int32_t>(std::floor(a));
     const auto row = static_cast<std::int32_t>(std::floor(b));
     const bool on_squares = border < 0.0F;
-    // grain along one side of each square, another piece of wood in each
+    // wood grain, along one side of each square and different in each
     const float shift = on_squares ? 37.0F * noise_at(column, row, 8) : 0.0F;
     const float along = on_squares ? a : p.x / SQUARE;
     const float across = on_squares ? b : p.z / SQUARE;
@@ -204,7 +206,7 @@ view_sample table_sample(vec3 p, vec3 direction) {
     const vec3 up = {0.0F, 1.0F, 0.0F};
     const float open = openness(p, up);
     const float lit = visible_share(p, KEY_DIRECTION, 0.16F);
-    // the lamp above the board reaches no further than the players
+    // the lamp above the board lights only its surroundings
     const vec3 from_middle = p - vec3{-20.0F, 0.0F, 600.0F};
     const float pool = 1.0F / (1.0F + dot(from_middle, from_middle) / 120000.0F);
     sample.color =
@@ -232,7 +234,7 @@ const piece& subject() { return pieces().front(); }
 
 view_sample view(float u, float v) {
     const vec3 ray = vec3{u, 0.0F, 0.0F} + UPWARD * v + FORWARD;
-    const float per_z = length(ray);  // of a ray's length to depth
+    const float per_z = length(ray);  // length of the ray per unit of depth
     const vec3 direction = ray * (1.0F / per_z);
 
     const hit first = first_piece(EYE, direction);
