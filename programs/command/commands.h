@@ -1,11 +1,20 @@
 #pragma once
-// The verbs of the `focusfall` command. Each adds a subcommand with its options to `app`;
-// its work runs when the line is parsed, and reports faults by exceptions.
+// The `focusfall` command and its verbs.
 
 #include <CLI/CLI.hpp>
 
 namespace focusfall {
 
+// Runs a whole command line, `argv[0]` being the program's name, and prints errors on
+// standard error. Gives the exit status: 0 on success, 1 when something failed, 2 for
+// wrong usage, INTERRUPTED_STATUS after a signal. Throws nothing. A line that renders
+// limits the memory of the process, and leaves its signals held back. [one thread, no
+// others running]
+int run_command(int argc, const char* const* argv);
+
+// Each adds one verb with its options to `app`. The verb's work runs when a line is
+// parsed; it throws std::exception for a fault, CLI::RuntimeError for one that it has
+// printed, and `interrupted`.
 void add_tools_command(CLI::App& app);     // lists the registered tool classes
 void add_controls_command(CLI::App& app);  // lists, edits and saves controls
 void add_render_command(CLI::App& app);    // renders pictures

@@ -8,9 +8,12 @@
 
 #include <nlohmann/json.hpp>
 
+#include "pipeline/settings/hidden_controls.h"
+#include "pipeline/settings/presets.h"
+#include "pipeline/settings/setting_value.h"
 #include "pipeline/settings/settings_file.h"
 #include "programs/command/commands.h"
-#include "programs/command/session.h"
+#include "programs/command/shared_options.h"
 
 namespace focusfall {
 
@@ -21,13 +24,13 @@ using headless::control;
 using headless::control_info;
 using headless::control_kind;
 
-// One line of the table; the last cell may be as long as it wants.
+// The cells of one line of the table; the last one has no limit to its length.
 using row = std::vector<std::string>;
 
-// Why hidden controls are, by control.
-using reasons = std::map<std::string, std::string>;
+// The setting that shows a hidden control, by the control's identifier.
+using revealing = std::map<std::string, std::string>;
 
-row row_of(const control& input, const reasons& needs) {
+row row_of(const control& input, const revealing& needs) {
     const control_info& info = input.info();
     const animation curve = input.curve();
     const std::string value = info.kind == control_kind::IMAGE ? ""
@@ -38,8 +41,8 @@ row row_of(const control& input, const reasons& needs) {
     if (info.slider_end) takes += ", slider to " + info.shown(*info.slider_end);
     if (!input.is_visible()) {
         const auto need = needs.find(info.id);
-        takes += need == needs.end() ? "  (without effect now)"
-                                     : "  (needs " + need->second + ")";
+        takes +=
+            need == needs.end() ? "  (no effect now)" : "  (needs " + need->second + ")";
     }
     return {"  " + info.id, info.name, value, takes};
 }
@@ -56,12 +59,12 @@ void print_row(const row& cells, const std::vector<std::size_t>& widths) {
 }
 
 void print_table(headless::tool& tool) {
-    const reasons needs = settings_that_show(tool);
+    const revealing needs = revealing_settings(tool);
     std::vector<std::size_t> widths(4);
     for (const control* input : tool.controls()) {
         const row cells = row_of(*input, needs);
         for (std::size_t i = 0; i < cells.size(); ++i) {
-            // one long text would push all ranges out of sight
+            // a long text would push the ranges of all controls off the screen
             const bool is_text = input->info().kind == control_kind::TEXT;
             if (i < 2 || !is_text) widths[i] = std::max(widths[i], cells[i].size());
         }
@@ -80,42 +83,17 @@ void print_table(headless::tool& tool) {
     }
 }
 
-nlohmann::ordered_json described(const control& input) {
-    const control_info& info = input.info();
-    nlohmann::ordered_json json{{"id", info.id},
-                                {"name", info.name},
-                                {"page", info.page},
-                                {"kind", kind_name(info.kind)},
-                                {"visible", input.is_visible()}};
-    if (info.kind == control_kind::TEXT) {
-        json["default"] = info.initial_text;
-        json["value"] = input.text();
-    } else if (info.kind == control_kind::IMAGE) {
-        json["connection"] = info.connection;
-        json["required"] = info.required;
-    } else {
-        json["default"] = info.initial;
-        json["value"] = input.number(0);
-        if (input.curve().is_animated()) json["keys"] = json_setting(input);
-        if (info.lowest) json["lowest"] = *info.lowest;
-        if (info.highest) json["highest"] = *info.highest;
-        if (info.slider_end) json["slider_end"] = *info.slider_end;
-        if (!info.items.empty()) json["items"] = info.items;
-        if (info.whole) json["whole"] = true;
-    }
-    return json;
-}
-
 void list_presets(bool as_json) {
     auto all = nlohmann::ordered_json::array();
-    for (const preset& one : installed_presets()) {
-        nlohmann::ordered_json listed{{"name", one.name}, {"file", one.file.string()}};
-        listed.update(one.content);
+    for (const preset& installed : installed_presets()) {
+        nlohmann::ordered_json listed{{"name", installed.name},
+                                      {"file", installed.file.string()}};
+        listed.update(installed.content);
         all.push_back(std::move(listed));
         if (as_json) continue;
 
-        std::cout << (all.size() > 1 ? "\n" : "") << one.name << "\n";
-        for (const auto& [name, value] : one.content.items()) {
+        std::cout << (all.size() > 1 ? "\n" : "") << installed.name << "\n";
+        for (const auto& [name, value] : installed.content.items()) {
             const bool note = name == "comment" || name == "source";
             std::cout << "  " << (note ? "" : name + " ")
                       << (value.is_string() ? value.get<std::string>() : value.dump())
@@ -125,7 +103,7 @@ void list_presets(bool as_json) {
     if (as_json) std::cout << all.dump(2) << "\n";
 }
 
-struct controls_options : session_options {
+struct controls_options : shared_options {
     bool as_json = false;
     bool presets = false;
     std::string save_as;
@@ -133,12 +111,12 @@ struct controls_options : session_options {
 
 void list_controls(const controls_options& options) {
     if (options.presets) return list_presets(options.as_json);
-    session session(options);
-    const auto tool = session.create_tool();
+    session opened = opened_session(options);
+    const auto tool = created_tool(opened, options);
     if (!options.save_as.empty()) return save_settings_file(options.save_as, *tool);
     if (!options.as_json) return print_table(*tool);
     auto all = nlohmann::ordered_json::array();
-    for (const control* input : tool->controls()) all.push_back(described(*input));
+    for (const control* input : tool->controls()) all.push_back(json_control(*input));
     std::cout << all.dump(2) << "\n";
 }
 

@@ -5,10 +5,9 @@
 
 #include "pipeline/demo_scene/demo_scene.h"
 #include "pipeline/pictures/image_file.h"
-#include "pipeline/process/interruption.h"
 #include "pipeline/process/progress_bar.h"
 #include "programs/command/commands.h"
-#include "programs/command/session.h"
+#include "programs/command/rendering_session.h"
 
 namespace focusfall {
 
@@ -17,19 +16,19 @@ namespace {
 namespace fs = std::filesystem;
 
 struct demo_options {
-    session_options shared;
+    shared_options shared;
     fs::path folder;
     std::string size = "1920x1080";
 };
 
-// One way to render the scene, and the ending of its files.
-struct look {
+// One way to render the scene; its name is the end of its files' names.
+struct variant {
     const char* name;
     std::vector<std::pair<const char*, const char*>> settings;
 };
 
-const std::vector<look>& looks() {
-    static const std::vector<look> LOOKS = {
+const std::vector<variant>& variants() {
+    static const std::vector<variant> VARIANTS = {
         {"disk", {{"BlurStyle", "Disk"}}},
         {"hexagon",
          {{"BlurStyle", "Polygon"},
@@ -39,7 +38,7 @@ const std::vector<look>& looks() {
         {"gaussian", {{"BlurStyle", "Gaussian"}}},
         {"airy", {{"BlurStyle", "Airy Disk"}}},
     };
-    return LOOKS;
+    return VARIANTS;
 }
 
 std::pair<std::int32_t, std::int32_t> parsed_size(const std::string& text) {
@@ -48,7 +47,8 @@ std::pair<std::int32_t, std::int32_t> parsed_size(const std::string& text) {
     int end = 0;
     const int fields = std::sscanf(text.c_str(), "%5dx%5d%n", &width, &height, &end);
     if (fields != 2 || end != static_cast<int>(text.size()) || width < 1 || height < 1) {
-        throw CLI::ValidationError("--size", text + ": wants WIDTHxHEIGHT in pixels");
+        throw CLI::ValidationError(
+            "--size", text + ": is not a size; write WIDTHxHEIGHT, as in 960x540");
     }
     return {width, height};
 }
@@ -59,7 +59,7 @@ void report(const demo_options& options, const std::string& name,
     std::cout << (options.folder / name).string() << "  " << what << std::endl;
 }
 
-// The lens that the scene was seen through.
+// The lens that the scene is seen through.
 void set_lens(headless::tool& tool) {
     tool.set("SettingsType", "Advanced");
     tool.set("DepthMapType", "Distance");
@@ -70,32 +70,29 @@ void set_lens(headless::tool& tool) {
     tool.set("FStop", DEMO_LENS.f_stop);
 }
 
-void render_look(headless::tool& tool, const look& look, const demo_options& options) {
-    for (const auto& [id, value] : look.settings) tool.set(id, value);
+void render_variant(headless::tool& tool, const variant& style,
+                    const demo_options& options) {
+    for (const auto& [id, value] : style.settings) tool.set(id, value);
     progress_bar progress(!options.shared.quiet);
-    const headless::frame frame =
-        tool.render({.progress = [&](double part) { progress.show(part, look.name); }});
-    if (frame.how == headless::frame::end::ABORTED) throw interrupted();
-    if (!frame.image) throw headless::host_error(frame.error);
+    const Owned<Image> blurred = image_of(
+        tool.render({.progress = [&](double part) { progress.show(part, style.name); }}));
 
-    const std::string name = std::string("after-") + look.name;
-    write_image(*frame.image, options.folder / (name + ".exr"));
-    write_preview(*frame.image, options.folder / (name + ".png"));
+    const std::string name = std::string("after-") + style.name;
+    write_image(*blurred, options.folder / (name + ".exr"));
+    write_preview(*blurred, options.folder / (name + ".png"));
     report(options, name + ".png", "blurred; linear and with Z in " + name + ".exr");
 }
 
 void make_demo(const demo_options& options) {
     const auto [width, height] = parsed_size(options.size);
-    hold_back_signals();  // before any library starts threads
-    session session(options.shared);
-    const auto tool = session.create_tool();
-    const interruption stop(*tool);
-    set_lens(*tool);
+    rendering_session session(options.shared);
+    headless::tool& tool = session.tool();
+    set_lens(tool);
 
     std::error_code fault;
     fs::create_directories(options.folder, fault);
     if (fault) {
-        throw headless::host_error(options.folder.string() + ": can not be made (" +
+        throw headless::host_error(options.folder.string() + ": cannot be made (" +
                                    fault.message() + "); name another folder");
     }
     headless::worker_pool workers(options.shared.threads);
@@ -105,9 +102,9 @@ void make_demo(const demo_options& options) {
     write_preview(*scene, options.folder / "before.png");
     report(options, "before.png", "the scene, sharp");
 
-    tool->connect("Input", scene.get());
-    for (const look& look : looks()) render_look(*tool, look, options);
-    stop.check();
+    tool.connect("Input", scene.get());
+    for (const variant& style : variants()) render_variant(tool, style, options);
+    session.stop().check();
 }
 
 }  // namespace
@@ -123,10 +120,7 @@ void add_demo_command(CLI::App& app) {
         ->type_name("WxH")
         ->capture_default_str();
     options->shared.add_class_options(*verb);
-    verb->add_option("--threads", options->shared.threads, "Threads (default: all)")
-        ->check(CLI::Range(1, 1024))
-        ->type_name("N");
-    verb->add_flag("--quiet", options->shared.quiet, "Print errors only");
+    options->shared.add_run_options(*verb);
     verb->callback([options] { make_demo(*options); });
 }
 

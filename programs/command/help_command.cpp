@@ -1,14 +1,16 @@
-// What tells of the command besides --help, made from the same options: the manual page,
-// and the words that a shell completes a line by.
+// The manual page, and the words with which a shell completes a line. Both are made from
+// the options that --help shows.
 
 #include <iostream>
 #include <memory>
+#include <sstream>
 #include <string>
 #include <vector>
 
-#include "pipeline/settings/settings_file.h"
+#include "host/text.h"
+#include "pipeline/settings/presets.h"
 #include "programs/command/commands.h"
-#include "programs/command/session.h"
+#include "programs/command/shared_options.h"
 
 namespace focusfall {
 
@@ -17,12 +19,12 @@ namespace {
 using texts = std::vector<std::string>;
 
 std::vector<const CLI::App*> verbs_of(const CLI::App& app) {
-    // a verb without a group is one that --help leaves out
+    // --help leaves out verbs without a group
     return app.get_subcommands(
         [](const CLI::App* verb) { return !verb->get_group().empty(); });
 }
 
-// "-o", "--output"; none for an argument without a name.
+// "-o", "--output"; none for an argument that is given by its position.
 texts names_of(const CLI::Option& option) {
     texts names;
     for (const std::string& name : option.get_snames()) names.push_back("-" + name);
@@ -34,19 +36,23 @@ bool takes_value(const CLI::Option& option) {
     return option.get_items_expected_max() > 0;
 }
 
-// "half" and "float" of a type "TEXT:{half,float}"; none when the type lists no choices.
+// "half" and "float" for the type "TEXT:{half,float}"; none when the type lists no
+// choices.
 texts choices_of(const std::string& type) {
     const std::size_t start = type.find('{');
     const std::size_t end = type.find('}');
     if (start == type.npos || end == type.npos) return {};
-    return CLI::detail::split(type.substr(start + 1, end - start - 1), ',');
+    std::istringstream list(type.substr(start + 1, end - start - 1));
+    texts choices;
+    for (std::string choice; std::getline(list, choice, ',');) choices.push_back(choice);
+    return choices;
 }
 
 // Text that troff, the language of manual pages, prints as it is.
 std::string plain(const std::string& text) {
     std::string escaped;
     for (const char c : text) {
-        if (c == '\\' || c == '-') escaped += '\\';  // "\-" is one to paste, no hyphen
+        if (c == '\\' || c == '-') escaped += '\\';  // "\-" is a minus, "-" a hyphen
         escaped += c;
     }
     const bool is_request = escaped.starts_with('.') || escaped.starts_with('\'');
@@ -56,15 +62,15 @@ std::string plain(const std::string& text) {
 std::string bold(const std::string& text) { return "\\fB" + plain(text) + "\\fR"; }
 std::string slanted(const std::string& text) { return "\\fI" + plain(text) + "\\fR"; }
 
-// "FILE"; "half|float" for a value that is one of these.
+// "FILE"; "half|float" when only these values are allowed.
 std::string shown_value(const CLI::Option& option) {
     const std::string type = option.get_type_name();
     const texts choices = choices_of(type);
     if (choices.empty()) return slanted(type.substr(0, type.find(':')));
-    return bold(CLI::detail::join(choices, "|"));
+    return bold(headless::joined(choices, "|"));
 }
 
-// An option by `names` of it, or an argument that has none.
+// An option with these of its names, or an argument that has none.
 std::string shown_option(const CLI::Option& option, const texts& names) {
     if (names.empty()) return slanted(option.get_name(true));
     std::string shown;
@@ -84,7 +90,7 @@ void print_options(const CLI::App& app) {
     }
 }
 
-// The line of a verb with what must be given.
+// The command line of a verb with its required options and arguments.
 std::string synopsis(const CLI::App& app, const CLI::App& verb) {
     std::string line =
         bold(app.get_name() + " " + verb.get_name()) + " [" + slanted("option") + " ...]";
@@ -116,27 +122,28 @@ void print_manual(const CLI::App& app) {
         print_options(*verb);
     }
     std::cout << ".SH EXIT STATUS\n"
-              << "0 when all is done, 1 when something failed, 2 for wrong usage.\n";
+              << "0 on success, 1 when something failed, 2 for wrong usage.\n";
 }
 
 texts tool_ids() {
-    session session({});
+    const session opened({});
     texts ids;
-    for (const headless::class_info& tool : session.host().classes())
+    for (const headless::class_info& tool : opened.host().classes()) {
         ids.push_back(tool.id);
+    }
     return ids;
 }
 
 texts preset_names() {
     texts names;
-    for (const preset& one : installed_presets()) names.push_back(one.name);
+    for (const preset& installed : installed_presets()) names.push_back(installed.name);
     return names;
 }
 
-// What --set takes: the controls, and the items of the one that `word` names.
+// Words for --set: all controls as "ID=", or the items of the control that `word` names.
 texts settings_for(const std::string& word) {
-    session session({});
-    const auto tool = session.create_tool();
+    session opened({});
+    const auto tool = opened.create_tool();
     texts settings;
     for (const headless::control* control : tool->controls()) {
         const headless::control_info& info = control->info();
@@ -151,7 +158,7 @@ texts settings_for(const std::string& word) {
     return settings;
 }
 
-// Values that an option takes, told by its type; none for files, numbers and new names.
+// The values that an option of this type accepts; none for files, numbers, new names.
 texts values_for(const CLI::Option& option, const std::string& word) {
     const std::string type = option.get_type_name();
     if (type == "ID") return tool_ids();
@@ -160,7 +167,7 @@ texts values_for(const CLI::Option& option, const std::string& word) {
     return choices_of(type);
 }
 
-// What may stand in the place of the last word.
+// The words that could replace the last one, which may be incomplete.
 texts words_for_last(const CLI::App& app, const texts& words) {
     const CLI::App* verb = &app;
     const CLI::Option* open = nullptr;  // the option whose value comes next
@@ -171,8 +178,8 @@ texts words_for_last(const CLI::App& app, const texts& words) {
             open = verb->get_option_no_throw(words[i]);
             if (open && !takes_value(*open)) open = nullptr;
         } else if (verb == &app) {
-            for (const CLI::App* one : verbs_of(app)) {
-                if (one->get_name() == words[i]) verb = one;
+            for (const CLI::App* candidate : verbs_of(app)) {
+                if (candidate->get_name() == words[i]) verb = candidate;
             }
         }
     }
@@ -184,7 +191,9 @@ texts words_for_last(const CLI::App& app, const texts& words) {
             for (const std::string& name : names_of(*option)) all.push_back(name);
         }
     } else if (verb == &app) {
-        for (const CLI::App* one : verbs_of(app)) all.push_back(one->get_name());
+        for (const CLI::App* candidate : verbs_of(app)) {
+            all.push_back(candidate->get_name());
+        }
     }
     return all;
 }
@@ -203,8 +212,8 @@ void add_help_commands(CLI::App& app) {
     });
 
     auto words = std::make_shared<texts>();
-    CLI::App* verb =
-        app.add_subcommand("complete", "Print what may stand for the last word");
+    CLI::App* verb = app.add_subcommand(
+        "complete", "Print the words that could complete the last one");
     verb->group("");
     verb->add_option("words", *words, "Words after the name of the command, after --")
         ->required();

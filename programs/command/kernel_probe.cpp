@@ -9,7 +9,7 @@ namespace focusfall {
 
 namespace {
 
-constexpr double STEP = 0.01;       // pixels of diameter from kernel to kernel
+constexpr double STEP = 0.01;       // pixels of diameter between neighbouring kernels
 constexpr std::int32_t TILE = 180;  // smallest side of a kernel on a sheet
 constexpr std::int32_t GAP = 6;
 constexpr float GROUND = 0.012F;  // grey between the kernels
@@ -21,22 +21,6 @@ Owned<Image> empty_image(std::int32_t width, std::int32_t height) {
                     static_cast<std::size_t>(height),
                 0.0F);
     return image;
-}
-
-// Turns the controls to a blur of `diameter` for a depth map's value that is returned.
-float aimed_depth(headless::tool& tool, double diameter, std::int32_t width) {
-    // half a step above the kernel's own diameter: single precision may round downwards
-    const double aim = (std::round(diameter / STEP) + 0.5) * STEP;
-    // the tool leaves a frame alone when its largest blur is not above one pixel
-    const double largest = std::max(aim, 2.0);
-    tool.set("SettingsType", "Simple");
-    tool.set("BlurChannel", "Z");
-    tool.set("Normalize", "off");
-    tool.set("InvertDepthMap", "off");
-    tool.set("FocusPosition", 0.0);
-    tool.set("MaxBlurSize", 100.0 * largest / width);
-    // the blur of a depth of 1 + value, with the focus at 1, is largest * value / depth
-    return aim < largest ? static_cast<float>(aim / (largest - aim)) : 1e30F;
 }
 
 float peak_of(const Image& kernel) {
@@ -71,20 +55,30 @@ Owned<Image> probed_kernel(headless::tool& tool, double diameter) {
     const auto side =
         2 * static_cast<std::int32_t>(std::max(1.0, std::ceil((diameter - 1.0) / 2.0))) +
         3;
-    // kernels reach no further than a quarter of the width
+    // kernels are at most a quarter of the picture wide
     const std::int32_t width = 4 * (side + 1);
+    // half a step above the kernel's own diameter: single precision may round downwards
+    const double blur = (std::round(diameter / STEP) + 0.5) * STEP;
+    // the tool does not blur a frame whose largest blur is one pixel or less
+    const double largest = std::max(blur, 2.0);
+    // the blur of depth z is largest * z / (1 + z) when the focus is at 0
+    const double z = blur < largest ? blur / (largest - blur) : 1e30;
+
     const Owned<Image> dot = empty_image(width, side);
     float* middle = dot->Pixel(width / 2, side / 2);
     std::fill_n(middle, Image::Z, 1.0F);
-    middle[Image::Z] = aimed_depth(tool, diameter, width);
-
-    tool.connect("Input", dot.get());
-    const headless::frame frame = tool.render();
-    if (frame.how == headless::frame::end::ABORTED) throw interrupted();
-    if (!frame.image) throw headless::host_error(frame.error);
+    middle[Image::Z] = static_cast<float>(z);
+    const Owned<Image> blurred =
+        image_of(tool.render({.instead = {{"SettingsType", "Simple"},
+                                          {"BlurChannel", "Z"},
+                                          {"Normalize", "off"},
+                                          {"InvertDepthMap", "off"},
+                                          {"FocusPosition", 0.0},
+                                          {"MaxBlurSize", 100.0 * largest / width}},
+                              .images = {{"Input", dot.get()}}}));
     Owned<Image> kernel = empty_image(side, side);
     for (std::int32_t y = 0; y < side; ++y) {
-        std::copy_n(frame.image->Pixel(width / 2 - side / 2, y), 5 * side,
+        std::copy_n(blurred->Pixel(width / 2 - side / 2, y), 5 * side,
                     kernel->Pixel(0, y));
     }
     return kernel;

@@ -1,5 +1,5 @@
 #pragma once
-// Kernels as the tool really scatters them, and pictures of them.
+// Kernels, measured by rendering a single bright pixel, and pictures of them.
 
 #include <vector>
 
@@ -7,15 +7,16 @@
 
 namespace focusfall {
 
-// What `tool` makes of one bright pixel whose blur is `diameter` pixels wide, at least
-// 0.01: the weights in red, green and blue, and a border of one pixel that must be empty.
-// Sets the controls of the lens, so the style's controls are left to the caller. Throws
-// headless::host_error, and `interrupted` when the tool was aborted.
+// The kernel that `tool` uses for a blur of `diameter` pixels, 0.01 or more: its weights
+// in red, green and blue, in a square image with a border of one pixel in which they are
+// 0. The tool's style and blur image are used, and all its controls stay as they are.
+// Throws headless::host_error, and `interrupted` when the tool was aborted. [render
+// thread]
 Owned<Image> probed_kernel(headless::tool& tool, double diameter);
 
-// Rows of kernels side by side for looking. Each is scaled so that its largest weight is
-// white, negative weights show in blue, and small ones are enlarged by whole factors. No
-// row is longer than the first. Throws like Image's constructor.
+// A picture of rows of kernels. Each kernel is scaled so that its largest weight is
+// white; negative weights are blue; small kernels are enlarged by whole factors. No row
+// may be longer than the first. Throws like Image's constructor. [any thread]
 Owned<Image> kernel_sheet(const std::vector<std::vector<Owned<Image>>>& rows);
 
 }  // namespace focusfall

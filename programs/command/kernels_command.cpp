@@ -1,19 +1,18 @@
 #include <memory>
 
 #include "pipeline/pictures/image_file.h"
-#include "pipeline/process/interruption.h"
 #include "pipeline/process/memory_limit.h"
 #include "pipeline/shots/frame_loader.h"
 #include "programs/command/commands.h"
 #include "programs/command/kernel_probe.h"
-#include "programs/command/session.h"
+#include "programs/command/rendering_session.h"
 
 namespace focusfall {
 
 namespace {
 
 struct kernels_options {
-    session_options shared;
+    shared_options shared;
     std::vector<double> diameters = {3.0, 5.0, 9.0, 15.0, 25.0, 45.0};
     bool all_styles = false;
     std::string blur_image;  // empty: none
@@ -21,35 +20,33 @@ struct kernels_options {
 };
 
 void draw_kernels(kernels_options options) {
-    hold_back_signals();          // before any library starts threads
-    options.shared.quiet = true;  // the times of so small frames tell nothing
-    session session(options.shared);
-    const auto tool = session.create_tool();
-    const interruption stop(*tool);
+    options.shared.quiet = true;  // the times of such small frames interest nobody
+    rendering_session session(options.shared);
+    headless::tool& tool = session.tool();
     if (!options.blur_image.empty()) {
         frame_files files;
         files.input = options.blur_image;
         frame_loader loader({}, available_memory());
         const loaded_frame shape = loader.load(loader.open(files, false));
-        tool->connect("BlurImage", shape.image.get());
+        tool.connect("BlurImage", shape.image.get());
     }
 
     std::vector<std::vector<Owned<Image>>> rows;
     const auto add_row = [&] {
         auto& row = rows.emplace_back();
         for (const double diameter : options.diameters) {
-            row.push_back(probed_kernel(*tool, diameter));
+            row.push_back(probed_kernel(tool, diameter));
         }
     };
     if (options.all_styles) {
-        for (const std::string& style : tool->find("BlurStyle").info().items) {
-            tool->set("BlurStyle", style);
+        for (const std::string& style : tool.find("BlurStyle").info().items) {
+            tool.set("BlurStyle", style);
             add_row();
         }
     } else {
         add_row();
     }
-    stop.check();
+    session.stop().check();
     write_preview(*kernel_sheet(rows), options.output);
 }
 

@@ -2,15 +2,15 @@
 #include <memory>
 
 #include "programs/command/commands.h"
-#include "programs/command/session.h"
+#include "programs/command/shared_options.h"
 
 namespace focusfall {
 
 namespace {
 
-void list_tools(const session_options& options) {
-    session session(options);
-    for (const headless::class_info& tool : session.host().classes()) {
+void list_tools(const shared_options& options) {
+    const session opened = opened_session(options);
+    for (const headless::class_info& tool : opened.host().classes()) {
         std::cout << tool.id << "\n"
                   << "  name         " << tool.name << " (" << tool.short_name << ")\n"
                   << "  category     " << tool.category << "\n"
@@ -25,7 +25,7 @@ void list_tools(const session_options& options) {
 }  // namespace
 
 void add_tools_command(CLI::App& app) {
-    auto options = std::make_shared<session_options>();
+    auto options = std::make_shared<shared_options>();
     CLI::App* verb = app.add_subcommand("tools", "List the registered tool classes");
     options->add_plugin_options(*verb);
     verb->callback([options] { list_tools(*options); });

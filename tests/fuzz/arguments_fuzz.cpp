@@ -1,11 +1,11 @@
-// Any text as an argument of --set or --frames, or as a file name with frame numbers. The
-// first letter tells which.
+// Any text as an argument of --set or --frames, or as a file name with frame numbers,
+// chosen by its first letter.
 
 #include <set>
 
-#include "pipeline/settings/settings_file.h"
+#include "pipeline/session/session.h"
+#include "pipeline/settings/setting_value.h"
 #include "pipeline/shots/frame_range.h"
-#include "programs/command/session.h"
 #include "tests/fuzz/fuzzing.h"
 
 using namespace focusfall;
@@ -16,14 +16,13 @@ session_options options_with(const std::string& edit) {
     session_options options;
     options.plugins = {PLUGIN_FILE};
     options.threads = 1;
-    options.quiet = true;
     if (!edit.empty()) options.edits = {edit};
     return options;
 }
 
-// An edit that is taken must be spelled so that it can be made again.
+// What an accepted edit shows must be accepted again, and show the same.
 void check_edit(const std::string& edit) {
-    if (edit.find('=') == edit.npos) return;  // refused with the command line
+    if (edit.find('=') == edit.npos) return;  // the command line refuses it
     const std::string id = edit.substr(0, edit.find('='));
     expect_named_errors(id, [&] {
         const auto tool = session(options_with(edit)).create_tool();
@@ -57,7 +56,7 @@ void check_pattern(const std::string& name) {
 }  // namespace
 
 extern "C" int LLVMFuzzerInitialize(int* argc, char*** argv) {
-    // the fuzzer counts what runs in the plug-in, which must stay loaded for that
+    // keeps the plug-in loaded, so that the fuzzer can measure its coverage
     static session opened(options_with(""));
     const auto folder = corpus_folder(*argc, *argv);
     if (folder.empty()) return 0;
@@ -80,7 +79,7 @@ extern "C" int LLVMFuzzerInitialize(int* argc, char*** argv) {
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     if (size == 0) return -1;
     const std::string text(reinterpret_cast<const char*>(data) + 1, size - 1);
-    if (text.find('\0') != text.npos) return -1;  // ends an argument
+    if (text.find('\0') != text.npos) return -1;  // an argument ends there
     switch (data[0]) {
         case 's': check_edit(text); break;
         case 'f': check_frames(text); break;

@@ -42,7 +42,7 @@ inline std::filesystem::path write_scratch_file(const std::string& ending,
         folder / ("focusfall-fuzz-" + std::to_string(getpid()) + ending);
     std::ofstream stream(file, std::ios::binary);
     stream.write(reinterpret_cast<const char*>(data), static_cast<std::streamsize>(size));
-    expect(stream.flush().good(), file.string() + " can not be written");
+    expect(stream.flush().good(), file.string() + " cannot be written");
     return file;
 }
 

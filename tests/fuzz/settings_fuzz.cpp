@@ -4,8 +4,9 @@
 #include <cmath>
 #include <numeric>
 
+#include "pipeline/session/session.h"
+#include "pipeline/settings/setting_value.h"
 #include "pipeline/settings/settings_file.h"
-#include "programs/command/session.h"
 #include "tests/fuzz/fuzzing.h"
 
 using namespace focusfall;
@@ -17,7 +18,6 @@ std::unique_ptr<headless::tool> fresh_tool() {
         session_options options;
         options.plugins = {PLUGIN_FILE};
         options.threads = 1;
-        options.quiet = true;
         return options;
     }());
     return opened.create_tool();
@@ -57,7 +57,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         restored = true;
     });
     for (const headless::control* input : tool->controls()) check_finite(*input);
-    if (restored) {  // what was read can be saved, and read again
+    if (restored) {  // saving and reading again must work too
         save_settings_file(file, *tool);
         fresh_tool()->restore(read_settings_file(file, *tool));
     }

@@ -1,4 +1,4 @@
-// How a render that can not succeed ends.
+// How a render that cannot succeed ends.
 
 #include <sys/resource.h>
 #include <sys/stat.h>
@@ -28,8 +28,8 @@ namespace fs = std::filesystem;
 
 const window SMALL{0, 0, 40, 30};
 
-// The PNG library leaves its reader by a jump, past what the picture library holds: what
-// that leaks is not ours.
+// The PNG library leaves its reader by longjmp, so the library for picture files leaks
+// what it holds then.
 #ifdef __SANITIZE_ADDRESS__
 using leaks_of_others = __lsan::ScopedDisabler;
 #else
@@ -44,7 +44,7 @@ std::string bytes_of(const std::string& file) {
     return bytes.str();
 }
 
-// What does not work after `focusfall render`, and parts of what is said then.
+// Arguments of `focusfall render` that fail, and parts of the message.
 const struct {
     std::string line;
     std::vector<std::string> told;
@@ -87,8 +87,9 @@ void write_deep(const std::string& file) {
                 output->close());
 }
 
-// Gives the first channel of a file of parts a type that there is not. The picture
-// library does not notice in parts of an unknown kind, and ended the process.
+// Gives the first channel of a file of parts a pixel type that does not exist. The
+// library for picture files does not check that in parts of an unknown kind, and then
+// crashed.
 void spoil_channel_type(const std::string& file) {
     std::string bytes = bytes_of(file);
     bytes[bytes.find("scanlineimage")] = 'S';
@@ -96,8 +97,8 @@ void spoil_channel_type(const std::string& file) {
     std::ofstream(file, std::ios::binary) << bytes;
 }
 
-// Whether a process waits for these signals and no others: libraries hold back all of
-// them for a moment while they start.
+// Whether a process blocks just the signals that it waits for: libraries block all
+// signals for a moment while they start.
 bool holds_back_signals(pid_t process) {
     constexpr auto HELD_BACK =
         1U << (SIGINT - 1) | 1U << (SIGTERM - 1) | 1U << (SIGHUP - 1);
@@ -138,8 +139,10 @@ TEST_F(renders, ThatFailSayWhyAndWriteNothing) {
                 << text << ": " << ran.errors;
         }
     }
-    // asked for wrongly
-    EXPECT_EQ(run("rendr in.exr -o out.exr").status, 2);
+    // wrong usage
+    const run_result misspelled = run("rendr in.exr -o out.exr");
+    EXPECT_EQ(misspelled.status, 2);
+    EXPECT_NE(misspelled.errors.find("did you mean \"render\"?"), std::string::npos);
     for (const std::string more :
          {"", "in.exr", "in.exr -o out.exr --frames 5-1",
           "in.exr -o out.exr --data-type double", "in.exr -o out.exr --threads none",
@@ -149,6 +152,9 @@ TEST_F(renders, ThatFailSayWhyAndWriteNothing) {
         EXPECT_EQ(ran.status, 2) << ran.errors;
         EXPECT_NE(ran.errors, "");
     }
+    // the built command ends as its line does here
+    EXPECT_EQ(wait(start("render none.exr -o out.exr")).status, 1);
+    EXPECT_EQ(wait(start("rendr in.exr -o out.exr")).status, 2);
     EXPECT_FALSE(fs::exists(path("out.exr")) || fs::exists(path("out.png")));
     EXPECT_TRUE(hidden_files().empty());
 }
@@ -181,7 +187,7 @@ TEST_F(renders, WithoutBlurOrFocusTellWhatIsWrong) {
                       errors.npos,
                   focus == "1" || focus == "1e6")
             << errors;
-        EXPECT_NE(errors.find("FStop: without effect unless SettingsType=Advanced"),
+        EXPECT_NE(errors.find("FStop: no effect unless SettingsType=Advanced"),
                   errors.npos);
     }
 }
@@ -216,7 +222,7 @@ TEST_F(renders, ThatRunOutOfDiskLeaveTheOldFile) {
         getrlimit(RLIMIT_FSIZE, &limit);
         const rlimit small{before.size() / 2, limit.rlim_max};
         setrlimit(RLIMIT_FSIZE, &small);
-        const run_result full = run(line);
+        const run_result full = wait(start(line));
         setrlimit(RLIMIT_FSIZE, &limit);
         EXPECT_EQ(full.status, 1);
         EXPECT_NE(full.errors.find(name + ": "), std::string::npos) << full.errors;

@@ -1,0 +1,97 @@
+#include "pipeline/session/session.h"
+
+#include <algorithm>
+#include <filesystem>
+#include <utility>
+
+#include "host/error.h"
+#include "host/text.h"
+#include "pipeline/settings/installation.h"
+#include "pipeline/settings/presets.h"
+#include "pipeline/settings/setting_value.h"
+#include "pipeline/settings/settings_file.h"
+
+namespace focusfall {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+// The libraries in the plug-in folder that is installed beside the program.
+std::vector<std::string> installed_plugins() {
+    const fs::path folder = installed_plugin_folder();
+    std::vector<std::string> files;
+    std::error_code missing;
+    for (const auto& entry : fs::directory_iterator(folder, missing)) {
+        if (entry.path().extension() == ".so") files.push_back(entry.path().string());
+    }
+    if (files.empty()) {
+        throw headless::host_error(folder.string() +
+                                   ": no plug-in is installed in this folder; name one "
+                                   "with --plugin");
+    }
+    std::ranges::sort(files);
+    return files;
+}
+
+const headless::control& named_control(const headless::tool& tool,
+                                       const std::string& id) {
+    try {
+        return tool.find(id);
+    } catch (const headless::host_error& error) {
+        throw headless::host_error(std::string(error.what()) +
+                                   " (`focusfall controls` lists all controls)");
+    }
+}
+
+void make_edit(headless::tool& tool, const std::string& edit) {
+    const std::string id = edited_control(edit);
+    if (id == edit) {
+        throw headless::host_error(edit + ": has no value; write " + edit + "=VALUE");
+    }
+    const headless::control_info& info = named_control(tool, id).info();
+    tool.replace(id, parsed_setting(info, edit.substr(id.size() + 1)));
+}
+
+}  // namespace
+
+std::string edited_control(const std::string& edit) {
+    return edit.substr(0, edit.find('='));
+}
+
+session::session(session_options options, FusionDoc::Console console)
+    : options_(std::move(options)), host_(options_.threads, std::move(console)) {
+    const auto& plugins =
+        options_.plugins.empty() ? installed_plugins() : options_.plugins;
+    for (const std::string& file : plugins) host_.load_plugin(file);
+}
+
+headless::class_info session::tool_class() const {
+    const auto classes = host_.classes();
+    const bool is_named = !options_.tool_id.empty();
+    const std::string id = is_named ? options_.tool_id : DEFAULT_TOOL;
+    const auto found = std::ranges::find(classes, id, &headless::class_info::id);
+    if (found != classes.end()) return *found;
+    if (!is_named) return classes.front();
+
+    std::vector<std::string> ids;
+    for (const headless::class_info& other : classes) ids.push_back(other.id);
+    const std::string hint = headless::suggestion(id, ids);
+    throw headless::host_error(
+        "there is no tool class \"" + id + "\"" +
+        (hint.empty() ? "; `focusfall tools` lists all classes" : hint));
+}
+
+bool session::makes_kernel_table() const { return tool_class().id != DEFAULT_TOOL; }
+
+std::unique_ptr<headless::tool> session::create_tool() {
+    auto tool = host_.create_tool(tool_class().id);
+    tool->open_page();
+    for (const std::string& name : options_.settings) {
+        tool->restore(read_settings_file(settings_file_named(name), *tool));
+    }
+    for (const std::string& edit : options_.edits) make_edit(*tool, edit);
+    return tool;
+}
+
+}  // namespace focusfall

@@ -1,0 +1,50 @@
+#pragma once
+// What every program begins with: a host, its plug-ins, and a tool with its settings.
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "host/headless_host.h"
+
+namespace focusfall {
+
+// The class of tool that is used when none is named.
+inline constexpr const char* DEFAULT_TOOL = "kestrelworks.FocusfallFast";
+
+struct session_options {
+    std::vector<std::string> plugins;  // libraries to load; empty: the installed ones
+    std::string tool_id;  // empty: DEFAULT_TOOL, or the first class without it
+    std::vector<std::string> settings;  // files or names of presets, applied in order
+    std::vector<std::string> edits;     // ID=VALUE, applied in order after the settings
+    int threads = 0;                    // 0: as many as there are processors
+};
+
+// A host with its plug-ins loaded, and tools of one class made from them. The tools must
+// be gone before the session. [one thread at a time; tools as headless::tool says]
+class session {
+  public:
+    // `console` receives what tools print, as headless::host says. Throws
+    // headless::host_error when there is no plug-in, or one cannot be loaded.
+    explicit session(session_options options, FusionDoc::Console console = {});
+
+    const headless::host& host() const { return host_; }
+    // The class that the options choose. Throws headless::host_error when no plug-in
+    // registers it.
+    headless::class_info tool_class() const;
+    // Whether tools of that class make all kernels of a frame beforehand. The fast one
+    // does not.
+    bool makes_kernel_table() const;
+    // A new tool of that class with the settings and edits of the options. Throws
+    // headless::host_error that names the file or control at fault.
+    std::unique_ptr<headless::tool> create_tool();
+
+  private:
+    session_options options_;
+    headless::host host_;
+};
+
+// The identifier in ID=VALUE.
+std::string edited_control(const std::string& edit);
+
+}  // namespace focusfall

@@ -1,0 +1,85 @@
+#include "programs/command/shared_options.h"
+
+#include <cstdio>
+#include <iostream>
+#include <string>
+#include <vector>
+
+#include "pipeline/settings/hidden_controls.h"
+
+namespace focusfall {
+
+namespace {
+
+constexpr int TIMING_SUB_ID = 40;  // console part where tools print how long they took
+
+FusionDoc::Console console_of(const shared_options& options) {
+    if (options.quiet) return {};
+    return [hide_times = options.hide_times](int sub_id, const std::string& text) {
+        if (sub_id == TIMING_SUB_ID && hide_times) return;
+        std::fputs(text.c_str(), stderr);
+    };
+}
+
+// What CLI11 prints as wrong with a --set; empty when it has both of its sides.
+std::string fault_of_edit(const std::string& edit) {
+    if (edited_control(edit) != edit) return "";
+    return "\"" + edit + "\" has no value; write " + edit + "=VALUE";
+}
+
+}  // namespace
+
+void shared_options::add_plugin_options(CLI::App& verb) {
+    verb.add_option("--plugin", plugins,
+                    "Plug-in library to load instead of the installed ones")
+        ->type_name("FILE");
+}
+
+void shared_options::add_class_options(CLI::App& verb) {
+    add_plugin_options(verb);
+    verb.add_option("--tool", tool_id,
+                    std::string("Tool class to use (default: ") + DEFAULT_TOOL +
+                        "; the reference is kestrelworks.Focusfall)")
+        ->type_name("ID");
+}
+
+void shared_options::add_tool_options(CLI::App& verb) {
+    add_class_options(verb);
+    verb.add_option("--settings", settings,
+                    "Settings file, or preset by its name (repeatable)")
+        ->type_name("PRESET|FILE")
+        ->allow_extra_args(false);
+    verb.add_option("--set", edits,
+                    "Value or keys of a control, as in BlurStyle=Polygon or "
+                    "FocusPosition=1:1200,48:3400 (repeatable; wins over --settings)")
+        ->type_name("ID=VALUE")
+        ->allow_extra_args(false)
+        ->check(fault_of_edit);
+}
+
+void shared_options::add_run_options(CLI::App& verb) {
+    verb.add_option("--threads", threads, "Threads (default: all)")
+        ->check(CLI::Range(1, 1024))
+        ->type_name("N");
+    verb.add_flag("--quiet", quiet, "Print errors only");
+}
+
+session opened_session(const shared_options& options) {
+    return session(options, console_of(options));
+}
+
+std::unique_ptr<headless::tool> created_tool(session& opened,
+                                             const shared_options& options) {
+    auto tool = opened.create_tool();
+    if (options.quiet) return tool;
+    std::vector<std::string> ids;
+    for (const std::string& edit : options.edits) {
+        ids.push_back(edited_control(edit));
+    }
+    for (const std::string& line : edits_without_effect(*tool, ids)) {
+        std::cerr << "focusfall: " << line << "\n";
+    }
+    return tool;
+}
+
+}  // namespace focusfall
