@@ -1,12 +1,17 @@
 #include "tests/programs/command/command_fixture.h"
 
 #include <fcntl.h>
+#include <pthread.h>
+#include <signal.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <fstream>
 #include <sstream>
+
+#include "programs/command/commands.h"
 
 namespace focusfall {
 
@@ -19,6 +24,46 @@ std::size_t index_of(const OIIO::ImageSpec& spec, const std::string& channel) {
     if (found == spec.channelnames.end()) throw std::out_of_range(channel);
     return static_cast<std::size_t>(found - spec.channelnames.begin());
 }
+
+// The words of a command line, with a null pointer behind the last.
+class arguments {
+  public:
+    arguments(const std::string& program, const std::string& line) {
+        std::istringstream words(program + " " + line);
+        texts_.assign(std::istream_iterator<std::string>(words), {});
+        for (std::string& text : texts_) pointers_.push_back(text.data());
+        pointers_.push_back(nullptr);
+    }
+    int count() const { return static_cast<int>(texts_.size()); }
+    char** pointers() { return pointers_.data(); }
+
+  private:
+    std::vector<std::string> texts_;
+    std::vector<char*> pointers_;
+};
+
+// Moves this process to `folder`, and at the end puts back all that a command line
+// changes in its process: the folder, the blocked signals and the limit on memory.
+class visit {
+  public:
+    explicit visit(const fs::path& folder) : folder_(fs::current_path()) {
+        pthread_sigmask(SIG_SETMASK, nullptr, &blocked_);
+        getrlimit(RLIMIT_DATA, &memory_);
+        fs::current_path(folder);
+    }
+    ~visit() {
+        fs::current_path(folder_);
+        setrlimit(RLIMIT_DATA, &memory_);
+        pthread_sigmask(SIG_SETMASK, &blocked_, nullptr);
+    }
+    visit(const visit&) = delete;
+    visit& operator=(const visit&) = delete;
+
+  private:
+    fs::path folder_;
+    sigset_t blocked_{};
+    rlimit memory_{};
+};
 
 }  // namespace
 
@@ -93,12 +138,20 @@ std::string command_test::write_scene(const std::string& name, const window& dat
     return write(name, made_part(data, display, scene_channels(seed)));
 }
 
+run_result command_test::run(const std::string& line) const {
+    arguments words("focusfall", line);
+    const visit here(folder_);
+    testing::internal::CaptureStdout();
+    testing::internal::CaptureStderr();
+    run_result ran;
+    ran.status = run_command(words.count(), words.pointers());
+    ran.output = testing::internal::GetCapturedStdout();
+    ran.errors = testing::internal::GetCapturedStderr();
+    return ran;
+}
+
 pid_t command_test::start(const std::string& line) const {
-    std::istringstream words(COMMAND_FILE + (" " + line));
-    std::vector<std::string> texts(std::istream_iterator<std::string>(words), {});
-    std::vector<char*> arguments;
-    for (std::string& text : texts) arguments.push_back(text.data());
-    arguments.push_back(nullptr);
+    arguments words(COMMAND_FILE, line);
     const std::string output = path("output.txt");
     const std::string errors = path("errors.txt");
     const pid_t process = fork();
@@ -107,7 +160,7 @@ pid_t command_test::start(const std::string& line) const {
     // the child: only what is safe after fork
     dup2(open(output.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600), STDOUT_FILENO);
     dup2(open(errors.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600), STDERR_FILENO);
-    if (chdir(folder_.c_str()) == 0) execv(arguments[0], arguments.data());
+    if (chdir(folder_.c_str()) == 0) execv(words.pointers()[0], words.pointers());
     _exit(99);
 }
 

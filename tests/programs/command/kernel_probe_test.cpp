@@ -14,7 +14,7 @@ float at(const Image& kernel, std::int32_t x, std::int32_t y) {
     return kernel.Pixel(x, y)[Image::RED];
 }
 
-// Every diameter around whole ones, where a rounding downwards would give another kernel.
+// Diameters at and near whole numbers, where rounding down would choose another kernel.
 TEST_F(KernelProbe, GivesTheWholeKernelOfTheDiameterCentred) {
     const auto styles = tool->find("BlurStyle").info().items;
     for (const std::string& style : styles) {

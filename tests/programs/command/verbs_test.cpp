@@ -1,5 +1,6 @@
 // Verbs that need no picture, and colours that are stored encoded.
 
+#include <map>
 #include <set>
 
 #include <nlohmann/json.hpp>
@@ -26,17 +27,17 @@ TEST_F(verbs, DemoMakesASceneAndBlursItInDifferentWays) {
     EXPECT_EQ(depth.size(), 96U * 54U);
     std::set<std::vector<float>> pictures = {green("made/here/scene.exr")};
     std::set<std::vector<float>> previews = {green("made/here/before.png")};
-    for (const std::string look : {"disk", "hexagon", "gaussian", "airy"}) {
-        const std::string name = "made/here/after-" + look;
+    for (const std::string style : {"disk", "hexagon", "gaussian", "airy"}) {
+        const std::string name = "made/here/after-" + style;
         pictures.insert(green(name + ".exr"));
         previews.insert(green(name + ".png"));
-        EXPECT_EQ(values(read_picture(path(name + ".exr"))[0], "Z"), depth) << look;
+        EXPECT_EQ(values(read_picture(path(name + ".exr"))[0], "Z"), depth) << style;
     }
     EXPECT_EQ(pictures.size(), 5U);
     EXPECT_EQ(previews.size(), 5U);
 
     EXPECT_EQ(run("demo other --size 96x").status, 2);
-    EXPECT_EQ(run("demo output.txt/below --size 96x54").status, 1);
+    EXPECT_EQ(run("demo made/here/scene.exr/below --size 96x54").status, 1);
 }
 
 TEST_F(verbs, KernelsDrawsARowForEachStyleOrOneOfTheBlurImage) {
@@ -67,6 +68,12 @@ TEST_F(verbs, ListToolsAndPresets) {
     EXPECT_NE(tools.find("kestrelworks.Focusfall\n"), tools.npos);
     EXPECT_NE(tools.find("kestrelworks.FocusfallFast\n"), tools.npos);
 
+    const run_result unknown = run("controls --tool kestrelworks.Focusfal");
+    EXPECT_EQ(unknown.status, 1);
+    EXPECT_NE(unknown.errors.find("did you mean \"kestrelworks.Focusfall\"?"),
+              std::string::npos)
+        << unknown.errors;
+
     const std::string texts = run("controls --presets").output;
     const auto presets = nlohmann::json::parse(run("controls --presets --json").output);
     EXPECT_GE(presets.size(), 6U);
@@ -75,7 +82,7 @@ TEST_F(verbs, ListToolsAndPresets) {
     }
 }
 
-// What is stored encoded is blurred as the light that it stands for.
+// Encoded colours are decoded to linear light, blurred, and encoded again.
 TEST_F(verbs, RenderDecodesAndEncodesStoredColours) {
     const color_encoding srgb = color_encoding::srgb();
     std::vector<made_channel> channels = scene_channels();
@@ -93,6 +100,30 @@ TEST_F(verbs, RenderDecodesAndEncodesStoredColours) {
     for (std::size_t i = 0; i < light.size(); ++i) {
         ASSERT_NEAR(stored[i], srgb.encoded(light[i]), 1e-4F) << "pixel " << i;
     }
+}
+
+// The table and the JSON show the same values, and which controls are visible.
+TEST_F(verbs, ControlsShowsValuesKeysAndVisibility) {
+    const std::string line = std::string("controls --plugin ") + PLUGIN_FILE +
+                             " --tool kestrelworks.Focusfall"
+                             " --set SettingsType=Advanced --set FocalLength=50"
+                             " --set FocusPosition=1:1200,48:3400,smooth";
+    const std::string table = run(line).output;
+    EXPECT_NE(table.find(" 1:1200,48:3400,smooth\n"), table.npos);
+    std::map<std::string, nlohmann::json> by_id;
+    for (const auto& control : nlohmann::json::parse(run(line + " --json").output)) {
+        const std::string id = control["id"];
+        by_id[id] = control;
+        const std::size_t start = table.find("  " + id + " ");
+        ASSERT_NE(start, table.npos) << id;
+        const std::string row = table.substr(start, table.find('\n', start) - start);
+        EXPECT_EQ(row.ends_with(")"), !control["visible"].get<bool>()) << row;
+        EXPECT_NE(row.find(control["name"].get<std::string>()), row.npos) << row;
+    }
+    EXPECT_EQ(by_id["ApertureDiameter"]["value"], 25);
+    EXPECT_EQ(by_id["FocusPosition"]["keys"].dump(), R"([[1,1200],[48,3400],"smooth"])");
+    EXPECT_EQ(by_id["MaxBlurSize"]["visible"], false);
+    EXPECT_EQ(by_id["FStop"]["visible"], true);
 }
 
 }  // namespace
