@@ -42,6 +42,8 @@ TEST_F(KernelProbe, GivesTheWholeKernelOfTheDiameterCentred) {
             EXPECT_GT(at(*kernel, size / 2, size / 2), 0.0F);
         }
     }
+    EXPECT_EQ(value("MaxBlurSize"), 1.0);  // as every control, it kept its value
+    EXPECT_EQ(value("Normalize"), 1.0);
 }
 
 TEST_F(KernelProbe, TellsNeighbouringDiametersApart) {
