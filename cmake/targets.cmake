@@ -17,7 +17,7 @@ endfunction()
 #     [FILES macro=target...] [PREFIX prefix] [SLOW test...])
 # A program of GoogleTest tests, known to ctest one by one under LABEL, their names behind
 # PREFIX. Each macro of FILES is the path of that target's file, which is built before the
-# tests. The tests of SLOW, by GoogleTest's patterns, have the label "slow" too.
+# tests. The tests of SLOW, by GoogleTest's patterns, have the label slow instead.
 function(focusfall_add_tests name)
     cmake_parse_arguments(PARSE_ARGV 1 tests "" "LABEL;PREFIX" "SOURCES;LINKS;FILES;SLOW")
     add_executable(${name} ${tests_SOURCES})
@@ -34,7 +34,7 @@ function(focusfall_add_tests name)
         list(JOIN tests_SLOW ":" slow)
         gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST
             TEST_FILTER "${slow}" TEST_PREFIX "${tests_PREFIX}"
-            PROPERTIES LABELS "${tests_LABEL}\\;slow")
+            PROPERTIES LABELS slow)
         set(slow "-${slow}")
     endif()
     gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST
