@@ -40,7 +40,9 @@ class interruption {
     interruption(const interruption&) = delete;
     interruption& operator=(const interruption&) = delete;
 
-    // Throws `interrupted` once a signal has come. [any thread]
+    // True once a signal has come. [any thread]
+    bool is_requested() const { return requested_; }
+    // Throws `interrupted` then. [any thread]
     void check() const {
         if (requested_) throw interrupted();
     }

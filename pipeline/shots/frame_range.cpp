@@ -11,8 +11,8 @@ namespace focusfall {
 
 namespace {
 
-constexpr long MOST_FRAMES = 100'000;
-constexpr std::size_t MOST_DIGITS = 20;
+constexpr long MAX_FRAMES = 100'000;
+constexpr std::size_t MAX_DIGITS = 20;
 
 // Reads a whole number off the front of `text`; false when there is none.
 bool take_number(std::string_view& text, int& number) {
@@ -41,14 +41,14 @@ number_place place_at(std::string_view name, std::size_t start) {
         const std::size_t end = name.find_first_not_of('#', start);
         const std::size_t count =
             (end == std::string_view::npos ? name.size() : end) - start;
-        return {count, std::min(count, MOST_DIGITS)};
+        return {count, std::min(count, MAX_DIGITS)};
     }
     if (name[start] != '%') return {};
     std::string_view rest = name.substr(start + 1);
     std::size_t digits = 0;
     while (!rest.empty() && rest[0] >= '0' && rest[0] <= '9') {
         digits =
-            std::min(digits * 10 + static_cast<std::size_t>(rest[0] - '0'), MOST_DIGITS);
+            std::min(digits * 10 + static_cast<std::size_t>(rest[0] - '0'), MAX_DIGITS);
         rest.remove_prefix(1);
     }
     if (!rest.starts_with('d')) return {};
@@ -83,7 +83,7 @@ std::vector<int> parse_frames(const std::string& text) {
         if (last < first) fail("a range ends before it begins");
         if (step < 1) fail("a step is below 1");
         listed += (static_cast<long>(last) - first) / step + 1;
-        if (listed > MOST_FRAMES) fail("there are more than a hundred thousand");
+        if (listed > MAX_FRAMES) fail("there are more than a hundred thousand");
         for (long frame = first; frame <= last; frame += step) {
             if (known.insert(static_cast<int>(frame)).second) {
                 frames.push_back(static_cast<int>(frame));

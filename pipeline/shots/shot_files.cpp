@@ -17,14 +17,74 @@ namespace {
 namespace fs = std::filesystem;
 using headless::host_error;
 
-// What tells a file from all others, whatever name it goes by; nothing when there is
-// none.
+// Device and number, which are the same for all names of one file.
 using file_identity = std::pair<dev_t, ino_t>;
 
+// Nothing when there is no such file.
 std::optional<file_identity> identity(const fs::path& file) {
     struct stat status {};
     if (file.empty() || stat(file.c_str(), &status) != 0) return std::nullopt;
     return file_identity(status.st_dev, status.st_ino);
+}
+
+std::set<file_identity> input_identities(const shot_options& options) {
+    std::set<file_identity> inputs;
+    for (const int frame : frames_of(options)) {
+        const frame_files files = files_of(options, frame);
+        for (const auto& file : {files.input, files.depth_map, files.blur_image}) {
+            if (const auto known = identity(file)) inputs.insert(*known);
+        }
+    }
+    return inputs;
+}
+
+// Refuses places for a frame number without frame numbers.
+void check_patterns(const shot_options& options) {
+    if (!options.frames.empty()) return;
+    // an input may really be called so
+    if (has_frame_pattern(options.input) && !fs::exists(options.input)) {
+        throw host_error(
+            options.input +
+            ": there is no such file; give the frames of a shot by --frames");
+    }
+    for (const std::string& file : {options.output, options.preview}) {
+        if (!has_frame_pattern(file)) continue;
+        throw host_error(
+            file + ": has a place for a frame number; give --frames, or another name");
+    }
+}
+
+void check_log(const shot_options& options, const std::set<file_identity>& inputs) {
+    const auto known = identity(options.log);
+    if (!known || !inputs.contains(*known)) return;
+    throw host_error(options.log + ": is an input; choose another log");
+}
+
+// Refuses outputs that are inputs, that are written twice or that have no folder.
+void check_outputs(const shot_options& options, const std::set<file_identity>& inputs) {
+    std::map<fs::path, int> outputs;  // the frame of each
+    for (const int frame : frames_of(options)) {
+        const frame_files files = files_of(options, frame);
+        for (const auto& file : {files.output, files.preview}) {
+            if (file.empty()) continue;
+            const auto known = identity(file);
+            if (known && inputs.contains(*known)) {
+                throw host_error(file.string() + ": is an input; choose another output");
+            }
+            const fs::path folder = file.parent_path();
+            if (!folder.empty() && !fs::is_directory(folder)) {
+                throw host_error(file.string() +
+                                 ": its folder is missing; make it first");
+            }
+            const auto [other, is_new] =
+                outputs.emplace(fs::weakly_canonical(file), frame);
+            if (is_new) continue;
+            throw host_error(file.string() + ": would be written twice" +
+                             (other->second == frame
+                                  ? ", as output and preview"
+                                  : "; put #### in its name for the frame number"));
+        }
+    }
 }
 
 }  // namespace
@@ -51,48 +111,10 @@ bool are_there(const frame_files& files) {
 }
 
 void check_names(const shot_options& options) {
-    if (options.frames.empty() && has_frame_pattern(options.input) &&
-        !fs::exists(options.input)) {
-        throw host_error(options.input +
-                         ": there is no such file; --frames tells which of a shot");
-    }
-    for (const std::string& file : {options.output, options.preview}) {
-        if (!options.frames.empty() || !has_frame_pattern(file)) continue;
-        throw host_error(file + ": wants a frame number; give --frames, or another name");
-    }
-    std::set<file_identity> inputs;
-    for (const int frame : frames_of(options)) {
-        const frame_files files = files_of(options, frame);
-        for (const auto& file : {files.input, files.depth_map, files.blur_image}) {
-            if (const auto known = identity(file)) inputs.insert(*known);
-        }
-    }
-    if (const auto known = identity(options.log); known && inputs.contains(*known)) {
-        throw host_error(options.log + ": is an input; choose another log");
-    }
-    std::map<fs::path, int> outputs;
-    for (const int frame : frames_of(options)) {
-        const frame_files files = files_of(options, frame);
-        for (const auto& file : {files.output, files.preview}) {
-            if (file.empty()) continue;
-            const auto known = identity(file);
-            if (known && inputs.contains(*known)) {
-                throw host_error(file.string() + ": is an input; choose another output");
-            }
-            const fs::path folder = file.parent_path();
-            if (!folder.empty() && !fs::is_directory(folder)) {
-                throw host_error(file.string() +
-                                 ": its folder is missing; make it first");
-            }
-            const auto [other, is_new] =
-                outputs.emplace(fs::weakly_canonical(file), frame);
-            if (is_new) continue;
-            throw host_error(file.string() + ": would be written twice" +
-                             (other->second == frame
-                                  ? ", as output and preview"
-                                  : "; put #### in its name for the frame number"));
-        }
-    }
+    check_patterns(options);
+    const std::set<file_identity> inputs = input_identities(options);
+    check_log(options, inputs);
+    check_outputs(options, inputs);
 }
 
 }  // namespace focusfall

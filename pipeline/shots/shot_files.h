@@ -4,7 +4,7 @@
 #include <vector>
 
 #include "pipeline/shots/frame_loader.h"
-#include "pipeline/shots/shot.h"
+#include "pipeline/shots/shot_options.h"
 
 namespace focusfall {
 
@@ -17,8 +17,9 @@ std::vector<int> frames_of(const shot_options& options);
 // Whether all that a frame writes has been written.
 bool are_there(const frame_files& files);
 
-// Throws headless::host_error when the frames would overwrite one another or an input,
-// or when names hold a place for a frame number and there are no frames.
+// Checks the names before anything is written. Throws headless::host_error that names the
+// file when a name has a place for a frame number and there are no frames, when an output
+// or the log is an input, when two outputs are one file, and when a folder is missing.
 void check_names(const shot_options& options);
 
 }  // namespace focusfall

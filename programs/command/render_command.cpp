@@ -14,6 +14,7 @@
 #include "pipeline/shots/shot_files.h"
 #include "programs/command/commands.h"
 #include "programs/command/rendering_session.h"
+#include "programs/command/shot_console.h"
 
 namespace focusfall {
 
@@ -60,8 +61,7 @@ shot_options checked(const render_line& line) {
         options.load.encoding = color_encoding::named(line.color_space);
         options.output_as.encoding = options.load.encoding;
     }
-    options.quiet = line.shared.quiet;
-    if (options.memory_limit == 0) options.memory_limit = available_memory();
+    if (options.memory_limit == UINT64_MAX) options.memory_limit = available_memory();
 
     if (output_format(options.output).has_named_channels) {
         check_compression(options.output_as.compression);
@@ -75,7 +75,7 @@ void note_keys_without_frames(const shot_options& options, const headless::tool&
     const bool has_keys = std::ranges::any_of(
         tool.controls(),
         [](const headless::control* control) { return control->curve().is_animated(); });
-    if (options.quiet || !options.frames.empty() || !has_keys) return;
+    if (!options.frames.empty() || !has_keys) return;
     std::cerr << "focusfall: controls have keys, and without --frames only frame 0 is "
                  "rendered; give another with --frames\n";
 }
@@ -89,9 +89,10 @@ void render(const render_line& line) {
     rendering_session session(shared);
     options.tool_name = session.opened().tool_class().name + " " + FOCUSFALL_VERSION;
     options.makes_kernel_table = session.opened().makes_kernel_table();
-    note_keys_without_frames(options, session.tool());
+    if (!shared.quiet) note_keys_without_frames(options, session.tool());
 
-    const std::vector<int> failed = render_shot(options, session.tool(), session.stop());
+    shot_console console(options, shared.quiet, session.stop());
+    const std::vector<int> failed = render_shot(options, session.tool(), console);
     if (failed.empty()) return;
     std::vector<std::string> numbers;
     for (const int frame : failed) numbers.push_back(std::to_string(frame));

@@ -1,0 +1,152 @@
+#include "pipeline/shots/frame_stages.h"
+
+#include <chrono>
+#include <exception>
+#include <utility>
+
+#include "host/error.h"
+#include "pipeline/pictures/host_image.h"
+#include "pipeline/pictures/image_file.h"
+#include "pipeline/process/interruption.h"
+#include "pipeline/process/memory_limit.h"
+#include "pipeline/shots/overscan_scale.h"
+#include "pipeline/shots/render_forecast.h"
+
+namespace focusfall {
+
+namespace {
+
+using headless::host_error;
+
+// Does the work of a stage for a frame that has not failed, and notes its seconds.
+template <class Work>
+void run_stage(frame_job& job, double frame_report::*seconds, Work work) {
+    using clock = std::chrono::steady_clock;
+    if (job.report.outcome == frame_outcome::FAILED) return;
+    const auto start = clock::now();
+    try {
+        work();
+    } catch (const std::exception& error) {
+        job.report.outcome = frame_outcome::FAILED;
+        job.report.error = error.what();
+    }
+    job.report.*seconds = std::chrono::duration<double>(clock::now() - start).count();
+}
+
+void check_stopped(const shot_observer& observer) {
+    if (observer.is_stopped()) throw interrupted();
+}
+
+// Whether the tool takes depth from the channel Z at that time.
+bool needs_depth(const headless::tool& tool, TimeStamp time) {
+    for (const headless::control* control : tool.controls()) {
+        if (control->info().id != "BlurChannel") continue;
+        return control->info().shown(control->number(time)) == "Z";
+    }
+    return false;
+}
+
+// The tool's name and the values that differ from its defaults.
+std::string record_of(const headless::tool& tool, TimeStamp time, std::string name) {
+    for (const headless::control* control : tool.controls()) {
+        const headless::control_info& info = control->info();
+        if (!info.is_number()) continue;
+        const double value = control->number(time);
+        if (value != info.initial) name += "; " + info.id + "=" + info.shown(value);
+    }
+    return name;
+}
+
+}  // namespace
+
+void reading_stage::run(frame_job& job) {
+    run_stage(job, &frame_report::read_seconds, [&] {
+        frame_report& report = job.report;
+        const TimeStamp time = report.frame;
+        opened_frame opened = loader_.open(report.files, needs_depth(tool_, time));
+        report.largest_blur =
+            largest_blur(tool_, time) * static_cast<double>(opened.input.display.width);
+        check_memory(opened, report);
+        job.loaded = loader_.load(std::move(opened));
+    });
+}
+
+void reading_stage::check_memory(const opened_frame& opened,
+                                 const frame_report& report) const {
+    const bool has_table = options_.makes_kernel_table;
+    const bool in_shot = !options_.frames.empty();
+    const std::uint64_t bytes = render_bytes({opened, !report.files.depth_map.empty(),
+                                              report.largest_blur, has_table, in_shot});
+    if (bytes <= options_.memory_limit) return;
+    const std::uint64_t table =
+        has_table ? kernel_table_bytes(report.largest_blur, opened.input.area.width) : 0;
+    throw host_error(
+        report.files.input.string() + ": would take about " + shown_bytes(bytes) +
+        " of memory, the limit is " + shown_bytes(options_.memory_limit) +
+        (table > bytes / 2 ? std::string("; lower ") + blur_control(tool_, report.frame)
+                           : "; raise --memory-limit"));
+}
+
+void rendering_stage::run(frame_job& job) {
+    run_stage(job, &frame_report::render_seconds, [&] {
+        tell_notes(job);
+        job.record = record_of(tool_, job.report.frame, options_.tool_name);
+        headless::frame frame = rendered(job);
+        check_stopped(observer_);
+        if (frame.how == headless::frame::end::ABORTED) throw interrupted();
+        if (frame.how == headless::frame::end::FAILED) {
+            throw host_error(job.report.files.input.string() + ": " + frame.error);
+        }
+        job.result = std::move(frame.image);
+    });
+}
+
+void rendering_stage::tell_notes(const frame_job& job) {
+    const frame_report& report = job.report;
+    const auto tell = [&](const std::filesystem::path& file, const std::string& note) {
+        if (!note.empty()) observer_.notes(file, note);
+    };
+    tell(report.files.input, no_blur_note(tool_, report.frame, report.largest_blur));
+    if (!told_focus_) {
+        const std::string note = no_focus_note(tool_, report.frame, job.loaded);
+        told_focus_ = !note.empty();
+        tell(report.files.input, note);
+    }
+    if (told_losses_) return;
+    told_losses_ = true;
+    tell(report.files.output,
+         expected_losses(job.loaded.input, format_, options_.output_as));
+}
+
+headless::frame rendering_stage::rendered(const frame_job& job) {
+    const TimeStamp time = job.report.frame;
+    const loaded_frame& loaded = job.loaded;
+    headless::render_order order{
+        .time = time,
+        .instead = overscan_scale(tool_, time, loaded.input.display, loaded.input.area),
+        .images = {{"Input", loaded.image.get()}},
+        .progress = [&](double part) { observer_.renders(job.before, part); }};
+    // a tool without a lens may have no such connections
+    if (loaded.depth_map) order.images["DepthMap"] = loaded.depth_map.get();
+    if (loaded.blur_image) order.images["BlurImage"] = loaded.blur_image.get();
+    return tool_.render(order);
+}
+
+void writing_stage::run(frame_job& job) {
+    run_stage(job, &frame_report::write_seconds, [&] {
+        const frame_files& files = job.report.files;
+        const input_picture& input = job.loaded.input;
+        check_stopped(observer_);
+        write_picture(
+            result_picture(input, *job.result, format_, options_.output_as, job.record),
+            files.output);
+        check_stopped(observer_);
+        if (!files.preview.empty()) {
+            write_preview(*cropped(*job.result, input.area, input.display),
+                          files.preview);
+        }
+        observer_.writes_frame();
+    });
+}
+
+}  // namespace focusfall

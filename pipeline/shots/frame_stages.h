@@ -1,0 +1,77 @@
+#pragma once
+// The three stages of a frame in a shot. They may run at once, each on a thread of its
+// own with another frame. A fault fails the frame, and later stages let it pass; they
+// throw `interrupted` once the observer wants the shot to end.
+
+#include <cstddef>
+#include <string>
+
+#include "host/headless_host.h"
+#include "pipeline/pictures/picture_format.h"
+#include "pipeline/shots/shot_observer.h"
+#include "pipeline/shots/shot_options.h"
+
+namespace focusfall {
+
+// A frame on its way. One stage has it at a time.
+struct frame_job {
+    frame_report report;
+    std::size_t before = 0;  // frames to render before it
+    loaded_frame loaded;     // by the reading stage
+    Owned<Image> result;     // by the rendering stage, as the next
+    std::string record;      // the tool and its values, for whoever finds the picture
+};
+
+// Reads the input of a frame, when it is known to fit into memory.
+class reading_stage {
+  public:
+    reading_stage(const shot_options& options, const headless::tool& tool)
+        : options_(options), tool_(tool), loader_(options.load, options.memory_limit) {}
+
+    void run(frame_job& job);
+
+  private:
+    void check_memory(const opened_frame& opened, const frame_report& report) const;
+
+    const shot_options& options_;
+    const headless::tool& tool_;  // only read
+    frame_loader loader_;
+};
+
+// Renders a frame with the tool, and tells what the user should know of it.
+class rendering_stage {
+  public:
+    rendering_stage(const shot_options& options, const picture_format& format,
+                    headless::tool& tool, shot_observer& observer)
+        : options_(options), format_(format), tool_(tool), observer_(observer) {}
+
+    void run(frame_job& job);
+
+  private:
+    void tell_notes(const frame_job& job);
+    headless::frame rendered(const frame_job& job);
+
+    const shot_options& options_;
+    const picture_format format_;
+    headless::tool& tool_;
+    shot_observer& observer_;
+    bool told_losses_ = false;  // once, for other frames have the same; as the next
+    bool told_focus_ = false;
+};
+
+// Writes the output and the preview of a frame.
+class writing_stage {
+  public:
+    writing_stage(const shot_options& options, const picture_format& format,
+                  shot_observer& observer)
+        : options_(options), format_(format), observer_(observer) {}
+
+    void run(frame_job& job);
+
+  private:
+    const shot_options& options_;
+    const picture_format format_;
+    shot_observer& observer_;
+};
+
+}  // namespace focusfall

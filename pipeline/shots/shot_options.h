@@ -1,0 +1,31 @@
+#pragma once
+// What the render of a shot is to do.
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "pipeline/pictures/result_picture.h"
+#include "pipeline/shots/frame_loader.h"
+
+namespace focusfall {
+
+// File names may hold a place for the frame number when there are `frames`; without them
+// there is one frame, at time 0, and names are taken as they are.
+struct shot_options {
+    std::string input;
+    std::string depth_map;   // optional: empty
+    std::string blur_image;  // optional: empty
+    std::string output;
+    std::string preview;      // optional: empty
+    std::vector<int> frames;  // optional: empty
+    load_choices load;
+    output_choices output_as;
+    bool skip_existing = false;  // leave out frames whose output and preview are there
+    std::string log;             // optional: gets a line of JSON a frame
+    std::string tool_name;       // for the record in the pictures
+    bool makes_kernel_table = false;          // whether the tool does
+    std::uint64_t memory_limit = UINT64_MAX;  // bytes that reading and rendering may take
+};
+
+}  // namespace focusfall
