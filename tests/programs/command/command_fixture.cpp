@@ -7,7 +7,6 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <fstream>
 #include <sstream>
 
@@ -18,12 +17,6 @@ namespace focusfall {
 namespace {
 
 namespace fs = std::filesystem;
-
-std::size_t index_of(const OIIO::ImageSpec& spec, const std::string& channel) {
-    const auto found = std::ranges::find(spec.channelnames, channel);
-    if (found == spec.channelnames.end()) throw std::out_of_range(channel);
-    return static_cast<std::size_t>(found - spec.channelnames.begin());
-}
 
 // The words of a command line, with a null pointer behind the last.
 class arguments {
@@ -67,80 +60,9 @@ class visit {
 
 }  // namespace
 
-picture_part made_part(const window& data, const window& display,
-                       const std::vector<made_channel>& channels) {
-    OIIO::ImageSpec spec(static_cast<int>(data.width), static_cast<int>(data.height),
-                         static_cast<int>(channels.size()), channels[0].type);
-    spec.x = static_cast<int>(data.x);
-    spec.y = static_cast<int>(data.y);
-    spec.full_x = static_cast<int>(display.x);
-    spec.full_y = static_cast<int>(display.y);
-    spec.full_width = static_cast<int>(display.width);
-    spec.full_height = static_cast<int>(display.height);
-    spec.channelnames.clear();
-    for (const made_channel& channel : channels) {
-        spec.channelnames.push_back(channel.name);
-        spec.channelformats.push_back(channel.type);
-    }
-
-    picture_part part = empty_part(std::move(spec));
-    std::byte* next = part.pixels.get();
-    for (int i = 0; i < part.spec.width * part.spec.height; ++i) {
-        const int x = part.spec.x + i % part.spec.width;
-        const int y = part.spec.y + i / part.spec.width;
-        for (const auto& [name, type, value_at] : channels) {
-            const double value = value_at(x, y);
-            OIIO::convert_types(OIIO::TypeDesc::DOUBLE, &value, type, next, 1);
-            next += type.size();
-        }
-    }
-    return part;
-}
-
-std::vector<made_channel> scene_channels(int seed) {
-    const auto dots = [seed](double strength) {
-        return [=](int x, int y) {
-            const bool dot = (x * 7 + y * 13 + seed * 5) % 29 == 0;
-            return strength * (dot ? 8.0 : 0.25) + 0.01 * (x + y);
-        };
-    };
-    const auto opaque = [](int, int) { return 1.0; };
-    const auto depth = [seed](int x, int y) { return 400.0 - 3.0 * x + 0.1 * y + seed; };
-    return {{"R", OIIO::TypeDesc::HALF, dots(1.0)},
-            {"G", OIIO::TypeDesc::HALF, dots(0.5)},
-            {"B", OIIO::TypeDesc::HALF, dots(0.2)},
-            {"A", OIIO::TypeDesc::HALF, opaque},
-            {"Z", OIIO::TypeDesc::FLOAT, depth}};
-}
-
-command_test::command_test() {
-    std::string name = (fs::temp_directory_path() / "focusfall_test_XXXXXX").string();
-    if (!mkdtemp(name.data())) throw std::runtime_error("no folder for the test");
-    folder_ = name;
-}
-
-command_test::~command_test() { fs::remove_all(folder_); }
-
-std::string command_test::write(const std::string& name,
-                                const std::vector<picture_part>& parts) const {
-    write_picture(parts, folder_ / name);
-    return path(name);
-}
-
-std::string command_test::write(const std::string& name, picture_part part) const {
-    std::vector<picture_part> parts;
-    parts.push_back(std::move(part));
-    return write(name, parts);
-}
-
-std::string command_test::write_scene(const std::string& name, const window& data,
-                                      const window& display, int seed) const {
-    return write(name, made_part(data, display, scene_channels(seed)));
-}
-
 run_result command_test::run(const std::string& line) const {
     arguments words("focusfall", line);
-    const visit here(folder_);
+    const visit here(folder());
     testing::internal::CaptureStdout();
     testing::internal::CaptureStderr();
     run_result ran;
@@ -160,7 +82,7 @@ pid_t command_test::start(const std::string& line) const {
     // the child: only what is safe after fork
     dup2(open(output.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600), STDOUT_FILENO);
     dup2(open(errors.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600), STDERR_FILENO);
-    if (chdir(folder_.c_str()) == 0) execv(words.pointers()[0], words.pointers());
+    if (chdir(folder().c_str()) == 0) execv(words.pointers()[0], words.pointers());
     _exit(99);
 }
 
@@ -179,43 +101,6 @@ picture command_test::rendered(const std::string& line, const std::string& outpu
     const run_result ran = run("render " + line + " -o " + output);
     if (ran.status != 0) throw std::runtime_error(line + ": " + ran.errors);
     return read_picture(path(output));
-}
-
-std::vector<std::string> command_test::hidden_files() const {
-    std::vector<std::string> names;
-    for (const auto& entry : fs::directory_iterator(folder_)) {
-        const std::string name = entry.path().filename().string();
-        if (name.starts_with('.')) names.push_back(name);
-    }
-    return names;
-}
-
-std::vector<std::byte> stored(const picture_part& part, const std::string& channel,
-                              const window& area) {
-    const auto index = static_cast<int>(index_of(part.spec, channel));
-    const std::size_t size = part.spec.channelformat(index).size();
-    std::vector<std::byte> bytes;
-    for (std::int64_t y = area.y; y < area.y + area.height; ++y) {
-        for (std::int64_t x = area.x; x < area.x + area.width; ++x) {
-            const auto pixel = static_cast<std::size_t>(
-                (y - part.spec.y) * part.spec.width + x - part.spec.x);
-            const std::byte* start = part.pixels.get() +
-                                     pixel * part.spec.pixel_bytes(true) +
-                                     part.spec.pixel_bytes(0, index, true);
-            bytes.insert(bytes.end(), start, start + size);
-        }
-    }
-    return bytes;
-}
-
-std::vector<float> values(const picture_part& part, const std::string& channel) {
-    const OIIO::TypeDesc type =
-        part.spec.channelformat(static_cast<int>(index_of(part.spec, channel)));
-    const std::vector<std::byte> bytes = stored(part, channel, data_window(part.spec));
-    std::vector<float> floats(bytes.size() / type.size());
-    OIIO::convert_types(type, bytes.data(), OIIO::TypeDesc::FLOAT, floats.data(),
-                        static_cast<int>(floats.size()));
-    return floats;
 }
 
 }  // namespace focusfall

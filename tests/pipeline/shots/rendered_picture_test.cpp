@@ -1,0 +1,261 @@
+// What arrives of a picture in the output.
+
+#include <cmath>
+
+#include "tests/pipeline/shots/shot_fixture.h"
+
+using namespace focusfall;
+
+namespace {
+
+using OIIO::TypeDesc;
+using RenderedPicture = shot_test;
+
+const window DISPLAY{0, 0, 60, 40};
+
+double ramp(int x, int /*y*/) { return x / 59.0; }
+
+std::vector<made_channel> scene_with_extras() {
+    std::vector<made_channel> channels = scene_channels();
+    channels[4].type = TypeDesc::HALF;
+    channels.push_back(
+        {"id", TypeDesc::UINT, [](int x, int y) { return x * 1e-3 + y * 1e-4; }});
+    channels.push_back({"left.R", TypeDesc::HALF, ramp});
+    channels.push_back({"motion.u", TypeDesc::FLOAT, [](int x, int y) {
+                            return x == 5 ? NAN : y == 9 ? INFINITY : x - y / 3.0;
+                        }});
+    return channels;
+}
+
+// The header of a result but for the data window: all as it was, depth in float.
+void expect_same_header(const OIIO::ImageSpec& out, const OIIO::ImageSpec& in) {
+    EXPECT_EQ(out.channelnames, in.channelnames);
+    const int z = out.channelindex("Z");
+    for (int i = 0; i < out.nchannels; ++i) {
+        EXPECT_EQ(out.channelformat(i),
+                  i == z ? TypeDesc(TypeDesc::FLOAT) : in.channelformat(i));
+    }
+    EXPECT_EQ(display_window(out), display_window(in));
+    for (const char* name : {"compression", "PixelAspectRatio", "Copyright",
+                             "captureDate", "smpte:TimeCode", "screenWindowWidth"}) {
+        EXPECT_TRUE(in.find_attribute(name)) << name;
+        EXPECT_EQ(out[name].get(), in[name].get()) << name;
+    }
+    EXPECT_EQ(out.tile_width, in.tile_width);
+    EXPECT_EQ(out.tile_height, in.tile_height);
+}
+
+}  // namespace
+
+TEST_F(RenderedPicture, KeepsEveryOtherChannelBitForBitWithTheHeader) {
+    const window data{10, -3, 45, 30};
+    for (const std::string compression : {"piz", "dwaa", "b44"}) {
+        picture_part part = made_part(data, DISPLAY, scene_with_extras());
+        part.spec.attribute("compression", compression);
+        part.spec.attribute("PixelAspectRatio", 1.5F);
+        part.spec.attribute("Copyright", "the studio");
+        part.spec.attribute("captureDate", "2026:01:02 03:04:05");
+        const int time_code[2] = {0x01234567, 0};
+        part.spec.attribute("smpte:TimeCode", OIIO::TypeTimeCode, time_code);
+        part.spec.tile_width = 16;
+        part.spec.tile_height = 8;
+        write("in.exr", std::move(part));
+
+        tool->set("MaxBlurSize", 8);
+        tool->set("FocusPosition", 300);
+        const picture out = rendered("in.exr", "out.exr");
+        picture in = read_picture(path("in.exr"));
+        ASSERT_EQ(out.size(), 1U);
+        for (const char* name : {"id", "left.R", "motion.u"}) {
+            EXPECT_EQ(stored(out[0], name, data), stored(in[0], name, data))
+                << name << ", " << compression;
+        }
+        const bool lossy = compression != "piz";
+        ASSERT_EQ(noted.size(), lossy ? 1U : 0U);
+        if (lossy) {
+            EXPECT_NE(noted[0].find(compression), std::string::npos) << noted[0];
+        }
+        if (lossy) in[0].spec.attribute("compression", "zip");
+        expect_same_header(out[0].spec, in[0].spec);
+        EXPECT_EQ(data_window(out[0].spec), (window{0, -3, 60, 43}));
+        const std::string record = out[0].spec.get_string_attribute("focusfall");
+        EXPECT_TRUE(record.starts_with("Focusfall; ")) << record;
+        for (const char* setting : {"; MaxBlurSize=8", "; FocusPosition=300"}) {
+            EXPECT_NE(record.find(setting), record.npos) << record;
+        }
+    }
+}
+
+TEST_F(RenderedPicture, IsUntouchedWithoutBlur) {
+    write("in.exr", made_part(DISPLAY, DISPLAY, scene_with_extras()));
+    const picture in = read_picture(path("in.exr"));
+    tool->set("MaxBlurSize", 0);
+    const picture out = rendered("in.exr", "out.exr");
+    for (const std::string& name : in[0].spec.channelnames) {
+        if (name == "Z") continue;
+        EXPECT_EQ(stored(out[0], name, DISPLAY), stored(in[0], name, DISPLAY)) << name;
+    }
+    EXPECT_EQ(values(out[0], "Z"), values(in[0], "Z"));
+}
+
+// The display is a third as wide as the overscan: blur that counted in the whole width
+// would be three times as large.
+TEST_F(RenderedPicture, BlursByTheDisplayWindowWhateverTheOverscan) {
+    const window overscan{-60, -40, 180, 120};
+    write_scene("plain.exr", DISPLAY, DISPLAY);
+    write_scene("wide.exr", overscan, DISPLAY);
+    const auto sharp = values(read_picture(path("plain.exr"))[0], "R");
+    using settings = std::vector<std::pair<const char*, double>>;
+    for (const settings& mode : {settings{{"MaxBlurSize", 7}, {"FocusPosition", 30}},
+                                 settings{{"SettingsType", 1},
+                                          {"FocusPosition", 100},
+                                          {"FilmbackWidth", 20},
+                                          {"FStop", 22},
+                                          {"FocalLength", 50}}}) {
+        for (const auto& [id, number] : mode) tool->set(id, number);
+        shot_options options = shot("plain.exr", "p.exr");
+        options.output_as.type = TypeDesc::FLOAT;
+        const picture plain = rendered(options);
+        options.input = path("wide.exr");
+        options.output = path("w.exr");
+        const picture wide = rendered(options);
+        for (const auto& [id, number] : mode) EXPECT_EQ(value(id), number) << id;
+        EXPECT_EQ(data_window(wide[0].spec), overscan);
+        EXPECT_EQ(display_window(wide[0].spec), DISPLAY);
+        double change = 0.0;
+        for (const char* name : {"R", "B", "A"}) {
+            const auto narrow = values(plain[0], name);
+            const auto broad = values(wide[0], name);
+            // beyond the reach of what lies outside
+            for (std::size_t i = 0; i < 40 * 20; ++i) {
+                const std::size_t x = 10 + i % 40, y = 10 + i / 40;
+                const double expected{narrow[y * 60 + x]};
+                EXPECT_NEAR(broad[(y + 40) * 180 + x + 60], expected, 1e-4 * expected)
+                    << name;
+                change = std::max(change, std::abs(expected / sharp[y * 60 + x] - 1.0));
+            }
+        }
+        EXPECT_GT(change, 0.1);
+    }
+}
+
+TEST_F(RenderedPicture, TakesADepthMapByItsCoordinatesWithAllItsBits) {
+    const window data{10, 5, 30, 20};
+    auto channels = scene_channels();
+    write_scene("in.exr", data, DISPLAY);
+    const std::vector<made_channel> depth{channels.back()};
+    channels.pop_back();
+    write("flat.exr", made_part(data, DISPLAY, channels));
+    write("map.exr", made_part({-5, 0, 80, 60}, DISPLAY, depth));
+    write("small.exr", made_part({0, 0, 60, 30}, {0, 0, 60, 30}, depth));
+
+    tool->set("MaxBlurSize", 6);
+    tool->set("FocusPosition", 300);
+    const picture one = rendered("in.exr", "one.exr");
+    shot_options options = shot("flat.exr", "two.exr");
+    options.depth_map = path("map.exr");
+    const picture two = rendered(options);
+    EXPECT_EQ(one[0].spec.channelnames, two[0].spec.channelnames);
+    EXPECT_EQ(stored(one[0], "Z", data), stored(two[0], "Z", data));
+
+    options.depth_map = path("small.exr");
+    const std::string error = error_of([&] { rendered(options); });
+    EXPECT_NE(error.find("small.exr: is 60 x 30, the input is 60 x 40"), error.npos)
+        << error;
+
+    const auto step = [](int x, int y) { return (x * 1000 + y * 17 + 3) / 65535.0; };
+    write("map.png", made_part(DISPLAY, DISPLAY, {{"Y", TypeDesc::UINT16, step}}));
+    options.depth_map = path("map.png");
+    const picture words = rendered(options);
+    for (int i = 0; const float z : values(words[0], "Z")) {
+        ASSERT_NEAR(z, step(i % 60, i / 60), 1e-7);
+        ++i;
+    }
+}
+
+TEST_F(RenderedPicture, OfSeveralPartsKeepsThem) {
+    auto color = scene_channels();
+    const std::vector<made_channel> depth{color.back()};
+    color.pop_back();
+    std::vector<picture_part> parts;
+    parts.push_back(
+        made_part({3, 4, 20, 10}, DISPLAY, {{"mask", TypeDesc::FLOAT, ramp}}));
+    parts.push_back(made_part({0, 0, 60, 45}, DISPLAY, depth));
+    parts.push_back(made_part({2, 2, 50, 30}, DISPLAY, color));
+    for (int i = 0; i < 3; ++i) {
+        parts[static_cast<std::size_t>(i)].spec.attribute("oiio:subimagename",
+                                                          "part" + std::to_string(i));
+    }
+    write("in.exr", parts);
+
+    const picture in = read_picture(path("in.exr"));
+    const picture out = rendered("in.exr", "out.exr");
+    ASSERT_EQ(out.size(), 3U);
+    for (std::size_t i = 0; i < 3; ++i) {
+        EXPECT_EQ(out[i].spec.channelnames, in[i].spec.channelnames);
+        EXPECT_EQ(out[i].spec.get_string_attribute("oiio:subimagename"),
+                  "part" + std::to_string(i));
+    }
+    EXPECT_EQ(data_window(out[0].spec), (window{3, 4, 20, 10}));
+    EXPECT_EQ(values(out[0], "mask"), values(in[0], "mask"));
+    EXPECT_EQ(values(out[1], "Z"), values(in[1], "Z"));
+    EXPECT_EQ(data_window(out[2].spec), (window{0, 0, 60, 45}));
+}
+
+TEST_F(RenderedPicture, ForDisplayIsLinearisedAndEncodedAgain) {
+    picture_part part = made_part(
+        DISPLAY, DISPLAY,
+        {{"R", TypeDesc::UINT8, ramp},
+         {"G", TypeDesc::UINT8, [](int, int) { return 128.0 / 255.0; }},
+         {"B", TypeDesc::UINT8, [](int, int y) { return y / 39.0; }},
+         {"A", TypeDesc::UINT8, [](int x, int y) { return (x + y + 1) / 100.0; }}});
+    part.spec.attribute("oiio:UnassociatedAlpha", 1);
+    write("in.png", std::move(part));
+    const picture in = read_picture(path("in.png"));
+    tool->set("MaxBlurSize", 0);
+    tool->set("BlurChannel", "Red");
+    for (const char* output : {"out.png", "out.tif"}) {
+        const picture out = rendered("in.png", output);
+        for (const char* name : {"R", "G", "B", "A"}) {
+            EXPECT_EQ(stored(out[0], name, DISPLAY), stored(in[0], name, DISPLAY))
+                << output << " " << name;
+        }
+    }
+    // the middle grey of sRGB is light of 0.2159 (IEC 61966-2-1:1999), times alpha
+    const picture linear = rendered("in.png", "out.exr");
+    const std::vector<float> green = values(linear[0], "G");
+    const std::vector<float> alpha = values(linear[0], "A");
+    for (std::size_t i = 0; i < green.size(); ++i) {
+        ASSERT_NEAR(green[i], 0.2159F * alpha[i], 2e-4F) << "pixel " << i;
+    }
+}
+
+TEST_F(RenderedPicture, IsWrittenAsTheOptionsAsk) {
+    write_scene("in.exr", DISPLAY, DISPLAY);
+    shot_options options = shot("in.exr", "out.exr");
+    options.output_as.type = TypeDesc::FLOAT;
+    options.output_as.compression = "rle";
+    options.preview = path("preview.png");
+    const picture out = rendered(options);
+    EXPECT_EQ(out[0].spec.format, TypeDesc::FLOAT);
+    EXPECT_TRUE(out[0].spec.channelformats.empty());
+    EXPECT_EQ(out[0].spec.get_string_attribute("compression"), "rle");
+    const picture preview = read_picture(options.preview);
+    EXPECT_EQ(preview[0].spec.format, TypeDesc::UINT8);
+    EXPECT_EQ(data_window(preview[0].spec), DISPLAY);
+
+    write("grey.tif", made_part(DISPLAY, DISPLAY, {{"Y", TypeDesc::UINT16, ramp}}));
+    tool->set("MaxBlurSize", 0);
+    tool->set("BlurChannel", "Green");
+    const picture grey = rendered("grey.tif", "grey.png");
+    EXPECT_EQ(grey[0].spec.nchannels, 1);
+    EXPECT_EQ(values(grey[0], grey[0].spec.channelnames[0]),
+              values(read_picture(path("grey.tif"))[0], "Y"));
+
+    const picture lossy = rendered("grey.tif", "grey.jpg");
+    for (int i = 0;
+         const float grey_value : values(lossy[0], lossy[0].spec.channelnames[0])) {
+        ASSERT_NEAR(grey_value, ramp(i % 60, 0), 0.05) << "pixel " << i;
+        ++i;
+    }
+}
