@@ -72,6 +72,7 @@ void FocusfallFast::prepare_kernels() {
 void FocusfallFast::prepare_sources() {
     const std::int32_t width = input_image->Width();
     const std::int32_t height = input_image->Height();
+    // memory of an earlier frame is used again where it suffices
     stamps_.reset(height);
     blocks_.resize(pieces(width, gather::BLOCK_COLUMNS),
                    pieces(height, gather::BLOCK_ROWS));
@@ -104,6 +105,7 @@ void FocusfallFast::load_all_sources(Request* request) {
 void FocusfallFast::scatter_stamps(Request* request) {
     any_stamps_ = false;
     while (!IsAborted() && stamps_.begin_batch(*this)) {
+        // the first batch: there is something to scatter
         if (!any_stamps_) Focusfall::prepare_accumulators(*input_image);
         any_stamps_ = true;
         run_chunks(request, stamps_.batch_size(), &FocusfallFast::make_stamp_kernel);
@@ -133,6 +135,7 @@ void FocusfallFast::load_sources(std::int32_t block_row) {
     std::fill_n(blocks, blocks_.columns,
                 gather::block_grid::block{
                     .reach = gather::NO_REACH, .opaque = true, .groups = 0});
+    // the first to write to these rows of the planes, margins included
     for (std::int32_t y = first; y < last; ++y) {
         if (form_) planes_.clear_margins(y, *form_);
         for (std::int32_t x = 0; x < width; x += gather::BLOCK_COLUMNS) {
@@ -144,6 +147,7 @@ void FocusfallFast::load_sources(std::int32_t block_row) {
 
 void FocusfallFast::load_run(std::int32_t x, std::int32_t y, std::int32_t columns,
                              gather::block_grid::block& block) {
+    // distances beyond the last pixel are read as vectors too, but not used
     float distances[gather::BLOCK_COLUMNS] = {};
     const float* depth = depth_image->Pixel(x, y) + depth_component();
     for (std::int32_t i = 0; i < columns; ++i) {
@@ -173,6 +177,7 @@ std::uint64_t FocusfallFast::samples_of(const gather::source_run& run) const {
 }
 
 void FocusfallFast::append_stamps(const gather::source_run& run, std::uint64_t stamped) {
+    // one bit after the other, from the lowest
     for (; stamped != 0; stamped &= stamped - 1) {
         const std::int32_t i = std::countr_zero(stamped);
         const std::size_t kernel = kernel_index(*this, run.distances[i], last_kernel_);
@@ -192,6 +197,7 @@ void FocusfallFast::blur_macro_tile(std::int32_t tile) {
     const std::int32_t columns = pieces(input_image->Width(), gather::MACRO_COLUMNS);
     const std::int32_t x = tile % columns * gather::MACRO_COLUMNS;
     const std::int32_t y = tile / columns * gather::MACRO_ROWS;
+    // on the stack of the worker: near its processor, and nothing to lock
     gather::tile_sums sums[gather::MACRO_TILES] = {};
     if (form_) {
         const gather::gather_frame frame = {
@@ -225,8 +231,10 @@ void FocusfallFast::write_tile(std::int32_t x, std::int32_t y,
                     sums.at(static_cast<gather::quantity>(i), row, column);
             }
         }
+        // gathered and scattered sums together are those of all sources
         if (any_stamps_) add_stamped(x, y + row, columns, values);
         if (normalize > 0.5F) {
+            // a pixel that no source reaches stays as it is: black
             for (float& weight : values[gather::WEIGHT])
                 weight = weight > 0.0F ? weight : 1.0F;
             for (std::int32_t i = gather::RED; i < gather::QUANTITIES; ++i) {

@@ -14,6 +14,7 @@ constexpr double TABLE_STEP = 0.01;  // pixels of diameter from kernel to kernel
 }  // namespace
 
 void stamp_list::reset(std::int32_t rows) {
+    // the lists keep their memory from frame to frame
     rows_.resize(static_cast<std::size_t>(rows));
     for (auto& row : rows_) row.clear();
     waiting_.clear();
@@ -21,6 +22,7 @@ void stamp_list::reset(std::int32_t rows) {
 }
 
 bool stamp_list::begin_batch(const focusfall_interface& params) {
+    // the first batch: list each kernel that some source needs once, largest index first
     if (!listed_) {
         for (const auto& row : rows_) {
             for (const stamped_source& s : row) waiting_.push_back(s.kernel);
@@ -29,6 +31,8 @@ bool stamp_list::begin_batch(const focusfall_interface& params) {
         waiting_.erase(std::unique(waiting_.begin(), waiting_.end()), waiting_.end());
         listed_ = true;
     }
+    // take kernels from the smallest on until their weights fill the batch; one that is
+    // larger than a batch is a batch of its own
     batch_.clear();
     std::size_t bytes = 0;
     while (!waiting_.empty()) {
@@ -45,7 +49,7 @@ bool stamp_list::begin_batch(const focusfall_interface& params) {
 void stamp_list::make_batch_kernel(const focusfall_interface& params, std::int32_t style,
                                    const Image* custom, std::int32_t number) {
     kernel& made = batch_[static_cast<std::size_t>(number)];
-    if (made.index == 0) {
+    if (made.index == 0) {  // unblurred: the pixel itself
         made.weights = {1.0F};
         return;
     }
@@ -61,10 +65,12 @@ void stamp_list::add_to_band(focusfall_interface& target, const Image& picture,
     const auto rows = static_cast<std::int32_t>(rows_.size());
     const std::int32_t first_row = band * BAND_ROWS;
     const std::int32_t last_row = std::min(first_row + BAND_ROWS, rows) - 1;
+    // the last kernel of a batch is its largest: no source further off reaches the band
     const std::int32_t reach = batch_.back().radius;
     std::vector<const kernel*> by_index(batch_.back().index - batch_.front().index + 1);
     for (const kernel& k : batch_) by_index[k.index - batch_.front().index] = &k;
 
+    // row by row, so that a pixel's sums do not depend on which thread fills its band
     for (std::int32_t y = std::max(0, first_row - reach);
          y <= std::min(rows - 1, last_row + reach); ++y) {
         for (const stamped_source& s : rows_[static_cast<std::size_t>(y)]) {

@@ -72,6 +72,7 @@ double mirrored_sum(const std::vector<double>& factor) {
     return factor[0] + 2.0 * half;
 }
 
+// Sum of 2^-(scale * (i^2 + j^2)): the square of the sum over one row.
 double gaussian_sum(double scale, std::int32_t radius) {
     std::vector<double> factor;
     for (std::int32_t i = 0; i <= radius; ++i)
@@ -153,6 +154,7 @@ std::vector<ring> rings_of(std::int32_t radius) {
     return rings;
 }
 
+// Sum of the squared pattern over all pixels, ring by ring.
 double airy_sum(double scale, const std::vector<ring>& rings) {
     double sum = 0.0;
     for (const ring& r : rings) {

@@ -4,6 +4,9 @@
 // The offsets dx .. dx + 15 from a register tile, with dx a multiple of 16, are a strip.
 // A strip is first judged for all rows of the window at once: most are out of reach, or
 // fully covered. Only those that stay undecided are judged row by row.
+//
+// It is longer than a header should be: the lists, their meaning and the two judgements
+// that fill them are read together.
 
 #if defined(FOCUSFALL_GATHER_COVERED_OFFSETS_INL_H_) == defined(HWY_TARGET_TOGGLE)
 #ifdef FOCUSFALL_GATHER_COVERED_OFFSETS_INL_H_

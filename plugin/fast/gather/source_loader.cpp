@@ -28,6 +28,7 @@ HWY_INLINE integers kernel_indices(const source_loader& loader, vector distance)
     const vector blur = hn::Div(hn::Mul(from_focus, max_coc), distance);
     const vector diameter = hn::IfThenElse(hn::Gt(max_coc, blur), blur, max_coc);
     const vector step = hn::Div(diameter, hn::Set(tag, loader.kernel_step));
+    // bounded before it is truncated: an infinite step has no whole number
     const vector last = hn::Set(tag, static_cast<float>(loader.last));
     const vector bounded =
         hn::IfThenElseZero(hn::Ge(step, hn::Set(tag, 1.0F)), hn::Min(step, last));
@@ -78,6 +79,7 @@ HWY_INLINE kernels kernels_of(const source_loader& loader, hn::Mask<vector_tag> 
                               vector distance) {
     const vector_tag tag;
     const kernel_terms none = no_source(loader.form);
+    // in floats from the first kernel's terms on
     const integers index =
         hn::Mul(kernel_indices(loader, distance),
                 hn::Set(integer_tag(), sizeof(kernel_terms) / sizeof(float)));
@@ -119,6 +121,7 @@ HWY_INLINE void store_sources(const source_loader& loader, hn::Mask<vector_tag> 
     const auto store = [&](source_planes::plane to, vector value) HWY_ATTR {
         hn::StoreU(value, tag, row + to * loader.planes->plane_stride());
     };
+    // divided by the kernel's sum here, once, instead of at each output pixel
     const auto weighted = [&](vector color) HWY_ATTR {
         // 0 for a weight of 0, whatever the colour
         return hn::IfThenElseZero(hn::Gt(k.weight, hn::Zero(tag)),

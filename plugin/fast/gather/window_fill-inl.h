@@ -1,5 +1,8 @@
 // Fills a window with sources, and with what is derived from them once for all register
 // tiles; included once for each kind of vectors.
+//
+// It is longer than a header should be: a third of it are loops over columns that nothing
+// else uses.
 
 #if defined(FOCUSFALL_GATHER_WINDOW_FILL_INL_H_) == defined(HWY_TARGET_TOGGLE)
 #ifdef FOCUSFALL_GATHER_WINDOW_FILL_INL_H_
