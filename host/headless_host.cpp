@@ -11,8 +11,6 @@ namespace headless {
 
 namespace {
 
-constexpr int ERROR_SUB_ID = 60;  // console part where tools print what went wrong
-
 class_info described(const Registry& record) {
     const TagList& tags = record.Tags();
     const auto* base = tags.Pointer<const FuID>(0x60000011);
@@ -71,7 +69,7 @@ tool::tool(std::shared_ptr<plugin_library> library, Registry* record,
     : library_(std::move(library)),
       document_(
           [this, console = std::move(console)](int sub_id, const std::string& text) {
-              if (sub_id == ERROR_SUB_ID) {
+              if (sub_id == FusionDoc::ERRORS) {
                   const std::scoped_lock lock(error_mutex_);
                   printed_error_ = without_line_end(text);
               }

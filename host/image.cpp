@@ -24,11 +24,10 @@ std::function<void()>& image_hook() {
     return hook;
 }
 
-constexpr std::int32_t FOUR_FLOATS = 7;      // depth code
 constexpr std::int32_t KEPT_COMPONENTS = 4;  // whose sums an image keeps
 
 std::int32_t component_count(std::int32_t depth_code, std::int32_t otherwise) {
-    return depth_code == FOUR_FLOATS ? 4 : otherwise;
+    return depth_code == Image::FOUR_FLOATS ? 4 : otherwise;
 }
 
 // Asks for large pages where the pixels fill some: every page that is touched for the

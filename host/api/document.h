@@ -8,6 +8,10 @@
 
 class HOST_API FusionDoc {
   public:
+    // The parts of the console that tools print to.
+    static constexpr int TIMES = 40;   // how long they took
+    static constexpr int ERRORS = 60;  // what went wrong
+
     // Receives one formatted text. Called on the thread that prints.
     using Console = std::function<void(int sub_id, const std::string& text)>;
 

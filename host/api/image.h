@@ -18,6 +18,8 @@
 class HOST_API Image : public Parameter {
   public:
     enum Component : std::int32_t { BLUE, GREEN, RED, ALPHA, Z };
+    // The depth code of an image of the first four components, 32-bit floats.
+    static constexpr std::int32_t FOUR_FLOATS = 7;
 
     // Pixels are not initialised. Throws std::runtime_error for a size or a component
     // count below 1, std::bad_alloc when there is no memory.
@@ -36,8 +38,8 @@ class HOST_API Image : public Parameter {
     }
 
     // A new image with this picture in another size. Tags: 0x10000000 width, 0x10000001
-    // height (default: as this one), 0x10000003 depth code (7: the first four components,
-    // absent: all).
+    // height (default: as this one), 0x10000003 depth code
+    // (FOUR_FLOATS: the first four components, absent: all).
     //
     // The filter is a box as wide as one destination pixel, but at least one source
     // pixel: shrinking gives area-weighted means, enlarging gives linear interpolation.
@@ -73,8 +75,8 @@ class HOST_API Image : public Parameter {
 HOST_API Image* NewImageList(const TagList& tags);
 
 // A new image, not initialised. Tags: 0x60020000 the image that it is modelled on (size
-// and components), 0x10020000 width, 0x10020001 height, 0x10020002 depth code (7: four
-// components); 0x18020000 is accepted, its value means nothing to this host.
+// and components), 0x10020000 width, 0x10020001 height, 0x10020002 depth code
+// (FOUR_FLOATS); 0x18020000 is accepted, its value means nothing to this host.
 // Throws like Image's constructor. [any thread]
 template <HOST_TAG_TYPES>
 Image* NewImage(HOST_TAG_PAIRS) {

@@ -11,12 +11,10 @@ namespace focusfall {
 
 namespace {
 
-constexpr int TIMING_SUB_ID = 40;  // console part where tools print how long they took
-
 FusionDoc::Console console_of(const shared_options& options) {
     if (options.quiet) return {};
     return [hide_times = options.hide_times](int sub_id, const std::string& text) {
-        if (sub_id == TIMING_SUB_ID && hide_times) return;
+        if (sub_id == FusionDoc::TIMES && hide_times) return;
         std::fputs(text.c_str(), stderr);
     };
 }
