@@ -151,8 +151,7 @@ void FocusfallFast::load_run(std::int32_t x, std::int32_t y, std::int32_t column
     float distances[gather::BLOCK_COLUMNS] = {};
     const float* depth = depth_image->Pixel(x, y) + depth_component();
     for (std::int32_t i = 0; i < columns; ++i) {
-        const float distance = std::abs(depth_to_distance(std::abs(*depth)));
-        distances[i] = distance > max_depth ? max_depth : distance;
+        distances[i] = sample_distance(*depth);
         depth += depth_image->Components();
     }
     const gather::source_run run = {
@@ -166,11 +165,9 @@ void FocusfallFast::load_run(std::int32_t x, std::int32_t y, std::int32_t column
 }
 
 std::uint64_t FocusfallFast::samples_of(const gather::source_run& run) const {
-    const bool keep_transparent = normalize > 0.5F;
     std::uint64_t bits = 0;
     for (std::int32_t i = 0; i < run.columns; ++i) {
-        const bool sample =
-            run.pixels[i * run.stride + Image::ALPHA] > 0.0F || keep_transparent;
+        const bool sample = is_sample(run.pixels[i * run.stride + Image::ALPHA]);
         bits |= std::uint64_t{sample} << i;
     }
     return bits;
@@ -270,12 +267,8 @@ void FocusfallFast::write_row(std::int32_t x, std::int32_t y, std::int32_t colum
 
 void FocusfallFast::add_stamped(std::int32_t x, std::int32_t y, std::int32_t columns,
                                 row_values& values) const {
-    const auto* colors = reinterpret_cast<const color_rgba_f*>(
-        reinterpret_cast<const std::byte*>(out_rgba_data) +
-        std::ptrdiff_t{y} * color_accumulator.row_stride);
-    const auto* weights =
-        reinterpret_cast<const float*>(reinterpret_cast<const std::byte*>(norm_data) +
-                                       std::ptrdiff_t{y} * weight_accumulator.row_stride);
+    const color_rgba_f* const colors = color_row(*this, y);
+    const float* const weights = weight_row(*this, y);
     for (std::int32_t column = 0; column < columns; ++column) {
         const color_rgba_f& color = colors[x + column];
         values[gather::RED][column] += color.r;

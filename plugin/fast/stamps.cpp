@@ -4,14 +4,8 @@
 
 #include "plugin/kernels/kernel_shapes.h"
 #include "plugin/kernels/kernel_weights.h"
-#include "plugin/splat/add_weighted.h"
 #include "plugin/splat/kernel_index.h"
-
-namespace {
-
-constexpr double TABLE_STEP = 0.01;  // pixels of diameter from kernel to kernel
-
-}  // namespace
+#include "plugin/splat/stamp.h"
 
 void stamp_list::reset(std::int32_t rows) {
     // the lists keep their memory from frame to frame
@@ -53,7 +47,7 @@ void stamp_list::make_batch_kernel(const focusfall_interface& params, std::int32
         made.weights = {1.0F};
         return;
     }
-    const double diameter = made.index * TABLE_STEP;
+    const double diameter = lens::kernel_diameter(made.index);
     const Owned<Image> picture(
         custom ? make_kernel(params, diameter, diameter, custom, KERNEL_MIN_SIZE)
                : make_style_kernel(params, style, diameter, KERNEL_MIN_SIZE));
@@ -81,28 +75,8 @@ void stamp_list::add_to_band(focusfall_interface& target, const Image& picture,
             const float* pixel = picture.Pixel(s.x, y);
             const float color[] = {pixel[Image::RED], pixel[Image::GREEN],
                                    pixel[Image::BLUE], pixel[Image::ALPHA]};
-            add_stamp(target, shape, s.x, y, color, first_row, last_row);
+            add_stamp(target, {shape.weights.data(), shape.radius, s.x, y, 1.0F}, color,
+                      first_row, last_row);
         }
-    }
-}
-
-void stamp_list::add_stamp(focusfall_interface& target, const kernel& shape,
-                           std::int32_t x, std::int32_t y, const float* color,
-                           std::int32_t first_row, std::int32_t last_row) const {
-    const std::int32_t left = std::max(0, x - shape.radius);
-    const std::int32_t right =
-        std::min(target.color_accumulator.width - 1, x + shape.radius);
-    const std::int32_t bottom = std::min(last_row, y + shape.radius);
-    for (std::int32_t row = std::max(first_row, y - shape.radius); row <= bottom; ++row) {
-        auto* pixels = reinterpret_cast<std::byte*>(target.out_rgba_data) +
-                       std::ptrdiff_t{row} * target.color_accumulator.row_stride;
-        auto* norm = reinterpret_cast<std::byte*>(target.norm_data) +
-                     std::ptrdiff_t{row} * target.weight_accumulator.row_stride;
-        const std::ptrdiff_t first =
-            std::ptrdiff_t{row - y + shape.radius} * (2 * shape.radius + 1) +
-            (left - x + shape.radius);
-        add_run(reinterpret_cast<color_rgba_f*>(pixels) + left,
-                reinterpret_cast<float*>(norm) + left, shape.weights.data() + first,
-                color, 1.0F, right - left + 1);
     }
 }

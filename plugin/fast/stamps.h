@@ -48,9 +48,6 @@ class stamp_list {
         std::int32_t radius;
         std::vector<float> weights;  // empty: there is no kernel of that size
     };
-    void add_stamp(focusfall_interface& target, const kernel& shape, std::int32_t x,
-                   std::int32_t y, const float* color, std::int32_t first_row,
-                   std::int32_t last_row) const;
 
     std::vector<std::vector<stamped_source>> rows_;
     std::vector<std::uint32_t> waiting_;  // kernels, last first

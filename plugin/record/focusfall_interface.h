@@ -4,7 +4,9 @@
 
 #include <atomic>
 #include <cmath>
+#include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <limits>
 #include <vector>
 
@@ -12,6 +14,8 @@
 #include <boost/thread/mutex.hpp>
 
 #include "host/api/operator.h"
+#include "lens/kernel_sizes.h"
+#include "lens/lens.h"
 #include "plugin/kestrel_image/image.h"
 #include "plugin/record/depth_sample.h"
 
@@ -64,11 +68,20 @@ class focusfall_interface : public filter_interface {
     // std::runtime_error for want of memory, which counts from 2 GB for each accumulator
     // on. [render thread, before the chunks]
     virtual void prepare_accumulators(const Image& color);
+    // render/: what the controls of depth and lens say, through a function that gives a
+    // control's number. Reads nothing else that a render changes. [any thread]
+    lens::settings lens_settings(const std::function<double(Input*)>& number_of) const;
     // render/: reads the controls that shape the kernels. [render thread]
     void read_kernel_settings(Request* request);
     // render/: distance in millimetres for a depth map's value, which must not be
     // negative. Never throws; callable from any thread while the settings do not change.
     float depth_to_distance(float v) const;
+
+    // Whether a pixel with that alpha is a sample: transparent ones are only where the
+    // result is divided by its weight. And the distance of a sample in millimetres, from
+    // the depth image's value as it stands. [any thread while the settings do not change]
+    bool is_sample(float alpha) const;
+    float sample_distance(float depth) const;
 
     // splat/: adds one sample to the accumulators. [worker threads, several at once]
     void splat_sample(const depth_sample& s);
@@ -76,8 +89,9 @@ class focusfall_interface : public filter_interface {
     // Depth processing is allowed: set by set_depth_enabled while a frame may be
     // rendering, without a lock by design, like `blur_style`.
     std::atomic<bool> depth_available = true;
-    bool shrink_disk = false;   // makes the Disk smaller; no control sets it
-    float kernel_step = 0.01F;  // pixels of blur diameter from kernel to kernel
+    bool shrink_disk = false;  // makes the Disk smaller; no control sets it
+    float kernel_step =
+        lens::KERNEL_STEP_FLOAT;  // pixels of blur diameter from kernel to kernel
     float max_depth =
         static_cast<float>(static_cast<double>(std::numeric_limits<float>::max()) *
                            0.5);  // cap of every sample's depth
@@ -135,9 +149,9 @@ class focusfall_interface : public filter_interface {
     Image* depth_image = nullptr;  // supplies depth in this frame; the request's
 
   private:
-    void compute_lens(Request* request, std::int32_t width);  // render/
-    void apply_mode_rule(TimeStamp time);                     // tool/
-    void show_controls_of_style();                            // tool/
+    void store_lens(const lens::settings& s, const lens::focus& f);  // render/
+    void apply_mode_rule(TimeStamp time);                            // tool/
+    void show_controls_of_style();                                   // tool/
 
     // tool/: what the layout of the controls follows. [user-interface side]
     bool advanced_settings_ = false;
@@ -145,21 +159,29 @@ class focusfall_interface : public filter_interface {
 };
 
 inline float focusfall_interface::depth_to_distance(float v) const {
-    constexpr float MM_PER_METER = 1000.0F;
-    constexpr float MM_PER_INCH = 25.4F;
-    constexpr float INCHES_PER_FOOT = 12.0F;
-    const bool feet = depth_map_units > 2.5F;
-    if (depth_map_type > 0.5F) {
-        const float t = invert_depth_map > 0.5F ? std::abs(1.0F - v) : v;
-        const float d = std::abs(far_distance - near_distance) * t + near_distance;
-        if (feet) return std::abs(d * INCHES_PER_FOOT * MM_PER_INCH);
-        if (depth_map_units > 1.5F) return std::abs(d * MM_PER_INCH);
-        if (depth_map_units > 0.5F) return std::abs(d * MM_PER_METER);
-        return std::abs(d);
-    }
-    // the product of two floats, rounded once: what the double product narrows to as well
-    if (feet) return std::abs(v * INCHES_PER_FOOT * MM_PER_INCH);
-    if (depth_map_units > 1.5F) return std::abs(v * MM_PER_INCH);
-    if (depth_map_units > 0.5F) return std::abs(v * MM_PER_METER);
-    return std::abs(v);
+    return lens::distance(
+        {depth_map_type, depth_map_units, invert_depth_map, near_distance, far_distance},
+        v);
+}
+
+inline float focusfall_interface::sample_distance(float depth) const {
+    const float distance = std::abs(depth_to_distance(std::abs(depth)));
+    return distance > max_depth ? max_depth : distance;
+}
+
+inline bool focusfall_interface::is_sample(float alpha) const {
+    return alpha > 0.0F || normalize > 0.5F;
+}
+
+// Row y of an accumulator, from the pointers to row 0 that the record keeps. Callable
+// from any thread.
+inline color_rgba_f* color_row(const focusfall_interface& record, std::int32_t y) {
+    auto* first = reinterpret_cast<std::byte*>(record.out_rgba_data);
+    return reinterpret_cast<color_rgba_f*>(
+        first + std::ptrdiff_t{y} * record.color_accumulator.row_stride);
+}
+inline float* weight_row(const focusfall_interface& record, std::int32_t y) {
+    auto* first = reinterpret_cast<std::byte*>(record.norm_data);
+    return reinterpret_cast<float*>(first + std::ptrdiff_t{y} *
+                                                record.weight_accumulator.row_stride);
 }

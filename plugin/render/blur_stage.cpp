@@ -10,14 +10,6 @@
 #include <windows.h>
 #endif
 
-namespace {
-
-constexpr int TIMING_SUB_ID = 40;        // console part for the processing time
-constexpr double TABLE_STEP = 0.01;      // pixels of blur diameter from kernel to kernel
-constexpr double WIDTH_PER_STEP = 0.04;  // no kernel is wider than a quarter of the image
-
-}  // namespace
-
 std::uint32_t render_driver::tick_count() {
 #ifdef _WIN32
     return GetTickCount();
@@ -29,7 +21,7 @@ std::uint32_t render_driver::tick_count() {
 }
 
 void render_driver::print_processing_time(std::uint32_t start) {
-    Document()->PrintF(TIMING_SUB_ID, "Lucent Focusfall processing time: %d ms\n",
+    Document()->PrintF(FusionDoc::TIMES, "Lucent Focusfall processing time: %d ms\n",
                        static_cast<int>(tick_count() - start));
 }
 
@@ -51,16 +43,14 @@ bool render_driver::blur(Request* request) {
 }
 
 std::size_t render_driver::last_kernel_index() const {
-    const double by_width = input_image->Width() / WIDTH_PER_STEP;
-    const double by_coc = static_cast<double>(max_coc) / TABLE_STEP + 1.0;
-    return static_cast<std::size_t>(by_coc > by_width ? by_width : by_coc);
+    return lens::last_kernel_index(max_coc, input_image->Width());
 }
 
 void render_driver::build_kernel_table() {
     kernels.push_back({1.0F});
     const std::size_t last = last_kernel_index();
     for (std::size_t i = 1; i <= last; ++i) {
-        const double diameter = static_cast<double>(i) * TABLE_STEP;
+        const double diameter = lens::kernel_diameter(i);
         const Owned<Image> kernel(
             make_kernel(*this, diameter, diameter, blur_image, KERNEL_MIN_SIZE));
         kernels.emplace_back();
@@ -78,9 +68,8 @@ bool render_driver::write_back() {
     const std::int32_t width = output_image->Width();
     const auto stride = static_cast<std::size_t>(output_image->Components());
     for (std::int32_t y = 0; y < output_image->Height(); ++y) {
-        const auto row = static_cast<std::uint32_t>(y);
-        const color_rgba_f* sums = color_accumulator.get_channel_data("OutRGBA", row);
-        const float* weights = weight_accumulator.get_channel_data("Norm", row);
+        const color_rgba_f* sums = color_row(*this, y);
+        const float* weights = weight_row(*this, y);
         float* pixel = output_image->Pixel(0, y);
         for (std::int32_t x = 0; x < width; ++x) {
             color_rgba_f c = sums[x];

@@ -1,16 +1,8 @@
 #include "plugin/render/render_driver.h"
 
 #include <algorithm>
-#include <cmath>
-#include <cstring>
 #include <exception>
 #include <string>
-
-namespace {
-
-constexpr int ERROR_SUB_ID = 60;  // console part for what went wrong
-
-}  // namespace
 
 void render_driver::Process(Request* request) {
     input_image = dynamic_cast<Image*>(input_input->GetValue(request));
@@ -32,7 +24,7 @@ void render_driver::Process(Request* request) {
         output_output->Set(request, result.release(), 0);
     } catch (const std::exception& error) {
         const std::string text = std::string("Focusfall error: ") + error.what() + "\n";
-        Document()->PrintF(ERROR_SUB_ID, "%s", text.c_str());
+        Document()->PrintF(FusionDoc::ERRORS, "%s", text.c_str());
     }
 }
 
@@ -50,7 +42,6 @@ bool render_driver::run_pixel_pass() {
     const auto stride = static_cast<std::size_t>(input_image->Components());
     const auto depth_stride = static_cast<std::size_t>(depth_image->Components());
     const Image::Component component = depth_component();
-    const bool keep_transparent = normalize > 0.5F;
     samples.reserve(static_cast<std::size_t>(width) * static_cast<std::size_t>(height));
 
     for (std::int32_t y = 0; y < height; ++y) {
@@ -62,12 +53,11 @@ bool render_driver::run_pixel_pass() {
             copy[Image::Z] = *depth;
 
             const float alpha = source[Image::ALPHA];
-            if (alpha > 0.0F || keep_transparent) {
-                float distance = std::abs(depth_to_distance(std::abs(*depth)));
-                if (distance > max_depth) distance = max_depth;
+            if (is_sample(alpha)) {
                 samples.push_back({static_cast<float>(x), static_cast<float>(y),
                                    source[Image::RED], source[Image::GREEN],
-                                   source[Image::BLUE], alpha, distance, 1.0F});
+                                   source[Image::BLUE], alpha, sample_distance(*depth),
+                                   1.0F});
             }
             source += stride;
             depth += depth_stride;

@@ -6,45 +6,20 @@
 #include <boost/thread/lock_guard.hpp>
 
 #include "plugin/record/focusfall_interface.h"
-#include "plugin/splat/add_weighted.h"
 #include "plugin/splat/kernel_index.h"
+#include "plugin/splat/stamp.h"
 
 namespace {
 
-// A kernel and where its centre goes.
-struct stamp {
-    const float* weights;  // row by row
-    std::int32_t radius;   // pixels; the side is 2 * radius + 1
-    std::int32_t x;
-    std::int32_t y;
-    float weight;  // of the whole stamp
-};
-
-void add_stamp(focusfall_interface& filter, const stamp& kernel, const float* color) {
-    // find the rows and columns that the stamp covers
+// Adds the stamp row by row, each under its lock.
+void add_locked(focusfall_interface& filter, const stamp& kernel, const float* color) {
     const std::int32_t top = std::max(0, kernel.y - kernel.radius);
     const std::int32_t bottom =
         std::min(filter.color_accumulator.height - 1, kernel.y + kernel.radius);
-    const std::int32_t left = std::max(0, kernel.x - kernel.radius);
-    const std::int32_t right =
-        std::min(filter.color_accumulator.width - 1, kernel.x + kernel.radius);
-    if (left > right) return;
-
-    const std::int32_t side = 2 * kernel.radius + 1;
     for (std::int32_t row = top; row <= bottom; ++row) {
-        auto* pixels = reinterpret_cast<std::byte*>(filter.out_rgba_data) +
-                       std::ptrdiff_t{row} * filter.color_accumulator.row_stride;
-        auto* norm = reinterpret_cast<std::byte*>(filter.norm_data) +
-                     std::ptrdiff_t{row} * filter.weight_accumulator.row_stride;
-        const std::ptrdiff_t first =
-            std::ptrdiff_t{row - kernel.y + kernel.radius} * side +
-            (left - kernel.x + kernel.radius);
-
         const boost::lock_guard<boost::mutex> lock(
             *filter.row_locks[static_cast<std::size_t>(row)]);
-        add_run(reinterpret_cast<color_rgba_f*>(pixels) + left,
-                reinterpret_cast<float*>(norm) + left, kernel.weights + first, color,
-                kernel.weight, right - left + 1);
+        add_stamp(filter, kernel, color, row, row);
     }
 }
 
@@ -70,7 +45,7 @@ void focusfall_interface::splat_sample(const depth_sample& s) {
             const stamp kernel{weights.data(), radius,
                                static_cast<std::int32_t>(column) + dx,
                                static_cast<std::int32_t>(row) + dy, (wx * s.weight) * wy};
-            add_stamp(*this, kernel, &s.r);
+            add_locked(*this, kernel, &s.r);
         }
     }
 }

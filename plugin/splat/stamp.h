@@ -1,0 +1,38 @@
+#pragma once
+// A kernel added to the accumulators at one place.
+
+#include <algorithm>
+
+#include "plugin/record/focusfall_interface.h"
+#include "plugin/splat/add_weighted.h"
+
+// A kernel and where its centre goes, which may be outside the picture.
+struct stamp {
+    const float* weights;  // row by row
+    std::int32_t radius;   // pixels; the side is 2 * radius + 1
+    std::int32_t x;
+    std::int32_t y;
+    float weight;  // of the whole stamp
+};
+
+// Adds to both accumulators what of the stamp lies in the rows first_row .. last_row of
+// the picture, in the colour of four floats r, g, b, a. Takes no locks: the caller sees
+// to it that no other thread writes these rows. Never throws.
+inline void add_stamp(const focusfall_interface& record, const stamp& kernel,
+                      const float* color, std::int32_t first_row, std::int32_t last_row) {
+    const std::int32_t top = std::max(first_row, kernel.y - kernel.radius);
+    const std::int32_t bottom = std::min(last_row, kernel.y + kernel.radius);
+    const std::int32_t left = std::max(0, kernel.x - kernel.radius);
+    const std::int32_t right =
+        std::min(record.color_accumulator.width - 1, kernel.x + kernel.radius);
+    if (left > right) return;
+
+    const std::int32_t side = 2 * kernel.radius + 1;
+    for (std::int32_t row = top; row <= bottom; ++row) {
+        const std::ptrdiff_t first =
+            std::ptrdiff_t{row - kernel.y + kernel.radius} * side +
+            (left - kernel.x + kernel.radius);
+        add_run(color_row(record, row) + left, weight_row(record, row) + left,
+                kernel.weights + first, color, kernel.weight, right - left + 1);
+    }
+}
