@@ -5,11 +5,9 @@
 #include <algorithm>
 #include <cmath>
 
-namespace {
+#include "plugin/kernels/kernel_geometry.h"
 
-constexpr double PI = 3.141592653589793;
-constexpr std::int32_t FOUR_FLOATS = 7;  // the host's depth code
-constexpr double THIRD_DARK_RING = 10.1735;
+namespace {
 
 // Bessel function of the first kind of order 1.
 double bessel_j1(double x) {
@@ -28,7 +26,7 @@ Image* new_kernel(const focusfall_interface& params, double diameter,
     Owned<Image> kernel(NewImage(0x60020000, params.reference_image,  // model
                                  0x10020000, size,                    // width
                                  0x10020001, size,                    // height
-                                 0x10020002, FOUR_FLOATS, 0));
+                                 0x10020002, Image::FOUR_FLOATS, 0));
     const double centre = (size - 1) * 0.5;
     for (std::int32_t y = 0; y < size; ++y) {
         const double dy = y - centre;
@@ -48,11 +46,7 @@ Image* resized(const Image& picture, double width_diameter, double height_diamet
     const double height = std::max(height_diameter, static_cast<double>(min_size));
     return picture.ResizeOfImage(0x10000000, odd_kernel_size(width),   // width
                                  0x10000001, odd_kernel_size(height),  // height
-                                 0x10000003, FOUR_FLOATS, 0);
-}
-
-double base_radius(double diameter) {
-    return std::max(static_cast<double>(0.0001F), (diameter - 1.0) * 0.5);
+                                 0x10000003, Image::FOUR_FLOATS, 0);
 }
 
 // Value at distance d of a shape whose edge is at R in that direction.
@@ -79,7 +73,7 @@ double gaussian_falloff(double x, double s) {
 
 Image* make_disk_kernel(const focusfall_interface& params, double diameter,
                         std::int32_t min_size) {
-    const double radius = base_radius(diameter) * (params.shrink_disk ? 0.6 : 1.0);
+    const double radius = disk_radius(diameter, params.shrink_disk);
     return new_kernel(params, diameter, min_size, [&](double, double, double d) {
         return hard_edged(d, radius, params.bad_bokeh);
     });
@@ -87,13 +81,10 @@ Image* make_disk_kernel(const focusfall_interface& params, double diameter,
 
 Image* make_polygon_kernel(const focusfall_interface& params, double diameter,
                            std::int32_t min_size) {
-    const double half_angle = PI / params.polygon_side_count;
+    const double half_angle = half_side_angle(params.polygon_side_count);
     const double apothem = std::cos(half_angle) * base_radius(diameter);
     return new_kernel(params, diameter, min_size, [&](double dx, double dy, double d) {
-        // turn the direction into that of the side whose middle lies at angle 0
-        double angle = std::atan2(dy, dx) + params.kernel_angle;
-        while (angle >= half_angle) angle -= 2.0 * half_angle;
-        while (angle < -half_angle) angle += 2.0 * half_angle;
+        const double angle = angle_from_side(dx, dy, half_angle, params.kernel_angle);
         return hard_edged(d, apothem / std::cos(angle), params.bad_bokeh);
     });
 }
@@ -109,7 +100,7 @@ Image* make_gaussian_kernel(const focusfall_interface& params, double diameter,
 
 Image* make_airy_kernel(const focusfall_interface& params, double diameter,
                         std::int32_t min_size) {
-    const double scale = diameter / 20.347;
+    const double scale = diameter / AIRY_DIAMETER;
     return new_kernel(params, diameter, min_size, [&](double, double, double d) {
         double u = d / scale;
         if (u >= THIRD_DARK_RING) return 0.0;

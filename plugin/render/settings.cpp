@@ -1,6 +1,8 @@
 // Reads the controls into the record.
 
+#include <algorithm>
 #include <cstdlib>
+#include <limits>
 #include <stdexcept>
 
 #include "plugin/record/focusfall_interface.h"
@@ -9,12 +11,23 @@ namespace {
 
 constexpr double RADIANS_PER_DEGREE = 0.017453292519943295;
 
+// Sliders end long before, but numbers may be typed. With brighter rims the sums of
+// kernels would leave the range of floats; what is inside is black beside this one too.
+constexpr double BRIGHTEST_RIM = 1e9;
+
 double value_of(Input* input, Request* request) {
     return dynamic_cast<Number&>(*input->GetValue(request)).Value();
 }
 
 float float_of(Input* input, Request* request) {
     return lens::narrowed(value_of(input, request));
+}
+
+// Truncated toward zero; beyond 32 bits the last number that they hold.
+std::int32_t whole_number(double value) {
+    using limits = std::numeric_limits<std::int32_t>;
+    return static_cast<std::int32_t>(
+        std::clamp(value, double{limits::min()}, double{limits::max()}));
 }
 
 }  // namespace
@@ -94,9 +107,9 @@ void focusfall_interface::store_lens(const lens::settings& s, const lens::focus&
 }
 
 void focusfall_interface::read_kernel_settings(Request* request) {
-    blur_style.store(static_cast<std::int32_t>(value_of(blur_style_input, request)),
+    blur_style.store(whole_number(value_of(blur_style_input, request)),
                      std::memory_order_relaxed);
-    polygon_side_count = static_cast<std::int32_t>(value_of(polygon_side_count_input, request));
+    polygon_side_count = whole_number(value_of(polygon_side_count_input, request));
     kernel_angle = value_of(kernel_angle_input, request) * RADIANS_PER_DEGREE;
-    bad_bokeh = value_of(bad_bokeh_input, request);
+    bad_bokeh = std::min(value_of(bad_bokeh_input, request), BRIGHTEST_RIM);
 }

@@ -13,7 +13,13 @@ double number_of(const Parameter& param) {
 // The present value of another control, in single precision as the lens is computed.
 float float_at(Input* input, TimeStamp time) {
     const Owned<Parameter> value(input->GetSource(time));
-    return static_cast<float>(number_of(*value));
+    return lens::narrowed(number_of(*value));
+}
+
+// Gives a control the quotient, which is finite: controls take no other numbers.
+void set_quotient(Input* input, float dividend, float divisor, TimeStamp time) {
+    const float quotient = dividend / divisor;
+    input->SetSource(AutoNumber(lens::narrowed(static_cast<double>(quotient))), time);
 }
 
 void show(std::initializer_list<Input*> inputs, bool visible) {
@@ -28,21 +34,18 @@ void show(std::initializer_list<Input*> inputs, bool visible) {
 void focusfall_interface::on_input_changed(Input* input, Parameter* param,
                                            TimeStamp time) {
     if (!input || !param) return;
+    const auto number = [param] { return lens::narrowed(number_of(*param)); };
     // aperture = focal length / f-stop; what is set here is not reported back
     if (input == enable_depth_input) {
         set_depth_enabled(number_of(*param) > 0.5);
     } else if (input == focal_length_input) {
-        const float aperture =
-            static_cast<float>(number_of(*param)) / float_at(f_stop_input, time);
-        aperture_diameter_input->SetSource(AutoNumber(aperture), time);
+        set_quotient(aperture_diameter_input, number(), float_at(f_stop_input, time),
+                     time);
     } else if (input == aperture_diameter_input) {
-        const float stop =
-            float_at(focal_length_input, time) / static_cast<float>(number_of(*param));
-        f_stop_input->SetSource(AutoNumber(stop), time);
+        set_quotient(f_stop_input, float_at(focal_length_input, time), number(), time);
     } else if (input == f_stop_input) {
-        const float aperture =
-            float_at(focal_length_input, time) / static_cast<float>(number_of(*param));
-        aperture_diameter_input->SetSource(AutoNumber(aperture), time);
+        set_quotient(aperture_diameter_input, float_at(focal_length_input, time),
+                     number(), time);
     } else if (input == settings_type_input || input == depth_map_type_input) {
         apply_mode_rule(time);
     } else {

@@ -4,21 +4,16 @@
 #include <cmath>
 #include <numbers>
 
+#include "plugin/kernels/kernel_geometry.h"
 #include "plugin/splat/kernel_index.h"
 
 namespace gather {
 
 namespace {
 
-constexpr double TABLE_STEP = 0.01;  // pixels of diameter from kernel to kernel
-constexpr double SMALLEST_RADIUS = static_cast<double>(0.0001F);
-constexpr double AIRY_DIAMETER = 20.347;  // a kernel's diameter in units of u
-
 // Distance of the corners from the centre of the edged kernel k, pixels.
 double corner_radius(const edge_shape& edge, std::size_t k) {
-    const double diameter = static_cast<double>(k) * TABLE_STEP;
-    const double radius = std::max(SMALLEST_RADIUS, (diameter - 1.0) * 0.5);
-    return edge.shrunken ? radius * 0.6 : radius;
+    return disk_radius(lens::kernel_diameter(k), edge.shrunken);
 }
 
 // What the pixels of an edged kernel add up to. Those in the ramp at the edge are radius
@@ -202,12 +197,9 @@ edge_shape edge_of(const focusfall_interface& params, std::int32_t style) {
 
 double edge_factor(const edge_shape& edge, std::int32_t dx, std::int32_t dy) {
     if (!edge.polygon) return 1.0;
-    const double half_angle = std::numbers::pi / edge.sides;
-    // turn the direction into that of the side whose middle lies at angle 0
-    double angle = std::atan2(dy, dx) + edge.turn;
-    while (angle >= half_angle) angle -= 2.0 * half_angle;
-    while (angle < -half_angle) angle += 2.0 * half_angle;
-    return std::cos(half_angle) / std::cos(angle);
+    const double half_angle = half_side_angle(edge.sides);
+    return std::cos(half_angle) /
+           std::cos(angle_from_side(dx, dy, half_angle, edge.turn));
 }
 
 std::vector<kernel_terms> edged_terms(const focusfall_interface& params,
@@ -238,7 +230,7 @@ void fill_smooth_terms(const focusfall_interface& params, closed_form form,
     const auto rings = rings_of(kernel_radius(params, first + terms.size()) + 1);
     for (std::size_t i = 0; i < terms.size(); ++i) {
         const std::size_t k = first + i;
-        const double diameter = static_cast<double>(k) * TABLE_STEP;
+        const double diameter = lens::kernel_diameter(k);
         const double shape = shape_of(form, diameter);
         const std::int32_t radius = kernel_radius(params, k);
         double sum = 0.0;

@@ -1,0 +1,42 @@
+#pragma once
+// The measures of kernels, for what draws them and for what knows them as formulas.
+// Lengths in pixels, angles in radians; nothing throws, and any thread may call it.
+
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+#include <numbers>
+
+// Radius of the Disk and of the Polygon's corners: half a pixel less than the blur, for
+// the edge fades out over one pixel.
+inline constexpr double SMALLEST_RADIUS = static_cast<double>(0.0001F);
+inline double base_radius(double diameter) {
+    return std::max(SMALLEST_RADIUS, (diameter - 1.0) * 0.5);
+}
+inline double disk_radius(double diameter, bool shrunken) {
+    return base_radius(diameter) * (shrunken ? 0.6 : 1.0);
+}
+
+// Half the angle that one of the Polygon's sides takes.
+inline double half_side_angle(std::int32_t sides) { return std::numbers::pi / sides; }
+
+// Angle, at most `half_angle` to either side, from the middle of the Polygon's side to
+// the direction of (dx, dy). With a `turn` of 0 the middle of one side is to the right.
+inline double angle_from_side(double dx, double dy, double half_angle, double turn) {
+    double angle = std::atan2(dy, dx) + turn;
+    // The sliders turn by a few sides. Numbers that were typed may turn by so many that
+    // single steps take for ever, or are lost in the rounding.
+    constexpr double MANY = 1000.0;
+    if (std::abs(angle) > MANY * half_angle) {
+        angle = std::remainder(angle, 2.0 * half_angle);
+    }
+    while (angle >= half_angle) angle -= 2.0 * half_angle;
+    while (angle < -half_angle) angle += 2.0 * half_angle;
+    return angle;
+}
+
+// The Airy pattern is a function of u, the argument of its Bessel function. It is cut off
+// at its third dark ring, which is the edge of the kernel: its diameter, in units of u.
+inline constexpr double THIRD_DARK_RING = 10.1735;
+inline constexpr double AIRY_DIAMETER = 20.347;
+static_assert(AIRY_DIAMETER == 2.0 * THIRD_DARK_RING);
