@@ -84,6 +84,9 @@ class HOST_API tool {
     // Renders one frame, see render_order. Faults, those of the order among them, come
     // back in the result; nothing is thrown.
     frame render(const render_order& order = {});
+    // What the tool says of the frame of that order beforehand; images need not be
+    // connected yet. Throws host_error for values that the order gets wrong. [any thread]
+    FrameForecast forecast(const render_order& order, const FrameShape& shape) const;
     // Makes this render, or the next one, stop, and all that follow until clear_abort.
     // Safe in a signal handler. [any thread]
     void abort() noexcept { operator_->SetAborted(true); }

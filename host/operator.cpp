@@ -22,6 +22,11 @@ Operator::Operator(Registry* record, const ScriptVal& /*table*/, TagList* /*tags
 
 Operator::~Operator() = default;
 
+FrameForecast Operator::Forecast(Request* /*request*/,
+                                 const FrameShape& /*shape*/) const {
+    return {};
+}
+
 void Operator::NotifyChanged(Input* input, Parameter* param, TimeStamp time,
                              TagList* tags) {
     const auto* known = dynamic_cast<const control*>(input);

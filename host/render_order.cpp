@@ -24,6 +24,15 @@ Owned<Parameter> ordered_value(const control& input, const render_order::value& 
     return Owned<Parameter>(new Number(std::get<animation>(taken).at(0)));
 }
 
+// Throws host_error when an image is missing without which the tool renders nothing.
+void check_connected(const Request::State& values) {
+    for (const auto& [input, value] : values.values) {
+        const control_info& info = static_cast<const control*>(input)->info();
+        if (!value && info.required)
+            throw host_error(info.id + ": no image is connected");
+    }
+}
+
 }  // namespace
 
 // Takes all values now, so that edits during the render show in the next frame only.
@@ -42,12 +51,12 @@ std::unique_ptr<Request::State> tool::snapshot(const render_order& order) const 
         input.check_image(image);
         values->values[&input] = Shared(image);
     }
-    for (const auto& [input, value] : values->values) {
-        const control_info& info = static_cast<const control*>(input)->info();
-        if (!value && info.required)
-            throw host_error(info.id + ": no image is connected");
-    }
     return values;
+}
+
+FrameForecast tool::forecast(const render_order& order, const FrameShape& shape) const {
+    Request request(snapshot(order));
+    return operator_->Forecast(&request, shape);
 }
 
 frame tool::render(const render_order& order) {
@@ -59,6 +68,7 @@ frame tool::render(const render_order& order) {
     }
     try {
         Request request(snapshot(order));
+        check_connected(request.HostState());
         state.progress = progress_counter(order.progress);
         operator_->Process(&request);
         // the tool's first output is its picture

@@ -20,6 +20,8 @@ class HOST_API Image : public Parameter {
     enum Component : std::int32_t { BLUE, GREEN, RED, ALPHA, Z };
     // The depth code of an image of the first four components, 32-bit floats.
     static constexpr std::int32_t FOUR_FLOATS = 7;
+    // What an image keeps beside its pixels once it was resized, bytes a pixel.
+    static constexpr std::size_t RESIZE_BYTES = 4 * sizeof(double);
 
     // Pixels are not initialised. Throws std::runtime_error for a size or a component
     // count below 1, std::bad_alloc when there is no memory.
@@ -45,7 +47,7 @@ class HOST_API Image : public Parameter {
     // pixel: shrinking gives area-weighted means, enlarging gives linear interpolation.
     // The picture stays centred and beyond its edges the box holds less. Values that are
     // not finite count as 0, but a copy in the same size keeps them. For results of up to
-    // four components the first call sums up the picture (32 bytes a pixel are kept);
+    // four components the first call sums up the picture (RESIZE_BYTES a pixel are kept);
     // from then on the time depends on the size of the result alone. For more components
     // every call sums up the picture. Throws like the constructor. [any thread]
     template <HOST_TAG_TYPES>

@@ -6,6 +6,7 @@
 #include <memory>
 
 #include "host/api/document.h"
+#include "host/api/forecast.h"
 #include "host/api/registry.h"
 #include "host/api/request.h"
 
@@ -26,6 +27,9 @@ class HOST_API Operator : public Object {
 
     // Renders the request and hands the result to an output.
     virtual void Process(Request* request) = 0;
+    // Says what the request's frame will need and show; its images are not there yet.
+    // Changes nothing: frames may render meanwhile. [any thread]
+    virtual FrameForecast Forecast(Request* request, const FrameShape& shape) const;
     // Learns that `input` has a new value at `time`; any of the pointers may be null. The
     // host does not report values that the tool itself sets, so tools need no guard
     // against reports that chase each other.

@@ -82,8 +82,6 @@ headless::class_info session::tool_class() const {
         (hint.empty() ? "; `focusfall tools` lists all classes" : hint));
 }
 
-bool session::makes_kernel_table() const { return tool_class().id != DEFAULT_TOOL; }
-
 std::unique_ptr<headless::tool> session::create_tool() {
     auto tool = host_.create_tool(tool_class().id);
     tool->open_page();

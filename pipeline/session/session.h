@@ -32,9 +32,6 @@ class session {
     // The class that the options choose. Throws headless::host_error when no plug-in
     // registers it.
     headless::class_info tool_class() const;
-    // Whether tools of that class make all kernels of a frame beforehand. The fast one
-    // does not.
-    bool makes_kernel_table() const;
     // A new tool of that class with the settings and edits of the options. Throws
     // headless::host_error that names the file or control at fault.
     std::unique_ptr<headless::tool> create_tool();

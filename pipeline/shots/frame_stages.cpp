@@ -39,11 +39,8 @@ void check_stopped(const shot_observer& observer) {
 
 // Whether the tool takes depth from the channel Z at that time.
 bool needs_depth(const headless::tool& tool, TimeStamp time) {
-    for (const headless::control* control : tool.controls()) {
-        if (control->info().id != "BlurChannel") continue;
-        return control->info().shown(control->number(time)) == "Z";
-    }
-    return false;
+    const FrameForecast forecast = tool.forecast({.time = time}, {});
+    return forecast.blur_of && forecast.depth == Image::Z;
 }
 
 // The tool's name and the values that differ from its defaults.
@@ -64,27 +61,23 @@ void reading_stage::run(frame_job& job) {
         frame_report& report = job.report;
         const TimeStamp time = report.frame;
         opened_frame opened = loader_.open(report.files, needs_depth(tool_, time));
-        report.largest_blur =
-            largest_blur(tool_, time) * static_cast<double>(opened.input.display.width);
-        check_memory(opened, report);
+        job.forecast = forecast_of(tool_, time, opened);
+        report.largest_blur = job.forecast.largest_blur;
+        check_memory(opened, job.forecast);
         job.loaded = loader_.load(std::move(opened));
     });
 }
 
 void reading_stage::check_memory(const opened_frame& opened,
-                                 const frame_report& report) const {
-    const bool has_table = options_.makes_kernel_table;
+                                 const FrameForecast& forecast) const {
     const bool in_shot = !options_.frames.empty();
-    const std::uint64_t bytes = render_bytes({opened, !report.files.depth_map.empty(),
-                                              report.largest_blur, has_table, in_shot});
+    const std::uint64_t bytes = render_bytes(opened, forecast, in_shot);
     if (bytes <= options_.memory_limit) return;
-    const std::uint64_t table =
-        has_table ? kernel_table_bytes(report.largest_blur, opened.input.area.width) : 0;
-    throw host_error(
-        report.files.input.string() + ": would take about " + shown_bytes(bytes) +
-        " of memory, the limit is " + shown_bytes(options_.memory_limit) +
-        (table > bytes / 2 ? std::string("; lower ") + blur_control(tool_, report.frame)
-                           : "; raise --memory-limit"));
+    const bool by_blur = forecast.blur_bytes > bytes / 2;
+    throw host_error(opened.files.input.string() + ": would take about " +
+                     shown_bytes(bytes) + " of memory, the limit is " +
+                     shown_bytes(options_.memory_limit) + "; " +
+                     (by_blur ? forecast.less_blur : "raise --memory-limit"));
 }
 
 void rendering_stage::run(frame_job& job) {
@@ -106,9 +99,10 @@ void rendering_stage::tell_notes(const frame_job& job) {
     const auto tell = [&](const std::filesystem::path& file, const std::string& note) {
         if (!note.empty()) observer_.notes(file, note);
     };
-    tell(report.files.input, no_blur_note(tool_, report.frame, report.largest_blur));
+    tell(report.files.input, no_blur_note(job.forecast));
     if (!told_focus_) {
-        const std::string note = no_focus_note(tool_, report.frame, job.loaded);
+        const std::string note =
+            no_focus_note(tool_, report.frame, job.forecast, job.loaded);
         told_focus_ = !note.empty();
         tell(report.files.input, note);
     }

@@ -17,9 +17,10 @@ namespace focusfall {
 struct frame_job {
     frame_report report;
     std::size_t before = 0;  // frames to render before it
-    loaded_frame loaded;     // by the reading stage
-    Owned<Image> result;     // by the rendering stage, as the next
-    std::string record;      // the tool and its values, for whoever finds the picture
+    FrameForecast forecast;  // by the reading stage, as the next
+    loaded_frame loaded;
+    Owned<Image> result;  // by the rendering stage, as the next
+    std::string record;   // the tool and its values, for whoever finds the picture
 };
 
 // Reads the input of a frame, when it is known to fit into memory.
@@ -31,7 +32,7 @@ class reading_stage {
     void run(frame_job& job);
 
   private:
-    void check_memory(const opened_frame& opened, const frame_report& report) const;
+    void check_memory(const opened_frame& opened, const FrameForecast& forecast) const;
 
     const shot_options& options_;
     const headless::tool& tool_;  // only read

@@ -1,5 +1,6 @@
 #pragma once
-// What a frame will cost, told from the controls before it is rendered.
+// What a frame will cost, and whether depth will blur it, from what the tool says before
+// the frame is rendered.
 
 #include <cstdint>
 #include <string>
@@ -9,37 +10,22 @@
 
 namespace focusfall {
 
-// Diameter of the largest blur at `time`, as a part of the width of the picture that is
-// shown; 0 for a tool without a lens. Infinite when the lens is focused at its focal
-// length.
-double largest_blur(const headless::tool& tool, TimeStamp time);
+// What the tool says of the frame. Throws nothing of its own. [any thread]
+FrameForecast forecast_of(const headless::tool& tool, TimeStamp time,
+                          const opened_frame& opened);
 
-// Bytes of the weights of all kernels up to a blur in pixels, for a picture `width`
-// pixels wide.
-std::uint64_t kernel_table_bytes(double blur, std::int64_t width);
+// Bytes that reading, rendering and writing the frame takes, those of the frames that are
+// read and written meanwhile included when it is `in_shot`.
+std::uint64_t render_bytes(const opened_frame& opened, const FrameForecast& forecast,
+                           bool in_shot);
 
-// What of a frame is known before its pixels are read.
-struct planned_frame {
-    const opened_frame& header;
-    bool has_map;
-    double blur;     // the largest, pixels
-    bool has_table;  // whether the tool makes all kernels up to that beforehand
-    bool in_shot;    // whether others are read and written meanwhile
-};
-
-// Bytes that reading, rendering and writing the frame takes.
-std::uint64_t render_bytes(const planned_frame& frame);
-
-// Which control to change when the blur is too much.
-const char* blur_control(const headless::tool& tool, TimeStamp time);
-
-// Why a frame with that largest blur stays as it is, and what would blur it; empty when
-// it is blurred, and for a tool without a lens.
-std::string no_blur_note(const headless::tool& tool, TimeStamp time, double blur);
+// Why a frame of that forecast stays as it is, and what would blur it; empty when it is
+// blurred, and for a tool without a lens.
+std::string no_blur_note(const FrameForecast& forecast);
 
 // Tells that no depth of the frame lies at the focus, with the depths that there are;
 // empty when one does, when nothing is blurred, and for a tool without a lens.
 std::string no_focus_note(const headless::tool& tool, TimeStamp time,
-                          const loaded_frame& frame);
+                          const FrameForecast& forecast, const loaded_frame& frame);
 
 }  // namespace focusfall

@@ -24,7 +24,6 @@ struct shot_options {
     bool skip_existing = false;  // leave out frames whose output and preview are there
     std::string log;             // optional: gets a line of JSON a frame
     std::string tool_name;       // for the record in the pictures
-    bool makes_kernel_table = false;          // whether the tool does
     std::uint64_t memory_limit = UINT64_MAX;  // bytes that reading and rendering may take
 };
 

@@ -5,6 +5,7 @@
 #include <cmath>
 #include <cstddef>
 
+#include "plugin/fast/footprint.h"
 #include "plugin/splat/kernel_index.h"
 
 using gather::closed_form;
@@ -53,6 +54,22 @@ bool FocusfallFast::blur(Request* request) {
     color_accumulator.clear();
     weight_accumulator.clear();
     return IsAborted();
+}
+
+render_driver::footprint FocusfallFast::frame_footprint(const FrameShape& shape,
+                                                        float largest) const {
+    const std::uint64_t pixels = static_cast<std::uint64_t>(shape.width) *
+                                 static_cast<std::uint64_t>(shape.height);
+    if (!(largest > 1.0F))
+        return {pixels * SAMPLE_BYTES, 0};  // a copy, by the pixel pass
+    const std::size_t last = lens::last_kernel_index(largest, shape.width);
+    // colours that are not finite are stamped too, but frames hold few of them
+    if (shape.has_blur_image) {
+        const std::uint64_t batch = batch_bytes(last);
+        return {pixels * (SUMS_BYTES + STAMP_BYTES) + batch, batch};
+    }
+    const std::uint64_t tables = gather_table_bytes(last);
+    return {source_bytes(shape.width, shape.height) + tables, tables};
 }
 
 void FocusfallFast::prepare_kernels() {

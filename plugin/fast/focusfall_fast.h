@@ -30,6 +30,7 @@ class FocusfallFast : public Focusfall {
 
   protected:
     bool blur(Request* request) override;
+    footprint frame_footprint(const FrameShape& shape, float largest) const override;
 
   private:
     // The steps of `blur`, in this order. [render thread, which gives chunks to the

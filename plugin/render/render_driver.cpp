@@ -29,11 +29,7 @@ void render_driver::Process(Request* request) {
 }
 
 Image::Component render_driver::depth_component() const {
-    if (blur_channel > 3.5F) return Image::ALPHA;
-    if (blur_channel > 2.5F) return Image::BLUE;
-    if (blur_channel > 1.5F) return Image::GREEN;
-    if (blur_channel > 0.5F) return Image::RED;
-    return Image::Z;
+    return component_of(blur_channel);
 }
 
 bool render_driver::run_pixel_pass() {

@@ -23,7 +23,18 @@ class render_driver : public ThreadedOperator, public focusfall_interface {
     // several chunks at once]
     void ProcessChunk(Request* request, std::int32_t chunk) override;
 
+    FrameForecast Forecast(Request* request, const FrameShape& shape) const override;
+
   protected:
+    // Memory of a frame for a forecast: all, and what a smaller `max_coc` would save.
+    struct footprint {
+        std::uint64_t bytes = 0;
+        std::uint64_t blur_bytes = 0;
+    };
+    // Memory of a frame with that `max_coc` beside its images. Tools that blur
+    // differently override this as well. [any thread]
+    virtual footprint frame_footprint(const FrameShape& shape, float largest) const;
+
     // Renders a frame whose `max_coc` is above 1 into `output_image`, which has no pixels
     // yet; true when the host asked to stop. The accumulators are clear before and hold
     // no memory after a frame that was finished. Tools that blur differently override
@@ -40,7 +51,7 @@ class render_driver : public ThreadedOperator, public focusfall_interface {
     // Prints the time since `start` to the console, once a blurred frame.
     void print_processing_time(std::uint32_t start);
 
-    // The component of the depth image's pixels that "BlurChannel" names.
+    // The component of the depth image's pixels that `blur_channel` names.
     Image::Component depth_component() const;
     // The last index of the kernel table for this frame's largest blur.
     std::size_t last_kernel_index() const;
@@ -58,6 +69,8 @@ class render_driver : public ThreadedOperator, public focusfall_interface {
         samples;  // filled by the pixel pass, only read by the chunks
 
   private:
+    static Image::Component component_of(float channel);
+
     // The steps of the plain blur. [render thread]
     void build_kernel_table();     // fills `kernels`
     void splat(Request* request);  // adds all samples, at least until the host stops it

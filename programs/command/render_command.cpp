@@ -88,7 +88,6 @@ void render(const render_line& line) {
     shared.hide_times = !options.frames.empty();  // a shot prints its own, frame by frame
     rendering_session session(shared);
     options.tool_name = session.opened().tool_class().name + " " + FOCUSFALL_VERSION;
-    options.makes_kernel_table = session.opened().makes_kernel_table();
     if (!shared.quiet) note_keys_without_frames(options, session.tool());
 
     shot_console console(options, shared.quiet, session.stop());

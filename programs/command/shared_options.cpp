@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "pipeline/settings/hidden_controls.h"
+#include "pipeline/settings/lens_note.h"
 
 namespace focusfall {
 
@@ -77,6 +78,8 @@ std::unique_ptr<headless::tool> created_tool(session& opened,
     for (const std::string& line : edits_without_effect(*tool, ids)) {
         std::cerr << "focusfall: " << line << "\n";
     }
+    const std::string note = lens_note(*tool);
+    if (!note.empty()) std::cerr << "focusfall: " << note << "\n";
     return tool;
 }
 

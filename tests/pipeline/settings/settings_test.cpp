@@ -7,6 +7,7 @@
 #include "host/text.h"
 #include "pipeline/session/session.h"
 #include "pipeline/settings/hidden_controls.h"
+#include "pipeline/settings/lens_note.h"
 #include "pipeline/settings/presets.h"
 #include "pipeline/settings/setting_value.h"
 #include "pipeline/settings/settings_file.h"
@@ -307,4 +308,24 @@ TEST_F(Settings, ThatCannotBeMadeNameTheirFault) {
               "\"kestrelworks.Focusfall\"?");
     options.plugins = {"/no/such/plugin.so"};
     EXPECT_TRUE(fault_of(options).starts_with("/no/such/plugin.so: "));
+}
+
+// The f-stop goes down to 1: half of it is not to be had.
+TEST_F(Settings, ThatNoLensHasAreNoted) {
+    tool->set("SettingsType", "Advanced");
+    tool->set("FocalLength", 50);
+    tool->set("ApertureDiameter", 33.333);
+    EXPECT_EQ(lens_note(*tool), "");
+    tool->set("ApertureDiameter", 100);
+    EXPECT_EQ(lens_note(*tool),
+              "ApertureDiameter: no effect, for ApertureDiameter=100 does not go with "
+              "FocalLength=50 and FStop=1");
+    tool->set("FocalLength", 50);  // makes the aperture anew
+    EXPECT_EQ(lens_note(*tool), "");
+
+    tool->replace("ApertureDiameter",
+                  animation({{1, 20}, {9, 80}}, interpolation::LINEAR));
+    EXPECT_NE(lens_note(*tool).find("ApertureDiameter=80"), std::string::npos);
+    tool->set("SettingsType", "Simple");
+    EXPECT_EQ(lens_note(*tool), "") << "no lens is asked for";
 }

@@ -1,0 +1,35 @@
+#pragma once
+// What a tool says of a frame before it is rendered.
+
+#include <cstdint>
+#include <functional>
+#include <string>
+
+#include "host/api/image.h"
+
+// The frame, as far as it is known without pixels.
+struct FrameShape {
+    std::int32_t width = 0;  // of the input, pixels
+    std::int32_t height = 0;
+    bool has_blur_image =
+        false;  // an image will be connected that gives the blur's shape
+};
+
+// By default it says nothing, as a tool does that has no blur by depth.
+struct FrameForecast {
+    // Which component of the depth image is read.
+    Image::Component depth = Image::Z;
+    // Diameter of the largest blur, pixels; infinite when it has no bound.
+    double largest_blur = 0.0;
+    // Blur diameter in pixels for a value of the depth image, as the frame will have it.
+    // Empty: depth does not blur. Holds code of the tool: only to be called, copied or
+    // destroyed while the tool is there. [any thread]
+    std::function<float(float depth)> blur_of;
+    // What an artist would change, as in "lower MaxBlurSize, or raise ...".
+    std::string less_blur;
+    std::string more_blur;
+    // Memory that the tool takes beside the images that come and go, bytes, and which of
+    // these a smaller blur would save.
+    std::uint64_t bytes = 0;
+    std::uint64_t blur_bytes = 0;
+};
