@@ -15,6 +15,7 @@ namespace {
 constexpr int TIMING_SUB_ID = 40;        // console part for the processing time
 constexpr double TABLE_STEP = 0.01;      // pixels of blur diameter from kernel to kernel
 constexpr double WIDTH_PER_STEP = 0.04;  // no kernel is wider than a quarter of the image
+constexpr double KERNELS_END = 0.1;      // part of the progress that the kernels take
 
 }  // namespace
 
@@ -59,18 +60,23 @@ std::size_t render_driver::last_kernel_index() const {
 void render_driver::build_kernel_table() {
     kernels.push_back({1.0F});
     const std::size_t last = last_kernel_index();
+    BeginStep(KERNELS_END);
     for (std::size_t i = 1; i <= last; ++i) {
         const double diameter = static_cast<double>(i) * TABLE_STEP;
         const Owned<Image> kernel(
             make_kernel(*this, diameter, diameter, blur_image, KERNEL_MIN_SIZE));
         kernels.emplace_back();
         load_kernel_weights(*this, kernel.get(), kernels.back());
+        // their work grows with their area: that of all so far with the third power
+        const double part = static_cast<double>(i) / static_cast<double>(last);
+        ReportStep(part * part * part);
     }
 }
 
 void render_driver::splat(Request* request) {
     const std::int32_t chunks =
         (static_cast<std::int32_t>(samples.size()) + CHUNK_SAMPLES - 1) / CHUNK_SAMPLES;
+    BeginStep(1.0);
     DoMultiProcess(request, chunks);
 }
 

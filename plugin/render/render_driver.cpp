@@ -36,6 +36,14 @@ void render_driver::Process(Request* request) {
     }
 }
 
+void render_driver::ReleaseFrameMemory() {
+    samples = std::vector<depth_sample>();  // clear() would keep the memory
+    kernels = std::vector<std::vector<float>>();
+    row_locks = std::vector<boost::shared_ptr<boost::mutex>>();
+    color_accumulator.clear();
+    weight_accumulator.clear();
+}
+
 Image::Component render_driver::depth_component() const {
     if (blur_channel > 3.5F) return Image::ALPHA;
     if (blur_channel > 2.5F) return Image::BLUE;
