@@ -2,9 +2,11 @@
 
 #include <gtest/gtest.h>
 
-#include <malloc.h>
-
 #include <algorithm>
+
+#ifdef __GLIBC__
+#include <malloc.h>
+#endif
 
 #include "tests/support/frame_fixture.h"
 
@@ -23,10 +25,12 @@ constexpr tool_of_one TOOLS[] = {{PLUGIN_FILE, "kestrelworks.Focusfall"},
 // Blurred by a style, the steps of which differ in the fast tool; the last by a picture.
 constexpr int STYLES = 5;
 
+#ifdef __GLIBC__
 std::size_t heap_in_use() {
     const struct mallinfo2 heap = mallinfo2();
     return heap.uordblks + heap.hblkhd;
 }
+#endif
 
 }  // namespace
 
@@ -83,10 +87,14 @@ TEST(BothTools, GiveBackTheirMemoryAndRenderTheSameAfterwards) {
             const controls values = {{"MaxBlurSize", 5.0}, {"BlurStyle", style}};
             const picture input = random.picture(400, 200, random.settings());
             const picture expected = plugin.render(input, nullptr, values);
+#ifdef __GLIBC__
             const std::size_t before = heap_in_use();
             plugin.tool().trim();
-            // at least a record of 28 bytes is kept for each pixel
-            EXPECT_LT(heap_in_use() + 400 * 200 * 28, before);
+            // at least a record of 20 bytes is kept for each pixel
+            EXPECT_LT(heap_in_use() + 400 * 200 * 20, before);
+#else
+            plugin.tool().trim();
+#endif
             EXPECT_EQ(plugin.render(input, nullptr, values).values, expected.values);
             plugin.tool().trim();
             plugin.tool().trim();
