@@ -36,7 +36,7 @@ std::size_t heap_in_use() {
 
 TEST(BothTools, ReportProgressThatNeverFallsAndEndsOnce) {
     for (const auto& [file, id] : TOOLS) {
-        plugin_tool plugin(2, {}, file, id);
+        plugin_tool plugin(2, {}, file);
         random_frame random(3);
         for (int style = 0; style <= STYLES; ++style) {
             SCOPED_TRACE(std::string(id) + ", style " + std::to_string(style));
@@ -63,7 +63,7 @@ TEST(BothTools, ReportProgressThatNeverFallsAndEndsOnce) {
 
 TEST(BothTools, ReportNoEndOfAnAbortedFrame) {
     for (const auto& [file, id] : TOOLS) {
-        plugin_tool plugin(2, {}, file, id);
+        plugin_tool plugin(2, {}, file);
         const controls values = {{"MaxBlurSize", 10.0}};
         random_frame random(4);
         plugin.render(random.picture(200, 100, random.settings()), nullptr, values);
@@ -80,7 +80,7 @@ TEST(BothTools, ReportNoEndOfAnAbortedFrame) {
 
 TEST(BothTools, GiveBackTheirMemoryAndRenderTheSameAfterwards) {
     for (const auto& [file, id] : TOOLS) {
-        plugin_tool plugin(1, {}, file, id);
+        plugin_tool plugin(1, {}, file);
         random_frame random(5);
         for (const int style : {0, 2}) {
             SCOPED_TRACE(std::string(id) + ", style " + std::to_string(style));
