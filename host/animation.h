@@ -8,12 +8,14 @@
 
 namespace headless {
 
+// A value at a time, in frames.
 struct key {
     TimeStamp time;
     double value;
     friend bool operator==(const key&, const key&) = default;
 };
 
+// What lies between two keys.
 enum class interpolation {
     LINEAR,
     SMOOTH,  // a curve without corners that stays between the keys
@@ -24,6 +26,7 @@ enum class interpolation {
 // key and the last value after the last. A plain value.
 class HOST_API animation {
   public:
+    // The same value at all times; `between` counts once keys are added.
     explicit animation(double constant, interpolation between = interpolation::LINEAR);
     // `keys` in ascending order of time, all times finite, none twice; throws
     // std::invalid_argument else.
@@ -33,6 +36,8 @@ class HOST_API animation {
     interpolation between() const { return between_; }
     const std::vector<key>& keys() const { return keys_; }  // a constant is one key
 
+    // The value at `time`, which must be a number; always between those of the keys
+    // beside it. Never throws.
     double at(TimeStamp time) const;
     // Adds a key at a finite time, or moves the one there; a constant becomes an
     // animation.

@@ -213,6 +213,19 @@ void control::simplify() {
         curve_ = animation(first, natural_interpolation());
 }
 
+control::state control::held() const {
+    const std::scoped_lock lock(group_.mutex);
+    return {curve_, text_, Shared(image_.get()), visible_};
+}
+
+void control::put_back(const state& old) {
+    connect(Shared(old.image.get()));
+    const std::scoped_lock lock(group_.mutex);
+    curve_ = old.curve;
+    text_ = old.text;
+    visible_ = old.visible;
+}
+
 void control::check_image(const Image* image) const {
     if (info_.kind != control_kind::IMAGE) {
         throw host_error(info_.id + ": is no image connection");
@@ -238,24 +251,6 @@ Parameter* control::GetSource(TimeStamp time) {
     if (info_.kind == control_kind::IMAGE) return Shared(image_.get()).release();
     if (info_.kind == control_kind::TEXT) return new Text(text_);
     return new Number(curve_.at(time));
-}
-
-void control::SetSource(const Parameter& value, TimeStamp time) {
-    if (const auto* words = dynamic_cast<const Text*>(&value)) hold(words->Value());
-    const auto* given = dynamic_cast<const Number*>(&value);
-    if (!given) return;
-
-    const double number = info_.allowed(given->Value());
-    const std::scoped_lock lock(group_.mutex);
-    const bool afresh = group_.replacing && group_.replaced.insert(this).second;
-    if (afresh) {
-        curve_ = animation(number, info_.steps() ? interpolation::STEP : group_.between);
-    }
-    if (group_.keying || curve_.is_animated()) {
-        curve_.set_key(time, number);
-    } else {
-        curve_ = animation(number, natural_interpolation());
-    }
 }
 
 void control::SetAttrsList(const TagList& tags) {

@@ -4,6 +4,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <variant>
 #include <vector>
 
@@ -23,23 +24,25 @@ enum class control_kind { SLIDER, CHECKBOX, BUTTONS, COLOR, TEXT, IMAGE };
 //   0x1003000c 1: whole numbers, 0x10020001 number of an image connection,
 //   0x10030002 0: the connection may stay empty. Others are kept in `tags`.
 struct HOST_API control_info {
-    std::string page;
-    std::string id;
-    std::string name;
+    std::string page;  // on which it stands
+    std::string id;    // by which programs name it
+    std::string name;  // by which people do
     control_kind kind = control_kind::SLIDER;
     std::optional<double> lowest;
     std::optional<double> highest;
-    std::optional<double> slider_end;
+    std::optional<double> slider_end;  // values above can be typed
     double initial = 0.0;
     std::string initial_text;
-    std::vector<std::string> items;
-    bool whole = false;
-    int connection = 0;
-    bool required = false;
+    std::vector<std::string> items;  // of a button list; their index is the value
+    bool whole = false;              // takes whole numbers only
+    int connection = 0;              // number of an image connection
+    bool required = false;           // no frame without an image
+    std::string help;  // what it does, in the tool's words; empty when it says nothing
     TagList tags;
 
     control_info(std::string page, const FuID& name, const FuID& id, const TagList& tags);
 
+    // Whether it holds numbers over time.
     bool is_number() const {
         return kind != control_kind::TEXT && kind != control_kind::IMAGE;
     }
@@ -61,6 +64,7 @@ struct HOST_API control_info {
     std::string range() const;
 };
 
+// "slider", "checkbox", "button list", "colour", "text" or "image".
 HOST_API const char* kind_name(control_kind kind);
 
 // What a control holds: a number over time, or a text.
@@ -77,11 +81,18 @@ class HOST_API control final : public Input {
 
     const control_info& info() const { return info_; }
     void describe(control_info info);  // on a second request; back to its default
+    void explain(std::string help) { info_.help = std::move(help); }  // once built
 
+    // The value at `time`, in frames: in the unit that the control's name tells, an item
+    // as its index, on as 1. Of a text or an image connection meaningless. Never throws.
     double number(TimeStamp time) const;
+    // The text of a text control, else empty.
     std::string text() const;
+    // Whether the tool shows it at present; from the start it does.
     bool is_visible() const;
+    // All that a number control holds over time, as a copy.
     animation curve() const;
+    // Whether an image is connected.
     bool is_connected() const;
 
     // `value` as the control takes it, see control_info::allowed; throws host_error for a
@@ -93,13 +104,24 @@ class HOST_API control final : public Input {
     void set_number(double value, TimeStamp time);
     // Keys that all have one value become a constant.
     void simplify();
+    // All that an edit may change, to compare it and to put it back.
+    struct state {
+        animation curve;
+        std::string text;
+        Owned<Image> image;
+        bool visible;
+        friend bool operator==(const state&, const state&) = default;
+    };
+    state held() const;
+    void put_back(const state& old);
     // Throws host_error unless this is an image connection that takes `image`, or null.
     void check_image(const Image* image) const;
+    // Holds `image` from now on, or nothing.
     void connect(Owned<Image> image);
 
     Parameter* GetValue(Request* request) override;
     Parameter* GetSource(TimeStamp time) override;
-    // Keeps numbers within the range of the control, as in edits.
+    // By the rules of edit.cpp: within the range of the control, as a key or a constant.
     void SetSource(const Parameter& value, TimeStamp time) override;
 
   private:

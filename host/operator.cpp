@@ -37,6 +37,8 @@ void Operator::NotifyChanged(Input* input, Parameter* param, TimeStamp time,
     ++state_->base_notifications;
 }
 
+const char* Operator::ControlHelp(const FuID& /*id*/) const { return nullptr; }
+
 FusionDoc* Operator::Document() { return state_->document; }
 
 void Operator::AddControlPageList(const FuID& name, const TagList& tags) {

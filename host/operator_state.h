@@ -2,53 +2,25 @@
 // The host's side of a tool: what it added, and what it works with while it renders.
 
 #include <mutex>
-#include <optional>
-#include <set>
 #include <string>
 #include <utility>
 #include <vector>
 
 #include "host/api/operator.h"
 #include "host/control.h"
+#include "host/edit.h"
+#include "host/probe.h"
 #include "host/progress.h"
 #include "host/worker_pool.h"
 
 namespace headless {
-
-// A control that a tool showed or hid.
-struct visibility_change {
-    std::string id;
-    bool visible;
-    friend bool operator==(const visibility_change&, const visibility_change&) = default;
-};
 
 // What the controls of one tool share. `mutex` guards the rest, and every control's
 // value.
 struct control_group {
     std::mutex mutex;
     std::vector<visibility_change> visibility_changes;  // since the last notification
-
-    // How the values are taken that the tool sets in answer to an edit.
-    bool keying = false;     // as keys
-    bool replacing = false;  // in the place of all that the control held
-    interpolation between = interpolation::LINEAR;  // between such keys
-    std::set<control*> replaced;                    // whose old values have gone already
-};
-
-// One call of AddControlPage, AddInput or AddOutput.
-struct addition {
-    enum class what { PAGE, INPUT, OUTPUT } kind;
-    std::string name;
-    std::string id;  // a page has none
-    TagList tags;
-};
-
-// A notification that a tool passed on to its base class, and what was null in it.
-struct base_notification {
-    std::string id;  // of the input; empty for a null one
-    TimeStamp time;
-    bool null_parameter;
-    bool null_tags;
+    edit_scope* edit = nullptr;  // the edit under way, which takes what the tool sets
 };
 
 class result_output final : public Output {

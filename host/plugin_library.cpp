@@ -63,7 +63,7 @@ plugin_library::plugin_library(const std::filesystem::path& path) {
     }
     std::string error;
     handle_.reset(open_library(std::filesystem::absolute(path), error));
-    if (!handle_) throw host_error(name + ": can not be loaded as a plug-in: " + error);
+    if (!handle_) throw host_error(name + ": cannot be loaded as a plug-in: " + error);
 
     for (Registry* record : ClassRegistry::Global().Records()) {
         if (!lies_within(handle_.get(), record)) continue;

@@ -14,7 +14,7 @@ namespace headless {
 // file may be loaded several times; it stays until the last of them goes.
 class plugin_library {
   public:
-    // Throws host_error when `path` can not be loaded or registers no class.
+    // Throws host_error when `path` cannot be loaded or registers no class.
     explicit plugin_library(const std::filesystem::path& path);
     ~plugin_library();
     plugin_library(const plugin_library&) = delete;

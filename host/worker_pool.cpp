@@ -1,9 +1,17 @@
 #include "host/worker_pool.h"
 
 #include <algorithm>
+#include <chrono>
 #include <system_error>
 
 namespace headless {
+
+namespace {
+
+// So often a person who waits, or wants to stop, is heard.
+constexpr std::chrono::milliseconds REPORT_EVERY(50);
+
+}  // namespace
 
 struct worker_pool::job {
     job(std::int32_t count, const std::function<void(std::int32_t)>& function)
@@ -13,7 +21,8 @@ struct worker_pool::job {
     const std::function<void(std::int32_t)>& work;
     std::atomic<std::int32_t> next = 0;
     std::atomic<std::int32_t> done = 0;
-    int helpers = 0;           // workers inside, under the pool's mutex
+    int helpers = 0;  // workers inside, under the pool's mutex
+    std::atomic<bool> has_failed = false;
     std::mutex failure_mutex;  // guards `failure`
     std::exception_ptr failure;
 
@@ -34,6 +43,7 @@ struct worker_pool::job {
     void fail() {
         const std::scoped_lock lock(failure_mutex);
         if (!failure) failure = std::current_exception();
+        has_failed = true;
         next = pieces;
     }
 };
@@ -65,20 +75,25 @@ void worker_pool::run(std::int32_t pieces, const std::function<void(std::int32_t
     }
     work_came_.notify_all();
 
-    while (current.do_piece()) {
-        if (!progress) continue;
+    const auto report = [&] {
+        if (!progress || current.has_failed) return;
         try {
             progress(current.done, pieces);
         } catch (...) {
             current.fail();  // the workers still hold `current`: wait for them below
         }
-    }
+    };
+    while (current.do_piece()) report();
 
-    {
-        std::unique_lock lock(mutex_);
-        std::erase(jobs_, &current);
-        worker_left_.wait(lock, [&current] { return current.helpers == 0; });
+    std::unique_lock lock(mutex_);
+    std::erase(jobs_, &current);
+    const auto alone = [&current] { return current.helpers == 0; };
+    while (!worker_left_.wait_for(lock, REPORT_EVERY, alone)) {
+        lock.unlock();  // no lock is held while others' code runs
+        report();
+        lock.lock();
     }
+    lock.unlock();
     if (current.failure) std::rethrow_exception(current.failure);
     if (progress) progress(pieces, pieces);
 }

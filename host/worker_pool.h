@@ -15,7 +15,7 @@
 
 namespace headless {
 
-// Receives how many pieces of all are done.
+// Receives how many pieces of all are done, 0 <= done <= all.
 using progress_function = std::function<void(std::int32_t done, std::int32_t all)>;
 
 // Threads that are kept from one piece of work to the next. Several threads may call run
@@ -29,13 +29,15 @@ class HOST_API worker_pool {
     worker_pool(const worker_pool&) = delete;
     worker_pool& operator=(const worker_pool&) = delete;
 
+    // Threads that work at once in a run, its caller among them; at least 1. [any thread]
     int threads() const { return static_cast<int>(workers_.size()) + 1; }
 
     // Calls work(0) .. work(pieces - 1), each once, on this thread and the workers, and
     // returns when all have returned. After an exception no further piece is begun, and
-    // the first exception is thrown here. `progress` is called on this thread, now and
-    // then, with counts that never fall, the last time with all; what it throws counts as
-    // an exception of a piece. A piece may call run too.
+    // the first exception is thrown here. `progress` is called on this thread with counts
+    // that never fall: after each piece that it does, every 50 ms while it waits for the
+    // others, the last time with all. What it throws counts as an exception of a piece. A
+    // piece may call run too.
     void run(std::int32_t pieces, const std::function<void(std::int32_t)>& work,
              const progress_function& progress);
 

@@ -15,9 +15,11 @@ class HOST_API FusionDoc {
     // Receives one formatted text. Called on the thread that prints.
     using Console = std::function<void(int sub_id, const std::string& text)>;
 
+    // An empty `console` swallows what is printed.
     explicit FusionDoc(Console console);
 
-    // Prints to part `sub_id` of the console, like std::printf. [any thread]
+    // Prints to part `sub_id` of the console, like std::printf. Throws what the console
+    // throws. [any thread]
 #if defined(__GNUC__)
     __attribute__((format(printf, 3, 4)))
 #endif

@@ -36,6 +36,15 @@ class HOST_API Operator : public Object {
     virtual void NotifyChanged(Input* input, Parameter* param, TimeStamp time,
                                TagList* tags);
 
+    // Gives back the memory that the tool keeps from one frame to the next; the next
+    // frame is the same as without. The host calls it between two frames. [the render
+    // thread]
+    virtual void ReleaseFrameMemory() {}
+    // What the control `id` does, in a sentence or two for whoever sets it, with the
+    // unit; null when the tool has nothing to say. Lives as long as the tool's library.
+    // Not called before the tool is constructed. [any thread]
+    virtual const char* ControlHelp(const FuID& id) const;
+
     // Opens a page; the inputs that follow stand on it.
     template <HOST_TAG_TYPES>
     void AddControlPage(const FuID& name, HOST_TAG_PAIRS) {

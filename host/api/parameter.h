@@ -9,6 +9,7 @@
 // Any value. Immutable once it was handed over, so every thread may read it.
 class HOST_API Parameter : public Object {};
 
+// A number, an item of a list by its index, or a switch as 1 or 0.
 class HOST_API Number : public Parameter {
   public:
     explicit Number(double value) : value_(value) {}
@@ -24,6 +25,7 @@ class HOST_API AutoNumber : public Number {
     using Number::Number;
 };
 
+// A text in UTF-8.
 class HOST_API Text : public Parameter {
   public:
     explicit Text(std::string value) : value_(std::move(value)) {}

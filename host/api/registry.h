@@ -56,7 +56,9 @@ class HOST_API ClassRegistry {
   public:
     static ClassRegistry& Global();
 
+    // Adds a record, which must live until it is removed.
     void Add(Registry* record);
+    // Forgets a record; nothing happens when it is not in the list.
     void Remove(Registry* record);
     std::vector<Registry*> Records() const;  // in the order of registration
 

@@ -18,6 +18,7 @@ class HOST_API Request {
     Request(const Request&) = delete;
     Request& operator=(const Request&) = delete;
 
+    // The time that is rendered, in frames.
     TimeStamp Time() const;
     State& HostState() { return *state_; }
 

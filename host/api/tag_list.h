@@ -101,6 +101,7 @@ class HOST_API TagList {
     TagList(std::initializer_list<TagPair> pairs);
 
     const std::vector<TagPair>& Pairs() const { return pairs_; }
+    // Adds the pairs of `more` behind its own.
     void Append(const TagList& more);
 
     // The value of the first pair that bears `tag`, else `fallback` or null.
@@ -108,6 +109,7 @@ class HOST_API TagList {
     double Number(Tag tag, double fallback) const;
     std::string Text(Tag tag) const;  // empty when absent
     FuID ID(Tag tag) const;           // empty when absent
+    // Null when absent. The type is the caller's word: a list does not know it.
     template <class T>
     T* Pointer(Tag tag) const {
         const TagPair* pair = Find(tag);
@@ -128,7 +130,7 @@ class HOST_API TagList {
 };
 
 // Template head, parameters and arguments of a function that takes up to 16 pairs and a
-// closing 0. Three lists in step: a pack can not alternate between tags and values.
+// closing 0. Three lists in step: a pack cannot alternate between tags and values.
 // clang-format off
 #define HOST_TAG_TYPES                                                                   \
     class A = EndOfList, class B = EndOfList, class C = EndOfList, class D = EndOfList,  \

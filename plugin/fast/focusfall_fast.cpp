@@ -4,6 +4,7 @@
 #include <bit>
 #include <cmath>
 #include <cstddef>
+#include <numeric>
 
 #include "plugin/fast/footprint.h"
 #include "plugin/splat/kernel_index.h"
@@ -20,6 +21,12 @@ constexpr std::int32_t SUMS_REACH = 4;
 // Kernels whose terms are made in one chunk.
 constexpr std::int32_t TERMS_CHUNK = 500;
 
+// Where in the frame's progress, 0 .. 1, the steps of blur end; the last ends it.
+constexpr double TERMS_END = 0.05;
+constexpr double SOURCES_END = 0.15;
+constexpr double STAMPS_END = 0.5;
+constexpr double STAMPS_ALONE_END = 0.95;  // when nothing is gathered
+
 }  // namespace
 
 void FocusfallFast::ProcessChunk(Request* /*request*/, std::int32_t chunk) {
@@ -33,9 +40,20 @@ void FocusfallFast::prepare_accumulators(const Image& /*color*/) {
     norm_data = nullptr;
 }
 
-void FocusfallFast::run_chunks(Request* request, std::int32_t chunks, chunk_step step) {
+void FocusfallFast::run_chunks(Request* request, std::int32_t chunks, chunk_step step,
+                               double end) {
+    BeginStep(end);
     step_ = step;
     DoMultiProcess(request, chunks);
+}
+
+void FocusfallFast::ReleaseFrameMemory() {
+    Focusfall::ReleaseFrameMemory();
+    terms_ = std::vector<gather::kernel_terms>();
+    offsets_.reset();
+    planes_ = gather::source_planes();
+    blocks_ = gather::block_grid();
+    stamps_ = stamp_list();
 }
 
 bool FocusfallFast::blur(Request* request) {
@@ -112,22 +130,27 @@ void FocusfallFast::prepare_sources() {
 void FocusfallFast::make_smooth_terms(Request* request) {
     if (!form_ || gather::is_edged(*form_)) return;
     run_chunks(request, pieces(static_cast<std::int32_t>(terms_.size()), TERMS_CHUNK),
-               &FocusfallFast::fill_terms);
+               &FocusfallFast::fill_terms, TERMS_END);
 }
 
 void FocusfallFast::load_all_sources(Request* request) {
-    run_chunks(request, blocks_.rows, &FocusfallFast::load_sources);
+    run_chunks(request, blocks_.rows, &FocusfallFast::load_sources, SOURCES_END);
 }
 
 void FocusfallFast::scatter_stamps(Request* request) {
     any_stamps_ = false;
+    const double stamps_end = form_ ? STAMPS_END : STAMPS_ALONE_END;
+    double end = SOURCES_END;
     while (!IsAborted() && stamps_.begin_batch(*this)) {
         // the first batch: there is something to scatter
         if (!any_stamps_) Focusfall::prepare_accumulators(*input_image);
         any_stamps_ = true;
-        run_chunks(request, stamps_.batch_size(), &FocusfallFast::make_stamp_kernel);
+        const double begin = end;
+        end = std::lerp(SOURCES_END, stamps_end, stamps_.part_begun());
+        run_chunks(request, stamps_.batch_size(), &FocusfallFast::make_stamp_kernel,
+                   std::midpoint(begin, end));
         run_chunks(request, pieces(input_image->Height(), stamp_list::BAND_ROWS),
-                   &FocusfallFast::add_stamps);
+                   &FocusfallFast::add_stamps, end);
     }
 }
 
@@ -135,7 +158,7 @@ void FocusfallFast::gather_pixels(Request* request) {
     run_chunks(request,
                pieces(input_image->Width(), gather::MACRO_COLUMNS) *
                    pieces(input_image->Height(), gather::MACRO_ROWS),
-               &FocusfallFast::blur_macro_tile);
+               &FocusfallFast::blur_macro_tile, 1.0);
 }
 
 void FocusfallFast::fill_terms(std::int32_t chunk) {

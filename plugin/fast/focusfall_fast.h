@@ -27,6 +27,8 @@ class FocusfallFast : public Focusfall {
     // Lets go of those of an earlier frame: only stamps need accumulators, and few frames
     // have any. [render thread]
     void prepare_accumulators(const Image& color) override;
+    // Frees sources, blocks, stamps and terms as well. [render thread, between frames]
+    void ReleaseFrameMemory() override;
 
   protected:
     bool blur(Request* request) override;
@@ -67,9 +69,10 @@ class FocusfallFast : public Focusfall {
     void add_stamped(std::int32_t x, std::int32_t y, std::int32_t columns,
                      row_values& values) const;
 
-    // Runs a step for 0 .. chunks - 1 on the workers.
+    // Runs a step for 0 .. chunks - 1 on the workers; it takes the frame's progress to
+    // `end`.
     using chunk_step = void (FocusfallFast::*)(std::int32_t);
-    void run_chunks(Request* request, std::int32_t chunks, chunk_step step);
+    void run_chunks(Request* request, std::int32_t chunks, chunk_step step, double end);
 
     // constant while chunks run
     chunk_step step_ = nullptr;

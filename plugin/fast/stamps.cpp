@@ -23,6 +23,7 @@ bool stamp_list::begin_batch(const focusfall_interface& params) {
         }
         std::ranges::sort(waiting_, std::greater());
         waiting_.erase(std::unique(waiting_.begin(), waiting_.end()), waiting_.end());
+        kernels_ = waiting_.size();
         listed_ = true;
     }
     // take kernels from the smallest on until their weights fill the batch; one that is

@@ -33,6 +33,10 @@ class stamp_list {
     bool begin_batch(const focusfall_interface& params);
     // How many kernels the batch has; each is to be made before the bands are filled.
     std::int32_t batch_size() const { return static_cast<std::int32_t>(batch_.size()); }
+    // Which part of all kernels, 0 .. 1, this batch and those before it have.
+    double part_begun() const {
+        return 1.0 - static_cast<double>(waiting_.size()) / static_cast<double>(kernels_);
+    }
     // Makes a kernel of the batch, in the style that the frame began with. Throws what
     // making an image throws. [one thread a kernel]
     void make_batch_kernel(const focusfall_interface& params, std::int32_t style,
@@ -51,6 +55,7 @@ class stamp_list {
 
     std::vector<std::vector<stamped_source>> rows_;
     std::vector<std::uint32_t> waiting_;  // kernels, last first
+    std::size_t kernels_ = 0;             // in `waiting_` before the first batch
     bool listed_ = false;                 // `waiting_` was filled
     std::vector<kernel> batch_;
 };

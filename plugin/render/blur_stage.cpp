@@ -10,6 +10,12 @@
 #include <windows.h>
 #endif
 
+namespace {
+
+constexpr double KERNELS_END = 0.1;  // part of the progress that the kernels take
+
+}  // namespace
+
 std::uint32_t render_driver::tick_count() {
 #ifdef _WIN32
     return GetTickCount();
@@ -49,18 +55,23 @@ std::size_t render_driver::last_kernel_index() const {
 void render_driver::build_kernel_table() {
     kernels.push_back({1.0F});
     const std::size_t last = last_kernel_index();
+    BeginStep(KERNELS_END);
     for (std::size_t i = 1; i <= last; ++i) {
         const double diameter = lens::kernel_diameter(i);
         const Owned<Image> kernel(
             make_kernel(*this, diameter, diameter, blur_image, KERNEL_MIN_SIZE));
         kernels.emplace_back();
         load_kernel_weights(*this, kernel.get(), kernels.back());
+        // their work grows with their area: that of all so far with the third power
+        const double part = static_cast<double>(i) / static_cast<double>(last);
+        ReportStep(part * part * part);
     }
 }
 
 void render_driver::splat(Request* request) {
     const std::int32_t chunks =
         (static_cast<std::int32_t>(samples.size()) + CHUNK_SAMPLES - 1) / CHUNK_SAMPLES;
+    BeginStep(1.0);
     DoMultiProcess(request, chunks);
 }
 

@@ -28,6 +28,14 @@ void render_driver::Process(Request* request) {
     }
 }
 
+void render_driver::ReleaseFrameMemory() {
+    samples = std::vector<depth_sample>();  // clear() would keep the memory
+    kernels = std::vector<std::vector<float>>();
+    row_locks = std::vector<boost::shared_ptr<boost::mutex>>();
+    color_accumulator.clear();
+    weight_accumulator.clear();
+}
+
 Image::Component render_driver::depth_component() const {
     return component_of(blur_channel);
 }

@@ -22,6 +22,8 @@ class render_driver : public ThreadedOperator, public focusfall_interface {
     // shorter. Stops before the next sample once the host asks to. [worker threads,
     // several chunks at once]
     void ProcessChunk(Request* request, std::int32_t chunk) override;
+    // Frees samples, kernels, accumulators and row locks. [render thread, between frames]
+    void ReleaseFrameMemory() override;
 
     FrameForecast Forecast(Request* request, const FrameShape& shape) const override;
 

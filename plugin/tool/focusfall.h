@@ -18,4 +18,6 @@ class Focusfall : public render_driver, public info_interface {
     // [user-interface side]
     void NotifyChanged(Input* input, Parameter* param, TimeStamp time,
                        TagList* tags) override;
+    // One or two sentences for every control. [any thread]
+    const char* ControlHelp(const FuID& id) const override;
 };

@@ -4,6 +4,7 @@
 #include <csignal>
 #include <thread>
 
+#include "host/probe.h"
 #include "tests/support/tool_fixture.h"
 
 namespace headless {
@@ -45,7 +46,7 @@ TEST(Host, SaysWhyAFileIsNoPlugin) {
     } cases[] = {
         {"missing.so", "missing.so: no such file, so no plug-in to load"},
         {"/tmp", "/tmp: no such file, so no plug-in to load"},
-        {TEXT_FILE, "can not be loaded as a plug-in: "},
+        {TEXT_FILE, "cannot be loaded as a plug-in: "},
         {UNRESOLVED_FILE, UNRESOLVED},
         {HOST_FILE, "is a library but no plug-in: it registers no tool class"},
     };
@@ -168,7 +169,7 @@ TEST(Tool, RefusesImagesPassesOnWhatANotificationThrowsAndStaysUsable) {
     EXPECT_THROW(f.probe->set("Fault", "notify"), std::runtime_error);
     EXPECT_EQ(f.probe->find("Fault").text(), "notify");
     f.probe->set("Fault", "");
-    EXPECT_EQ(f.probe->base_notifications(), 3) << "the picture and both texts";
+    EXPECT_EQ(base_notifications(*f.probe), 3) << "the picture and both texts";
 
     f.probe->connect("Input", nullptr);
     EXPECT_FALSE(f.probe->find("Input").is_connected());

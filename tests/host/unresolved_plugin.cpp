@@ -1,3 +1,3 @@
-// A plug-in that can not be loaded: nobody has this function.
+// A plug-in that cannot be loaded: nobody has this function.
 extern "C" int missing_function();
 int answer = missing_function();

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <stdexcept>
 #include <string>
 
@@ -62,6 +63,35 @@ TEST(WorkerPool, PassesOnTheExceptionOfAPieceOrOfTheProgressAndStaysUsable) {
         pool.run(100, [&](std::int32_t) { ++done; }, {});
         EXPECT_EQ(done, 100);
     }
+}
+
+// The other thread's piece ends only when the caller, which waits for it, has reported a
+// few times; without that, it gives up.
+TEST(WorkerPool, ReportsWhileItWaits) {
+    worker_pool pool(2);
+    const auto caller = std::this_thread::get_id();
+    const auto too_late = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+    std::atomic<bool> begun = false;
+    std::atomic<int> reports = 0;
+    const auto work = [&](std::int32_t) {
+        const bool is_caller = std::this_thread::get_id() == caller;
+        if (!is_caller) begun = true;
+        while (is_caller ? !begun : reports < 4) {
+            if (std::chrono::steady_clock::now() > too_late) return;
+            std::this_thread::yield();
+        }
+    };
+    pool.run(2, work, [&](std::int32_t, std::int32_t) { ++reports; });
+    EXPECT_LT(std::chrono::steady_clock::now(), too_late);
+
+    // what progress throws meanwhile is thrown when the pieces have ended
+    begun = false;
+    reports = 0;
+    EXPECT_THROW(pool.run(2, work,
+                          [&](std::int32_t, std::int32_t) {
+                              if (++reports == 4) throw std::runtime_error("enough");
+                          }),
+                 std::runtime_error);
 }
 
 TEST(WorkerPool, IsSharedByConcurrentAndNestedRuns) {

@@ -4,6 +4,7 @@
 #include <ostream>
 #include <thread>
 
+#include "host/probe.h"
 #include "plugin/record/focusfall_interface.h"
 #include "tests/support/tool_fixture.h"
 
@@ -88,7 +89,7 @@ TEST_F(ControlDependencies, CoupleTheLensInSinglePrecisionAtTheTimeOfTheEdit) {
         EXPECT_EQ(value("FStop"), quotient(length, aperture));
         EXPECT_EQ(value("ApertureDiameter"), aperture);
         EXPECT_EQ(value("FocalLength"), length);
-        EXPECT_EQ(tool->visibility_changes(), changes());
+        EXPECT_EQ(visibility_changes(*tool), changes());
     }
 
     tool->replace("FStop", headless::animation(2.0));
@@ -117,17 +118,17 @@ TEST_F(ControlDependencies, FollowModeTypeOfDepthMapAndStyleFromTheFirstReportOn
                  {"SettingsType", "Advanced", mode_layout(true, true)}};
     for (const auto& one : edits) {
         tool->set(one.id, one.item);
-        EXPECT_EQ(tool->visibility_changes(), one.expected) << one.id << "=" << one.item;
+        EXPECT_EQ(visibility_changes(*tool), one.expected) << one.id << "=" << one.item;
     }
     for (const int style : {4, 3, 2, 1, 0, 1}) {
         tool->set("BlurStyle", style);
         changes expected = style_layout(true, style);
         for (const auto& again : style_layout(true, style)) expected.push_back(again);
-        EXPECT_EQ(tool->visibility_changes(), expected) << "told twice, style " << style;
+        EXPECT_EQ(visibility_changes(*tool), expected) << "told twice, style " << style;
     }
     for (const char* id : {"FilmbackWidth", "FocusPosition", "PolygonSideCount"}) {
         tool->set(id, 5.0);
-        EXPECT_EQ(tool->visibility_changes(), changes()) << id;
+        EXPECT_EQ(visibility_changes(*tool), changes()) << id;
     }
 }
 
@@ -136,24 +137,24 @@ TEST_F(ControlDependencies, OnlyEmptyReportsReachTheBaseWithoutTheirTags) {
     tool->open_page();
     tool->set("FocalLength", 50.0);
     tool->set("DocUrl", "elsewhere");
-    EXPECT_EQ(tool->base_notifications(), 0);
+    EXPECT_EQ(base_notifications(*tool), 0);
 
     tool->connect("DepthMap", nullptr);
-    ASSERT_EQ(tool->base_notifications(), 1);
-    EXPECT_EQ(tool->last_base_notification()->id, "DepthMap");
-    EXPECT_TRUE(tool->last_base_notification()->null_parameter);
-    EXPECT_TRUE(tool->last_base_notification()->null_tags);
-    EXPECT_EQ(tool->visibility_changes(), changes());
+    ASSERT_EQ(base_notifications(*tool), 1);
+    EXPECT_EQ(last_base_notification(*tool)->id, "DepthMap");
+    EXPECT_TRUE(last_base_notification(*tool)->null_parameter);
+    EXPECT_TRUE(last_base_notification(*tool)->null_tags);
+    EXPECT_EQ(visibility_changes(*tool), changes());
 
     // no input at all
     TagList tags;
     AutoNumber number(1.0);
     tool->instance().NotifyChanged(nullptr, &number, 3, &tags);
-    EXPECT_EQ(tool->base_notifications(), 1);
+    EXPECT_EQ(base_notifications(*tool), 1);
     tool->instance().NotifyChanged(nullptr, nullptr, 3, &tags);
-    ASSERT_EQ(tool->base_notifications(), 2);
-    EXPECT_EQ(tool->last_base_notification()->id, "");
-    EXPECT_EQ(tool->last_base_notification()->time, 3);
+    ASSERT_EQ(base_notifications(*tool), 2);
+    EXPECT_EQ(last_base_notification(*tool)->id, "");
+    EXPECT_EQ(last_base_notification(*tool)->time, 3);
 }
 
 // Pointless unless the thread sanitizer watches, but it must not fail elsewhere either.
@@ -163,7 +164,8 @@ TEST_F(ControlDependencies, TakeEditsWhileFramesRender) {
     std::atomic<bool> rendered = false;
     std::thread renderer([&] {
         for (int frame = 0; frame < 12; ++frame) {
-            const headless::frame result = tool->render({.time = static_cast<TimeStamp>(frame)});
+            const headless::frame result =
+                tool->render({.time = static_cast<TimeStamp>(frame)});
             EXPECT_EQ(result.how, headless::frame::end::DONE) << result.error;
         }
         rendered = true;
@@ -224,7 +226,7 @@ TEST(DepthSwitch, ShowsWhatStyleModeAndTypeLeaveAndWhenOffSilencesTheMode) {
         tool->set("SettingsType", i / 2 % 2);
         for (const bool enabled : {false, true}) {
             tool->set("EnableDepth", enabled ? 1.0 : 0.0);
-            EXPECT_EQ(tool->visibility_changes(),
+            EXPECT_EQ(visibility_changes(*tool),
                       depth_layout(enabled, i / 2 % 2 == 1, i % 2 == 1, style));
         }
     }
@@ -232,12 +234,12 @@ TEST(DepthSwitch, ShowsWhatStyleModeAndTypeLeaveAndWhenOffSilencesTheMode) {
     tool = host.create_tool(record);
     tool->set("EnableDepth", 0.0);
     tool->set("SettingsType", "Advanced");
-    EXPECT_EQ(tool->visibility_changes(), changes());
+    EXPECT_EQ(visibility_changes(*tool), changes());
     tool->set("BlurStyle", "Polygon");
-    EXPECT_EQ(tool->visibility_changes(), style_layout(false, 1));
+    EXPECT_EQ(visibility_changes(*tool), style_layout(false, 1));
     tool->set("FocalLength", 50.0);
     EXPECT_EQ(tool->find("ApertureDiameter").number(0), 25.0);
     // the mode that was not followed is not remembered either
     tool->set("EnableDepth", 1.0);
-    EXPECT_EQ(tool->visibility_changes(), depth_layout(true, false, false, 1));
+    EXPECT_EQ(visibility_changes(*tool), depth_layout(true, false, false, 1));
 }

@@ -2,7 +2,7 @@
 
 #include <sstream>
 
-#include "host/headless_host.h"
+#include "host/probe.h"
 #include "plugin/tool/focusfall.h"
 
 namespace headless {
@@ -73,7 +73,7 @@ TEST(Controls, AreAddedInOrderWithTheirTagsAndTheStyleGroupTwice) {
     host host(1);
     host.load_plugin(PLUGIN_FILE);
     const auto tool = host.create_tool("kestrelworks.Focusfall");
-    EXPECT_EQ(text_of(tool->additions()),
+    EXPECT_EQ(text_of(additions(*tool)),
               CONTROLS + STYLE_GROUP + DEPTH_MAP + STYLE_GROUP + REST);
 }
 

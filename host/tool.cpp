@@ -1,10 +1,10 @@
-#include "host/render_order.h"
+#include "host/tool.h"
 
 #include <exception>
 #include <utility>
 
-#include "host/headless_host.h"
 #include "host/operator_state.h"
+#include "host/plugin_library.h"
 #include "host/request_state.h"
 #include "host/text.h"
 
@@ -34,6 +34,48 @@ void check_connected(const Request::State& values) {
 }
 
 }  // namespace
+
+tool::tool(std::shared_ptr<plugin_library> library, Registry* record,
+           worker_pool& workers, FusionDoc::Console console)
+    : library_(std::move(library)),
+      document_(
+          [this, console = std::move(console)](int sub_id, const std::string& text) {
+              if (sub_id == FusionDoc::ERRORS) {
+                  const std::scoped_lock lock(error_mutex_);
+                  printed_error_ = without_line_end(text);
+              }
+              if (console) console(sub_id, text);
+          }) {
+    auto* factory = record->Tags().Pointer<ToolFactory>(0x60000000);
+    if (!factory) throw host_error(record->ID().Text() + ": the class has no factory");
+    TagList tags;
+    operator_.reset(factory(record, ScriptVal(), &tags));
+    if (!operator_) throw host_error(record->ID().Text() + ": no memory for a tool");
+    operator_->HostState().document = &document_;
+    operator_->HostState().workers = &workers;
+    for (const auto& input : operator_->HostState().controls) {
+        const char* help = operator_->ControlHelp(FuID(input->info().id));
+        if (help) input->explain(help);
+    }
+}
+
+tool::~tool() = default;
+
+std::vector<const control*> tool::controls() const {
+    std::vector<const control*> all;
+    for (const auto& one : operator_->HostState().controls) all.push_back(one.get());
+    return all;
+}
+
+const control& tool::find(std::string_view id) const {
+    std::vector<std::string> names;
+    for (const control* one : controls()) {
+        if (one->info().id == id) return *one;
+        names.push_back(one->info().id);
+    }
+    throw host_error("there is no control \"" + std::string(id) + "\"" +
+                     suggestion(id, names));
+}
 
 // Takes all values now, so that edits during the render show in the next frame only.
 std::unique_ptr<Request::State> tool::snapshot(const render_order& order) const {

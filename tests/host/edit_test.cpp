@@ -1,0 +1,81 @@
+// What an edit changes, and how one that leads nowhere is refused.
+
+#include <functional>
+
+#include "tests/support/tool_fixture.h"
+
+namespace headless {
+namespace {
+
+using Edit = tool_test;
+
+std::string ids_of(const tool::changes& changed) {
+    std::string ids;
+    for (const control* input : changed) ids += input->info().id + " ";
+    return ids;
+}
+
+// Coupled values, and controls that the tool shows or hides, in the order of the page.
+TEST_F(Edit, GivesTheControlsThatItChanged) {
+    tool->open_page();
+    EXPECT_EQ(ids_of(tool->open_page()), "") << "nothing is new";
+    EXPECT_EQ(ids_of(tool->set("MaxBlurSize", 3.0)), "MaxBlurSize ");
+    EXPECT_EQ(ids_of(tool->set("MaxBlurSize", 3.0)), "") << "the same value again";
+    EXPECT_EQ(ids_of(tool->set("MaxBlurSize", "90")), "MaxBlurSize ") << "kept to 25";
+    EXPECT_EQ(ids_of(tool->set("MaxBlurSize", 80.0)), "");
+    EXPECT_EQ(ids_of(tool->set("FocalLength", 50.0)), "FocalLength ApertureDiameter ");
+    EXPECT_EQ(ids_of(tool->set("ApertureDiameter", 10.0)), "FStop ApertureDiameter ");
+    EXPECT_EQ(ids_of(tool->set("BlurStyle", "Polygon")),
+              "BlurStyle PolygonSideCount KernelAngle ");
+    EXPECT_EQ(ids_of(tool->replace("FocalLength",
+                                   animation({{1, 35}, {9, 70}}, interpolation::LINEAR))),
+              "FocalLength ApertureDiameter ");
+    EXPECT_EQ(ids_of(tool->restore({{"FStop", animation(4.0)},
+                                    {"PluginName", std::string("mine")},
+                                    {"ApertureDiameter", animation(10.0)}})),
+              "FStop ApertureDiameter PluginName ");
+    const auto picture = small_picture();
+    EXPECT_EQ(ids_of(tool->connect("Input", picture.get())), "Input ");
+    EXPECT_EQ(ids_of(tool->connect("Input", picture.get())), "");
+    EXPECT_EQ(ids_of(tool->connect("Input", nullptr)), "Input ");
+}
+
+// A focal length that single precision cannot hold has no aperture.
+TEST_F(Edit, ThatLeadsToAValueThatDoesNotFitIsRefusedByItsOwnName) {
+    tool->set("FStop", 4.0);
+    const auto all_values = [&] {
+        std::vector<animation> curves;
+        for (const control* input : tool->controls()) curves.push_back(input->curve());
+        return curves;
+    };
+    const auto before = all_values();
+    const auto endless = animation({{1, 35}, {24, 1e39}}, interpolation::LINEAR);
+    const std::function<void()> edits[] = {
+        [&] { tool->set("FocalLength", 1e39); },
+        [&] { tool->set("FocalLength", "1e39"); },
+        [&] { tool->replace("FocalLength", animation(1e39)); },
+        [&] { tool->replace("FocalLength", endless); },
+        [&] {
+            tool->restore({{"MaxBlurSize", animation(7.0)}, {"FocalLength", endless}});
+        },
+    };
+    for (const auto& edit : edits) {
+        EXPECT_EQ(
+            error_of(edit),
+            "FocalLength: cannot take this value, for it leads to one that does not "
+            "fit (ApertureDiameter: takes finite numbers only)");
+        EXPECT_EQ(all_values(), before);
+    }
+    tool->set("FocalLength", 50.0);
+    EXPECT_EQ(value("ApertureDiameter"), 12.5) << "the next edit is as good as any";
+}
+
+TEST_F(Edit, EveryControlSaysWhatItDoes) {
+    for (const control* input : tool->controls()) {
+        const std::string& help = input->info().help;
+        EXPECT_TRUE(help.ends_with(".")) << input->info().id;
+    }
+}
+
+}  // namespace
+}  // namespace headless

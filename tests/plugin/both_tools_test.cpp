@@ -1,0 +1,103 @@
+// What the host's user is promised of either tool: progress, and memory given back.
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+
+#ifdef __GLIBC__
+#include <malloc.h>
+#endif
+
+#include "tests/support/frame_fixture.h"
+
+namespace {
+
+using frame_model::controls;
+using frame_model::picture;
+
+struct tool_of_one {
+    const char* file;
+    const char* id;
+};
+constexpr tool_of_one TOOLS[] = {{PLUGIN_FILE, "kestrelworks.Focusfall"},
+                                 {FAST_PLUGIN_FILE, "kestrelworks.FocusfallFast"}};
+
+// Blurred by a style, the steps of which differ in the fast tool; the last by a picture.
+constexpr int STYLES = 5;
+
+#ifdef __GLIBC__
+std::size_t heap_in_use() {
+    const struct mallinfo2 heap = mallinfo2();
+    return heap.uordblks + heap.hblkhd;
+}
+#endif
+
+}  // namespace
+
+TEST(BothTools, ReportProgressThatNeverFallsAndEndsOnce) {
+    for (const auto& [file, id] : TOOLS) {
+        plugin_tool plugin(2, {}, file);
+        random_frame random(3);
+        for (int style = 0; style <= STYLES; ++style) {
+            SCOPED_TRACE(std::string(id) + ", style " + std::to_string(style));
+            const controls values = {{"MaxBlurSize", style == 3 ? 0.0 : 10.0},
+                                     {"BlurStyle", style % STYLES}};
+            const picture input = random.picture(200, 100, random.settings());
+            if (style == STYLES)
+                plugin.connect("BlurImage", random.picture(9, 9, random.settings()));
+            plugin.render(input, nullptr, values);  // sets the controls
+
+            std::vector<double> parts;
+            const headless::frame result = plugin.tool().render(
+                {.progress = [&](double part) { parts.push_back(part); }});
+            ASSERT_EQ(result.how, headless::frame::end::DONE) << result.error;
+            EXPECT_TRUE(std::ranges::is_sorted(parts));
+            EXPECT_EQ(std::ranges::count(parts, 1.0), 1);
+            ASSERT_EQ(parts.back(), 1.0);
+            if (style == 3) continue;  // nothing is blurred: the end is all
+            EXPECT_GE(parts.front(), 0.0);
+            EXPECT_LT(parts.front(), 0.5);
+        }
+    }
+}
+
+TEST(BothTools, ReportNoEndOfAnAbortedFrame) {
+    for (const auto& [file, id] : TOOLS) {
+        plugin_tool plugin(2, {}, file);
+        const controls values = {{"MaxBlurSize", 10.0}};
+        random_frame random(4);
+        plugin.render(random.picture(200, 100, random.settings()), nullptr, values);
+        double last = 0.0;
+        const headless::frame result =
+            plugin.tool().render({.progress = [&](double part) {
+                last = part;
+                if (part > 0.05) plugin.tool().abort();
+            }});
+        EXPECT_EQ(result.how, headless::frame::end::ABORTED) << result.error;
+        EXPECT_LT(last, 1.0) << id;
+    }
+}
+
+TEST(BothTools, GiveBackTheirMemoryAndRenderTheSameAfterwards) {
+    for (const auto& [file, id] : TOOLS) {
+        plugin_tool plugin(1, {}, file);
+        random_frame random(5);
+        for (const int style : {0, 2}) {
+            SCOPED_TRACE(std::string(id) + ", style " + std::to_string(style));
+            const controls values = {{"MaxBlurSize", 5.0}, {"BlurStyle", style}};
+            const picture input = random.picture(400, 200, random.settings());
+            const picture expected = plugin.render(input, nullptr, values);
+#ifdef __GLIBC__
+            const std::size_t before = heap_in_use();
+            plugin.tool().trim();
+            // at least a record of 20 bytes is kept for each pixel
+            EXPECT_LT(heap_in_use() + 400 * 200 * 20, before);
+#else
+            plugin.tool().trim();
+#endif
+            EXPECT_EQ(plugin.render(input, nullptr, values).values, expected.values);
+            plugin.tool().trim();
+            plugin.tool().trim();
+        }
+    }
+}
