@@ -1,6 +1,6 @@
 #pragma once
-// A look at the header of an OpenEXR file before the picture library reads it, which ends
-// the process or takes gigabytes for what it does not expect.
+// Checks the header of an OpenEXR file before the picture library reads it: some damaged
+// headers make the library crash or allocate gigabytes.
 
 #include <cstdint>
 #include <filesystem>
@@ -8,8 +8,8 @@
 namespace focusfall {
 
 // Throws headless::host_error that names the file, for channels of an unknown type, for
-// attributes whose length is not true and for lines of more than `max_bytes`. Whatever
-// else may be wrong, other formats too, is left to the library.
+// attributes of a wrong length and for lines of more than `max_bytes`. Every other fault,
+// and every file of another format, is left to the library.
 void check_openexr_header(const std::filesystem::path& file, std::uint64_t max_bytes);
 
 }  // namespace focusfall

@@ -19,7 +19,7 @@ struct window {
 
 // Where the pixels lie.
 window data_window(const OIIO::ImageSpec& spec);
-// The format that is shown; where the file knows none, its data window.
+// The part that is shown; a file without a display window shows its data window.
 window display_window(const OIIO::ImageSpec& spec);
 // The smallest window that holds both.
 window united(const window& a, const window& b);
