@@ -20,7 +20,8 @@ std::string lens_note(const headless::tool& tool) {
         if (!control) return "";
     }
     for (const int edited : {FOCAL_LENGTH, F_STOP, APERTURE}) {
-        for (const headless::key& key : found[edited]->curve().keys()) {
+        const headless::animation curve = found[edited]->curve();
+        for (const headless::key& key : curve.keys()) {
             const auto number = [&](int i) { return found[i]->number(key.time); };
             const auto shown = [&](int i) {
                 return std::string(" ") + IDS[i] + "=" +

@@ -40,34 +40,29 @@ TEST_F(Edit, GivesTheControlsThatItChanged) {
     EXPECT_EQ(ids_of(tool->connect("Input", nullptr)), "Input ");
 }
 
-// A focal length that single precision cannot hold has no aperture.
-TEST_F(Edit, ThatLeadsToAValueThatDoesNotFitIsRefusedByItsOwnName) {
-    tool->set("FStop", 4.0);
-    const auto all_values = [&] {
-        std::vector<animation> curves;
-        for (const control* input : tool->controls()) curves.push_back(input->curve());
-        return curves;
-    };
-    const auto before = all_values();
-    const auto endless = animation({{1, 35}, {24, 1e39}}, interpolation::LINEAR);
+// The probe answers this text with a factor that is not finite.
+TEST(Edits, ThatLeadToAValueThatDoesNotFitAreRefusedByTheirOwnName) {
+    host host(1);
+    host.load_plugin(PROBE_FILE);
+    const auto tool = host.create_tool("probe.Probe");
+    tool->set("Factor", 1.5);
+    const std::string endless = "endless";
     const std::function<void()> edits[] = {
-        [&] { tool->set("FocalLength", 1e39); },
-        [&] { tool->set("FocalLength", "1e39"); },
-        [&] { tool->replace("FocalLength", animation(1e39)); },
-        [&] { tool->replace("FocalLength", endless); },
+        [&] { tool->set("Fault", endless); },
+        [&] { tool->replace("Fault", endless); },
         [&] {
-            tool->restore({{"MaxBlurSize", animation(7.0)}, {"FocalLength", endless}});
+            tool->restore({{"Factor", animation(2.5)}, {"Fault", endless}});
         },
     };
     for (const auto& edit : edits) {
-        EXPECT_EQ(
-            error_of(edit),
-            "FocalLength: cannot take this value, for it leads to one that does not "
-            "fit (ApertureDiameter: takes finite numbers only)");
-        EXPECT_EQ(all_values(), before);
+        EXPECT_EQ(error_of(edit),
+                  "Fault: cannot take this value, for it leads to one that does not fit "
+                  "(Factor: takes finite numbers only)");
+        EXPECT_EQ(tool->find("Factor").number(0), 1.5);
+        EXPECT_EQ(tool->find("Fault").text(), "");
     }
-    tool->set("FocalLength", 50.0);
-    EXPECT_EQ(value("ApertureDiameter"), 12.5) << "the next edit is as good as any";
+    tool->set("Fault", "none");
+    EXPECT_EQ(tool->find("Fault").text(), "none") << "the next edit is as good as any";
 }
 
 TEST_F(Edit, EveryControlSaysWhatItDoes) {

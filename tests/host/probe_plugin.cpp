@@ -1,6 +1,7 @@
 // A plug-in whose tools do what the tests of the host need: work in chunks, fail in every
 // way that a tool can, refuse to be made.
 
+#include <limits>
 #include <stdexcept>
 #include <string>
 #include <thread>
@@ -61,6 +62,9 @@ class probe : public ThreadedOperator {
         Operator::NotifyChanged(input, param, time, tags);
         const auto* words = dynamic_cast<const Text*>(param);
         if (words && words->Value() == "notify") throw std::runtime_error("notified");
+        if (words && words->Value() == "endless") {
+            factor_->SetSource(AutoNumber(std::numeric_limits<double>::infinity()), time);
+        }
     }
 
   private:

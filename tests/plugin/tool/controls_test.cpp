@@ -2,6 +2,8 @@
 
 #include <sstream>
 
+#include "host/headless_host.h"
+#include "host/operator_state.h"
 #include "host/probe.h"
 #include "plugin/tool/focusfall.h"
 
