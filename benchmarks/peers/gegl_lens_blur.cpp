@@ -28,7 +28,7 @@ struct scene {
 scene read_scene(const char* file, float focus) {
     OIIO::ImageBuf picture(file);
     if (!picture.init_spec(file, 0, 0)) {
-        std::fprintf(stderr, "%s: can not be read\n", file);
+        std::fprintf(stderr, "%s: cannot be read\n", file);
         std::exit(1);
     }
     scene result;

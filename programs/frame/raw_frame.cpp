@@ -26,14 +26,14 @@ std::vector<float> read_numbers(const std::filesystem::path& file) {
     std::ifstream stream(file, std::ios::binary);
     std::error_code fault;
     const std::uintmax_t bytes = std::filesystem::file_size(file, fault);
-    if (!stream || fault) throw std::runtime_error(file.string() + ": can not be read");
+    if (!stream || fault) throw std::runtime_error(file.string() + ": cannot be read");
     if (bytes % sizeof(float) != 0) {
         throw std::runtime_error(file.string() + ": is no file of 32-bit floats");
     }
     std::vector<float> numbers(bytes / sizeof(float));
     stream.read(reinterpret_cast<char*>(numbers.data()),
                 static_cast<std::streamsize>(bytes));
-    if (!stream) throw std::runtime_error(file.string() + ": can not be read to its end");
+    if (!stream) throw std::runtime_error(file.string() + ": cannot be read to its end");
     return numbers;
 }
 
@@ -79,6 +79,6 @@ void write_raw_image(const std::filesystem::path& file, const Image& image) {
     if (stream) std::filesystem::rename(unfinished, file, fault);
     if (!stream || fault) {
         std::filesystem::remove(unfinished, fault);
-        throw std::runtime_error(file.string() + ": can not be written");
+        throw std::runtime_error(file.string() + ": cannot be written");
     }
 }

@@ -103,11 +103,11 @@ TEST_F(FrameProgram, SaysWhatIsWrongAndLeavesNoFileOrTheOldOne) {
         {"--set BlurStyle=Box",
          "BlurStyle: \"Box\" is not a value of this control, which takes one of: Disk, "
          "Polygon, Gaussian, Airy Disk, Laplacian"},
-        {"--input " + file("none"), file("none") + ": can not be read"},
+        {"--input " + file("none"), file("none") + ": cannot be read"},
         {"--input " + file("short"),
          file("short") + ": holds 1 floats, 40 x 30 pixels take 6000"},
         {"--output " + file("no_folder/frame"),
-         file("no_folder/frame") + ": can not be written"}};
+         file("no_folder/frame") + ": cannot be written"}};
     for (const char* output : {"frame", "short"}) {
         for (const auto& [more, error] : cases) {
             EXPECT_EQ(error_of(line(output, more)), error);
