@@ -3,13 +3,13 @@
 #include <algorithm>
 #include <cmath>
 
+#include "lens/kernel_sizes.h"
 #include "pipeline/process/interruption.h"
 
 namespace focusfall {
 
 namespace {
 
-constexpr double STEP = 0.01;       // pixels of diameter between neighbouring kernels
 constexpr std::int32_t TILE = 180;  // smallest side of a kernel on a sheet
 constexpr std::int32_t GAP = 6;
 constexpr float GROUND = 0.012F;  // grey between the kernels
@@ -58,7 +58,8 @@ Owned<Image> probed_kernel(headless::tool& tool, double diameter) {
     // kernels are at most a quarter of the picture wide
     const std::int32_t width = 4 * (side + 1);
     // half a step above the kernel's own diameter: single precision may round downwards
-    const double blur = (std::round(diameter / STEP) + 0.5) * STEP;
+    const double blur =
+        (std::round(diameter / lens::KERNEL_STEP) + 0.5) * lens::KERNEL_STEP;
     // the tool does not blur a frame whose largest blur is one pixel or less
     const double largest = std::max(blur, 2.0);
     // the blur of depth z is largest * z / (1 + z) when the focus is at 0
