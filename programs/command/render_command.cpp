@@ -13,6 +13,7 @@
 #include "pipeline/shots/shot.h"
 #include "pipeline/shots/shot_files.h"
 #include "programs/command/commands.h"
+#include "programs/command/input_options.h"
 #include "programs/command/rendering_session.h"
 #include "programs/command/shot_console.h"
 
@@ -23,9 +24,9 @@ namespace {
 // The line as it was typed; `checked` completes `shot` from the rest.
 struct render_line {
     shared_options shared;
+    input_options input;
     shot_options shot;
     std::string data_type;
-    std::string color_space;
     std::string frames;
 };
 
@@ -54,13 +55,13 @@ picture_format output_format(const std::string& file) {
 // that names the option or file at fault.
 shot_options checked(const render_line& line) {
     shot_options options = line.shot;
+    options.input = line.input.input;
+    options.depth_map = line.input.depth_map;
+    options.load = line.input.load;
+    options.output_as.encoding = options.load.encoding;
     if (!line.frames.empty()) options.frames = parse_frames(line.frames);
     if (line.data_type == "half") options.output_as.type = OIIO::TypeDesc::HALF;
     if (line.data_type == "float") options.output_as.type = OIIO::TypeDesc::FLOAT;
-    if (!line.color_space.empty()) {
-        options.load.encoding = color_encoding::named(line.color_space);
-        options.output_as.encoding = options.load.encoding;
-    }
     if (options.memory_limit == UINT64_MAX) options.memory_limit = available_memory();
 
     if (output_format(options.output).has_named_channels) {
@@ -100,48 +101,22 @@ void render(const render_line& line) {
     throw CLI::RuntimeError(1);
 }
 
-// A check for CLI11: gives the text of the error that `parse` throws, empty for none.
-template <class Parse>
-auto accepted_by(Parse parse) {
-    return [parse](const std::string& text) {
-        try {
-            parse(text);
-            return std::string();
-        } catch (const headless::host_error& error) {
-            return std::string(error.what());
-        }
-    };
-}
-
 void add_file_options(CLI::App& verb, render_line& line) {
     shot_options& shot = line.shot;
-    verb.add_option("input", shot.input, "Picture to blur")
-        ->required()
-        ->type_name("FILE");
+    line.input.add_to(verb, "Picture to blur");
     verb.add_option("-o,--output", shot.output, "Picture to write")
         ->required()
-        ->type_name("FILE");
-    verb.add_option("--depth-map", shot.depth_map, "Picture with the depth")
         ->type_name("FILE");
     verb.add_option("--blur-image", shot.blur_image, "Picture of the blur's shape")
         ->type_name("FILE");
     verb.add_option("--preview", shot.preview,
                     "8-bit sRGB picture to look at; for a shot with #### too")
         ->type_name("FILE");
-    verb.add_option("--layer", shot.load.layer, "Layer, view or part with the colour")
-        ->type_name("NAME");
-    verb.add_option("--depth-channel", shot.load.depth_channel, "Channel with the depth")
-        ->type_name("NAME");
     verb.add_option("--data-type", line.data_type, "Pixel type (default: the input's)")
         ->check(CLI::IsMember({"half", "float"}));
     verb.add_option("--compression", shot.output_as.compression,
                     "Compression of the output (default: the input's)")
         ->type_name("{none,rle,zips,zip,piz,pxr24,b44,b44a,dwaa,dwab,lzw}");
-    verb.add_option("--colorspace", line.color_space,
-                    "How colours are encoded; Gamma with any exponent (default: as "
-                    "the files say)")
-        ->check(accepted_by(color_encoding::named))
-        ->type_name("{Linear,sRGB,Rec709,Gamma2.2}");
 }
 
 void add_shot_options(CLI::App& verb, render_line& line) {
