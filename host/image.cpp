@@ -11,11 +11,8 @@
 #include <string>
 #include <utility>
 
-#if defined(__linux__)
-#include <sys/mman.h>
-#endif
-
 #include "host/faults.h"
+#include "host/pixel_memory.h"
 
 namespace {
 
@@ -28,19 +25,6 @@ constexpr std::int32_t KEPT_COMPONENTS = 4;  // whose sums an image keeps
 
 std::int32_t component_count(std::int32_t depth_code, std::int32_t otherwise) {
     return depth_code == Image::FOUR_FLOATS ? 4 : otherwise;
-}
-
-// Asks for large pages where the pixels fill some: every page that is touched for the
-// first time costs a fault, and an image is all such pages.
-void prefer_large_pages([[maybe_unused]] float* pixels,
-                        [[maybe_unused]] std::size_t floats) {
-#if defined(__linux__)
-    constexpr std::size_t LARGE_PAGE = 2U << 20;
-    void* first = pixels;
-    std::size_t bytes = floats * sizeof(float);
-    if (!std::align(LARGE_PAGE, LARGE_PAGE, first, bytes)) return;
-    madvise(first, bytes, MADV_HUGEPAGE);  // a wish, which may be refused
-#endif
 }
 
 std::size_t pixel_floats(std::int32_t width, std::int32_t height,
@@ -135,11 +119,12 @@ Image::Image(std::int32_t width, std::int32_t height, std::int32_t components)
     : width_(width), height_(height), components_(components) {
     const std::size_t floats = pixel_floats(width, height, components);
     if (image_hook()) image_hook()();
-    pixels_ = std::make_unique_for_overwrite<float[]>(floats);
-    prefer_large_pages(pixels_.get(), floats);
+    pixels_ = headless::new_pixels(floats);
 }
 
-Image::~Image() = default;
+Image::~Image() {
+    headless::recycle_pixels(std::move(pixels_), Index(0, height_));  // all of them
+}
 
 Image* Image::ResizeOfImageList(const TagList& tags) const {
     const std::int32_t width = tags.Integer(0x10000000, width_);

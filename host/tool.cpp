@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "host/operator_state.h"
+#include "host/pixel_memory.h"
 #include "host/plugin_library.h"
 #include "host/request_state.h"
 #include "host/text.h"
@@ -99,6 +100,11 @@ std::unique_ptr<Request::State> tool::snapshot(const render_order& order) const 
 FrameForecast tool::forecast(const render_order& order, const FrameShape& shape) const {
     Request request(snapshot(order));
     return operator_->Forecast(&request, shape);
+}
+
+void tool::trim() {
+    operator_->ReleaseFrameMemory();
+    forget_kept_pixels();
 }
 
 frame tool::render(const render_order& order) {

@@ -80,9 +80,10 @@ class HOST_API tool {
     // Lets renders run again. [any thread]
     void clear_abort() noexcept { operator_->SetAborted(false); }
 
-    // Gives back the memory that the tool keeps from one frame to the next; the next
-    // frame is the same as without. [the thread that renders, between two frames]
-    void trim() { operator_->ReleaseFrameMemory(); }
+    // Gives back the memory that the tool and the host's images keep from one frame to
+    // the next; the next frame is the same as without. [the thread that renders, between
+    // two frames]
+    void trim();
 
     // The plug-in's own object, for programs that know its class. Owned by this one.
     Operator& instance() { return *operator_; }

@@ -119,4 +119,11 @@ TEST(HostImage, NewImagesFollowTheirModelUnlessTagsSayOtherwise) {
     EXPECT_THROW(Image(MOST, MOST, MOST), std::bad_alloc);
 }
 
+TEST(HostImage, ALargeImageTakesTheMemoryOfTheLastOneOfItsSize) {
+    const auto large = [] { return Owned<Image>(new Image(1100, 1100, 5)); };
+    large()->Pixel(0, 0)[0] = 3.0F;
+    // from the system it would be 0
+    EXPECT_EQ(large()->Pixel(0, 0)[0], 3.0F);
+}
+
 }  // namespace
