@@ -1,6 +1,7 @@
 // Verbs that need no picture, and colours that are stored encoded.
 
 #include <map>
+#include <regex>
 #include <set>
 
 #include <nlohmann/json.hpp>
@@ -100,6 +101,52 @@ TEST_F(verbs, RenderDecodesAndEncodesStoredColours) {
     for (std::size_t i = 0; i < light.size(); ++i) {
         ASSERT_NEAR(stored[i], srgb.encoded(light[i]), 1e-4F) << "pixel " << i;
     }
+}
+
+// Each option in the help of a verb is in the verb's part of the manual page, and
+// completed.
+TEST_F(verbs, HaveTheSameOptionsInHelpManualAndCompletion) {
+    const auto words_of = [](const std::string& text, const std::regex& pattern) {
+        std::vector<std::string> words;
+        for (std::sregex_iterator next(text.begin(), text.end(), pattern), end;
+             next != end; ++next) {
+            words.push_back((*next)[1]);
+        }
+        return words;
+    };
+    const std::string help = run("--help").output;
+    auto names_of_verbs =
+        words_of(help.substr(help.find("Subcommands:")), std::regex("\n  (\\w+)"));
+    ASSERT_GE(names_of_verbs.size(), 5U) << help;
+    names_of_verbs.emplace_back("");  // the command itself
+
+    // as plain text: without changes of the font, and with hyphens for minus signs
+    std::string manual = run("manual").output;
+    manual = std::regex_replace(manual, std::regex("\\\\f[BIR]"), "");
+    manual = std::regex_replace(manual, std::regex("\\\\-"), "-");
+
+    std::size_t options = 0;
+    for (const std::string& verb : names_of_verbs) {
+        std::string title = "\n.SH OPTIONS\n";
+        if (!verb.empty()) title = std::string("\n.SS focusfall ").append(verb) + " ";
+        const std::size_t start = manual.find(title);
+        ASSERT_NE(start, manual.npos) << title;
+        const std::string part =
+            manual.substr(start, manual.find("\n.S", start + 1) - start);
+        const std::string completed =
+            std::string("\n").append(run("complete -- " + verb + " -").output);
+        for (const std::string& names :
+             words_of(run(verb + " --help").output, std::regex("\n  (-\\S+)"))) {
+            for (const std::string& name : words_of(names, std::regex("(-[^,]+)"))) {
+                SCOPED_TRACE(verb + " " + name);
+                EXPECT_TRUE(
+                    std::regex_search(part, std::regex("[\n ]" + name + "[,\n ]")));
+                EXPECT_NE(completed.find("\n" + name + "\n"), completed.npos);
+                ++options;
+            }
+        }
+    }
+    EXPECT_GT(options, 40U);
 }
 
 // The table and the JSON show the same values, and which controls are visible.
