@@ -91,6 +91,12 @@ std::string picture_folder::write_scene(const std::string& name, const window& d
     return write(name, made_part(data, display, scene_channels(seed)));
 }
 
+void picture_folder::write_frames(int count) const {
+    for (int i = 1; i <= count; ++i) {
+        write_scene(in(i), {3 * i, -i, 60, 40}, {0, 0, 64, 48}, i);
+    }
+}
+
 std::vector<std::string> picture_folder::hidden_files() const {
     std::vector<std::string> names;
     for (const auto& entry : fs::directory_iterator(folder_)) {

@@ -43,6 +43,14 @@ class picture_folder {
     std::string write_scene(const std::string& name, const window& data,
                             const window& display, int seed = 0) const;
 
+    // A shot: frames 1 .. count as in.0001.exr and on, with data windows that move.
+    void write_frames(int count) const;
+    static std::string in(int frame) { return "in.000" + std::to_string(frame) + ".exr"; }
+    // The path of what is rendered from it as out.####.exr.
+    std::string out(int frame) const {
+        return path("out.000" + std::to_string(frame) + ".exr");
+    }
+
     // Names of the files in the folder that begin with a dot.
     std::vector<std::string> hidden_files() const;
 

@@ -19,18 +19,6 @@ class Shot : public shot_test {
   protected:
     Shot() { tool->set("MaxBlurSize", 6); }
 
-    static std::string in(int frame) { return "in.000" + std::to_string(frame) + ".exr"; }
-    std::string out(int frame) const {
-        return path("out.000" + std::to_string(frame) + ".exr");
-    }
-
-    // Frames 1 .. count as in.0001.exr and on, with data windows that move.
-    void write_frames(int count) const {
-        for (int i = 1; i <= count; ++i) {
-            write_scene(in(i), {3 * i, -i, 60, 40}, {0, 0, 64, 48}, i);
-        }
-    }
-
     shot_options frames(std::vector<int> numbers) const {
         shot_options options = shot("in.####.exr", "out.%04d.exr");
         options.frames = std::move(numbers);

@@ -20,18 +20,6 @@ namespace fs = std::filesystem;
 
 class shots : public command_test {
   protected:
-    static std::string in(int frame) { return "in.000" + std::to_string(frame) + ".exr"; }
-    std::string out(int frame) const {
-        return path("out.000" + std::to_string(frame) + ".exr");
-    }
-
-    // Frames 1 .. count as in.0001.exr and on, with data windows that move.
-    void write_frames(int count) const {
-        for (int i = 1; i <= count; ++i) {
-            write_scene(in(i), {3 * i, -i, 60, 40}, {0, 0, 64, 48}, i);
-        }
-    }
-
     bool is_there(int frame) const { return fs::exists(out(frame)); }
     picture output(int frame) const { return read_picture(out(frame)); }
 
