@@ -54,8 +54,7 @@ class tap_counter : public Focusfall {
         taps = 0.0;
         const std::size_t last = last_kernel_index();
         for (const depth_sample& s : samples) {
-            const double radius =
-                kernel_radius(*this, kernel_index(*this, s.depth, last));
+            const double radius = lens::kernel_radius(kernel_index(*this, s.depth, last));
             const auto within = [radius](double at, std::int32_t size) {
                 return std::min(at, radius) + 1.0 + std::min(size - 1.0 - at, radius);
             };

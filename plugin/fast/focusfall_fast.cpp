@@ -101,7 +101,7 @@ void FocusfallFast::prepare_kernels() {
     } else {
         terms_.resize(last_kernel_ + 1);  // the workers fill them
     }
-    offsets_.emplace(edge, *form_, kernel_radius(*this, last_kernel_));
+    offsets_.emplace(edge, *form_, lens::kernel_radius(last_kernel_));
 }
 
 void FocusfallFast::prepare_sources() {

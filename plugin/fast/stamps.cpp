@@ -2,9 +2,9 @@
 
 #include <algorithm>
 
+#include "lens/kernel_sizes.h"
 #include "plugin/kernels/kernel_shapes.h"
 #include "plugin/kernels/kernel_weights.h"
-#include "plugin/splat/kernel_index.h"
 #include "plugin/splat/stamp.h"
 
 void stamp_list::reset(std::int32_t rows) {
@@ -31,7 +31,7 @@ bool stamp_list::begin_batch(const focusfall_interface& params) {
     batch_.clear();
     std::size_t bytes = 0;
     while (!waiting_.empty()) {
-        const std::int32_t radius = kernel_radius(params, waiting_.back());
+        const std::int32_t radius = lens::kernel_radius(waiting_.back());
         const std::size_t side = 2 * static_cast<std::size_t>(radius) + 1;
         bytes += side * side * sizeof(float);
         if (bytes > BATCH_BYTES && !batch_.empty()) break;

@@ -1,8 +1,7 @@
 #pragma once
-// Which kernel of the table a sample takes, and how far that kernel reaches.
+// Which kernel of the table a sample takes.
 
 #include <cstddef>
-#include <cstdint>
 
 #include "plugin/record/focusfall_interface.h"
 
@@ -14,10 +13,4 @@ inline std::size_t kernel_index(const focusfall_interface& filter, float depth,
     if (!filter.depth_enabled) return 0;
     return lens::kernel_index(
         lens::blur_diameter(depth, filter.focus_depth, filter.max_coc), last);
-}
-
-// Radius, in pixels, of kernel `index`; its side is twice that and 1.
-inline std::int32_t kernel_radius(const focusfall_interface& /*filter*/,
-                                  std::size_t index) {
-    return lens::kernel_radius(index);
 }

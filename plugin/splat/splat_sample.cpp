@@ -29,7 +29,7 @@ void focusfall_interface::splat_sample(const depth_sample& s) {
     const std::size_t index = kernel_index(*this, s.depth, kernels.size() - 1);
     const std::vector<float>& weights = kernels[index];
     if (weights.empty()) return;  // no kernel could be made for that diameter
-    const std::int32_t radius = kernel_radius(*this, index);
+    const std::int32_t radius = lens::kernel_radius(index);
 
     // split the position between the four pixels around it
     const float column = std::floor(s.x);

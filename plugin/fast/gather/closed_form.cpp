@@ -4,8 +4,8 @@
 #include <cmath>
 #include <numbers>
 
+#include "lens/kernel_sizes.h"
 #include "plugin/kernels/kernel_geometry.h"
-#include "plugin/splat/kernel_index.h"
 
 namespace gather {
 
@@ -44,7 +44,7 @@ std::vector<edged_sums> changes_of_sums(const focusfall_interface& params,
         return static_cast<std::size_t>(at - radii.begin());
     };
     std::vector<edged_sums> changes(radii.size() + 1);
-    const std::int32_t reach = kernel_radius(params, radii.size() - 1);
+    const std::int32_t reach = lens::kernel_radius(radii.size() - 1);
     for (std::int32_t dy = -reach; dy <= reach; ++dy) {
         for (std::int32_t dx = -reach; dx <= reach; ++dx) {
             const double d = std::sqrt(static_cast<double>(dx * dx + dy * dy));
@@ -227,12 +227,12 @@ std::vector<kernel_terms> edged_terms(const focusfall_interface& params,
 
 void fill_smooth_terms(const focusfall_interface& params, closed_form form,
                        std::size_t first, std::span<kernel_terms> terms) {
-    const auto rings = rings_of(kernel_radius(params, first + terms.size()) + 1);
+    const auto rings = rings_of(lens::kernel_radius(first + terms.size()) + 1);
     for (std::size_t i = 0; i < terms.size(); ++i) {
         const std::size_t k = first + i;
         const double diameter = lens::kernel_diameter(k);
         const double shape = shape_of(form, diameter);
-        const std::int32_t radius = kernel_radius(params, k);
+        const std::int32_t radius = lens::kernel_radius(k);
         double sum = 0.0;
         double reach = radius + 0.5;
         if (form == closed_form::GAUSSIAN) {
