@@ -1,130 +1,149 @@
 #include "pipeline/pictures/channel_choice.h"
 
 #include <algorithm>
-#include <vector>
+#include <tuple>
 
 #include "host/error.h"
+#include "host/text.h"
 
 namespace focusfall {
 
 namespace {
 
+using headless::host_error;
+
 std::string part_name(const OIIO::ImageSpec& spec) {
     return spec.get_string_attribute("oiio:subimagename");
 }
 
-std::string view(const OIIO::ImageSpec& spec) {
-    return spec.get_string_attribute("view");
+const std::string& name_of(const picture& file, const channel_place& place) {
+    return file[place.part].spec.channelnames[place.channel];
 }
 
-// The name by which a person tells `place` from all others of the file.
-std::string full_name(const picture& file, const channel_place& place) {
+std::vector<channel_place> all_channels(const picture& file) {
+    std::vector<channel_place> all;
+    for (std::size_t part = 0; part < file.size(); ++part) {
+        for (std::size_t i = 0; i < file[part].spec.channelnames.size(); ++i) {
+            all.push_back({part, i});
+        }
+    }
+    return all;
+}
+
+// Layer of the word before: "ViewLayer" for "ViewLayer.Combined".
+std::string parent(const std::string& layer) { return split_name(layer).layer; }
+
+// How near a channel is to the colour, nearest first.
+enum class nearness { BESIDE, BELOW, SAME_VIEW_LAYER, SAME_VIEW, ELSEWHERE, OTHER_VIEW };
+
+nearness nearness_of(const picture& file, const channel_place& place,
+                     const color_channels& color) {
     const OIIO::ImageSpec& spec = file[place.part].spec;
-    const std::string& name = spec.channelnames[place.channel];
-    return file.size() > 1 ? part_name(spec) + "." + name : name;
-}
+    const std::string layer = split_name(name_of(file, place)).layer;
+    const bool same_part = place.part == color.part;
+    if (same_part && layer == color.layer) return nearness::BESIDE;
+    if (same_part && parent(layer) == color.layer) return nearness::BELOW;
 
-std::string layer_name(const picture& file, const color_channels& color) {
-    if (file.size() == 1) return color.layer;
-    const std::string part = part_name(file[color.part].spec);
-    return color.layer.empty() ? part : part + "." + color.layer;
-}
-
-bool is_called(const picture& file, const color_channels& color,
-               const std::string& name) {
-    const OIIO::ImageSpec& spec = file[color.part].spec;
-    return name == layer_name(file, color) || name == color.layer ||
-           name == part_name(spec) || name == view(spec);
-}
-
-// Every layer of every part that has red, green and blue, in the order of the file.
-std::vector<color_channels> color_layers(const picture& file) {
-    std::vector<color_channels> layers;
-    for (std::size_t part = 0; part < file.size(); ++part) {
-        const OIIO::ImageSpec& spec = file[part].spec;
-        for (const std::string& name : spec.channelnames) {
-            const auto [layer, last] = split_name(name);
-            if (last != "R") continue;
-            const auto red = find_channel(spec, {layer, "R"});
-            const auto green = find_channel(spec, {layer, "G"});
-            const auto blue = find_channel(spec, {layer, "B"});
-            if (!green || !blue) continue;
-            layers.push_back(
-                {part, layer, *red, *green, *blue, find_channel(spec, {layer, "A"})});
-        }
+    if (color.part >= file.size()) return nearness::ELSEWHERE;
+    const std::string view = view_of(spec, layer);
+    const std::string color_view = view_of(file[color.part].spec, color.layer);
+    if (!view.empty() && !color_view.empty() && view != color_view) {
+        return nearness::OTHER_VIEW;
     }
-    return layers;
+    const bool same_parent = parent(without_view(layer, view)) ==
+                             parent(without_view(color.layer, color_view));
+    if (same_part && same_parent) return nearness::SAME_VIEW_LAYER;
+    return view.empty() ? nearness::ELSEWHERE : nearness::SAME_VIEW;
 }
 
-// Every Y, and the only channel of a part, whatever its name, unless it is depth or
-// alpha.
-std::vector<color_channels> grey_layers(const picture& file) {
-    std::vector<color_channels> layers;
-    for (std::size_t part = 0; part < file.size(); ++part) {
-        const OIIO::ImageSpec& spec = file[part].spec;
-        for (std::size_t i = 0; i < spec.channelnames.size(); ++i) {
-            const auto [layer, last] = split_name(spec.channelnames[i]);
-            const bool lone = spec.nchannels == 1 && last != "Z" && last != "A";
-            if (last != "Y" && !lone) continue;
-            layers.push_back({part, layer, i, i, i, find_channel(spec, {layer, "A"})});
+// A channel that may be the depth; the smaller, the likelier.
+struct depth_candidate {
+    channel_place place;
+    depth_kind kind;
+    nearness near;
+
+    auto likeness() const { return std::tuple(near == nearness::OTHER_VIEW, kind, near); }
+};
+
+std::vector<depth_candidate> sorted_candidates(const picture& file,
+                                               const color_channels& color) {
+    std::vector<depth_candidate> found;
+    for (const channel_place& place : all_channels(file)) {
+        const nearness near = nearness_of(file, place, color);
+        depth_kind kind = kind_of_depth(file[place.part].spec, place.channel);
+        if (kind == depth_kind::NONE) continue;
+        if (near == nearness::BESIDE && kind == depth_kind::SOME_Z) {
+            kind = depth_kind::DEPTH;
         }
+        found.push_back({place, kind, near});
     }
-    return layers;
-}
-
-template <class List, class Name>
-std::string listed(const List& choices, Name name) {
-    std::string text;
-    for (const auto& choice : choices) text += (text.empty() ? "" : ", ") + name(choice);
-    return text;
-}
-
-template <class Test>
-std::vector<channel_place> channels_where(const picture& file, Test test) {
-    std::vector<channel_place> found;
-    for (std::size_t part = 0; part < file.size(); ++part) {
-        const OIIO::ImageSpec& spec = file[part].spec;
-        for (std::size_t i = 0; i < spec.channelnames.size(); ++i) {
-            if (test(spec, spec.channelnames[i])) found.push_back({part, i});
-        }
-    }
+    std::ranges::stable_sort(found, {}, &depth_candidate::likeness);
     return found;
 }
 
-std::string listed_channels(const picture& file) {
-    return listed_channels(file, channels_where(file, [](auto&, auto&) { return true; }));
-}
-
-// The only place of `found`, or nothing; several are an error.
-std::optional<channel_place> only(const picture& file,
-                                  const std::vector<channel_place>& found) {
-    if (found.empty()) return std::nullopt;
-    if (found.size() == 1) return found.front();
-    throw headless::host_error(
-        "has several depth channels; choose one by --depth-channel: " +
-        listed_channels(file, found));
-}
-
-std::optional<channel_place> named_channel(const picture& file, const std::string& name) {
-    const auto found = channels_where(
-        file, [&](const OIIO::ImageSpec& spec, const std::string& channel) {
-            return name == channel || name == part_name(spec) + "." + channel ||
-                   name == view(spec) + "." + channel;
-        });
-    if (found.empty()) {
-        throw headless::host_error("has no channel \"" + name +
-                                   "\"; there are: " + listed_channels(file));
+std::vector<channel_place> places_of(const std::vector<depth_candidate>& candidates) {
+    std::vector<channel_place> places;
+    for (const depth_candidate& candidate : candidates) {
+        places.push_back(candidate.place);
     }
-    return only(file, found);
+    return places;
+}
+
+// The first, unless the second is as likely.
+std::optional<channel_place> likeliest(const picture& file,
+                                       const std::vector<depth_candidate>& candidates) {
+    if (candidates.empty()) return std::nullopt;
+    if (candidates.size() == 1 || candidates[0].likeness() != candidates[1].likeness()) {
+        return candidates[0].place;
+    }
+    throw host_error("has several depth channels; choose one by --depth-channel: " +
+                     listed_channels(file, places_of(candidates)));
+}
+
+// How a channel answers to a name, best first.
+enum class answer { FULL_NAME, NAME, ENDING, LAYER, NONE };
+
+answer answer_of(const picture& file, const channel_place& place,
+                 const std::string& name) {
+    const OIIO::ImageSpec& spec = file[place.part].spec;
+    const std::string& channel = name_of(file, place);
+    const std::string layer = split_name(channel).layer;
+    const std::string full = file.size() > 1 ? part_name(spec) + "." + channel : channel;
+    if (name == full || name == full_name(file, place)) return answer::FULL_NAME;
+    if (name == channel || name == view_of(spec, layer) + "." + channel) {
+        return answer::NAME;
+    }
+    if (full.ends_with("." + name)) return answer::ENDING;
+    const bool speaks = kind_of_depth(spec, place.channel) != depth_kind::NONE;
+    const std::string whole_layer = split_name(full).layer;
+    const bool is_layer = name == whole_layer || whole_layer.ends_with("." + name);
+    return speaks && is_layer ? answer::LAYER : answer::NONE;
+}
+
+std::optional<channel_place> named_channel(const picture& file,
+                                           const color_channels& color,
+                                           const std::string& name) {
+    std::vector<depth_candidate> found;
+    std::vector<std::string> names;
+    answer best = answer::NONE;
+    for (const channel_place& place : all_channels(file)) {
+        names.push_back(full_name(file, place));
+        const answer given = answer_of(file, place, name);
+        if (given == answer::NONE || given > best) continue;
+        if (given < best) found.clear();
+        best = given;
+        // called by its name, it need not look like depth
+        found.push_back({place, depth_kind::DEPTH, nearness_of(file, place, color)});
+    }
+    if (found.empty()) {
+        throw host_error("has no channel \"" + name + "\"; there are: " +
+                         listed_channels(file) + headless::suggestion(name, names));
+    }
+    std::ranges::stable_sort(found, {}, &depth_candidate::likeness);
+    return likeliest(file, found);
 }
 
 }  // namespace
-
-channel_name split_name(const std::string& name) {
-    const std::size_t dot = name.rfind('.');
-    if (dot == std::string::npos) return {"", name};
-    return {name.substr(0, dot), name.substr(dot + 1)};
-}
 
 std::optional<std::size_t> find_channel(const OIIO::ImageSpec& spec,
                                         const channel_name& name) {
@@ -133,65 +152,22 @@ std::optional<std::size_t> find_channel(const OIIO::ImageSpec& spec,
     return static_cast<std::size_t>(found - spec.channelnames.begin());
 }
 
-color_channels choose_color(const picture& file, const std::string& layer) {
-    const std::vector<color_channels> all = color_layers(file);
-    std::vector<color_channels> found = all.empty() ? grey_layers(file) : all;
-    if (found.empty()) {
-        throw headless::host_error("has no colour channels; there are: " +
-                                   listed_channels(file));
-    }
-    const auto name_of = [&](const color_channels& c) {
-        const std::string name = layer_name(file, c);
-        return name.empty() ? std::string("(unnamed)") : name;
-    };
-    const std::string choices = listed(found, name_of);
-    if (!layer.empty()) {
-        std::erase_if(found, [&](const auto& c) { return !is_called(file, c, layer); });
-        if (found.empty()) {
-            throw headless::host_error("has no layer \"" + layer +
-                                       "\"; there are: " + choices);
-        }
-    } else if (std::ranges::count(found, "", &color_channels::layer) == 1) {
-        std::erase_if(found, [](const auto& c) { return !c.layer.empty(); });
-    }
-    if (found.size() == 1) return found.front();
-    throw headless::host_error("has several pictures; choose one by --layer: " +
-                               listed(found, name_of));
+std::vector<channel_place> depth_candidates(const picture& file,
+                                            const color_channels& color) {
+    return places_of(sorted_candidates(file, color));
 }
 
 std::optional<channel_place> choose_depth(const picture& file,
                                           const color_channels& color,
                                           const std::string& name) {
-    if (!name.empty()) return named_channel(file, name);
-
-    // beside the colour
-    const OIIO::ImageSpec& spec = file[color.part].spec;
-    for (const char* last : {"Z", "depth.Z", "Depth.Z"}) {
-        if (const auto z = find_channel(spec, {color.layer, last})) {
-            return channel_place{color.part, *z};
-        }
-    }
-    // of the same view, else anywhere
-    const auto is_z = [](const std::string& channel) {
-        return split_name(channel).is_depth();
-    };
-    if (file.size() > 1 && !view(spec).empty()) {
-        const auto found =
-            channels_where(file, [&](const auto& other, const auto& channel) {
-                return is_z(channel) && view(other) == view(spec);
-            });
-        if (!found.empty()) return only(file, found);
-    }
-    return only(file, channels_where(file, [&](const auto&, const auto& channel) {
-                    return is_z(channel);
-                }));
+    if (!name.empty()) return named_channel(file, color, name);
+    return likeliest(file, sorted_candidates(file, color));
 }
 
 std::vector<channel_place> other_channels(const picture& file,
                                           const color_channels& color,
                                           const std::optional<channel_place>& depth) {
-    std::vector<channel_place> others =
-        channels_where(file, [](auto&, auto&) { return true; });
+    std::vector<channel_place> others = all_channels(file);
     std::erase_if(others, [&](const channel_place& p) {
         if (p == depth) return true;
         return p.part == color.part &&
@@ -201,9 +177,26 @@ std::vector<channel_place> other_channels(const picture& file,
     return others;
 }
 
+std::string full_name(const picture& file, const channel_place& place) {
+    const std::string part = part_name(file[place.part].spec);
+    const std::string& name = name_of(file, place);
+    // "depth.Z" in the part "depth": the part need not be named again
+    return file.size() == 1 || name.starts_with(part + ".") ? name : part + "." + name;
+}
+
 std::string listed_channels(const picture& file,
                             const std::vector<channel_place>& channels) {
-    return listed(channels, [&](const channel_place& p) { return full_name(file, p); });
+    std::vector<std::string> names;
+    for (const channel_place& place : channels) names.push_back(full_name(file, place));
+    return headless::joined(names);
+}
+
+std::string listed_channels(const picture& file) {
+    std::vector<channel_place> all = all_channels(file);
+    std::ranges::stable_sort(all, {}, [&](const channel_place& place) {
+        return kind_of_depth(file[place.part].spec, place.channel);
+    });
+    return listed_channels(file, all);
 }
 
 }  // namespace focusfall

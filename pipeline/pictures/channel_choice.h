@@ -7,20 +7,10 @@
 #include <string>
 #include <vector>
 
+#include "pipeline/pictures/channel_names.h"
 #include "pipeline/pictures/picture.h"
 
 namespace focusfall {
-
-// A channel's name in its two halves: "left.R" is the channel R of the layer "left".
-struct channel_name {
-    std::string layer;  // what stands before the last dot; may be empty
-    std::string last;
-
-    bool is_depth() const { return last == "Z"; }
-    std::string full() const { return layer.empty() ? last : layer + "." + last; }
-};
-
-channel_name split_name(const std::string& name);
 
 // The channel of that name, where the part has it.
 std::optional<std::size_t> find_channel(const OIIO::ImageSpec& spec,
@@ -34,27 +24,44 @@ struct channel_place {
     friend bool operator==(const channel_place&, const channel_place&) = default;
 };
 
-// Red, green, blue and alpha of one part. A grey picture has one channel for all colours.
+// Red, green, blue and alpha of one part. A grey picture has one channel for all colours;
+// one of red and green alone has no blue, which then is 0.
 struct color_channels {
     std::size_t part = 0;
-    std::string layer;  // of all their names; may be empty
+    std::string layer;  // of their names, of red's at least; may be empty
     std::size_t red = 0;
     std::size_t green = 0;
-    std::size_t blue = 0;
+    std::optional<std::size_t> blue = 0;
     std::optional<std::size_t> alpha;
 
     bool is_grey() const { return red == green; }
 };
 
-// The colour: the part, view or layer called `layer`, or when that is empty the only one,
-// or the only one without a layer. Throws host_error, without the file's name, that lists
-// the choices when there are several or none.
+// All pictures of the file, those that a person most likely means first. Without any, all
+// grey or incomplete ones.
+std::vector<color_channels> color_candidates(const picture& file);
+
+// The name by which `choose_color` finds that picture and no other.
+std::string layer_name(const picture& file, const color_channels& color);
+
+// The colour: the part, view or layer called `layer`, the end of such a name, or the view
+// layer that it begins with; when several answer to it, the one that is most likely the
+// picture itself. When `layer` is empty, that one of all. Throws host_error, without the
+// file's name, that lists the choices when none stands out, or there are none.
 color_channels choose_color(const picture& file, const std::string& layer);
 
-// The depth: the channel called `name`, perhaps with its part or view before a dot, or
-// when that is empty the Z of the colour's layer, part or view, or the file's only Z.
-// Nothing when the file has none. Throws host_error, without the file's name, that lists
-// the choices when there are several, and for a name that is not there.
+// The views of the file in its order; empty for a file without.
+std::vector<std::string> views(const picture& file);
+
+// All channels that look like depth, those that most likely belong to `color` first.
+std::vector<channel_place> depth_candidates(const picture& file,
+                                            const color_channels& color);
+
+// The depth: the channel or layer called `name`, perhaps with its part or view before a
+// dot, or the end of such a name; what is nearest to the colour when several are. When
+// `name` is empty, the likeliest candidate. Nothing when the file has none. Throws
+// host_error, without the file's name, that lists the choices when none stands out, and
+// for a name that is not there.
 std::optional<channel_place> choose_depth(const picture& file,
                                           const color_channels& color,
                                           const std::string& name);
@@ -64,9 +71,14 @@ std::vector<channel_place> other_channels(const picture& file,
                                           const color_channels& color,
                                           const std::optional<channel_place>& depth);
 
+// The name by which `choose_depth` finds that channel.
+std::string full_name(const picture& file, const channel_place& place);
+
 // The names of channels with commas between, each with its part's where there are several
 // parts.
 std::string listed_channels(const picture& file,
                             const std::vector<channel_place>& channels);
+// The same of all channels, those that look like depth first.
+std::string listed_channels(const picture& file);
 
 }  // namespace focusfall

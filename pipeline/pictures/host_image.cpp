@@ -52,7 +52,7 @@ void load_color(const picture_part& part, const color_channels& color, const win
                 const color_encoding& encoding, Image& image) {
     load_component(part, color.red, area, image, Image::RED);
     load_component(part, color.green, area, image, Image::GREEN);
-    load_component(part, color.blue, area, image, Image::BLUE);
+    if (color.blue) load_component(part, *color.blue, area, image, Image::BLUE);
     if (color.alpha) load_component(part, *color.alpha, area, image, Image::ALPHA);
 
     const bool multiply =

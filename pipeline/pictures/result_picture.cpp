@@ -102,7 +102,7 @@ picture_part changed_part(const picture_part& part, OIIO::ImageSpec spec) {
 void store_color(const Image& result, const color_channels& color, picture_part& part) {
     store_component(result, Image::RED, part, color.red);
     store_component(result, Image::GREEN, part, color.green);
-    store_component(result, Image::BLUE, part, color.blue);
+    if (color.blue) store_component(result, Image::BLUE, part, *color.blue);
     if (color.alpha) store_component(result, Image::ALPHA, part, *color.alpha);
 }
 
@@ -144,10 +144,14 @@ output_headers headers_for(const input_picture& input, TypeDesc type) {
 
     color_channels& color = headers.color = input.color;
     OIIO::ImageSpec& spec = headers.specs[color.part];
-    if (!color.alpha) color.alpha = add_channel(spec, {color.layer, "A"}, type);
-    for (const std::size_t c : {color.red, color.green, color.blue, *color.alpha}) {
+    if (!color.alpha) {
+        const std::string red = split_name(spec.channelnames[color.red]).last;
+        color.alpha = add_channel(spec, {color.layer, alpha_beside(red)}, type);
+    }
+    for (const std::size_t c : {color.red, color.green, *color.alpha}) {
         set_type(spec, c, type);
     }
+    if (color.blue) set_type(spec, *color.blue, type);
     if (const auto target = depth_target(input)) {
         headers.depth = *target;
         set_type(headers.specs[target->part], target->channel, TypeDesc::FLOAT);
@@ -206,7 +210,7 @@ picture only_color(const input_picture& input, const Image& result, bool has_alp
     output.push_back(empty_part(color_spec(input, type, with_alpha)));
     color_channels stored{0, "", 0, 0, 0, std::nullopt};
     if (!input.color.is_grey()) stored = {0, "", 0, 1, 2, std::nullopt};
-    if (with_alpha) stored.alpha = stored.blue + 1;
+    if (with_alpha) stored.alpha = *stored.blue + 1;
     store_color(*image, stored, output[0]);
     output[0].spec.attribute("oiio:UnassociatedAlpha", whole_numbers ? 1 : 0);
     return output;

@@ -60,8 +60,10 @@ input_picture chosen_input(picture headers, const load_choices& choices, bool ha
         input_depth(input, has_map ? "" : choices.depth_channel, needs_depth && !has_map);
     if (needs_depth && !has_map && !input.depth) {
         throw host_error(
-            "has no depth channel Z; give a depth map by --depth-map, a channel by "
-            "--depth-channel, or one of the colours by --set BlurChannel=Red");
+            "has no depth channel; give a depth map by --depth-map, a channel by "
+            "--depth-channel (there are: " +
+            listed_channels(input.file) +
+            "), or one of the colours by --set BlurChannel=Red");
     }
     const OIIO::ImageSpec& spec = input.file[input.color.part].spec;
     input.encoding = choices.encoding ? *choices.encoding : stored_encoding(spec);
