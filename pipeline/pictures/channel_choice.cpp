@@ -164,6 +164,15 @@ std::optional<channel_place> choose_depth(const picture& file,
     return likeliest(file, sorted_candidates(file, color));
 }
 
+void expect_same_view(const picture& file, const color_channels& color,
+                      const channel_place& depth) {
+    if (nearness_of(file, depth, color) != nearness::OTHER_VIEW) return;
+    throw host_error("has no depth of the view " +
+                     view_of(file[color.part].spec, color.layer) +
+                     "; name one for all views by --depth-channel: " +
+                     listed_channels(file, depth_candidates(file, color)));
+}
+
 std::vector<channel_place> other_channels(const picture& file,
                                           const color_channels& color,
                                           const std::optional<channel_place>& depth) {

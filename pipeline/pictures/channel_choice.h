@@ -53,6 +53,15 @@ color_channels choose_color(const picture& file, const std::string& layer);
 // The views of the file in its order; empty for a file without.
 std::vector<std::string> views(const picture& file);
 
+// Stands for every view of a file among the names of layers.
+inline constexpr const char* ALL_VIEWS = "all-views";
+
+// The colours of several layers, each once, by names as above; no name gives the picture
+// itself. ALL_VIEWS stands alone, and gives the picture of every view. Throws host_error,
+// without the file's name, as above, and for ALL_VIEWS of a file without views.
+std::vector<color_channels> choose_colors(const picture& file,
+                                          const std::vector<std::string>& layers);
+
 // All channels that look like depth, those that most likely belong to `color` first.
 std::vector<channel_place> depth_candidates(const picture& file,
                                             const color_channels& color);
@@ -65,6 +74,11 @@ std::vector<channel_place> depth_candidates(const picture& file,
 std::optional<channel_place> choose_depth(const picture& file,
                                           const color_channels& color,
                                           const std::string& name);
+
+// Throws host_error, without the file's name, when `depth` shows another view than
+// `color`.
+void expect_same_view(const picture& file, const color_channels& color,
+                      const channel_place& depth);
 
 // All channels but those of the colour and the depth, in the order of the file.
 std::vector<channel_place> other_channels(const picture& file,

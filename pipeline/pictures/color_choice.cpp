@@ -235,8 +235,31 @@ color_channels choose_color(const picture& file, const std::string& layer) {
     if (std::ranges::count(found, best, &ranked_layer::rank) == 1) {
         return found.front().color;
     }
-    throw host_error("has several pictures; choose one by --layer: " +
-                     listed_layers(file, found));
+    throw host_error(
+        "has several pictures; choose one by --layer: " + listed_layers(file, found) +
+        (views(file).size() > 1 ? std::string(", or ") + ALL_VIEWS : ""));
+}
+
+std::vector<color_channels> choose_colors(const picture& file,
+                                          const std::vector<std::string>& layers) {
+    if (layers.empty()) return {choose_color(file, "")};
+    const bool all_views = std::ranges::count(layers, ALL_VIEWS) > 0;
+    if (all_views && layers.size() > 1) {
+        throw host_error(std::string(ALL_VIEWS) + " stands alone, without other layers");
+    }
+    const std::vector<std::string> names = all_views ? views(file) : layers;
+    if (names.empty()) {
+        throw host_error("has no views; leave out --layer " + std::string(ALL_VIEWS));
+    }
+    std::vector<color_channels> colors;
+    for (const std::string& name : names) {
+        color_channels color = choose_color(file, name);
+        const bool is_new = std::ranges::none_of(colors, [&](const auto& other) {
+            return other.part == color.part && other.red == color.red;
+        });
+        if (is_new) colors.push_back(std::move(color));
+    }
+    return colors;
 }
 
 std::vector<std::string> views(const picture& file) {

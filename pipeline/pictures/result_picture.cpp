@@ -246,6 +246,14 @@ std::string expected_losses(const input_picture& input, const picture_format& fo
     return "";
 }
 
+std::optional<channel_place> written_depth(const input_picture& input,
+                                           const picture& output) {
+    if (const auto target = depth_target(input)) return target;
+    const auto added =
+        find_channel(output[input.color.part].spec, {input.color.layer, "Z"});
+    return added ? std::optional(channel_place{input.color.part, *added}) : std::nullopt;
+}
+
 picture result_picture(const input_picture& input, const Image& result,
                        const picture_format& format, const output_choices& choices,
                        const std::string& record) {

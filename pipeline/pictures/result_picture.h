@@ -33,4 +33,8 @@ picture result_picture(const input_picture& input, const Image& result,
                        const picture_format& format, const output_choices& choices,
                        const std::string& record);
 
+// Where such a picture, an `output` with all channels, has the depth that the tool used.
+std::optional<channel_place> written_depth(const input_picture& input,
+                                           const picture& output);
+
 }  // namespace focusfall

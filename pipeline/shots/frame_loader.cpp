@@ -39,15 +39,26 @@ void move_display(picture& file, const window& to) {
     }
 }
 
-// The depth of the input. Several candidates are a fault only if one is needed.
-std::optional<channel_place> input_depth(const input_picture& input,
-                                         const std::string& name, bool needed) {
-    if (needed || !name.empty()) return choose_depth(input.file, input.color, name);
+// The depth of a colour. Several candidates are a fault only if one is needed.
+std::optional<channel_place> depth_of(const picture& file, const color_channels& color,
+                                      const std::string& name, bool needed) {
+    if (needed || !name.empty()) return choose_depth(file, color, name);
     try {
-        return choose_depth(input.file, input.color, name);
+        return choose_depth(file, color, name);
     } catch (const host_error&) {
         return std::nullopt;
     }
+}
+
+// The depth of a layer besides the first: a view has its own, other layers share one.
+std::optional<channel_place> further_depth(const input_picture& input,
+                                           const color_channels& color,
+                                           const load_choices& choices, bool needed) {
+    if (choices.layers.front() != ALL_VIEWS || !input.depth) return input.depth;
+    const std::string name = needed ? choices.depth_channel : "";
+    const auto own = depth_of(input.file, color, name, needed);
+    if (needed && name.empty()) expect_same_view(input.file, color, *own);
+    return own;
 }
 
 // What is taken of an input with these headers.
@@ -55,9 +66,10 @@ input_picture chosen_input(picture headers, const load_choices& choices, bool ha
                            bool needs_depth) {
     input_picture input;
     input.file = std::move(headers);
-    input.color = choose_color(input.file, choices.layer);
-    input.depth =
-        input_depth(input, has_map ? "" : choices.depth_channel, needs_depth && !has_map);
+    const std::vector<color_channels> colors = choose_colors(input.file, choices.layers);
+    input.color = colors.front();
+    input.depth = depth_of(input.file, input.color, has_map ? "" : choices.depth_channel,
+                           needs_depth && !has_map);
     if (needs_depth && !has_map && !input.depth) {
         throw host_error(
             "has no depth channel; give a depth map by --depth-map, a channel by "
@@ -68,9 +80,18 @@ input_picture chosen_input(picture headers, const load_choices& choices, bool ha
     const OIIO::ImageSpec& spec = input.file[input.color.part].spec;
     input.encoding = choices.encoding ? *choices.encoding : stored_encoding(spec);
     input.display = display_window(spec);
-    input.area = united(input.display, data_window(spec));
-    if (input.depth) {
-        input.area = united(input.area, data_window(input.file[input.depth->part].spec));
+    input.area = input.display;
+    for (const color_channels& color : colors) {
+        if (&color != &colors.front()) {
+            input.further.push_back(
+                {color, further_depth(input, color, choices, needs_depth && !has_map)});
+        }
+        const auto& depth =
+            input.further.empty() ? input.depth : input.further.back().depth;
+        input.area = united(input.area, data_window(input.file[color.part].spec));
+        if (depth) {
+            input.area = united(input.area, data_window(input.file[depth->part].spec));
+        }
     }
     return input;
 }
@@ -192,6 +213,10 @@ loaded_frame frame_loader::load(opened_frame opened) {
         input.file = opened.input_reader.read();
         frame.image =
             host_image(input.file, input.color, input.depth, input.area, input.encoding);
+        for (const further_layer& layer : input.further) {
+            frame.further.push_back(host_image(input.file, layer.color, layer.depth,
+                                               input.area, input.encoding));
+        }
         frame.depth_map = depth_map(opened);
         frame.input = std::move(input);
         return frame;

@@ -10,6 +10,7 @@
 #include <filesystem>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "host/api/image.h"
 #include "pipeline/pictures/input_picture.h"
@@ -28,7 +29,7 @@ struct frame_files {
 
 // How files are to be read.
 struct load_choices {
-    std::string layer;          // optional: empty stands for the layer without a name
+    std::vector<std::string> layers;  // names or ALL_VIEWS; optional: the picture itself
     std::string depth_channel;  // optional; of the depth map if there is one, else of the
                                 // input
     std::optional<color_encoding> encoding;  // else what the files say
@@ -51,8 +52,9 @@ struct opened_frame {
 struct loaded_frame {
     input_picture input;
     Owned<Image> image;
-    Owned<Image> depth_map;   // null: none
-    Owned<Image> blur_image;  // null: none
+    std::vector<Owned<Image>> further;  // of the input's further layers
+    Owned<Image> depth_map;             // null: none
+    Owned<Image> blur_image;            // null: none
 };
 
 // Keeps the last depth map and blur image, for the frames that they serve as well. It may

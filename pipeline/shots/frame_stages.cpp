@@ -84,13 +84,10 @@ void rendering_stage::run(frame_job& job) {
     run_stage(job, &frame_report::render_seconds, [&] {
         tell_notes(job);
         job.record = record_of(tool_, job.report.frame, options_.tool_name);
-        headless::frame frame = rendered(job);
-        check_stopped(observer_);
-        if (frame.how == headless::frame::end::ABORTED) throw interrupted();
-        if (frame.how == headless::frame::end::FAILED) {
-            throw host_error(job.report.files.input.string() + ": " + frame.error);
+        job.result = rendered(job, 0);
+        for (std::size_t i = 1; i <= job.loaded.further.size(); ++i) {
+            job.further_results.push_back(rendered(job, i));
         }
-        job.result = std::move(frame.image);
     });
 }
 
@@ -112,18 +109,49 @@ void rendering_stage::tell_notes(const frame_job& job) {
          expected_losses(job.loaded.input, format_, options_.output_as));
 }
 
-headless::frame rendering_stage::rendered(const frame_job& job) {
+// Layer 0 is the first, others are the further ones.
+Owned<Image> rendering_stage::rendered(const frame_job& job, std::size_t layer) {
     const TimeStamp time = job.report.frame;
     const loaded_frame& loaded = job.loaded;
     headless::render_order order{
         .time = time,
         .instead = overscan_scale(tool_, time, loaded.input.display, loaded.input.area),
-        .images = {{"Input", loaded.image.get()}},
-        .progress = [&](double part) { observer_.renders(job.before, part); }};
+        .images = {{"Input",
+                    (layer == 0 ? loaded.image : loaded.further[layer - 1]).get()}},
+        .progress = [&](double part) {
+            const auto layers = static_cast<double>(1 + loaded.further.size());
+            observer_.renders(job.before, (static_cast<double>(layer) + part) / layers);
+        }};
     // a tool without a lens may have no such connections
     if (loaded.depth_map) order.images["DepthMap"] = loaded.depth_map.get();
     if (loaded.blur_image) order.images["BlurImage"] = loaded.blur_image.get();
-    return tool_.render(order);
+    headless::frame frame = tool_.render(order);
+    check_stopped(observer_);
+    if (frame.how == headless::frame::end::ABORTED) throw interrupted();
+    if (frame.how == headless::frame::end::FAILED) {
+        throw host_error(job.report.files.input.string() + ": " + frame.error);
+    }
+    return std::move(frame.image);
+}
+
+// Each further layer takes the picture with those before it as its input.
+picture writing_stage::output_of(const frame_job& job) const {
+    const input_picture& input = job.loaded.input;
+    picture output =
+        result_picture(input, *job.result, format_, options_.output_as, job.record);
+    const std::optional<channel_place> first_depth = written_depth(input, output);
+    for (std::size_t i = 0; i < input.further.size(); ++i) {
+        const auto& [color, depth] = input.further[i];
+        const input_picture next{.file = std::move(output),
+                                 .color = color,
+                                 .depth = depth == input.depth ? first_depth : depth,
+                                 .encoding = input.encoding,
+                                 .display = input.display,
+                                 .area = input.area};
+        output = result_picture(next, *job.further_results[i], format_,
+                                options_.output_as, job.record);
+    }
+    return output;
 }
 
 void writing_stage::run(frame_job& job) {
@@ -131,9 +159,7 @@ void writing_stage::run(frame_job& job) {
         const frame_files& files = job.report.files;
         const input_picture& input = job.loaded.input;
         check_stopped(observer_);
-        write_picture(
-            result_picture(input, *job.result, format_, options_.output_as, job.record),
-            files.output);
+        write_picture(output_of(job), files.output);
         check_stopped(observer_);
         if (!files.preview.empty()) {
             write_preview(*cropped(*job.result, input.area, input.display),

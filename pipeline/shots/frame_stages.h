@@ -5,6 +5,7 @@
 
 #include <cstddef>
 #include <string>
+#include <vector>
 
 #include "host/headless_host.h"
 #include "pipeline/pictures/picture_format.h"
@@ -19,8 +20,9 @@ struct frame_job {
     std::size_t before = 0;  // frames to render before it
     FrameForecast forecast;  // by the reading stage, as the next
     loaded_frame loaded;
-    Owned<Image> result;  // by the rendering stage, as the next
-    std::string record;   // the tool and its values, for whoever finds the picture
+    Owned<Image> result;  // by the rendering stage, as the next two
+    std::vector<Owned<Image>> further_results;
+    std::string record;  // the tool and its values, for whoever finds the picture
 };
 
 // Reads the input of a frame, when it is known to fit into memory.
@@ -50,7 +52,7 @@ class rendering_stage {
 
   private:
     void tell_notes(const frame_job& job);
-    headless::frame rendered(const frame_job& job);
+    Owned<Image> rendered(const frame_job& job, std::size_t layer);
 
     const shot_options& options_;
     const picture_format format_;
@@ -70,6 +72,8 @@ class writing_stage {
     void run(frame_job& job);
 
   private:
+    picture output_of(const frame_job& job) const;
+
     const shot_options& options_;
     const picture_format format_;
     shot_observer& observer_;

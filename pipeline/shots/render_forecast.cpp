@@ -46,15 +46,18 @@ std::uint64_t stored_bytes(const picture& file) {
 }
 
 // Bytes of the picture to write: the parts that the tool changes are as large as its
-// area.
+// area. With several layers, which may be in all parts, it is made in steps, of which two
+// exist at a time.
 std::uint64_t written_bytes(const input_picture& input) {
     std::uint64_t bytes = stored_bytes(input.file);
     for (std::size_t i = 0; i < input.file.size(); ++i) {
-        if (i != input.color.part && (!input.depth || i != input.depth->part)) continue;
+        const bool is_changed =
+            i == input.color.part || (input.depth && i == input.depth->part);
+        if (!is_changed && input.further.empty()) continue;
         bytes +=
             pixels_of(input.area) * (input.file[i].spec.pixel_bytes(true) + ADDED_BYTES);
     }
-    return bytes;
+    return input.further.empty() ? bytes : 2 * bytes;
 }
 
 }  // namespace
@@ -72,7 +75,8 @@ FrameForecast forecast_of(const headless::tool& tool, TimeStamp time,
 std::uint64_t render_bytes(const opened_frame& opened, const FrameForecast& forecast,
                            bool in_shot) {
     const input_picture& input = opened.input;
-    const std::uint64_t image = pixels_of(input.area) * IMAGE_BYTES;
+    const std::uint64_t layers = 1 + input.further.size();
+    const std::uint64_t image = pixels_of(input.area) * IMAGE_BYTES * layers;
     const bool has_map = !opened.files.depth_map.empty();
     const std::uint64_t read = stored_bytes(input.file) + image * (has_map ? 2 : 1);
     const std::uint64_t blur_image =

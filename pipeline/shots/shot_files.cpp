@@ -2,6 +2,7 @@
 
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <map>
 #include <optional>
 #include <set>
@@ -52,6 +53,17 @@ void check_patterns(const shot_options& options) {
         throw host_error(
             file + ": has a place for a frame number; give --frames, or another name");
     }
+}
+
+// Other formats than those with named channels hold one picture.
+void check_layers(const shot_options& options) {
+    const auto& layers = options.load.layers;
+    const bool are_several =
+        layers.size() > 1 || std::ranges::count(layers, ALL_VIEWS) > 0;
+    if (!are_several || format_of(options.output).has_named_channels) return;
+    throw host_error(options.output +
+                     ": holds one picture, and --layer asks for several; write an "
+                     "OpenEXR file");
 }
 
 void check_log(const shot_options& options, const std::set<file_identity>& inputs) {
@@ -112,6 +124,7 @@ bool are_there(const frame_files& files) {
 
 void check_names(const shot_options& options) {
     check_patterns(options);
+    check_layers(options);
     const std::set<file_identity> inputs = input_identities(options);
     check_log(options, inputs);
     check_outputs(options, inputs);

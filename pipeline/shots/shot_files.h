@@ -19,7 +19,8 @@ bool are_there(const frame_files& files);
 
 // Checks the names before anything is written. Throws headless::host_error that names the
 // file when a name has a place for a frame number and there are no frames, when an output
-// or the log is an input, when two outputs are one file, and when a folder is missing.
+// or the log is an input, when two outputs are one file, when a folder is missing, and
+// when the output has no room for several layers.
 void check_names(const shot_options& options);
 
 }  // namespace focusfall

@@ -6,8 +6,11 @@ void input_options::add_to(CLI::App& verb, const std::string& purpose) {
     verb.add_option("input", input, purpose)->required()->type_name("FILE");
     verb.add_option("--depth-map", depth_map, "Picture with the depth")
         ->type_name("FILE");
-    verb.add_option("--layer", load.layer, "Layer, view or part with the colour")
-        ->type_name("NAME");
+    verb.add_option("--layer", load.layers,
+                    "Layer, view or part with the colour, or all-views (repeatable: "
+                    "layers share one depth, views have their own)")
+        ->type_name("NAME")
+        ->allow_extra_args(false);
     verb.add_option("--depth-channel", load.depth_channel, "Channel with the depth")
         ->type_name("NAME");
     verb.add_option_function<std::string>(
