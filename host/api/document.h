@@ -1,5 +1,5 @@
 #pragma once
-// The document that a tool lives in, for a tool its way to the console.
+// The document that contains a tool. A tool uses it to print to the host's console.
 
 #include <functional>
 #include <string>
@@ -18,8 +18,8 @@ class HOST_API FusionDoc {
     // An empty `console` swallows what is printed.
     explicit FusionDoc(Console console);
 
-    // Prints to part `sub_id` of the console, like std::printf. Throws what the console
-    // throws. [any thread]
+    // Prints to part `sub_id` of the console, like std::printf, as one text. Throws
+    // std::bad_alloc, and what the console throws. [any thread]
 #if defined(__GNUC__)
     __attribute__((format(printf, 3, 4)))
 #endif

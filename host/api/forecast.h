@@ -1,5 +1,5 @@
 #pragma once
-// What a tool says of a frame before it is rendered.
+// A tool's forecast of a frame: its blur and its memory, before it is rendered.
 
 #include <cstdint>
 #include <functional>
@@ -11,11 +11,12 @@
 struct FrameShape {
     std::int32_t width = 0;  // of the input, pixels
     std::int32_t height = 0;
-    bool has_blur_image =
-        false;  // an image will be connected that gives the blur's shape
+    // an image will be connected that gives the blur's shape
+    bool has_blur_image = false;
 };
 
-// By default it says nothing, as a tool does that has no blur by depth.
+// The forecast of one frame. As constructed, it is that of a tool that does not blur by
+// depth.
 struct FrameForecast {
     // Which component of the depth image is read.
     Image::Component depth = Image::Z;
@@ -26,10 +27,10 @@ struct FrameForecast {
     // destroyed while the tool is there. [any thread]
     std::function<float(float depth)> blur_of;
     // What an artist would change, as in "lower MaxBlurSize, or raise ...".
-    std::string less_blur;
-    std::string more_blur;
-    // Memory that the tool takes beside the images that come and go, bytes, and which of
-    // these a smaller blur would save.
+    std::string less_blur;  // to blur less; a clause for messages, without a full stop
+    std::string more_blur;  // likewise, to blur more
+    // Estimate of the memory that the tool needs for the frame, bytes, without its input
+    // and output images; `blur_bytes` is the part that a smaller blur would save.
     std::uint64_t bytes = 0;
     std::uint64_t blur_bytes = 0;
 };

@@ -9,10 +9,13 @@
 
 #include "host/api/parameter.h"
 
-// A pixel is a run of floats: blue, green, red, alpha, Z, then any number of further
-// components. A kernel image has the first four only. Row 0 is the top scanline.
+// A pixel is a run of floats: blue, green, red, alpha, Z (depth), then any number of
+// further components. By convention colours are linear and premultiplied by alpha, which
+// nothing here checks. A kernel image has the first four components only. Row 0 is the
+// top scanline. An image has no display or data window: a program that reads files knows
+// which area of them it made an image of. Values may be non-finite.
 //
-// Whoever calls NewImage or ResizeOfImage owns the result until it is released or handed
+// Whoever calls NewImage or ResizeOfImage owns the result, and calls Release or hands it
 // over. Several threads may read an image, or write different pixels of it; after it was
 // handed to an input or resized, its pixels must not change any more.
 class HOST_API Image : public Parameter {
@@ -20,7 +23,7 @@ class HOST_API Image : public Parameter {
     enum Component : std::int32_t { BLUE, GREEN, RED, ALPHA, Z };
     // The depth code of an image of the first four components, 32-bit floats.
     static constexpr std::int32_t FOUR_FLOATS = 7;
-    // What an image keeps beside its pixels once it was resized, bytes a pixel.
+    // Memory that an image keeps beside its pixels once it was resized, bytes per pixel.
     static constexpr std::size_t RESIZE_BYTES = 4 * sizeof(double);
 
     // Pixels are not initialised. Throws std::runtime_error for a size or a component
@@ -39,17 +42,18 @@ class HOST_API Image : public Parameter {
         return pixels_.get() + Index(x, y);
     }
 
-    // A new image with this picture in another size. Tags: 0x10000000 width, 0x10000001
-    // height (default: as this one), 0x10000003 depth code
+    // A new image with this picture in another size, in pixels; the caller owns it. Tags:
+    // 0x10000000 width, 0x10000001 height (default: as this one), 0x10000003 depth code
     // (FOUR_FLOATS: the first four components, absent: all).
     //
     // The filter is a box as wide as one destination pixel, but at least one source
     // pixel: shrinking gives area-weighted means, enlarging gives linear interpolation.
-    // The picture stays centred and beyond its edges the box holds less. Values that are
-    // not finite count as 0, but a copy in the same size keeps them. For results of up to
-    // four components the first call sums up the picture (RESIZE_BYTES a pixel are kept);
-    // from then on the time depends on the size of the result alone. For more components
-    // every call sums up the picture. Throws like the constructor. [any thread]
+    // The picture stays centred; a box that reaches past its edge averages the part that
+    // is inside. Non-finite values count as 0, but a copy in the same size keeps them.
+    // For results of up to four components the first call sums up the picture
+    // (RESIZE_BYTES per pixel are kept); from then on the time depends on the size of the
+    // result alone. For more components every call sums up the picture. Throws like the
+    // constructor. [any thread]
     template <HOST_TAG_TYPES>
     Image* ResizeOfImage(HOST_TAG_PAIRS) const {
         return ResizeOfImageList(HOST_TAG_LIST);
@@ -74,10 +78,12 @@ class HOST_API Image : public Parameter {
     mutable std::unique_ptr<AreaSums> sums_;  // made by the first ResizeOfImage
 };
 
+// NewImage, with its tags in a list.
 HOST_API Image* NewImageList(const TagList& tags);
 
-// A new image, not initialised. Tags: 0x60020000 the image that it is modelled on (size
-// and components), 0x10020000 width, 0x10020001 height, 0x10020002 depth code
+// A new image, not initialised; the caller owns it. Tags: 0x60020000 the image that it is
+// modelled on (size and components; without one there are five components and no default
+// size), 0x10020000 width and 0x10020001 height in pixels, 0x10020002 depth code
 // (FOUR_FLOATS); 0x18020000 is accepted, its value means nothing to this host.
 // Throws like Image's constructor. [any thread]
 template <HOST_TAG_TYPES>

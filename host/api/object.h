@@ -17,6 +17,7 @@ class HOST_API LuaClass {
     virtual ~LuaClass();
 };
 
+// The next two add nothing here; the host's chain of base classes has them.
 class HOST_API ScriptObject : public LuaClass {};
 
 // The underscore is the host's: its class chain has this name.
@@ -38,8 +39,8 @@ class HOST_API RefObject : public _Object {
 // An object with attributes.
 class HOST_API Object : public RefObject {
   public:
-    // Changes attributes of the object: pairs closed by 0. What a class does with them
-    // stands with that class; others are ignored. [any thread]
+    // Changes attributes of the object: pairs closed by 0. The comment on a class says
+    // which tags it knows; others are ignored. Throws std::bad_alloc. [any thread]
     template <HOST_TAG_TYPES>
     void SetAttrs(HOST_TAG_PAIRS) {
         SetAttrsList(HOST_TAG_LIST);

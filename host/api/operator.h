@@ -17,7 +17,7 @@ struct OperatorState;  // the host's own
 // and Process for frames [a render thread, one frame at a time].
 class HOST_API Operator : public Object {
   public:
-    // The host's stock class hooks for a Registry; both always agree.
+    // The host's stock class hooks for a Registry; both always return true.
     static bool RegInit(Registry* record);
     static bool RegCleanup(Registry* record);
 
@@ -25,14 +25,16 @@ class HOST_API Operator : public Object {
     Operator(Registry* record, const ScriptVal& table, TagList* tags);
     ~Operator() override;
 
-    // Renders the request and hands the result to an output.
+    // Renders the request and hands the result to an output. A tool that stops because of
+    // IsAborted hands over nothing. What it throws fails the frame, and nothing else.
     virtual void Process(Request* request) = 0;
     // Says what the request's frame will need and show; its images are not there yet.
     // Changes nothing: frames may render meanwhile. [any thread]
     virtual FrameForecast Forecast(Request* request, const FrameShape& shape) const;
     // Learns that `input` has a new value at `time`; any of the pointers may be null. The
     // host does not report values that the tool itself sets, so tools need no guard
-    // against reports that chase each other.
+    // against reports that set off one another. What it throws passes to the caller of
+    // the edit.
     virtual void NotifyChanged(Input* input, Parameter* param, TimeStamp time,
                                TagList* tags);
 
@@ -45,21 +47,24 @@ class HOST_API Operator : public Object {
     // Not called before the tool is constructed. [any thread]
     virtual const char* ControlHelp(const FuID& id) const;
 
-    // Opens a page; the inputs that follow stand on it.
+    // The three functions below are for the tool's constructor; all throw std::bad_alloc.
+    //
+    // Opens a page of controls, which shows the inputs that are added after it.
     template <HOST_TAG_TYPES>
     void AddControlPage(const FuID& name, HOST_TAG_PAIRS) {
         AddControlPageList(name, HOST_TAG_LIST);
     }
     // Adds a control or an image connection and gives its handle, which the host owns and
     // which lives as long as the tool. A second request for an identifier gives the
-    // handle of the first, which takes its name, tags and default. Never null. Tags:
-    // host/control.h.
+    // handle of the first, and replaces the name, tags and default of that control. Never
+    // null. The tags are listed in host/control.h.
     template <HOST_TAG_TYPES>
     Input* AddInput(const FuID& name, const FuID& id, HOST_TAG_PAIRS) {
         return AddInputList(name, id, HOST_TAG_LIST);
     }
     Input* AddInputList(const FuID& name, const FuID& id, const TagList& tags);
-    // The same for a result.
+    // Adds a result of the tool, likewise; a second request for an identifier gives the
+    // same handle.
     template <HOST_TAG_TYPES>
     Output* AddOutput(const FuID& name, const FuID& id, HOST_TAG_PAIRS) {
         return AddOutputList(name, id, HOST_TAG_LIST);
@@ -84,6 +89,7 @@ class HOST_API Operator : public Object {
     void ReportStep(double part);
     // Where the tool prints to; null while it is constructed.
     FusionDoc* Document();
+    // The host's own data of this tool; tools leave it alone.
     OperatorState& HostState() { return *state_; }
 
   private:
@@ -97,7 +103,7 @@ class HOST_API Operator : public Object {
 // A tool that spreads work over the host's threads.
 class HOST_API ThreadedOperator : public Operator {
   public:
-    static const FuID ClassID;
+    static const FuID ClassID;  // for the base class in a registration
 
     using Operator::Operator;
 
@@ -106,6 +112,8 @@ class HOST_API ThreadedOperator : public Operator {
 
     // Calls ProcessChunk for 0 .. chunks - 1 on the worker threads, this one among them,
     // and returns when all are done. The first exception of a chunk ends the work: chunks
-    // that have not begun are left out, and it is thrown again here.
+    // that have not begun are left out, and it is thrown again here. An abort does not:
+    // chunks look at IsAborted themselves. Reports the chunks that are done as parts of
+    // the present step. [the render thread]
     void DoMultiProcess(Request* request, std::int32_t chunks);
 };

@@ -17,6 +17,8 @@ class ScriptVal {};
 // What the scripting side knows of a class.
 class HOST_API ScriptInfo {
   public:
+    // `base` is the scripting base class and `help` a text; this host, which has no
+    // scripts, keeps both and reads neither.
     ScriptInfo(int version, FuID class_id, std::string base, std::string help);
     ScriptInfo(const ScriptInfo&) = delete;
     ScriptInfo& operator=(const ScriptInfo&) = delete;
@@ -48,19 +50,23 @@ class ScriptInfoT : public ScriptInfo {
 // Makes a tool instance; null when there is no memory. May throw what the tool's
 // constructor throws. The caller owns the tool.
 using ToolFactory = Operator*(Registry*, const ScriptVal&, TagList*);
-// Called when a class is registered, and before it goes; false refuses it.
+// Called for a class after its library was loaded, where false leaves the class out, and
+// before the library is unloaded, where the result does not matter. [the thread that
+// loads or unloads]
 using RegistryHook = bool(Registry*);
 
 // The host's list of classes, one for the whole process. [any thread]
 class HOST_API ClassRegistry {
   public:
+    // The list of this process. Never throws.
     static ClassRegistry& Global();
 
-    // Adds a record, which must live until it is removed.
+    // Adds a record, which must live until it is removed. Throws std::bad_alloc.
     void Add(Registry* record);
     // Forgets a record; nothing happens when it is not in the list.
     void Remove(Registry* record);
-    std::vector<Registry*> Records() const;  // in the order of registration
+    // All records, borrowed, in the order of registration. Throws std::bad_alloc.
+    std::vector<Registry*> Records() const;
 
   private:
     mutable std::mutex mutex_;
@@ -72,7 +78,8 @@ class HOST_API ClassRegistry {
 //   ScriptInfo*, 0x60000011 FuID* of the base class; 0x30000002 display name, 0x30000003
 //   category, 0x30000004 short name, 0x30000005 description, 0x30000007 about text,
 //   0x30000008 build date, 0x30000009 company, 0x3000000a help link; 0x10000004 and
-//   0x10000017 number of a bitmap resource. Others are kept for whoever asks for them.
+//   0x10000017 number of a bitmap resource. Other tags are kept, and shown by Tags().
+//   Pointers are borrowed and must live as long as the record. Throws std::bad_alloc.
 class HOST_API Registry {
   public:
     template <HOST_TAG_TYPES>

@@ -6,13 +6,14 @@
 #include "host/api/image.h"
 #include "host/api/parameter.h"
 
-using TimeStamp = double;  // frames; fractions lie between frames
+// A time, in frames; fractions are between frames.
+using TimeStamp = double;
 
 // One order for a frame at a time. The host takes all values of the tool when it makes
 // the request: edits during the render show in the next frame. [the render thread]
 class HOST_API Request {
   public:
-    struct State;  // the host's own
+    struct State;  // the host's side, see host/request_state.h
     explicit Request(std::unique_ptr<State> state);
     ~Request();
     Request(const Request&) = delete;
@@ -32,21 +33,24 @@ class HOST_API Request {
 class HOST_API Input : public Object {
   public:
     // The value for this request: an image, a number or a text; null when nothing is
-    // connected. The request owns it.
+    // connected. The request owns it. Never throws.
     virtual Parameter* GetValue(Request* request) = 0;
-    // The value at `time`, as GetValue. The caller releases it.
+    // The present value at `time`, of the same kinds as GetValue's. The caller releases
+    // it. Throws std::bad_alloc.
     virtual Parameter* GetSource(TimeStamp time) = 0;
     // Gives the control a value at `time`, which is copied and kept within the control's
     // range: on an animated control, or in answer to a key, as a key, else for all times.
-    // The tool that sets it is not notified of it.
+    // The tool that sets it is not notified of it. A value that the control cannot hold,
+    // such as a non-finite number, makes the edit under way fail; without an edit it
+    // throws std::runtime_error.
     virtual void SetSource(const Parameter& value, TimeStamp time) = 0;
 };
 
 // A result of a tool; owned by the tool's host.
 class HOST_API Output : public Object {
   public:
-    // Hands the result over: the caller's reference to `image` becomes the request's. No
-    // tags are known. [the render thread]
+    // Hands the result over: the caller's reference to `image` becomes the request's,
+    // which releases an image that was set before. No tags are known. [the render thread]
     template <HOST_TAG_TYPES>
     void Set(Request* request, Image* image, HOST_TAG_PAIRS) {
         SetList(request, image, HOST_TAG_LIST);

@@ -1,9 +1,12 @@
 #pragma once
 // Tag lists: the (tag, value) pairs, closed by the tag 0, that most host calls take.
 //
-// A tag is a 32-bit number whose high hexadecimal digit tells what its value is: 1 an
+// A tag is a 32-bit number whose high hexadecimal digit is the kind of its value: 1 an
 // integer, 2 a double, 3 a text, 6 a pointer, 8 an identifier. A pair whose value is of
 // another kind does not compile, nor does a tag without a value.
+//
+// It is longer than a header should be: the checks are templates, and the macros at the
+// end spell out sixteen pairs.
 
 #include <concepts>
 #include <cstdint>
@@ -59,7 +62,8 @@ struct CheckedTag {
 template <class Value>
 using TagOf = CheckedTag<std::type_identity_t<Value>>;
 
-// One pair. Texts are copied; pointers are borrowed from the caller.
+// One pair. Texts, which must not be null, are copied; pointers are borrowed from the
+// caller.
 struct TagPair {
     using Function = void (*)();
     using Value = std::variant<std::monostate, std::int32_t, double, std::string, FuID,
@@ -92,8 +96,8 @@ struct TagPair {
     }
 };
 
-// An ordered list of pairs, which a tag may stand in more than once (the items of a
-// button list). A plain value: copies are independent, no threads of its own.
+// An ordered list of pairs, in which a tag may occur more than once (the items of a
+// button list). A plain value: copies are independent, and threads may read one at once.
 class HOST_API TagList {
   public:
     TagList() = default;
@@ -104,12 +108,13 @@ class HOST_API TagList {
     // Adds the pairs of `more` behind its own.
     void Append(const TagList& more);
 
-    // The value of the first pair that bears `tag`, else `fallback` or null.
+    // The value of the first pair with `tag`, else `fallback`. Throws
+    // std::bad_variant_access when there is one whose value is of another kind.
     std::int32_t Integer(Tag tag, std::int32_t fallback) const;
     double Number(Tag tag, double fallback) const;
     std::string Text(Tag tag) const;  // empty when absent
     FuID ID(Tag tag) const;           // empty when absent
-    // Null when absent. The type is the caller's word: a list does not know it.
+    // Null when absent. T must be the type that was put in: the list does not know it.
     template <class T>
     T* Pointer(Tag tag) const {
         const TagPair* pair = Find(tag);
