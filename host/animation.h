@@ -15,21 +15,23 @@ struct key {
     friend bool operator==(const key&, const key&) = default;
 };
 
-// What lies between two keys.
+// How values run from one key to the next.
 enum class interpolation {
     LINEAR,
     SMOOTH,  // a curve without corners that stays between the keys
     STEP,    // each key's value up to the next key
 };
 
-// A constant, or keys in ascending order of time with the first value before the first
-// key and the last value after the last. A plain value.
+// A number over time: a constant, or keys in ascending order of time. Before its first
+// key an animation has the first value, after its last key the last. A plain value:
+// threads may read one at once.
 class HOST_API animation {
   public:
-    // The same value at all times; `between` counts once keys are added.
+    // The same value at all times; `between` matters once keys are added. Throws
+    // std::bad_alloc, like everything here that copies keys.
     explicit animation(double constant, interpolation between = interpolation::LINEAR);
-    // `keys` in ascending order of time, all times finite, none twice; throws
-    // std::invalid_argument else.
+    // `keys`, at least one, in ascending order of time, all times finite, none twice;
+    // throws std::invalid_argument otherwise.
     animation(std::vector<key> keys, interpolation between);
 
     bool is_animated() const { return animated_; }

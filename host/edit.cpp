@@ -2,8 +2,7 @@
 // answer. The rules:
 //
 // 1. The tool is notified of what an artist edits, never of what it sets itself. So
-// values
-//    that depend on each other in a circle come to rest after one round.
+//    values that depend on each other in a circle come to rest after one round.
 // 2. An edit of one value (`set`) is one notification. What the tool sets in answer is a
 //    key when the edited or the answering control is animated, else a constant.
 // 3. An edit of a whole control (`replace`, and `restore` for each saved control) is one

@@ -1,5 +1,5 @@
 #pragma once
-// Faults on purpose, for tests of how a tool takes them.
+// Deliberate faults, for tests of how a tool handles them.
 
 #include <functional>
 
@@ -7,9 +7,10 @@
 
 namespace headless {
 
-// Calls `hook` whenever an image is about to be made, by the host or a tool; it may throw
-// in the place of a failing allocation, or abort a render. An empty function ends that.
-// Not to be called while images are made on another thread.
+// Calls `hook` whenever an image is about to be made, by the host or a tool, on the
+// thread that makes it. The hook may throw, as an allocation that fails would, or abort a
+// render. An empty function ends that. Not to be called while another thread makes
+// images.
 HOST_API void set_image_hook(std::function<void()> hook);
 
 }  // namespace headless

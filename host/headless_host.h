@@ -16,8 +16,8 @@ namespace headless {
 
 class plugin_library;
 
-// A registered class, in the texts of its registration; those that it lacks are empty. A
-// plain value, but for `tags`.
+// A registered class, as its registration describes it; texts that it does not give are
+// empty. A plain value, except for the pointers in `tags`.
 struct class_info {
     std::string id;
     std::string name;
@@ -30,7 +30,7 @@ struct class_info {
     std::string help_link;
     std::string base_class;
     int bitmap = 0;  // number of a resource of the library, 0: none
-    TagList tags;    // their pointers lead into the plug-in, while it is loaded
+    TagList tags;    // all of them; their pointers are valid while the plug-in is loaded
 };
 
 // Loads plug-ins and makes tools. Callable from one thread at a time; the tools that it
@@ -62,14 +62,14 @@ class HOST_API host {
     // Forgets all plug-ins: classes() is empty until others are loaded. Tools live on; a
     // library leaves the memory with the last tool made from it. Never throws.
     void unload_plugins();
-    // The classes of the loaded plug-ins, in the order of loading and registration. Never
-    // throws but for memory.
+    // The classes of the loaded plug-ins, in the order of loading and registration.
+    // Throws nothing but std::bad_alloc.
     std::vector<class_info> classes() const;
-    // A new tool of a loaded class. Throws host_error for an unknown class, and when the
-    // class gives no instance, and what the tool's constructor throws.
+    // A new tool of a loaded class. Throws host_error for an unknown class and when the
+    // class makes no instance, and what the tool's constructor throws.
     std::unique_ptr<tool> create_tool(std::string_view class_id);
-    // A tool of a class that is linked into the program, see ClassRegistry. Throws as
-    // above.
+    // A tool of a class that is linked into the program, see ClassRegistry; the record
+    // must outlive the tool. Throws as above.
     std::unique_ptr<tool> create_tool(Registry& linked_class);
 
   private:

@@ -21,7 +21,8 @@ std::function<void()>& image_hook() {
     return hook;
 }
 
-constexpr std::int32_t KEPT_COMPONENTS = 4;  // whose sums an image keeps
+// An image keeps its sums for results of up to this many components.
+constexpr std::int32_t KEPT_COMPONENTS = 4;
 
 std::int32_t component_count(std::int32_t depth_code, std::int32_t otherwise) {
     return depth_code == Image::FOUR_FLOATS ? 4 : otherwise;
@@ -45,14 +46,15 @@ std::size_t pixel_floats(std::int32_t width, std::int32_t height,
     return pixels * per_pixel;
 }
 
-// Where the edges of one box lie along an axis: the running sums to its end minus those
-// to its start, each interpolated between two lattice lines.
+// One box of the filter along an axis, as lines of the summed-area table and their
+// weights: the sum up to its end minus the sum up to its start, each interpolated between
+// two lines, divided by its length.
 struct box {
     std::size_t line[4] = {};  // start, start + 1, end, end + 1
     double weight[4] = {};
 };
 
-// The boxes along an axis of `source` pixels for `size` results.
+// The boxes along an axis of `source` pixels for `size` pixels of the result.
 std::vector<box> boxes(std::int32_t source, std::int32_t size) {
     const double scale = static_cast<double>(source) / size;
     const double half = std::max(scale, 1.0) * 0.5;

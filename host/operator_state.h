@@ -23,6 +23,7 @@ struct control_group {
     edit_scope* edit = nullptr;  // the edit under way, which takes what the tool sets
 };
 
+// An output of a tool: the image that it is given becomes the request's result.
 class result_output final : public Output {
   public:
     explicit result_output(std::string id) : id_(std::move(id)) {}
@@ -48,11 +49,11 @@ struct OperatorState {
     FusionDoc* document = nullptr;
     headless::worker_pool* workers = nullptr;
 
-    // the render thread's
+    // only touched by the render thread
     headless::progress_counter progress;
 
-    // the editing thread's
-    std::string page;  // new inputs stand on it
+    // only touched by the editing thread
+    std::string page;  // the one that shows the inputs that are added next
     int base_notifications = 0;
     std::optional<headless::base_notification> last_base_notification;
 };

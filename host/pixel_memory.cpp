@@ -11,7 +11,7 @@ namespace headless {
 
 namespace {
 
-// 4 MB: smaller ones are the allocator's to keep
+// 4 MB: the allocator itself keeps smaller blocks
 constexpr std::size_t LARGE_FLOATS = std::size_t{1} << 20;
 
 struct kept_block {
@@ -35,8 +35,8 @@ std::unique_ptr<float[]> exchange_kept(std::unique_ptr<float[]> pixels,
     return std::exchange(block.pixels, std::move(pixels));
 }
 
-// Asks for large pages where the pixels fill some: every page that is touched for the
-// first time costs a fault, and an image is all such pages.
+// Asks for large pages where the pixels fill at least one: the first touch of a page
+// costs a fault, and a new image consists of such pages.
 void prefer_large_pages([[maybe_unused]] float* pixels,
                         [[maybe_unused]] std::size_t floats) {
 #if defined(__linux__)
@@ -52,7 +52,7 @@ void prefer_large_pages([[maybe_unused]] float* pixels,
 
 std::unique_ptr<float[]> new_pixels(std::size_t floats) {
     if (floats >= LARGE_FLOATS) {
-        // a block of another size goes, so that no frame needs more memory for it
+        // a kept block of another size is freed: no frame needs more memory because of it
         std::size_t size = 0;
         auto pixels = exchange_kept(nullptr, size);
         if (pixels && size == floats) return pixels;

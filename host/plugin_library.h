@@ -11,7 +11,8 @@
 namespace headless {
 
 // Loads a library, which registers its classes, and unloads it when destroyed. The same
-// file may be loaded several times; it stays until the last of them goes.
+// file may be loaded several times; it stays in memory until the last of these objects is
+// destroyed. [one thread at a time]
 class plugin_library {
   public:
     // Throws host_error when `path` cannot be loaded or registers no class.
@@ -20,7 +21,8 @@ class plugin_library {
     plugin_library(const plugin_library&) = delete;
     plugin_library& operator=(const plugin_library&) = delete;
 
-    // Its records, in the order of registration.
+    // Its records, in the order of registration, without those whose hook refused.
+    // Borrowed; valid as long as this object.
     const std::vector<Registry*>& records() const { return records_; }
 
   private:

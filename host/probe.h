@@ -1,5 +1,5 @@
 #pragma once
-// What only tests ask of a tool: what it told its base class, beyond what a user sees.
+// For tests: what a tool told its base class, beyond what a user sees.
 
 #include <optional>
 #include <string>
@@ -32,13 +32,15 @@ struct visibility_change {
     friend bool operator==(const visibility_change&, const visibility_change&) = default;
 };
 
-// Every page, input and output that the tool asked for, in order, repeats included.
+// Every page, input and output that the tool asked for, in order, repeats included. Valid
+// as long as the tool. [any thread]
 HOST_API const std::vector<addition>& additions(tool& tool);
 // How many notifications the tool passed on to its base class, and the last of them. [the
 // editing thread]
 HOST_API int base_notifications(tool& tool);
 HOST_API const std::optional<base_notification>& last_base_notification(tool& tool);
-// What the tool showed and hid when it was notified last, in order, repeats included.
+// What the tool showed and hid in its last notification, in order, repeats included. [any
+// thread]
 HOST_API std::vector<visibility_change> visibility_changes(tool& tool);
 
 }  // namespace headless

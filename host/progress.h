@@ -11,7 +11,7 @@ namespace headless {
 // The progress of one frame: parts that never fall, with 1 as the last. [render thread]
 class progress_counter {
   public:
-    progress_counter() = default;  // for nobody
+    progress_counter() = default;  // reports to nobody
     explicit progress_counter(frame_progress receiver) : receiver_(std::move(receiver)) {}
 
     bool is_wanted() const { return static_cast<bool>(receiver_); }

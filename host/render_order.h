@@ -15,10 +15,11 @@ namespace headless {
 // Called on the render thread. It may abort the tool; what it throws fails the frame.
 using frame_progress = std::function<void(double part)>;
 
-// What to render. A value comes, in this order, from `instead` or `images`, from the
-// control's curve at `time` or the image connected to it. What the order brings counts
-// for this frame alone: the tool keeps its own values and is not notified, so that
-// controls which follow one another do not follow: order all that differ.
+// What to render. A value comes from `instead` or `images` if it is there, else from the
+// control's curve at `time` or the image connected to it. What the order brings is used
+// for this frame alone: the tool keeps its own values and is not notified. So controls
+// that depend on each other (an f-stop and an aperture) do not adjust: order all that
+// differ.
 struct render_order {
     using value = std::variant<double, std::string>;
 

@@ -13,7 +13,7 @@ namespace headless {
 
 namespace {
 
-// `given` as the control takes it. Throws host_error for a value of another kind.
+// `given` as the control accepts it. Throws host_error for a value that it cannot take.
 Owned<Parameter> ordered_value(const control& input, const render_order::value& given) {
     const auto* words = std::get_if<std::string>(&given);
     if (words && !input.info().is_number()) {

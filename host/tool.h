@@ -36,14 +36,14 @@ class HOST_API tool {
     // the nearest name. [any thread]
     const control& find(std::string_view id) const;
 
-    // Edits, as an artist makes them; edit.cpp tells how the tool's answers are taken.
+    // Edits, as an artist makes them; edit.cpp says what becomes of the tool's answers.
     // The tool is notified of each edit, but not of values that it sets in answer.
     // Numbers are kept within the range of their control. Each gives the controls whose
     // value, connection or visibility it changed, in the order of controls(). All throw
     // host_error for an unknown control, a value that it cannot take, a control of
     // another kind, and a value that makes the tool set one that does not fit: then
-    // nothing has changed. What the tool throws when it is notified passes through after
-    // the edit.
+    // nothing has changed. What the tool throws when it is notified passes through; the
+    // edited value stays. [the editing thread]
     using changes = std::vector<const control*>;
 
     // Gives a value at `time`, in frames: on an animated control a key, else for all
@@ -57,22 +57,23 @@ class HOST_API tool {
     // interpolation.
     changes replace(std::string_view id, control_value value);
     // Gives controls the values of a saved flow. As `replace` in the order of the
-    // controls, but values that the tool sets in answer stand only where `values` has
-    // none.
+    // controls, except that values which the tool sets in answer count only for controls
+    // that are not in `values`.
     changes restore(const std::map<std::string, control_value>& values);
     // Connects an image of five components or more, which the host shares, or disconnects
     // with null.
     changes connect(std::string_view id, Image* image);
-    // Reports the present value of every button list and checkbox, as a host does that
-    // opens the tool's page, so that the tool lays out its controls.
+    // Notifies the tool of the value at time 0 of every button list and checkbox, as a
+    // host does when it opens the tool's page, so that the tool lays out its controls.
     changes open_page();
 
     // Renders one frame, see render_order. Faults, those of the order among them, come
     // back in the result; nothing is thrown. Returns when the workers have let go of the
     // frame. [one thread at a time, any]
     frame render(const render_order& order = {});
-    // What the tool says of the frame of that order beforehand; images need not be
-    // connected yet. Throws host_error for values that the order gets wrong. [any thread]
+    // The tool's forecast of the frame of that order; images need not be connected yet.
+    // Throws host_error for an unknown control or a value that it cannot take in the
+    // order. [any thread]
     FrameForecast forecast(const render_order& order, const FrameShape& shape) const;
     // Makes this render, or the next one, stop, and all that follow until clear_abort.
     // Safe in a signal handler. [any thread]

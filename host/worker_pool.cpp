@@ -8,7 +8,8 @@ namespace headless {
 
 namespace {
 
-// So often a person who waits, or wants to stop, is heard.
+// Between reports while waiting: short enough that progress, and a wish to stop, are felt
+// to be immediate.
 constexpr std::chrono::milliseconds REPORT_EVERY(50);
 
 }  // namespace
@@ -110,7 +111,7 @@ void worker_pool::serve() {
         while (current->do_piece()) {
         }
         lock.lock();
-        // nothing is left to begin: no other worker need look at it
+        // nothing is left to begin: no other worker needs to look at it
         std::erase(jobs_, current);
         if (--current->helpers == 0) worker_left_.notify_all();
     }

@@ -18,12 +18,12 @@ namespace headless {
 // Receives how many pieces of all are done, 0 <= done <= all.
 using progress_function = std::function<void(std::int32_t done, std::int32_t all)>;
 
-// Threads that are kept from one piece of work to the next. Several threads may call run
-// at once; they share the workers.
+// Threads that are kept from one run to the next. Several threads may call run at once;
+// they share the workers.
 class HOST_API worker_pool {
   public:
-    // `threads` counts the caller of run, so 1 makes no further thread; below 1: as many
-    // as the machine has processors. There are fewer when the system gives no more.
+    // `threads` counts the caller of run, so 1 starts no further thread; below 1: as many
+    // as the machine has processors. When the system refuses threads, there are fewer.
     explicit worker_pool(int threads);
     ~worker_pool();
     worker_pool(const worker_pool&) = delete;
@@ -37,7 +37,7 @@ class HOST_API worker_pool {
     // the first exception is thrown here. `progress` is called on this thread with counts
     // that never fall: after each piece that it does, every 50 ms while it waits for the
     // others, the last time with all. What it throws counts as an exception of a piece. A
-    // piece may call run too.
+    // piece may call run too. [any thread]
     void run(std::int32_t pieces, const std::function<void(std::int32_t)>& work,
              const progress_function& progress);
 
