@@ -40,6 +40,7 @@ Image* new_kernel(const focusfall_interface& params, double diameter,
     return kernel.release();
 }
 
+// The four components of `picture` in the size of a kernel; the caller owns the result.
 Image* resized(const Image& picture, double width_diameter, double height_diameter,
                std::int32_t min_size) {
     const double width = std::max(width_diameter, static_cast<double>(min_size));

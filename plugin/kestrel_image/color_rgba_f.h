@@ -1,8 +1,8 @@
 #pragma once
 // The pixel of the colour accumulator.
 
-// Four floats in this memory order; in an image each pixel lies on a 16-byte boundary, so
-// that it can be loaded and stored as one vector.
+// Four floats in this memory order: premultiplied colour and alpha. In an image each
+// pixel starts on a 16-byte boundary, so that it can be loaded and stored as one vector.
 struct color_rgba_f {
     float r;
     float g;

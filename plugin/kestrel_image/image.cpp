@@ -24,7 +24,8 @@ image_base::~image_base() = default;
 void image_base::resize(std::int32_t new_width, std::int32_t new_height) {
     width = new_width;
     height = new_height;
-    // wraps for absurd widths instead of being undefined; new_buffer then has no memory
+    // unsigned, so that an absurd width wraps; new_buffer then finds rows too short for
+    // it
     const auto bytes =
         static_cast<std::uint32_t>(pixel_size) * static_cast<std::uint32_t>(width);
     row_stride = static_cast<std::int32_t>((bytes + 15) & ~15U);
@@ -42,8 +43,9 @@ image<T>::~image() {
     image<T>::clear();
 }
 
-// Sizes are 32-bit numbers. A buffer whose size in bytes does not fit counts as one
-// without memory: a wrapped size would give a buffer smaller than its rows.
+// A new buffer for a channel; null when there is no memory. Sizes are 32-bit numbers, and
+// one in bytes that does not fit counts as too large: wrapped, it would give a buffer
+// smaller than its rows.
 template <class T>
 T* image<T>::new_buffer() const {
     const std::int64_t row_bytes = static_cast<std::int64_t>(pixel_size) * width;

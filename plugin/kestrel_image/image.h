@@ -10,8 +10,9 @@
 
 namespace kestrel_image {
 
-// What all images share: one size, and operations on channels by name. No locks: one
-// thread at a time, workers write only through pointers that were fetched before.
+// What all images share: one size, and operations on channels by name. There are no
+// locks: one thread at a time calls these functions, and workers write pixels only
+// through pointers that were fetched before.
 class image_base {
   public:
     explicit image_base(std::int32_t pixel_size_in_bytes);
@@ -20,7 +21,8 @@ class image_base {
     virtual ~image_base();
 
     // Gives the image a size in pixels. Every channel gets a new, unset buffer, also when
-    // the size stays as it was. A buffer without memory is reported by get_channel_data.
+    // the size stays the same. Does not throw when memory runs out: get_channel_data
+    // reports it.
     virtual void resize(std::int32_t new_width, std::int32_t new_height);
     // Fills a channel with zero, except the padding of its rows; creates it if missing.
     // Throws like get_channel_data.
@@ -58,8 +60,8 @@ class image : public image_base {
 
     // Start of row `row` of channel `name`; a channel the image lacks is created, unset.
     // `row` is not checked. Borrowed until the next resize, remove_channel or clear.
-    // Throws std::runtime_error when the channel has no memory, now and on every further
-    // call.
+    // Throws std::runtime_error, now and on every further call, when the channel has no
+    // memory, or would need more than 2^31 - 1 bytes.
     T* get_channel_data(const std::string& name, std::uint32_t row);
 
   private:

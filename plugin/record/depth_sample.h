@@ -2,13 +2,13 @@
 // One source pixel on its way into the blur.
 
 struct depth_sample {
-    float x;  // pixels; a pixel's own sample lies on whole numbers
+    float x;  // pixels; a whole number where the sample is a pixel of the input
     float y;
-    float r;
+    float r;  // premultiplied colour, as in the image; may be non-finite
     float g;
     float b;
     float a;
     float depth;   // distance from the camera, millimetres
-    float weight;  // of the whole sample; 1 for a pixel's own
+    float weight;  // factor for its kernel; 1 where the sample is a pixel of the input
 };
 static_assert(sizeof(depth_sample) == 32);

@@ -1,6 +1,8 @@
 #pragma once
 // The render record: everything that one frame needs, and the operations that fill and
-// use it. One is part of every tool. Which folder defines an operation stands beside it.
+// use it. Every tool contains one. The comment on an operation begins with the plug-in
+// folder that defines it. It is longer than a header should be, as one frame's state is
+// listed in one place.
 
 #include <atomic>
 #include <cmath>
@@ -19,23 +21,23 @@
 #include "plugin/kestrel_image/image.h"
 #include "plugin/record/depth_sample.h"
 
-// The index of an item of "BlurStyle".
+// The items of the list "BlurStyle", by index.
 enum blur_style_code : std::int32_t { DISK, POLYGON, GAUSSIAN, AIRY_DISK, LAPLACIAN };
 
-// What the kernels depend on.
+// The part of the record that kernels depend on.
 class filter_interface {
   public:
-    Image* reference_image =
-        nullptr;  // colour image of the render; kernels are modelled on it
+    // colour image of the render; kernels are modelled on it
+    Image* reference_image = nullptr;
     // Written by NotifyChanged too while a frame renders, without a lock by design: a
     // frame takes the style that it finds, and the edit that changed it asks for another
     // frame.
     std::atomic<std::int32_t> blur_style = DISK;
     std::int32_t polygon_side_count = 6;
     double kernel_angle = 0.0;  // radians
-    double bad_bokeh = 0.0;     // 0 .. 1
+    double bad_bokeh = 0.0;     // 0 and up: the rim is 1 + 4 * bad_bokeh times the middle
 
-    // The kept handles: borrowed from the host, constant once the tool is built.
+    // The controls' handles: borrowed from the host, constant once the tool is built.
     Input* blur_style_input = nullptr;
     Input* bad_bokeh_input = nullptr;
     Input* kernel_angle_input = nullptr;
@@ -52,7 +54,8 @@ class focusfall_interface : public filter_interface {
                             float normalize_default);
     void add_style_controls(Operator& tool, double default_style);
 
-    // tool/: keep the controls consistent. [user-interface side]
+    // tool/: keep the controls consistent after an edit, and show those that matter; null
+    // pointers are ignored, other than in change_style. [user-interface side]
     void on_input_changed(Input* input, Parameter* param, TimeStamp time);
     void change_style(Parameter* param);  // stores the style and lays out its controls
     void set_depth_enabled(bool enabled);
@@ -60,15 +63,15 @@ class focusfall_interface : public filter_interface {
 
     // render/: reads every control at the request's time, chooses the depth image,
     // prepares the accumulators and computes `focus_depth` and `max_coc`. Throws
-    // std::runtime_error when the depth image is not as large as `color`, or for want of
-    // memory. [render thread, before the chunks]
+    // std::runtime_error when the depth image is not as large as `color`, and like
+    // prepare_accumulators. [render thread, before the chunks]
     void read_settings(Request* request, Image* color);
     // render/: gives the accumulators the size of `color` and clears them. A tool that
     // may do without them overrides this and calls it once it needs them. Throws
-    // std::runtime_error for want of memory, which counts from 2 GB for each accumulator
-    // on. [render thread, before the chunks]
+    // std::runtime_error when memory runs out, or an accumulator would need 2 GB or more.
+    // [render thread, before the chunks]
     virtual void prepare_accumulators(const Image& color);
-    // render/: what the controls of depth and lens say, through a function that gives a
+    // render/: the depth and lens controls, read through `number_of`, which gives a
     // control's number. Reads nothing else that a render changes. [any thread]
     lens::settings lens_settings(const std::function<double(Input*)>& number_of) const;
     // render/: reads the controls that shape the kernels. [render thread]
@@ -77,33 +80,36 @@ class focusfall_interface : public filter_interface {
     // negative. Never throws; callable from any thread while the settings do not change.
     float depth_to_distance(float v) const;
 
-    // Whether a pixel with that alpha is a sample: transparent ones are only where the
-    // result is divided by its weight. And the distance of a sample in millimetres, from
-    // the depth image's value as it stands. [any thread while the settings do not change]
+    // Whether a pixel with that alpha is a sample. Transparent pixels are, if the result
+    // is divided by its weight, because they add to the weight. Never throws; callable
+    // from any thread while the settings do not change, like the next one.
     bool is_sample(float alpha) const;
+    // Distance of a sample in millimetres, at most `max_depth`, for a value of the depth
+    // image as it is: the sign does not matter.
     float sample_distance(float depth) const;
 
-    // splat/: adds one sample to the accumulators. [worker threads, several at once]
+    // splat/: adds one sample to the accumulators, as a copy of the kernel of its circle
+    // of confusion. [worker threads, several at once]
     void splat_sample(const depth_sample& s);
 
     // Depth processing is allowed: set by set_depth_enabled while a frame may be
     // rendering, without a lock by design, like `blur_style`.
     std::atomic<bool> depth_available = true;
     bool shrink_disk = false;  // makes the Disk smaller; no control sets it
-    float kernel_step =
-        lens::KERNEL_STEP_FLOAT;  // pixels of blur diameter from kernel to kernel
+    // step of the blur diameter from kernel to kernel, pixels
+    float kernel_step = lens::KERNEL_STEP_FLOAT;
+    // upper limit of every sample's distance, millimetres
     float max_depth =
-        static_cast<float>(static_cast<double>(std::numeric_limits<float>::max()) *
-                           0.5);  // cap of every sample's depth
+        static_cast<float>(static_cast<double>(std::numeric_limits<float>::max()) * 0.5);
 
-    // Row y is written under row_locks[y] while chunks run, and by the render thread
-    // else.
+    // Row y is written under row_locks[y] while chunks run, otherwise by the render
+    // thread.
     kestrel_image::image<color_rgba_f> color_accumulator;  // channel "OutRGBA"
     kestrel_image::image<float> weight_accumulator;        // channel "Norm"
     // Constant while chunks run: entry 0 is {1}, entry i the weights, row by row, of the
-    // kernel for a blur diameter of i * 0.01 pixels, or empty.
+    // kernel for a blur diameter of i * 0.01 pixels; empty where there is no such kernel.
     std::vector<std::vector<float>> kernels;
-    std::vector<boost::shared_ptr<boost::mutex>> row_locks;  // one an output row
+    std::vector<boost::shared_ptr<boost::mutex>> row_locks;  // one per output row
     color_rgba_f* out_rgba_data = nullptr;                   // row 0 of "OutRGBA"
     float* norm_data = nullptr;                              // row 0 of "Norm"
 
@@ -125,7 +131,7 @@ class focusfall_interface : public filter_interface {
     float normalize = 0.0F;
     float focus_depth = 0.0F;  // distance in focus, millimetres
     float max_coc = 0.0F;      // blur diameter at infinity and largest of all, pixels
-    float min_weight = 0.0F;   // kept for the flow; no computation reads it
+    float min_weight = 0.0F;   // belongs to saved flows; no computation reads it
     bool depth_enabled = true;
 
     Input* enable_depth_input = nullptr;  // null: the tool has no such control
@@ -146,14 +152,15 @@ class focusfall_interface : public filter_interface {
     Input* normalize_input = nullptr;
     Input* depth_map_input = nullptr;
 
-    Image* depth_image = nullptr;  // supplies depth in this frame; the request's
+    // the image that depth is read from in this frame; owned by the request
+    Image* depth_image = nullptr;
 
   private:
     void store_lens(const lens::settings& s, const lens::focus& f);  // render/
     void apply_mode_rule(TimeStamp time);                            // tool/
     void show_controls_of_style();                                   // tool/
 
-    // tool/: what the layout of the controls follows. [user-interface side]
+    // tool/: the settings that decide which controls are shown. [user-interface side]
     bool advanced_settings_ = false;
     bool normalized_depth_ = false;
 };

@@ -12,7 +12,7 @@
 
 namespace {
 
-constexpr double KERNELS_END = 0.1;  // part of the progress that the kernels take
+constexpr double KERNELS_END = 0.1;  // the frame's progress when the kernels are made
 
 }  // namespace
 
@@ -62,7 +62,7 @@ void render_driver::build_kernel_table() {
             make_kernel(*this, diameter, diameter, blur_image, KERNEL_MIN_SIZE));
         kernels.emplace_back();
         load_kernel_weights(*this, kernel.get(), kernels.back());
-        // their work grows with their area: that of all so far with the third power
+        // the time for kernel i grows with its area, that for all up to i with i^3
         const double part = static_cast<double>(i) / static_cast<double>(last);
         ReportStep(part * part * part);
     }

@@ -1,4 +1,4 @@
-// What a frame will need and show, from the controls alone.
+// Forecasts a frame's blur and memory from the controls alone.
 
 #include "plugin/render/footprint.h"
 #include "plugin/render/render_driver.h"
@@ -9,6 +9,7 @@ double value_of(Input* input, Request* request) {
     return dynamic_cast<Number&>(*input->GetValue(request)).Value();
 }
 
+// What an artist can change when the largest blur is a pixel or less.
 std::string cure_for_no_blur(const lens::settings& s, const lens::focus& f) {
     if (!(s.type > 0.5F)) return "raise MaxBlurSize";
     return f.max_coc > 0.0F
@@ -24,7 +25,7 @@ FrameForecast render_driver::Forecast(Request* request, const FrameShape& shape)
     const lens::focus f = lens::focus_of(s, shape.width);
     FrameForecast forecast;
     forecast.depth = component_of(lens::narrowed(value_of(blur_channel_input, request)));
-    // what is not above 0 blurs nothing: a focus nearer than the focal length
+    // a focus nearer than the focal length makes max_coc negative, and blurs nothing
     if (f.max_coc > 0.0F) forecast.largest_blur = static_cast<double>(f.max_coc);
     forecast.blur_of = [f](float depth) {
         if (!(f.max_coc > 1.0F)) return 0.0F;

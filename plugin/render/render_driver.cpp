@@ -18,7 +18,7 @@ void render_driver::Process(Request* request) {
     samples.clear();
 
     try {
-        // a largest blur of a pixel or less leaves a copy
+        // when no blur is wider than a pixel, the result is a copy
         const bool stopped = max_coc > 1.0F ? blur(request) : run_pixel_pass();
         if (stopped) return;
         output_output->Set(request, result.release(), 0);

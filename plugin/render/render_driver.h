@@ -9,14 +9,15 @@
 // Number of consecutive samples in one chunk of the splat.
 inline constexpr std::int32_t CHUNK_SAMPLES = 1000;
 
-// The render half of the tool class, which adds the controls and sets the three handles.
+// The render half of the tool class. The derived class adds the controls and sets the
+// three handles below.
 class render_driver : public ThreadedOperator, public focusfall_interface {
   public:
     using ThreadedOperator::ThreadedOperator;
 
     // Renders one frame and hands it to "Output"; an aborted or failed frame hands over
-    // nothing. Faults of the settings read are thrown; later ones are printed to the
-    // console as "Focusfall error: ...". [render thread]
+    // nothing. Errors while the settings are read are thrown; later ones are printed to
+    // the console as "Focusfall error: ...". [render thread]
     void Process(Request* request) override;
     // Scatters CHUNK_SAMPLES samples from chunk * CHUNK_SAMPLES on; the last chunk may be
     // shorter. Stops before the next sample once the host asks to. [worker threads,
@@ -28,29 +29,32 @@ class render_driver : public ThreadedOperator, public focusfall_interface {
     FrameForecast Forecast(Request* request, const FrameShape& shape) const override;
 
   protected:
-    // Memory of a frame for a forecast: all, and what a smaller `max_coc` would save.
+    // Memory of a frame for a forecast, bytes: all, and what a smaller `max_coc` would
+    // save.
     struct footprint {
         std::uint64_t bytes = 0;
         std::uint64_t blur_bytes = 0;
     };
-    // Memory of a frame with that `max_coc` beside its images. Tools that blur
-    // differently override this as well. [any thread]
+    // Estimate for a frame whose `max_coc` is `largest`, pixels, without its images.
+    // Tools that blur differently override this as well. Never throws. [any thread]
     virtual footprint frame_footprint(const FrameShape& shape, float largest) const;
 
     // Renders a frame whose `max_coc` is above 1 into `output_image`, which has no pixels
     // yet; true when the host asked to stop. The accumulators are clear before and hold
     // no memory after a frame that was finished. Tools that blur differently override
-    // this one. [render thread, which gives chunks to the workers]
+    // this one. Throws std::runtime_error or std::bad_alloc when memory runs out. [render
+    // thread, which gives chunks to the workers]
     virtual bool blur(Request* request);
 
-    // Copies the input with the depth in Z to the result and fills `samples`; true when
-    // the host asked to stop. [render thread]
+    // Copies the input, with Z replaced by the depth, to the result and fills `samples`;
+    // true when the host asked to stop. Throws std::bad_alloc. [render thread]
     bool run_pixel_pass();
 
-    // The clock of the processing time: milliseconds since some moment in the past;
-    // wraps.
+    // The clock for the processing time: milliseconds since some moment in the past;
+    // wraps after 2^32 of them.
     static std::uint32_t tick_count();
-    // Prints the time since `start` to the console, once a blurred frame.
+    // Prints the time since `start`, a tick_count, to the console: once for each blurred
+    // frame.
     void print_processing_time(std::uint32_t start);
 
     // The component of the depth image's pixels that `blur_channel` names.
@@ -63,18 +67,19 @@ class render_driver : public ThreadedOperator, public focusfall_interface {
     Input* blur_image_input = nullptr;
     Output* output_output = nullptr;
 
-    // of the current render, which owns none of them but lets go of `output_image`
+    // images of the current render: borrowed, from the request and from Process, which
+    // owns the output until it hands it over
     Image* input_image = nullptr;
     Image* output_image = nullptr;
     Image* blur_image = nullptr;  // null: nothing is connected
-    std::vector<depth_sample>
-        samples;  // filled by the pixel pass, only read by the chunks
+    // filled by the pixel pass, only read by the chunks
+    std::vector<depth_sample> samples;
 
   private:
     static Image::Component component_of(float channel);
 
     // The steps of the plain blur. [render thread]
     void build_kernel_table();     // fills `kernels`
-    void splat(Request* request);  // adds all samples, at least until the host stops it
+    void splat(Request* request);  // adds all samples, or fewer when the host stops it
     bool write_back();             // sums to pixels; true when the host asked to stop
 };

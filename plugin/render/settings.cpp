@@ -11,8 +11,9 @@ namespace {
 
 constexpr double RADIANS_PER_DEGREE = 0.017453292519943295;
 
-// Sliders end long before, but numbers may be typed. With brighter rims the sums of
-// kernels would leave the range of floats; what is inside is black beside this one too.
+// The largest "Bad Bokeh" that is used. The slider ends long before, but numbers may be
+// typed, and with brighter rims the sums of kernels would leave the range of floats. The
+// inside is black beside this rim already.
 constexpr double BRIGHTEST_RIM = 1e9;
 
 double value_of(Input* input, Request* request) {
@@ -23,7 +24,7 @@ float float_of(Input* input, Request* request) {
     return lens::narrowed(value_of(input, request));
 }
 
-// Truncated toward zero; beyond 32 bits the last number that they hold.
+// `value` truncated toward zero; the nearest 32-bit number when it does not fit.
 std::int32_t whole_number(double value) {
     using limits = std::numeric_limits<std::int32_t>;
     return static_cast<std::int32_t>(

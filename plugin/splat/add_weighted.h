@@ -24,8 +24,8 @@ inline void add_weighted(color_rgba_f& pixel, const float* color, float weight) 
     _mm_store_ps(&pixel.r, _mm_add_ps(_mm_load_ps(&pixel.r), scaled));
 }
 
-// Adds a run of `count` pixels: `weights` times `stamp_weight` to `norm`, and those times
-// `color` to `pixels`. The three arrays do not overlap.
+// Adds a run of `count` pixels: each weight times `stamp_weight` to `norm`, and that
+// product times `color` to `pixels`. The three arrays must not overlap.
 inline void add_run(color_rgba_f* __restrict pixels, float* __restrict norm,
                     const float* __restrict weights, const float* color,
                     float stamp_weight, std::int32_t count) {

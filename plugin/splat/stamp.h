@@ -15,9 +15,9 @@ struct stamp {
     float weight;  // of the whole stamp
 };
 
-// Adds to both accumulators what of the stamp lies in the rows first_row .. last_row of
-// the picture, in the colour of four floats r, g, b, a. Takes no locks: the caller sees
-// to it that no other thread writes these rows. Never throws.
+// Adds to both accumulators the part of the stamp in rows first_row .. last_row, which
+// must be rows of the picture; `color` is four floats r, g, b, a. Takes no locks: the
+// caller ensures that no other thread writes these rows. Never throws.
 inline void add_stamp(const focusfall_interface& record, const stamp& kernel,
                       const float* color, std::int32_t first_row, std::int32_t last_row) {
     const std::int32_t top = std::max(first_row, kernel.y - kernel.radius);

@@ -10,13 +10,13 @@ double number_of(const Parameter& param) {
     return dynamic_cast<const Number&>(param).Value();
 }
 
-// The present value of another control, in single precision as the lens is computed.
+// The value of another control at `time`, in single precision, as the lens is computed.
 float float_at(Input* input, TimeStamp time) {
     const Owned<Parameter> value(input->GetSource(time));
     return lens::narrowed(number_of(*value));
 }
 
-// Gives a control the quotient, which is finite: controls take no other numbers.
+// Sets a control to the quotient, limited to finite numbers: controls accept no others.
 void set_quotient(Input* input, float dividend, float divisor, TimeStamp time) {
     const float quotient = dividend / divisor;
     input->SetSource(AutoNumber(lens::narrowed(static_cast<double>(quotient))), time);

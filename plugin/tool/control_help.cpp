@@ -15,9 +15,8 @@ struct help_text {
 
 constexpr help_text HELP[] = {
     {"BlurChannel",
-     "The channel that holds the depth, of the depth map or of the picture. A colour "
-     "will "
-     "do."},
+     "The channel that holds the depth, of the depth map or of the picture; a colour "
+     "channel will do."},
     {"SettingsType",
      "Simple asks for the largest blur only; Advanced asks for a lens, and for what the "
      "values of the depth map mean."},
@@ -29,14 +28,13 @@ constexpr help_text HELP[] = {
      "Simple: the diameter of the largest blur, in percent of the picture's width."},
     {"FocalLength",
      "Advanced: the focal length of the lens in millimetres. Doubled, it makes the blur "
-     "four times as large; ApertureDiameter follows it."},
+     "about four times as large; ApertureDiameter follows it."},
     {"FStop",
      "Advanced: the f-stop of the lens. Doubled, it halves the blur; ApertureDiameter "
      "follows it."},
     {"ApertureDiameter",
      "Advanced: the diameter of the aperture in millimetres, FocalLength / FStop. An "
-     "edit "
-     "sets FStop."},
+     "edit sets FStop."},
     {"FilmbackWidth",
      "Advanced: the width of film or sensor in millimetres. The smaller it is, the more "
      "the same lens blurs."},

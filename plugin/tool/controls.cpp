@@ -45,6 +45,8 @@ void add_info_text(Operator& tool, const char* id, const char* name, const char*
 
 }  // namespace
 
+// It is longer than a function should be: one statement for each control, in the order of
+// the page, by which hosts number them.
 void focusfall_interface::add_depth_controls(Operator& tool, bool with_enable_depth,
                                              float normalize_default) {
     if (with_enable_depth) {

@@ -4,8 +4,9 @@ Focusfall::Focusfall(Registry* record, const ScriptVal& table, TagList* tags)
     : render_driver(record, table, tags) {
     AddControlPage("Controls", 0);
     add_depth_controls(*this, /*with_enable_depth=*/false, /*normalize_default=*/1.0F);
-    // A second time: flows were saved by a tool built so, and hosts number controls in
-    // the order of the requests. The handles of this request are the ones that are kept.
+    // Requested a second time on purpose: a host numbers controls in the order of the
+    // requests, and existing flows were saved by a tool that requested them twice. The
+    // handles of this request are the ones that are kept.
     add_style_controls(*this, DISK);
     add_info_controls(*this);
 

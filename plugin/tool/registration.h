@@ -5,11 +5,14 @@
 
 #include "plugin/tool/focusfall.h"
 
-// Announces `Tool` for as long as it lives: built when a plug-in library is loaded,
-// destroyed at unload. `id` lives as long. [loading thread]
+// Registers the class `Tool` for as long as this object lives: it is a static one, built
+// when the plug-in library is loaded and destroyed when it is unloaded. [the thread that
+// loads or unloads]
 template <class Tool>
 class tool_registration {
   public:
+    // `id` names the class to the host, the two names are shown to people. Throws
+    // std::bad_alloc.
     tool_registration(const char* id, const char* display_name, const char* short_name)
         : script_info_(1, id, "", ""),
           class_id_(id),
