@@ -15,7 +15,8 @@ using gather::TILE_COLUMNS;
 
 namespace {
 
-// From this reach on, in pixels, it pays to add several sources of weight 1 at once.
+// From this largest radius on, in pixels, it is faster to add several sources of weight 1
+// as one sum.
 constexpr std::int32_t SUMS_REACH = 4;
 
 // Kernels whose terms are made in one chunk.
@@ -187,7 +188,7 @@ void FocusfallFast::load_sources(std::int32_t block_row) {
 
 void FocusfallFast::load_run(std::int32_t x, std::int32_t y, std::int32_t columns,
                              gather::block_grid::block& block) {
-    // distances beyond the last pixel are read as vectors too, but not used
+    // vectors also read the distances beyond the last pixel, and do not use them
     float distances[gather::BLOCK_COLUMNS] = {};
     const float* depth = depth_image->Pixel(x, y) + depth_component();
     for (std::int32_t i = 0; i < columns; ++i) {
@@ -271,7 +272,7 @@ void FocusfallFast::write_tile(std::int32_t x, std::int32_t y,
         // gathered and scattered sums together are those of all sources
         if (any_stamps_) add_stamped(x, y + row, columns, values);
         if (normalize > 0.5F) {
-            // a pixel that no source reaches stays as it is: black
+            // a pixel that no source reaches has weight 0 and stays black
             for (float& weight : values[gather::WEIGHT])
                 weight = weight > 0.0F ? weight : 1.0F;
             for (std::int32_t i = gather::RED; i < gather::QUANTITIES; ++i) {
@@ -290,7 +291,7 @@ void FocusfallFast::write_row(std::int32_t x, std::int32_t y, std::int32_t colum
     const auto depth_stride = static_cast<std::ptrdiff_t>(depth_image->Components());
     const float* depth = depth_image->Pixel(x, y) + depth_component();
     float* pixel = output_image->Pixel(x, y);
-    // the components behind those that are written below
+    // further components, behind Z, are copied; the first five are written below
     if (stride > Image::Z + 1) {
         std::copy_n(input_image->Pixel(x, y), columns * stride, pixel);
     }

@@ -24,8 +24,8 @@ class FocusfallFast : public Focusfall {
 
     // One piece of the present step's work. [worker threads, several pieces at once]
     void ProcessChunk(Request* request, std::int32_t chunk) override;
-    // Lets go of those of an earlier frame: only stamps need accumulators, and few frames
-    // have any. [render thread]
+    // Frees the accumulators of an earlier frame and makes none: only stamps need them,
+    // and few frames have any. Never throws. [render thread]
     void prepare_accumulators(const Image& color) override;
     // Frees sources, blocks, stamps and terms as well. [render thread, between frames]
     void ReleaseFrameMemory() override;

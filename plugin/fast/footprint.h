@@ -1,6 +1,7 @@
 #pragma once
-// Memory of a frame with blur of the fast tool beside its images, in bytes. Records count
-// by their size; what lists need beside their elements is as near as makes no difference.
+// Estimates the fast tool's memory for a frame with blur, without its images, in bytes.
+// Elements count by their exact size, the overhead of containers approximately. Nothing
+// here throws; all is callable from any thread.
 
 #include <algorithm>
 #include <cstddef>
@@ -12,15 +13,16 @@
 #include "plugin/fast/stamps.h"
 #include "plugin/render/footprint.h"
 
-// Of the sources of a frame that is gathered: a float a plane, margins included.
+// Bytes of the sources of a gathered frame of width x height pixels: one float for each
+// pixel and plane, margins included.
 inline std::uint64_t source_bytes(std::int32_t width, std::int32_t height) {
     const std::int64_t columns = std::int64_t{width} + 2 * gather::GATHER_MARGIN;
     return static_cast<std::uint64_t>(columns * height) * gather::source_planes::PLANES *
            sizeof(float);
 }
 
-// Of the tables of a gather up to kernel `last`: what is known of each offset, and of
-// each kernel together with what its weight follows from.
+// Bytes of the tables of a gather with kernels up to index `last`: the offset table, and
+// the terms of each kernel with the sums that they are computed from.
 inline std::uint64_t gather_table_bytes(std::size_t last) {
     constexpr std::uint64_t OFFSET_BYTES = 9 * sizeof(float);
     constexpr std::uint64_t KERNEL_BYTES =
@@ -32,12 +34,13 @@ inline std::uint64_t gather_table_bytes(std::size_t last) {
     return across * down * OFFSET_BYTES + (last + 1) * KERNEL_BYTES;
 }
 
-// Of the stamps of a frame where all pixels have one, in lists that double when they are
-// full.
+// Bytes per pixel of the stamps of a frame in which every pixel is one, in lists that
+// double their room when they are full.
 inline constexpr std::uint64_t STAMP_BYTES =
     2 * (sizeof(stamped_source) + sizeof(stamped_source::kernel));
 
-// Of the kernels of a batch of stamps, when there are those up to `last`.
+// Bytes of the weights of one batch of stamp kernels, when kernels up to index `last` are
+// needed.
 inline std::uint64_t batch_bytes(std::size_t last) {
     return std::min<std::uint64_t>(stamp_list::BATCH_BYTES, kernel_table_bytes(last));
 }

@@ -1,14 +1,14 @@
 #pragma once
-// Sources that are scattered as copies of their kernel, because they have no closed form:
-// those of a custom picture, and colours that are not finite, which make pixels
-// not-a-number even where the weight is 0.
+// Sources that are scattered as copies of their kernel: those whose kernel has no closed
+// form, such as a custom picture, and those with non-finite colour, which makes pixels
+// not-a-number even where the kernel's weight is 0.
 
 #include <cstdint>
 #include <vector>
 
 #include "plugin/record/focusfall_interface.h"
 
-// One source; its row is that of the list that it stands in.
+// One source; the list that contains it says which row it is in.
 struct stamped_source {
     std::int32_t x;
     std::uint32_t kernel;  // index in the kernel table
@@ -16,24 +16,26 @@ struct stamped_source {
 
 class stamp_list {
   public:
-    // Rows that one call of add_to_band fills.
+    // Rows of pixels that one call of add_to_band fills.
     static constexpr std::int32_t BAND_ROWS = 16;
-    // What the weights of a batch may take, bytes, unless a single kernel takes more.
+    // Limit for the weights of a batch, bytes, unless a single kernel needs more.
     static constexpr std::size_t BATCH_BYTES = 256U << 20;
 
-    // Empties all rows.
+    // Makes that many empty rows, one for each row of the picture. Throws std::bad_alloc.
+    // [render thread]
     void reset(std::int32_t rows);
-    // [one thread a row]
+    // The sources in row `y` of the picture, from left to right. [one thread per row]
     std::vector<stamped_source>& row(std::int32_t y) {
         return rows_[static_cast<std::size_t>(y)];
     }
 
     // Makes the next batch of kernels the present one, in the order of their index; false
-    // when all have been. [render thread]
+    // when there are no more. Throws std::bad_alloc. [render thread]
     bool begin_batch(const focusfall_interface& params);
     // How many kernels the batch has; each is to be made before the bands are filled.
     std::int32_t batch_size() const { return static_cast<std::int32_t>(batch_.size()); }
-    // Which part of all kernels, 0 .. 1, this batch and those before it have.
+    // Which part of all kernels, 0 .. 1, is in this batch and those before it. To be
+    // called after begin_batch gave true.
     double part_begun() const {
         return 1.0 - static_cast<double>(waiting_.size()) / static_cast<double>(kernels_);
     }

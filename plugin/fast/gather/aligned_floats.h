@@ -1,5 +1,5 @@
 #pragma once
-// Memory that vectors are loaded from.
+// Memory for floats that are loaded as vectors.
 
 #include <algorithm>
 #include <cstddef>
@@ -26,7 +26,7 @@ class aligned_floats {
     void make_room(std::size_t size) {
         if (size <= size_) return;
         size_ = 0;
-        floats_.reset();  // before the new ones exist: those of a frame are large
+        floats_.reset();  // before the new ones exist: a frame's floats are large
         floats_ = hwy::AllocateAligned<float>(size);
         if (!floats_) throw std::bad_alloc();
         size_ = size;

@@ -1,6 +1,6 @@
 #pragma once
-// What is known of the sources before any of them is read: how far those of a block
-// reach.
+// What is known of a block of sources as a whole: how far they reach, so that blocks
+// which reach no pixel of a macro tile are skipped unread.
 
 #include <cstddef>
 #include <cstdint>
@@ -47,7 +47,8 @@ struct block_grid {
     std::int32_t rows = 0;      // blocks
     std::vector<block> blocks;  // row by row
 
-    // Throws std::bad_alloc; new blocks are not of use before they are set.
+    // Makes room for that many blocks, which are unset. Throws std::bad_alloc. [render
+    // thread]
     void resize(std::int32_t new_columns, std::int32_t new_rows) {
         columns = new_columns;
         rows = new_rows;

@@ -16,8 +16,9 @@ double corner_radius(const edge_shape& edge, std::size_t k) {
     return disk_radius(lens::kernel_diameter(k), edge.shrunken);
 }
 
-// What the pixels of an edged kernel add up to. Those in the ramp at the edge are radius
-// * slope + constant, those inside 1 each, and their rim is fourth_powers / radius^4.
+// The sum of the pixels of an edged kernel, in parts that a growing radius changes in
+// steps. The pixels in the ramp at the edge add up to radius * slope + constant, those
+// inside to 1 each. A rim adds rim * (fourth_powers / radius^4 + the ramp).
 struct edged_sums {
     double slope = 0.0;          // sum of e in the ramp
     double constant = 0.0;       // sum of 1 - d in the ramp
@@ -33,9 +34,8 @@ struct edged_sums {
 };
 
 // How the sums change from kernel to kernel as the radii grow; one visit to each pixel
-// serves all kernels. A pixel's value is 0 until
-// the radius reaches (d - 1) / e, then radius * e + 1 - d until it is 1, when the radius
-// is d / e.
+// serves all kernels. A pixel's value is 0 until the radius reaches (d - 1) / e, then
+// radius * e + 1 - d until it is 1, when the radius is d / e.
 std::vector<edged_sums> changes_of_sums(const focusfall_interface& params,
                                         const edge_shape& edge,
                                         const std::vector<double>& radii) {
@@ -59,8 +59,8 @@ std::vector<edged_sums> changes_of_sums(const focusfall_interface& params,
     return changes;
 }
 
-// The sum over a square kernel of values that are products of one factor a row and the
-// same a column; `factor` has radius + 1 entries from the centre on.
+// Sum of the factors of one row of a square kernel, whose halves mirror each other;
+// `factor` has radius + 1 entries, from the centre on.
 double mirrored_sum(const std::vector<double>& factor) {
     double half = 0.0;
     for (std::size_t i = factor.size() - 1; i > 0; --i) half += factor[i];

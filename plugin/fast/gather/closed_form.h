@@ -66,24 +66,26 @@ inline constexpr double AIRY_PATTERN[] = {
 std::optional<closed_form> find_closed_form(const focusfall_interface& params,
                                             std::int32_t style, const Image* custom);
 
-// What the edges of a frame's kernels look like: those of the Polygon, or of the Disk.
+// The edges of a frame's kernels: those of the Polygon, or of the Disk.
 struct edge_shape {
     bool polygon;
     std::int32_t sides;  // of the Polygon, at least 3
     double turn;         // of the Polygon, radians
     bool shrunken;       // a smaller Disk
 };
+// The edges for a style, from the settings in the record. Never throws. [render thread]
 edge_shape edge_of(const focusfall_interface& params, std::int32_t style);
 
-// The edge factor of direction (dx, dy) from the kernel's centre.
+// The edge factor `e` of the direction (dx, dy), in pixels from the kernel's centre, as
+// at closed_form. Never throws. [any thread]
 double edge_factor(const edge_shape& edge, std::int32_t dx, std::int32_t dy);
 
 // The terms of the edged forms: entry k is for the kernel of diameter k * 0.01 pixels,
 // k = 0 .. last. Throws std::bad_alloc. [render thread]
 std::vector<kernel_terms> edged_terms(const focusfall_interface& params,
                                       const edge_shape& edge, std::size_t last);
-// The terms of the other forms, for the kernels from `first` on. Throws std::bad_alloc.
-// [any thread]
+// Fills `terms` for one of the other forms: entry i is for the kernel of diameter
+// (first + i) * 0.01 pixels. Throws std::bad_alloc. [any thread, several ranges at once]
 void fill_smooth_terms(const focusfall_interface& params, closed_form form,
                        std::size_t first, std::span<kernel_terms> terms);
 

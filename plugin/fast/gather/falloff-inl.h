@@ -28,8 +28,9 @@ namespace {
 
 constexpr float LN_2 = 0.693147181F;
 
-// 2^x for x from -63 to 0, and 0 below that, where weights are lost in any sum. The part
-// beside whole powers is a minimax polynomial with a relative error of at most 2e-9.
+// 2^x for x from -63 to 0, and 0 below that, where weights are lost in any sum. x is
+// rounded to a whole power; the rest, within 0.5 of 0, goes through a minimax polynomial
+// with a relative error of at most 2e-9.
 HWY_INLINE vector power_of_2(vector x) {
     const vector_tag tag;
     const auto whole = hn::NearestInt(x);
@@ -46,8 +47,8 @@ HWY_INLINE vector power_of_2(vector x) {
     return hn::IfThenElseZero(hn::Ge(x, hn::Set(tag, -63.0F)), scaled);
 }
 
-// 2^-t with t = shape * distance^2, and 0 for a distance, in pixels, that is not below
-// the reach. Gives t too.
+// 2^-t with t = shape * distance^2 for LANES sources; 0 where the magnitude of
+// `distance`, in pixels along one axis, is not below the source's reach. Also gives `t`.
 HWY_INLINE vector falloff(const float* shape, const float* reach, std::int32_t distance,
                           vector& t) {
     const vector_tag tag;
@@ -58,8 +59,8 @@ HWY_INLINE vector falloff(const float* shape, const float* reach, std::int32_t d
     return hn::IfThenElseZero(inside, power_of_2(hn::Neg(t)));
 }
 
-// Fills the factors of a row of the window for offset `dx`: 2^-tx, and for LAPLACIAN
-// behind it 2^-tx * tx * ln 2. One for each column of the macro tile.
+// Fills the column factors of one row of the window at offset `dx`, one for each column
+// of the macro tile: 2^-tx, and for LAPLACIAN, behind all of those, 2^-tx * tx * ln 2.
 HWY_INLINE void fill_column_factors_at(const gather_frame& frame,
                                        const source_window& window, std::int32_t row,
                                        std::int32_t dx) {
@@ -85,7 +86,7 @@ HWY_INLINE void fill_column_factors_at(const gather_frame& frame,
 HWY_NOINLINE void fill_column_factors(const gather_frame& frame,
                                       const source_window& window) {
     for (std::int32_t row = 0; row < window.rows; ++row) {
-        // NO_REACH, for a row without sources, is no number of columns
+        // NO_REACH: the row has no sources
         if (window.row_reach[row] < 0.0F) continue;
         const auto half = static_cast<std::int32_t>(window.row_reach[row]);
         for (std::int32_t dx = -half; dx <= half; ++dx) {

@@ -43,7 +43,7 @@ table_entry entry_for(const edge_shape& edge, closed_form form, std::int32_t dx,
         // kernels that fill their square
         return {.miss = static_cast<float>(std::max(std::abs(dx), std::abs(dy)))};
     }
-    // the kernel lies around the source, which sees the pixel in the opposite direction
+    // (dx, dy) leads to the source; the kernel needs the direction from it to the pixel
     const double e = gather::edge_factor(edge, -dx, -dy);
     table_entry entry = {.edge_factor = static_cast<float>(e),
                          .edge_start = static_cast<float>(1.0 - d),

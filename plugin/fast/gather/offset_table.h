@@ -12,13 +12,14 @@ namespace gather {
 // Entry (dx, dy) for every offset from an output pixel to a source, in pixels: dx from
 // -columns to columns + TILE_COLUMNS - 1, dy from -rows to rows. That covers kernels of
 // radius `reach`, padded to whole tiles and blocks. `stride` equals the row length of a
-// source window, so one index step moves down a row in both. Constant once made.
+// source window, so one index step moves down a row in both. Constant once made: any
+// thread may read it.
 struct offset_table {
     // Makes the entries for kernels up to a radius of `reach` pixels; `edge` matters to
     // the edged forms only. Throws std::bad_alloc. [render thread]
     offset_table(const edge_shape& edge, closed_form form, std::int32_t reach);
 
-    // Index of entry (dx, dy) in each of the tables.
+    // Index of entry (dx, dy) in each of the tables; neither is checked.
     std::ptrdiff_t index(std::int32_t dx, std::int32_t dy) const {
         return std::ptrdiff_t{dy + rows} * stride + dx + columns;
     }
@@ -36,13 +37,14 @@ struct offset_table {
     aligned_floats distance;          // AIRY: d
     aligned_floats squared_distance;  // AIRY: d^2
 
-    // Bounds for a source and the rows of a register tile, which see it at dy, dy - 1,
-    // ...: it has weight in at least one row only if its reach is above `miss`, and
-    // weight 1 in all rows if its reach is not below `full`.
+    // Bounds, in pixels of reach, for a source and the TILE_ROWS rows of a register tile,
+    // from which it is at dy, dy - 1, ...: it has weight in at least one row only if its
+    // reach is above `miss`, and weight 1 in all rows if its reach is not below `full`.
     aligned_floats miss;
     aligned_floats full;
-    // The same bounds for a column of sources, the rows of a block at dy, dy + 1, ...:
-    // above `block_miss` for at least one of them, not below `block_full` for all.
+    // The same bounds for a column of BLOCK_ROWS sources, which are at dy, dy + 1, ...
+    // from the tile's first row: at least one of them has weight only if a reach is above
+    // `block_miss`, all have weight 1 if no reach is below `block_full`.
     aligned_floats block_miss;
     aligned_floats block_full;
 };

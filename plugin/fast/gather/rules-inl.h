@@ -46,7 +46,7 @@ struct edge_rule {
     }
 };
 
-// The same, brighter towards the edge.
+// The same with "Bad Bokeh": brighter towards the edge, where it is 1 + rim.
 struct edge_with_rim_rule {
     edge_rule edge;
     float rim;
@@ -72,7 +72,7 @@ struct edge_with_rim_rule {
     }
 };
 
-// 2^-tx * 2^-ty
+// A product of a column factor and a row factor: 2^-tx * 2^-ty, as in falloff-inl.h.
 struct gaussian_rule {
     using source = vector;  // column factor
     HWY_INLINE source load(const tile_view& view, const lane_step& step) const {
@@ -108,7 +108,7 @@ struct laplacian_rule {
 };
 
 // The squared pattern as a polynomial, which holds up to the third dark ring. From there
-// on the weight is exactly 0: however small, it would show beside a bright light.
+// on the weight is exactly 0: near a very bright source even a tiny weight would show.
 struct airy_rule {
     const offset_table& offsets;
 

@@ -18,8 +18,8 @@ struct source_run {
     const float* distances;  // millimetres, BLOCK_COLUMNS of them
 };
 
-// What is the same for all sources of a frame; borrowed, and constant meanwhile, but for
-// the rows of the planes that are filled.
+// The settings and tables that all sources of a frame share. Borrowed, and constant while
+// sources are loaded, except for the rows of the planes that are filled.
 struct source_loader {
     closed_form form;
     const kernel_terms* terms;  // by index in the kernel table
@@ -32,8 +32,8 @@ struct source_loader {
     source_planes* planes;
 
     // Stores the sources of the run in the planes and widens what is known of their block
-    // by them. Bit i of the result is set when pixel i is a source whose colour is not
-    // finite; it is not stored. [one thread a row, and a block]
+    // by them. Bit i of the result is set when pixel i is a source with a non-finite
+    // colour; it is not stored. Never throws. [one thread per row, and per block]
     std::uint64_t load(const source_run& run, block_grid::block& block) const;
 };
 

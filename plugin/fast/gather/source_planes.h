@@ -10,8 +10,8 @@
 namespace gather {
 
 // One plane of floats for each quantity of a source, so that a vector holds the same
-// quantity of neighbouring sources. The planes of one row lie behind one another, then
-// follow those of the next row. On either side of the picture are `margin` columns
+// quantity of neighbouring sources. Memory has all planes of row 0 one after the other,
+// then those of row 1, and so on. On either side of the picture are `margin` columns
 // without sources, so that the gather reads there without checks.
 class source_planes {
   public:
@@ -31,10 +31,11 @@ class source_planes {
         PLANES
     };
 
-    // Gives the planes a size in pixels; all floats are unset. Memory is kept from frame
-    // to frame. Throws std::bad_alloc. [render thread]
+    // Gives the planes a size, and margins of at least `margin` columns, in pixels; all
+    // floats are unset. Memory is kept from frame to frame. Throws std::bad_alloc.
+    // [render thread]
     void resize(std::int32_t width, std::int32_t height, std::int32_t margin);
-    // Fills the margins of a row with pixels without a source. [one thread a row]
+    // Fills the margins of row `y` with pixels without a source. [one thread per row]
     void clear_margins(std::int32_t y, closed_form form);
 
     std::int32_t width() const { return width_; }
@@ -42,7 +43,8 @@ class source_planes {
     std::ptrdiff_t plane_stride() const { return plane_stride_; }  // floats
     std::ptrdiff_t row_stride() const { return row_stride_; }      // floats
 
-    // Column 0 of a plane of a row; the margins lie before and behind.
+    // Column 0 of plane `p` of row `y`; margins are before it and behind the last column.
+    // Borrowed until the next resize. [any thread; one writes a row]
     float* row(std::int32_t y, plane p) { return floats_.data() + index(y, p); }
     const float* row(std::int32_t y, plane p) const {
         return floats_.data() + index(y, p);

@@ -71,7 +71,7 @@ HWY_INLINE void add_partly_covered(const Rule& rule, const tile_view& view,
     }
 }
 
-// Adds what stands at the listed places to all rows of the tile alike.
+// Adds the sources, or sums of sources, at the listed places to all rows of the tile.
 template <std::int32_t COUNT>
 HWY_NOINLINE void add_fully_covered(const tile_view& view, const offset_list& places,
                                     tile_sums& sums) {

@@ -20,8 +20,8 @@ inline constexpr std::int32_t MACRO_TILES = TILES_ACROSS * (MACRO_ROWS / TILE_RO
 inline constexpr std::int32_t BLOCK_COLUMNS = 64;
 inline constexpr std::int32_t BLOCK_ROWS = 8;
 
-// Columns on either side of the picture that the gather may read: those of the last
-// block, and of the vectors that begin in it.
+// Columns on either side of the picture that the gather may read: the rest of the last
+// block, and what vectors read that begin in it.
 inline constexpr std::int32_t GATHER_MARGIN = BLOCK_COLUMNS + 2 * TILE_COLUMNS;
 
 // How many pieces of `piece` pixels cover `size` pixels; the last may be cut off.

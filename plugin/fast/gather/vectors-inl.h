@@ -1,5 +1,6 @@
-// The vocabulary of vectors; included once for each kind of vectors. A vector has LANES
-// floats: as many as a register tile has columns, or a power of two that divides that.
+// Types and small operations of vectors; included once for each kind of vectors. A vector
+// has LANES floats: as many as a register tile has columns, or a power of two that
+// divides that.
 
 #if defined(FOCUSFALL_GATHER_VECTORS_INL_H_) == defined(HWY_TARGET_TOGGLE)
 #ifdef FOCUSFALL_GATHER_VECTORS_INL_H_

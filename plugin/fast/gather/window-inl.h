@@ -1,5 +1,6 @@
 // The sources that one macro tile looks at together, and how a register tile addresses
-// them; included once for each kind of vectors.
+// them; included once for each kind of vectors. It is longer than a header should be: the
+// layout of a window and the addresses into it are read together.
 
 #if defined(FOCUSFALL_GATHER_WINDOW_INL_H_) == defined(HWY_TARGET_TOGGLE)
 #ifdef FOCUSFALL_GATHER_WINDOW_INL_H_

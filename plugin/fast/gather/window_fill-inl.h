@@ -1,7 +1,7 @@
 // Fills a window with sources, and with what is derived from them once for all register
 // tiles; included once for each kind of vectors.
 //
-// It is longer than a header should be: a third of it are loops over columns that nothing
+// It is longer than a header should be: a third of it is loops over columns that nothing
 // else uses.
 
 #if defined(FOCUSFALL_GATHER_WINDOW_FILL_INL_H_) == defined(HWY_TARGET_TOGGLE)
@@ -105,8 +105,8 @@ HWY_INLINE void copy_group(const reach_groups& groups, std::int32_t group,
     }
 }
 
-// Copies the sources that the window is about, with the first COUNT quantities. With
-// several groups, which only EDGE has, those of other groups become none.
+// Copies the sources of the window from the planes, with the first COUNT quantities. With
+// several groups, which only EDGE has, sources of other groups become no-source.
 template <std::int32_t COUNT>
 HWY_NOINLINE void copy_sources(const gather_frame& frame, std::int32_t group,
                                const source_window& window) {
@@ -128,7 +128,7 @@ HWY_NOINLINE void copy_sources(const gather_frame& frame, std::int32_t group,
         }
         std::copy_n(original(source_planes::SHAPE), count, shape);
         if (frame.form != closed_form::EDGE) {
-            // INVERSE_FOURTH for a rim
+            // with a rim, this plane is INVERSE_FOURTH
             std::copy_n(original(source_planes::REACH), count,
                         window.at(row, source_planes::REACH));
         }
