@@ -11,7 +11,7 @@ namespace headless {
 
 namespace {
 
-constexpr std::size_t MIN_PART = 3;  // letters of a name that tell it from others
+constexpr std::size_t MIN_PART = 3;  // letters; shorter texts are not sought inside names
 
 bool same_letter(unsigned char a, unsigned char b) {
     return std::tolower(a) == std::tolower(b);

@@ -78,16 +78,16 @@ class HOST_API Operator : public Object {
     void SetAborted(bool aborted) noexcept {
         abort_flag_.store(aborted ? 1 : 0, std::memory_order_relaxed);
     }
-    // The frame's progress. A frame begins as one step; a tool whose frame has several
-    // announces each: the work that follows takes the frame from where it is to `end`, a
-    // part of the whole in 0 .. 1, 1 for the last step. [the render thread]
+    // Begins a step of the frame. A frame is one step at first; a tool whose frame has
+    // several announces each: the step ends where `end` of the frame, 0 .. 1, is done,
+    // the last one at 1. Never throws. [the render thread]
     void BeginStep(double end);
-    // Reports that `part` of the step, 0 .. 1, is done; lower parts than before count as
-    // before. DoMultiProcess reports its chunks so; other long work calls it often, at
-    // least every 50 ms, and looks at IsAborted afterwards. Throws what the host's user
-    // throws. [the render thread]
+    // Reports that `part` of the step, 0 .. 1, is done; progress never falls, so a lower
+    // part than before changes nothing. DoMultiProcess reports its chunks itself; other
+    // long work calls this at least every 50 ms, and looks at IsAborted afterwards.
+    // Throws what the program that receives the progress throws. [the render thread]
     void ReportStep(double part);
-    // Where the tool prints to; null while it is constructed.
+    // The document that the tool prints to; null while the tool is constructed.
     FusionDoc* Document();
     // The host's own data of this tool; tools leave it alone.
     OperatorState& HostState() { return *state_; }

@@ -1,5 +1,5 @@
 #pragma once
-// One order for a frame, and the inputs and outputs that a tool sees it through.
+// One order for a frame, and the inputs and outputs through which a tool sees it.
 
 #include <memory>
 
@@ -9,7 +9,7 @@
 // A time, in frames; fractions are between frames.
 using TimeStamp = double;
 
-// One order for a frame at a time. The host takes all values of the tool when it makes
+// One order for a frame at a time. The host copies all values of the tool when it makes
 // the request: edits during the render show in the next frame. [the render thread]
 class HOST_API Request {
   public:
