@@ -54,7 +54,8 @@ struct block_grid {
         rows = new_rows;
         blocks.resize(static_cast<std::size_t>(columns) * static_cast<std::size_t>(rows));
     }
-    // First block of a row of blocks.
+    // First block of a row of blocks; borrowed until the next resize. [one thread writes
+    // a row, then any reads]
     block* row(std::int32_t number) { return blocks.data() + index(number); }
     const block* row(std::int32_t number) const { return blocks.data() + index(number); }
 

@@ -30,7 +30,8 @@ struct alignas(128) tile_sums {
     }
 };
 
-// Everything that the gather of a frame reads; borrowed, and constant while it runs.
+// Everything that the gather of a frame reads; borrowed, and constant while it runs, so
+// that all worker threads read one.
 struct gather_frame {
     const source_planes* planes;
     const block_grid* blocks;
