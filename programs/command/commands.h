@@ -20,6 +20,6 @@ void add_controls_command(CLI::App& app);  // lists, edits and saves controls
 void add_render_command(CLI::App& app);    // renders pictures
 void add_kernels_command(CLI::App& app);   // draws kernels
 void add_demo_command(CLI::App& app);      // makes and renders a scene
-void add_help_commands(CLI::App& app);     // print the manual page and completions
+void add_help_commands(CLI::App& app);     // print help, manual page and completions
 
 }  // namespace focusfall

@@ -1,15 +1,15 @@
-// The manual page, and the words with which a shell completes a line. Both are made from
-// the options that --help shows.
+// Help, the manual page, and the words with which a shell completes a line. All are made
+// from the options that --help shows.
 
 #include <iostream>
 #include <memory>
-#include <sstream>
 #include <string>
 #include <vector>
 
 #include "host/text.h"
 #include "pipeline/settings/presets.h"
 #include "programs/command/commands.h"
+#include "programs/command/option_words.h"
 #include "programs/command/shared_options.h"
 
 namespace focusfall {
@@ -18,35 +18,7 @@ namespace {
 
 using texts = std::vector<std::string>;
 
-std::vector<const CLI::App*> verbs_of(const CLI::App& app) {
-    // --help leaves out verbs without a group
-    return app.get_subcommands(
-        [](const CLI::App* verb) { return !verb->get_group().empty(); });
-}
-
-// "-o", "--output"; none for an argument that is given by its position.
-texts names_of(const CLI::Option& option) {
-    texts names;
-    for (const std::string& name : option.get_snames()) names.push_back("-" + name);
-    for (const std::string& name : option.get_lnames()) names.push_back("--" + name);
-    return names;
-}
-
-bool takes_value(const CLI::Option& option) {
-    return option.get_items_expected_max() > 0;
-}
-
-// "half" and "float" for the type "TEXT:{half,float}"; none when the type lists no
-// choices.
-texts choices_of(const std::string& type) {
-    const std::size_t start = type.find('{');
-    const std::size_t end = type.find('}');
-    if (start == type.npos || end == type.npos) return {};
-    std::istringstream list(type.substr(start + 1, end - start - 1));
-    texts choices;
-    for (std::string choice; std::getline(list, choice, ',');) choices.push_back(choice);
-    return choices;
-}
+constexpr const char* HELP = "help";
 
 // Text that troff, the language of manual pages, prints as it is.
 std::string plain(const std::string& text) {
@@ -65,7 +37,7 @@ std::string slanted(const std::string& text) { return "\\fI" + plain(text) + "\\
 // "FILE"; "half|float" when only these values are allowed.
 std::string shown_value(const CLI::Option& option) {
     const std::string type = option.get_type_name();
-    const texts choices = choices_of(type);
+    const texts choices = choices_of(option);
     if (choices.empty()) return slanted(type.substr(0, type.find(':')));
     return bold(headless::joined(choices, "|"));
 }
@@ -164,7 +136,7 @@ texts values_for(const CLI::Option& option, const std::string& word) {
     if (type == "ID") return tool_ids();
     if (type == "ID=VALUE") return settings_for(word);
     if (type == "PRESET|FILE") return preset_names();
-    return choices_of(type);
+    return choices_of(option);
 }
 
 // The words that could replace the last one, which may be incomplete.
@@ -190,7 +162,7 @@ texts words_for_last(const CLI::App& app, const texts& words) {
         for (const CLI::Option* option : verb->get_options()) {
             for (const std::string& name : names_of(*option)) all.push_back(name);
         }
-    } else if (verb == &app) {
+    } else if (verb == &app || verb->get_name() == HELP) {
         for (const CLI::App* candidate : verbs_of(app)) {
             all.push_back(candidate->get_name());
         }
@@ -207,6 +179,25 @@ void complete(const CLI::App& app, const texts& words) {
 }  // namespace
 
 void add_help_commands(CLI::App& app) {
+    auto explained = std::make_shared<std::string>();
+    CLI::App* help = app.add_subcommand(HELP, "Explain a command, or list all");
+    help->add_option("command", *explained, "Command to explain")
+        ->type_name("COMMAND")
+        ->check([&app](const std::string& name) {
+            if (find_verb(app, name)) return std::string();
+            texts names;
+            for (const CLI::App* verb : verbs_of(app)) names.push_back(verb->get_name());
+            return "there is no command \"" + name + "\"" +
+                   headless::suggestion(name, names);
+        });
+    help->callback([&app, explained] {
+        // not app.help(), which explains the verb that the line holds: this one
+        std::cout << (explained->empty()
+                          ? app.get_formatter()->make_help(&app, app.get_name(),
+                                                           CLI::AppFormatMode::Normal)
+                          : find_verb(app, *explained)->help(app.get_name()));
+    });
+
     app.add_subcommand("manual", "Print the manual page")->group("")->callback([&app] {
         print_manual(app);
     });

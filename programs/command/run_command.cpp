@@ -1,11 +1,13 @@
 #include <exception>
-#include <iostream>
 #include <string>
 #include <vector>
 
 #include "host/text.h"
 #include "pipeline/process/interruption.h"
 #include "programs/command/commands.h"
+#include "programs/command/message.h"
+#include "programs/command/option_words.h"
+#include "programs/command/usage_fault.h"
 
 namespace focusfall {
 
@@ -13,15 +15,12 @@ namespace {
 
 // The error message for the first word of the line; empty when it is a verb or an option.
 std::string fault_of_verb(const CLI::App& app, const std::string& word) {
+    if (word.starts_with('-') || find_verb(app, word)) return "";
     std::vector<std::string> names;
-    for (const CLI::App* verb : app.get_subcommands({})) {
-        if (verb->get_name() == word) return "";
-        if (!verb->get_group().empty()) names.push_back(verb->get_name());
-    }
-    if (word.starts_with('-')) return "";
+    for (const CLI::App* verb : verbs_of(app)) names.push_back(verb->get_name());
     const std::string hint = headless::suggestion(word, names);
     return "there is no command \"" + word + "\"" +
-           (hint.empty() ? "; `focusfall --help` lists all commands" : hint);
+           (hint.empty() ? "; `focusfall help` lists all commands" : hint);
 }
 
 // Parses the line, and thereby runs its verb.
@@ -38,7 +37,7 @@ int parse_and_run(int argc, const char* const* argv) {
 
     const std::string fault = argc > 1 ? fault_of_verb(app, argv[1]) : "";
     if (!fault.empty()) {
-        std::cerr << "focusfall: " << fault << "\n";
+        print_message(fault);
         return 2;
     }
     try {
@@ -46,7 +45,9 @@ int parse_and_run(int argc, const char* const* argv) {
     } catch (const CLI::RuntimeError& error) {  // the verb has printed its message
         return error.get_exit_code();
     } catch (const CLI::ParseError& error) {
-        return app.exit(error) == 0 ? 0 : 2;
+        if (error.get_exit_code() == 0) return app.exit(error);  // --help and the like
+        print_message(usage_fault(app, {argv + 1, argv + argc}, error));
+        return 2;
     }
     return 0;
 }
@@ -59,7 +60,7 @@ int run_command(int argc, const char* const* argv) {
     } catch (const interrupted&) {
         return INTERRUPTED_STATUS;
     } catch (const std::exception& error) {
-        std::cerr << "focusfall: " << error.what() << "\n";
+        print_message(error.what());
         return 1;
     }
 }
