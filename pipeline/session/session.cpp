@@ -53,6 +53,24 @@ void make_edit(headless::tool& tool, const std::string& edit) {
     tool.replace(id, parsed_setting(info, edit.substr(id.size() + 1)));
 }
 
+// A value for every control: the one that `start` has, else its default.
+std::map<std::string, headless::control_value> all_values(
+    const headless::tool& tool, const nlohmann::ordered_json& start) {
+    std::map<std::string, headless::control_value> values;
+    for (const headless::control* control : tool.controls()) {
+        const headless::control_info& info = control->info();
+        if (info.kind == headless::control_kind::TEXT) {
+            values.emplace(info.id, info.initial_text);
+        }
+        if (info.is_number()) values.emplace(info.id, headless::animation(info.initial));
+    }
+    for (const auto& [id, value] : start.items()) {
+        values.insert_or_assign(id,
+                                setting_from_json(named_control(tool, id).info(), value));
+    }
+    return values;
+}
+
 }  // namespace
 
 std::string edited_control(const std::string& edit) {
@@ -85,11 +103,22 @@ headless::class_info session::tool_class() const {
 std::unique_ptr<headless::tool> session::create_tool() {
     auto tool = host_.create_tool(tool_class().id);
     tool->open_page();
+    if (!options_.start.is_null()) tool->restore(all_values(*tool, options_.start));
     for (const std::string& name : options_.settings) {
         tool->restore(read_settings_file(settings_file_named(name), *tool));
     }
     for (const std::string& edit : options_.edits) make_edit(*tool, edit);
     return tool;
+}
+
+std::set<std::string> session::named_controls() const {
+    std::set<std::string> ids;
+    for (const std::string& name : options_.settings) {
+        const settings_text settings = parsed_settings_file(settings_file_named(name));
+        for (const auto& [id, line] : settings.lines) ids.insert(id);
+    }
+    for (const std::string& edit : options_.edits) ids.insert(edited_control(edit));
+    return ids;
 }
 
 }  // namespace focusfall

@@ -2,8 +2,11 @@
 // What every program begins with: a host, its plug-ins, and a tool with its settings.
 
 #include <memory>
+#include <set>
 #include <string>
 #include <vector>
+
+#include <nlohmann/json.hpp>
 
 #include "host/headless_host.h"
 
@@ -15,6 +18,9 @@ inline constexpr const char* DEFAULT_TOOL = "kestrelworks.FocusfallFast";
 struct session_options {
     std::vector<std::string> plugins;  // libraries to load; empty: the installed ones
     std::string tool_id;  // empty: DEFAULT_TOOL, or the first class without it
+    // values to begin with by control, as in a settings file; all others are at their
+    // defaults then, whatever the tool would make of these
+    nlohmann::ordered_json start = {};
     std::vector<std::string> settings;  // files or names of presets, applied in order
     std::vector<std::string> edits;     // ID=VALUE, applied in order after the settings
     int threads = 0;                    // 0: as many as there are processors
@@ -35,6 +41,8 @@ class session {
     // A new tool of that class with the settings and edits of the options. Throws
     // headless::host_error that names the file or control at fault.
     std::unique_ptr<headless::tool> create_tool();
+    // The controls that the settings and edits name. Throws as create_tool.
+    std::set<std::string> named_controls() const;
 
   private:
     session_options options_;

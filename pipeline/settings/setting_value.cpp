@@ -47,12 +47,59 @@ animation curve_of(const control_info& info, std::vector<key> keys, bool smooth)
     return {std::move(keys), between};
 }
 
+// What people call items that have other names here.
+struct synonym {
+    const char* word;
+    const char* item;
+};
+constexpr synonym SYNONYMS[] = {
+    {"triangle", "Polygon"}, {"pentagon", "Polygon"}, {"hexagon", "Polygon"},
+    {"octagon", "Polygon"},  {"circle", "Disk"},      {"round", "Disk"},
+    {"millimetre", "mm"},    {"metre", "meter"},      {"centimetre", "cm"},
+};
+
+// The end of a message about an unknown item: the one that may be meant.
+std::string item_hint(const control_info& info, std::string_view text) {
+    for (const auto& [word, item] : SYNONYMS) {
+        const bool known = std::ranges::find(info.items, item) != info.items.end();
+        if (!known || !headless::same_ignoring_case(text, word)) continue;
+        return "; did you mean \"" + std::string(item) + "\"?";
+    }
+    return headless::suggestion(text, info.items);
+}
+
 double item_of(const control_info& info, const std::string& text) {
     const auto item = std::ranges::find(info.items, text);
     if (item != info.items.end()) return static_cast<double>(item - info.items.begin());
-    const std::string hint = headless::suggestion(text, info.items);
+    const std::string hint = item_hint(info, text);
     throw host_error(info.id + ": has no item \"" + text + "\"" +
                      (hint.empty() ? ", only " + info.range() : hint));
+}
+
+// `text` as a person types a value.
+double typed_number(const control_info& info, std::string_view text) {
+    try {
+        return info.parse(text);
+    } catch (const host_error& error) {
+        const bool is_item = !info.items.empty() && !headless::number_in(text);
+        throw host_error(error.what() + (is_item ? item_hint(info, text) : ""));
+    }
+}
+
+std::string_view without_blanks(std::string_view text) {
+    const std::size_t first = text.find_first_not_of(" \t");
+    if (first == text.npos) return "";
+    return text.substr(first, text.find_last_not_of(" \t") - first + 1);
+}
+
+// The texts between commas, blanks around them left out.
+std::vector<std::string_view> listed(std::string_view text) {
+    std::vector<std::string_view> parts;
+    for (std::size_t start = 0, end = 0; end != text.npos; start = end + 1) {
+        end = text.find(',', start);
+        parts.push_back(without_blanks(text.substr(start, end - start)));
+    }
+    return parts;
 }
 
 double number_of(const control_info& info, const json& value) {
@@ -95,33 +142,51 @@ json plain_number(double value) {
     return value;
 }
 
-json json_number(const control_info& info, double value) {
+}  // namespace
+
+json json_value(const control_info& info, double value) {
     if (info.kind == control_kind::CHECKBOX) return value > 0.5;
     if (info.kind == control_kind::BUTTONS) return info.shown(value);
     return plain_number(value);
 }
 
-}  // namespace
-
 control_value parsed_setting(const control_info& info, std::string_view text) {
     if (!info.is_number()) return std::string(text);
-    if (text.find(':') == text.npos) return animation(info.parse(text));
+    text = without_blanks(text);
+    if (text.find(':') == text.npos) return animation(typed_number(info, text));
 
+    std::vector<std::string_view> pairs = listed(text);
+    const bool smooth = pairs.back() == SMOOTH;
+    if (smooth) pairs.pop_back();
     std::vector<key> keys;
-    for (std::size_t start = 0, end = 0; end != text.npos; start = end + 1) {
-        end = text.find(',', start);
-        const std::string_view pair = text.substr(start, end - start);
-        if (end == text.npos && pair == SMOOTH) return curve_of(info, keys, true);
-
+    for (const std::string_view pair : pairs) {
         const std::size_t colon = pair.find(':');
-        const auto time = headless::number_in(pair.substr(0, colon));
+        const auto time = headless::number_in(without_blanks(pair.substr(0, colon)));
         if (colon == pair.npos || !time || !std::isfinite(*time)) {
+            const bool is_word = colon == pair.npos && pair == pairs.back();
             throw host_error(info.id + ": \"" + std::string(pair) +
-                             "\" is not a key; write TIME:VALUE");
+                             "\" is not a key; write TIME:VALUE" +
+                             (is_word ? headless::suggestion(pair, {SMOOTH}) : ""));
         }
-        keys.push_back({*time, info.parse(pair.substr(colon + 1))});
+        keys.push_back(
+            {*time, typed_number(info, without_blanks(pair.substr(colon + 1)))});
     }
-    return curve_of(info, keys, false);
+    return curve_of(info, std::move(keys), smooth);
+}
+
+std::string adjustment_note(const control_info& info, std::string_view text) {
+    if (!info.is_number()) return "";
+    std::string adjusted;
+    for (const std::string_view part : listed(text)) {
+        // the value of a key, or all there is
+        const std::string_view value = part.substr(part.find(':') + 1);
+        const auto number = headless::number_in(without_blanks(value));
+        if (!number || info.allowed(*number) == *number) continue;
+        adjusted += (adjusted.empty() ? "" : ", ") + headless::shortest(*number) +
+                    " becomes " + info.shown(info.allowed(*number));
+    }
+    if (adjusted.empty()) return "";
+    return info.id + ": " + adjusted + " (takes " + info.range() + ")";
 }
 
 control_value setting_from_json(const control_info& info, const json& value) {
@@ -154,10 +219,10 @@ json json_setting(const control& input) {
     const control_info& info = input.info();
     if (!info.is_number()) return input.text();
     const animation curve = input.curve();
-    if (!curve.is_animated()) return json_number(info, curve.at(0));
+    if (!curve.is_animated()) return json_value(info, curve.at(0));
     auto list = json::array();
     for (const auto& [time, value] : curve.keys()) {
-        list.push_back({plain_number(time), json_number(info, value)});
+        list.push_back({plain_number(time), json_value(info, value)});
     }
     if (curve.between() == interpolation::SMOOTH) list.push_back(SMOOTH);
     return list;

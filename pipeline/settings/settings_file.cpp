@@ -1,6 +1,7 @@
 #include "pipeline/settings/settings_file.h"
 
 #include <fstream>
+#include <iostream>
 #include <iterator>
 #include <sstream>
 #include <string_view>
@@ -63,14 +64,20 @@ std::string content_of(const fs::path& file) {
     return text.str();
 }
 
-// All values of the tool as the text of a settings file.
-std::string file_content(const headless::tool& tool) {
+bool is_edited(const control& input) {
+    const control_info& info = input.info();
+    if (info.kind == control_kind::TEXT) return input.text() != info.initial_text;
+    const headless::animation curve = input.curve();
+    return curve.is_animated() || curve.at(0) != info.initial;
+}
+
+// The values of the controls that `wanted` chooses, as the text of a settings file.
+template <class Wanted>
+std::string file_content(const headless::tool& tool, const Wanted& wanted) {
     std::string text = "{";
     for (const control* input : tool.controls()) {
         const control_info& info = input->info();
-        if (info.kind == control_kind::IMAGE) continue;
-        const bool is_text = info.kind == control_kind::TEXT;
-        if (is_text && input->text() == info.initial_text) continue;
+        if (info.kind == control_kind::IMAGE || !wanted(*input)) continue;
         try {
             text += (text == "{" ? "\n  " : ",\n  ") + json(info.id).dump() + ": " +
                     json_setting(*input).dump();
@@ -79,6 +86,19 @@ std::string file_content(const headless::tool& tool) {
         }
     }
     return text + "\n}\n";
+}
+
+void write_whole(const fs::path& file, const std::string& content) {
+    // written to, not replaced: others may have it open, or it is a pipe
+    if (file == "/dev/stdout") {
+        std::cout << content << std::flush;
+        return;
+    }
+    output_file output(file);
+    std::ofstream stream(output.temporary_name(), std::ios::binary);
+    stream << content << std::flush;
+    if (!stream) throw host_error(file.string() + ": cannot be written");
+    output.commit();
 }
 
 }  // namespace
@@ -132,12 +152,16 @@ std::map<std::string, control_value> read_settings_file(const fs::path& file,
 }
 
 void save_settings_file(const fs::path& file, const headless::tool& tool) {
-    const std::string content = file_content(tool);
-    output_file output(file);
-    std::ofstream stream(output.temporary_name(), std::ios::binary);
-    stream << content << std::flush;
-    if (!stream) throw host_error(file.string() + ": cannot be written");
-    output.commit();
+    write_whole(file, file_content(tool, [](const control& input) {
+                    return input.info().is_number() || is_edited(input);
+                }));
+}
+
+void save_edited_settings(const fs::path& file, const headless::tool& tool,
+                          const std::set<std::string>& named) {
+    write_whole(file, file_content(tool, [&](const control& input) {
+                    return named.contains(input.info().id) || is_edited(input);
+                }));
 }
 
 }  // namespace focusfall

@@ -3,6 +3,7 @@
 
 #include <filesystem>
 #include <map>
+#include <set>
 #include <string>
 
 #include <nlohmann/json.hpp>
@@ -29,8 +30,13 @@ std::map<std::string, headless::control_value> read_settings_file(
     const std::filesystem::path& file, const headless::tool& tool);
 
 // Writes every value of the tool, but texts only when they were edited; reading the file
-// back gives exactly these values. Replaces an older file whole or not at all. Throws
-// headless::host_error.
+// back gives exactly these values. Replaces an older file whole or not at all, but prints
+// to /dev/stdout. Throws headless::host_error.
 void save_settings_file(const std::filesystem::path& file, const headless::tool& tool);
+
+// Writes only what was edited: the controls called `named`, and those whose values are
+// not their defaults, so that the file leaves alone what other files set.
+void save_edited_settings(const std::filesystem::path& file, const headless::tool& tool,
+                          const std::set<std::string>& named);
 
 }  // namespace focusfall

@@ -106,14 +106,19 @@ void list_presets(bool as_json) {
 struct controls_options : shared_options {
     bool as_json = false;
     bool presets = false;
-    std::string save_as;
+    std::string save_as;   // optional: empty, as the next
+    std::string save_all;  // the file for all values
 };
 
 void list_controls(const controls_options& options) {
     if (options.presets) return list_presets(options.as_json);
     session opened = opened_session(options);
     const auto tool = created_tool(opened, options);
-    if (!options.save_as.empty()) return save_settings_file(options.save_as, *tool);
+    if (!options.save_all.empty()) save_settings_file(options.save_all, *tool);
+    if (!options.save_as.empty()) {
+        save_edited_settings(options.save_as, *tool, opened.named_controls());
+    }
+    if (!options.save_all.empty() || !options.save_as.empty()) return;
     if (!options.as_json) return print_table(*tool);
     auto all = nlohmann::ordered_json::array();
     for (const control* input : tool->controls()) all.push_back(json_control(*input));
@@ -129,7 +134,10 @@ void add_controls_command(CLI::App& app) {
     options->add_tool_options(*verb);
     verb->add_flag("--json", options->as_json, "Print JSON instead of a table");
     verb->add_option("--save", options->save_as,
-                     "Write a settings file instead of printing")
+                     "Write a settings file of what was edited instead of printing")
+        ->type_name("FILE");
+    verb->add_option("--save-all", options->save_all,
+                     "Write a settings file of all values instead of printing")
         ->type_name("FILE");
     verb->add_flag("--presets", options->presets,
                    "List the presets that --settings takes instead");

@@ -1,12 +1,15 @@
 #include "programs/command/shared_options.h"
 
 #include <cstdio>
-#include <iostream>
+#include <map>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "pipeline/settings/hidden_controls.h"
 #include "pipeline/settings/lens_note.h"
+#include "pipeline/settings/setting_value.h"
+#include "programs/command/message.h"
 
 namespace focusfall {
 
@@ -72,14 +75,20 @@ std::unique_ptr<headless::tool> created_tool(session& opened,
     auto tool = opened.create_tool();
     if (options.quiet) return tool;
     std::vector<std::string> ids;
+    std::map<std::string, std::string> adjusted;  // by the last edit of each control
     for (const std::string& edit : options.edits) {
-        ids.push_back(edited_control(edit));
+        const std::string& id = ids.emplace_back(edited_control(edit));
+        adjusted[id] = adjustment_note(tool->find(id).info(),
+                                       std::string_view(edit).substr(id.size() + 1));
+    }
+    for (const auto& [id, note] : adjusted) {
+        if (!note.empty()) print_message(note);
     }
     for (const std::string& line : edits_without_effect(*tool, ids)) {
-        std::cerr << "focusfall: " << line << "\n";
+        print_message(line);
     }
     const std::string note = lens_note(*tool);
-    if (!note.empty()) std::cerr << "focusfall: " << note << "\n";
+    if (!note.empty()) print_message(note);
     return tool;
 }
 
