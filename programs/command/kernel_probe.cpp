@@ -1,7 +1,9 @@
 #include "programs/command/kernel_probe.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
+#include <iterator>
 
 #include "lens/kernel_sizes.h"
 #include "pipeline/process/interruption.h"
@@ -33,19 +35,50 @@ float peak_of(const Image& kernel) {
     return peak > 0.0F ? peak : 1.0F;
 }
 
-// Draws the kernel in the middle of the square at (left, top) with sides of `cell`.
+// Draws the kernel in the middle of the square at (left, top) with sides of `cell`, each
+// of its pixels `scale` wide.
 void draw_tile(Image& sheet, const Image& kernel, std::int32_t left, std::int32_t top,
-               std::int32_t cell) {
-    const std::int32_t factor = std::max(1, cell / kernel.Width());
-    const std::int32_t margin = (cell - factor * kernel.Width()) / 2;
+               std::int32_t cell, std::int32_t scale) {
+    const std::int32_t side = scale * kernel.Width();
+    const std::int32_t margin = (cell - side) / 2;
     const float peak = peak_of(kernel);
-    for (std::int32_t y = 0; y < factor * kernel.Height(); ++y) {
-        for (std::int32_t x = 0; x < factor * kernel.Width(); ++x) {
-            const float weight = kernel.Pixel(x / factor, y / factor)[Image::RED] / peak;
+    for (std::int32_t y = 0; y < side; ++y) {
+        for (std::int32_t x = 0; x < side; ++x) {
+            const float weight = kernel.Pixel(x / scale, y / scale)[Image::RED] / peak;
             float* pixel = sheet.Pixel(left + margin + x, top + margin + y);
             pixel[Image::RED] = pixel[Image::GREEN] = std::max(weight, 0.0F);
             pixel[Image::BLUE] = std::abs(weight);
         }
+    }
+}
+
+// The rows of a letter from the top, three bits each, the left one first.
+struct letter {
+    char text;
+    std::array<unsigned, 5> rows;
+};
+constexpr letter LETTERS[] = {
+    {'0', {7, 5, 5, 5, 7}}, {'1', {2, 6, 2, 2, 7}}, {'2', {7, 1, 7, 4, 7}},
+    {'3', {7, 1, 7, 1, 7}}, {'4', {5, 5, 7, 1, 1}}, {'5', {7, 4, 7, 1, 7}},
+    {'6', {7, 4, 7, 5, 7}}, {'7', {7, 1, 2, 2, 2}}, {'8', {7, 5, 7, 5, 7}},
+    {'9', {7, 5, 7, 1, 7}}, {'.', {0, 0, 0, 0, 2}}};
+constexpr std::int32_t DOT = 2;  // sides of the squares that letters are made of
+constexpr std::int32_t LETTER_WIDTH = 4 * DOT;
+constexpr std::int32_t LETTER_HEIGHT = 5 * DOT;
+
+void draw_label(Image& sheet, const std::string& text, std::int32_t left,
+                std::int32_t top) {
+    for (const char c : text) {
+        const auto* drawn = std::ranges::find(LETTERS, c, &letter::text);
+        for (std::int32_t i = 0; drawn != std::end(LETTERS) && i < 15 * DOT * DOT; ++i) {
+            const std::int32_t x = i % (3 * DOT);
+            const std::int32_t y = i / (3 * DOT);
+            const unsigned row = drawn->rows[static_cast<std::size_t>(y / DOT)];
+            if ((row >> (2 - x / DOT) & 1U) == 0) continue;
+            if (left + x < sheet.Width())
+                std::fill_n(sheet.Pixel(left + x, top + y), 3, 1.0F);
+        }
+        left += LETTER_WIDTH;
     }
 }
 
@@ -85,26 +118,34 @@ Owned<Image> probed_kernel(headless::tool& tool, double diameter) {
     return kernel;
 }
 
-Owned<Image> kernel_sheet(const std::vector<std::vector<Owned<Image>>>& rows) {
-    std::int32_t cell = TILE;
+Owned<Image> kernel_sheet(const std::vector<std::vector<Owned<Image>>>& rows,
+                          const std::vector<std::string>& labels) {
+    std::int32_t widest = 1;
     for (const auto& row : rows) {
-        for (const auto& kernel : row) cell = std::max(cell, kernel->Width());
+        for (const auto& kernel : row) widest = std::max(widest, kernel->Width());
     }
+    const std::int32_t scale = std::max(1, TILE / widest);
+    const std::int32_t cell = std::max(TILE, widest);
     const std::int32_t pitch = cell + GAP;
     const auto columns = static_cast<std::int32_t>(rows.front().size());
-    Owned<Image> sheet = empty_image(
-        columns * pitch + GAP, static_cast<std::int32_t>(rows.size()) * pitch + GAP);
+    constexpr std::int32_t FIRST_ROW = 2 * GAP + LETTER_HEIGHT;
+    Owned<Image> sheet =
+        empty_image(columns * pitch + GAP,
+                    static_cast<std::int32_t>(rows.size()) * pitch + FIRST_ROW);
     for (std::int32_t y = 0; y < sheet->Height(); ++y) {
         for (std::int32_t x = 0; x < sheet->Width(); ++x) {
             std::fill_n(sheet->Pixel(x, y), 3, GROUND);
             sheet->Pixel(x, y)[Image::ALPHA] = 1.0F;
         }
     }
-    std::int32_t top = GAP;
+    for (std::size_t i = 0; i < labels.size(); ++i) {
+        draw_label(*sheet, labels[i], GAP + static_cast<std::int32_t>(i) * pitch, GAP);
+    }
+    std::int32_t top = FIRST_ROW;
     for (const auto& row : rows) {
         std::int32_t left = GAP;
         for (const auto& kernel : row) {
-            draw_tile(*sheet, *kernel, left, top, cell);
+            draw_tile(*sheet, *kernel, left, top, cell, scale);
             left += pitch;
         }
         top += pitch;

@@ -1,6 +1,7 @@
 #pragma once
 // Kernels, measured by rendering a single bright pixel, and pictures of them.
 
+#include <string>
 #include <vector>
 
 #include "host/headless_host.h"
@@ -14,9 +15,11 @@ namespace focusfall {
 // thread]
 Owned<Image> probed_kernel(headless::tool& tool, double diameter);
 
-// A picture of rows of kernels. Each kernel is scaled so that its largest weight is
-// white; negative weights are blue; small kernels are enlarged by whole factors. No row
+// A picture of rows of kernels, all drawn to one scale, a whole factor: each is scaled in
+// brightness so that its largest weight is white; negative weights are blue. Above each
+// column stands the one of `labels`, of which digits, points and blanks are drawn. No row
 // may be longer than the first. Throws like Image's constructor. [any thread]
-Owned<Image> kernel_sheet(const std::vector<std::vector<Owned<Image>>>& rows);
+Owned<Image> kernel_sheet(const std::vector<std::vector<Owned<Image>>>& rows,
+                          const std::vector<std::string>& labels);
 
 }  // namespace focusfall

@@ -1,5 +1,6 @@
 #include <memory>
 
+#include "host/text.h"
 #include "pipeline/pictures/image_file.h"
 #include "pipeline/process/memory_limit.h"
 #include "pipeline/shots/frame_loader.h"
@@ -47,7 +48,11 @@ void draw_kernels(kernels_options options) {
         add_row();
     }
     session.stop().check();
-    write_preview(*kernel_sheet(rows), options.output);
+    std::vector<std::string> labels;
+    for (const double diameter : options.diameters) {
+        labels.push_back(headless::shortest(diameter));
+    }
+    write_preview(*kernel_sheet(rows, labels), options.output);
 }
 
 }  // namespace
