@@ -17,6 +17,7 @@ namespace {
 using namespace std::chrono_literals;
 
 constexpr auto GRACE = 300ms;  // time for an orderly end
+constexpr auto COUNTING = 20ms;
 
 sigset_t held_back_signals() {
     sigset_t signals;
@@ -69,14 +70,23 @@ void interruption::wait_for_signal() {
     if (ending_) return;
     requested_ = true;
     tool_.abort();
-    const bool in_time = ended_.wait_for(lock, GRACE, [this] { return ending_; });
+    if (ended_.wait_for(lock, GRACE, [this] { return ending_; })) {
+        return print_last_words();
+    }
+    lock.unlock();
+    exit_without_unfinished_files(INTERRUPTED_STATUS, [this] {
+        // the file that appeared last is counted in a moment
+        std::this_thread::sleep_for(COUNTING);
+        const std::scoped_lock counted(mutex_);
+        print_last_words();
+    });
+}
+
+void interruption::print_last_words() const {
     if (isatty(STDERR_FILENO) != 0)
         std::fputs("\r\x1b[K", stderr);  // erase a progress bar
-    if (!last_words_.empty()) {
-        std::fputs(("focusfall: " + last_words_ + "\n").c_str(), stderr);
-    }
-    if (in_time) return;
-    exit_without_unfinished_files(INTERRUPTED_STATUS);
+    if (last_words_.empty()) return;
+    std::fputs(("focusfall: " + last_words_ + "\n").c_str(), stderr);
 }
 
 }  // namespace focusfall

@@ -52,6 +52,7 @@ class interruption {
 
   private:
     void wait_for_signal();
+    void print_last_words() const;  // under mutex_
 
     headless::tool& tool_;
     std::atomic<bool> requested_ = false;

@@ -54,12 +54,9 @@ bool lock_new_file(int descriptor) {
 }  // namespace
 
 output_file::output_file(const fs::path& final_name) : final_(final_name) {
+    check_replaceable(final_);
     // a symbolic link stays, and the file that it points to is replaced
     if (fs::is_symlink(final_)) final_ = fs::weakly_canonical(final_);
-    if (fs::exists(final_) && !fs::is_regular_file(final_)) {
-        throw headless::host_error(final_.string() +
-                                   ": exists and is not a file; name another");
-    }
     const std::scoped_lock guard(unfinished_mutex);
     while (descriptor_ < 0) {
         temporary_ = temporary_name_in(final_.parent_path());
@@ -95,6 +92,31 @@ void output_file::commit() {
     close(folder);
 }
 
+void check_replaceable(const fs::path& file) {
+    std::error_code error;
+    const fs::file_status status = fs::status(file, error);
+    if (!fs::exists(status)) {
+        const fs::path parent = file.parent_path();
+        const char* folder = parent.empty() ? "." : parent.c_str();
+        if (faccessat(AT_FDCWD, folder, W_OK | X_OK, AT_EACCESS) == 0) return;
+        fail(file, "cannot be written");
+    }
+    if (!fs::is_regular_file(status)) {
+        throw headless::host_error(file.string() +
+                                   ": exists and is not a file; name another");
+    }
+    // by the file's mode too: the superuser may write to everything, and a file that was
+    // published read-only stays as it is for him as well
+    constexpr fs::perms WRITE =
+        fs::perms::owner_write | fs::perms::group_write | fs::perms::others_write;
+    const bool writable = (status.permissions() & WRITE) != fs::perms::none &&
+                          faccessat(AT_FDCWD, file.c_str(), W_OK, AT_EACCESS) == 0;
+    if (writable) return;
+    throw headless::host_error(file.string() +
+                               ": is write-protected; name another output, or allow "
+                               "writing to it");
+}
+
 void remove_abandoned_files(const fs::path& folder) {
     std::error_code error;
     for (const auto& entry :
@@ -108,9 +130,11 @@ void remove_abandoned_files(const fs::path& folder) {
     }
 }
 
-void exit_without_unfinished_files(int status) noexcept {
+void exit_without_unfinished_files(int status,
+                                   const std::function<void()>& last) noexcept {
     const std::scoped_lock guard(unfinished_mutex);  // no further file from here on
     for (const fs::path& file : unfinished) unlink(file.c_str());
+    last();
     _exit(status);
 }
 

@@ -2,6 +2,7 @@
 // Files that appear whole or not at all.
 
 #include <filesystem>
+#include <functional>
 
 namespace focusfall {
 
@@ -12,7 +13,7 @@ namespace focusfall {
 class output_file {
   public:
     // Makes the empty temporary file. Throws headless::host_error when the system
-    // refuses, or when `final_name` exists and is not a file.
+    // refuses, and as check_replaceable.
     explicit output_file(const std::filesystem::path& final_name);
     ~output_file();  // removes the temporary file, unless it was renamed
     output_file(const output_file&) = delete;
@@ -31,12 +32,19 @@ class output_file {
     int descriptor_ = -1;
 };
 
+// Throws headless::host_error when `file` is there and is not a file, or is protected
+// against writing, or when its folder is: so that work need not be done first. Files are
+// replaced, which their own protection would not prevent. [any thread]
+void check_replaceable(const std::filesystem::path& file);
+
 // Removes the temporary files that killed runs left in `folder`; those in use stay.
 // Ignores what it cannot remove. [any thread]
 void remove_abandoned_files(const std::filesystem::path& folder);
 
-// Removes the temporary files of this process and ends it at once, without destructors.
-// [any thread]
-[[noreturn]] void exit_without_unfinished_files(int status) noexcept;
+// Removes the temporary files of this process and ends it at once, without destructors,
+// after `last` was called, which must not throw: no more files appear from then on. [any
+// thread]
+[[noreturn]] void exit_without_unfinished_files(
+    int status, const std::function<void()>& last) noexcept;
 
 }  // namespace focusfall
