@@ -2,6 +2,7 @@
 // A frame's input: the picture, and what was chosen of it.
 
 #include <optional>
+#include <string>
 #include <vector>
 
 #include "pipeline/pictures/channel_choice.h"
@@ -28,6 +29,7 @@ struct input_picture {
     window display;  // the display window of the colour
     window area;  // what the tool renders: this and the data windows of colour and depth
     std::vector<further_layer> further = {};
+    std::vector<std::string> lost = {};  // what the file has besides, and cannot be kept
 };
 
 }  // namespace focusfall

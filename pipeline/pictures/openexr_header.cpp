@@ -1,10 +1,12 @@
 #include "pipeline/pictures/openexr_header.h"
 
+#include <algorithm>
 #include <cstdint>
 #include <fstream>
 #include <map>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "host/error.h"
 
@@ -48,6 +50,11 @@ class header_reader {
         std::getline(stream_, value, '\0');
         return value;
     }
+    std::uint8_t byte() {
+        char value = 0;
+        stream_.get(value);
+        return static_cast<std::uint8_t>(value);
+    }
     void skip(std::int64_t bytes) { stream_.seekg(bytes, std::ios::cur); }
     std::int64_t position() { return stream_.tellg(); }
 
@@ -71,52 +78,135 @@ void check_channels(header_reader& header) {
     }
 }
 
-// The library takes memory for many lines as soon as it opens a file.
-void check_line(header_reader& header, std::uint64_t max_bytes) {
-    const std::int64_t left = header.number();
-    header.number();
-    const std::int64_t width = header.number() - left + 1;
-    header.number();
-    if (width > 0 && static_cast<std::uint64_t>(width) > max_bytes / SMALLEST_PIXEL) {
-        header.fail("has lines of " + std::to_string(width) +
-                    " pixels, which is more than the memory holds");
+// Lines that are compressed together, by the number of the compression.
+constexpr std::int64_t LINES_OF_CHUNK[] = {1, 1, 1, 16, 32, 16, 32, 32, 32, 256};
+
+// What tells how many pieces the pixels of a part are stored in.
+struct part_layout {
+    std::int64_t width = 0;
+    std::int64_t height = 0;
+    std::int64_t tile_width = 0;  // 0: lines
+    std::int64_t tile_height = 0;
+    bool has_levels = false;
+    std::size_t compression = 0;
+
+    std::int64_t chunks() const {
+        const auto pieces = [](std::int64_t whole, std::int64_t size) {
+            return (std::max<std::int64_t>(whole, 0) + size - 1) / size;
+        };
+        if (tile_width > 0 && tile_height > 0) {
+            return pieces(width, tile_width) * pieces(height, tile_height);
+        }
+        return pieces(height, compression < std::size(LINES_OF_CHUNK)
+                                  ? LINES_OF_CHUNK[compression]
+                                  : LINES_OF_CHUNK[9]);
     }
+};
+
+// Looks through the headers of all parts.
+class header_check {
+  public:
+    header_check(const std::filesystem::path& file, std::uint64_t max_bytes)
+        : header_(file),
+          file_bytes_(static_cast<std::int64_t>(std::filesystem::file_size(file))),
+          max_bytes_(max_bytes) {}
+
+    std::vector<std::string> lost();
+
+  private:
+    void check_attribute(const std::string& name);
+    void take_window();
+    void take_tiles();
+    void note_loss(const std::string& name, const std::string& type);
+
+    header_reader header_;
+    std::int64_t file_bytes_;
+    std::uint64_t max_bytes_;
+    part_layout part_;
+    std::vector<std::string> lost_;
+};
+
+std::vector<std::string> header_check::lost() {
+    if (header_.number() != MAGIC) return {};
+    const bool several_parts = (header_.number() & SEVERAL_PARTS) != 0;
+    std::int64_t chunks = 0;
+    std::string name = header_.text();
+    do {
+        part_ = {};
+        for (; !name.empty(); name = header_.text()) check_attribute(name);
+        if (part_.has_levels) note_loss("tiles", "levels");
+        chunks += part_.chunks();
+        name = header_.text();
+    } while (several_parts && !name.empty());
+    // each has an entry in a table, a head and something in it: the library would look
+    // for those that are not there for minutes
+    constexpr std::int64_t SMALLEST_CHUNK = 16;
+    if (chunks > file_bytes_ / SMALLEST_CHUNK) {
+        header_.fail("is too short for the pixels that it announces; it is damaged");
+    }
+    return std::move(lost_);
 }
 
 // Looks at one attribute, whose name was read.
-void check_attribute(header_reader& header, const std::string& name,
-                     std::int64_t file_bytes, std::uint64_t max_bytes) {
-    const std::string type = header.text();
-    const std::int64_t length = header.number();
-    const std::int64_t end = header.position() + length;
-    if (length >= 0 && end <= file_bytes) {
+void header_check::check_attribute(const std::string& name) {
+    const std::string type = header_.text();
+    const std::int64_t length = header_.number();
+    const std::int64_t end = header_.position() + length;
+    if (length >= 0 && end <= file_bytes_) {
         const auto fixed = fixed_lengths().find(type);
         if (type == "chlist") {
-            check_channels(header);
+            check_channels(header_);
         } else if (name == "dataWindow" && type == "box2i") {
-            check_line(header, max_bytes);
+            take_window();
+        } else if (name == "tiles" && type == "tiledesc") {
+            take_tiles();
+        } else if (name == "compression" && type == "compression") {
+            part_.compression = header_.byte();
         } else {
-            header.skip(fixed == fixed_lengths().end() ? length : fixed->second);
+            header_.skip(fixed == fixed_lengths().end() ? length : fixed->second);
         }
-        if (header.position() == end) return;
+        if (header_.position() == end) return note_loss(name, type);
     }
-    header.fail("has an attribute \"" + name + "\" of a wrong length; it is damaged");
+    header_.fail("has an attribute \"" + name + "\" of a wrong length; it is damaged");
+}
+
+// The library takes memory for many lines as soon as it opens a file.
+void header_check::take_window() {
+    const std::int64_t left = header_.number();
+    const std::int64_t top = header_.number();
+    part_.width = header_.number() - left + 1;
+    part_.height = header_.number() - top + 1;
+    if (part_.width > 0 &&
+        static_cast<std::uint64_t>(part_.width) > max_bytes_ / SMALLEST_PIXEL) {
+        header_.fail("has lines of " + std::to_string(part_.width) +
+                     " pixels, which is more than the memory holds");
+    }
+}
+
+void header_check::take_tiles() {
+    part_.tile_width = header_.number();
+    part_.tile_height = header_.number();
+    constexpr unsigned LEVEL_MODE = 0x0f;
+    part_.has_levels = (header_.byte() & LEVEL_MODE) != 0;
+}
+
+void header_check::note_loss(const std::string& name, const std::string& type) {
+    static constexpr std::string_view KEPT[] = {"chlist", "floatvector", "string",
+                                                "stringvector"};
+    const bool kept = type != "deepImageState" &&
+                      (fixed_lengths().contains(type) || std::ranges::count(KEPT, type));
+    if (kept) return;
+    std::string what = "the attribute \"" + name + "\"";
+    if (type == "preview") what = "the preview picture";
+    if (type == "levels") what = "its smaller levels";
+    if (std::ranges::count(lost_, what) == 0) lost_.push_back(what);
 }
 
 }  // namespace
 
-void check_openexr_header(const std::filesystem::path& file, std::uint64_t max_bytes) {
-    header_reader header(file);
-    if (header.number() != MAGIC) return;
-    const bool several_parts = (header.number() & SEVERAL_PARTS) != 0;
-    const auto file_bytes = static_cast<std::int64_t>(std::filesystem::file_size(file));
-    std::string name = header.text();
-    do {
-        for (; !name.empty(); name = header.text()) {
-            check_attribute(header, name, file_bytes, max_bytes);
-        }
-        name = header.text();
-    } while (several_parts && !name.empty());
+std::vector<std::string> checked_openexr_header(const std::filesystem::path& file,
+                                                std::uint64_t max_bytes) {
+    return header_check(file, max_bytes).lost();
 }
 
 }  // namespace focusfall

@@ -1,5 +1,6 @@
 #include "pipeline/pictures/picture_file.h"
 
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -32,9 +33,15 @@ using OIIO::TypeDesc;
 void expect_regular_file(const fs::path& file) {
     std::error_code error;
     const fs::file_status status = fs::status(file, error);
+    if (status.type() == fs::file_type::none) {
+        fail(file, "cannot be read: " + error.message());
+    }
     if (!fs::exists(status)) fail(file, "there is no such file");
     if (fs::is_directory(status)) fail(file, "is a folder, not a picture");
     if (!fs::is_regular_file(status)) fail(file, "is not a regular file");
+    if (faccessat(AT_FDCWD, file.c_str(), R_OK, AT_EACCESS) != 0) {
+        fail(file, std::string("cannot be read: ") + std::strerror(errno));
+    }
 }
 
 // Bytes of all pixels, or the largest number when they are more than that.
@@ -70,6 +77,16 @@ void check_header(const OIIO::ImageSpec& spec, const fs::path& file,
     std::ranges::sort(names);
     const auto twice = std::ranges::adjacent_find(names);
     if (twice != names.end()) fail(file, "has two channels called \"" + *twice + "\"");
+}
+
+// The six sides of a cube map lie below one another in one picture, of which the library
+// calls one the whole.
+OIIO::ImageSpec with_whole_cube(OIIO::ImageSpec spec) {
+    if (spec.get_string_attribute("textureformat") == "CubeFace Environment") {
+        spec.full_width = spec.width;
+        spec.full_height = spec.height;
+    }
+    return spec;
 }
 
 // Writes for the file library, some of whose formats overlook what the system refuses.
@@ -151,13 +168,13 @@ picture_reader::picture_reader(fs::path file, std::uint64_t max_bytes)
     input_ = OIIO::ImageInput::create(file_.string());
     if (!input_) fail(file_, OIIO::geterror());
     const bool is_openexr = std::string(input_->format_name()) == "openexr";
-    if (is_openexr) check_openexr_header(file_, max_bytes);
+    if (is_openexr) lost_ = checked_openexr_header(file_, max_bytes);
     OIIO::ImageSpec first;
     if (!input_->open(file_.string(), first, config)) fail(file_, input_->geterror());
     do {
         check_header(input_->spec(), file_, max_bytes);
         max_bytes -= pixel_bytes(input_->spec());
-        specs_.push_back(input_->spec());
+        specs_.push_back(with_whole_cube(input_->spec()));
     } while (is_openexr && input_->seek_subimage(static_cast<int>(specs_.size()), 0));
 }
 
@@ -185,6 +202,7 @@ picture read_picture(const fs::path& file, std::uint64_t max_bytes) {
 }
 
 void write_picture(const picture& parts, const fs::path& file) {
+    OIIO::attribute("debug", 0);  // or it prints what it leaves out
     const auto output = writer_for(file);
     output_file target(file);
     checked_writer writer(target.descriptor(), target.temporary_name().string());

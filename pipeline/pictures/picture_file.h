@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <filesystem>
 #include <memory>
+#include <string>
 #include <vector>
 
 #include "pipeline/pictures/picture.h"
@@ -25,6 +26,8 @@ class picture_reader {
 
     // All parts, without pixels.
     picture headers() const;
+    // What the file has that cannot be kept, as in "the preview picture".
+    const std::vector<std::string>& lost() const { return lost_; }
     // All parts with their pixels; closes the file, so call it once. Throws
     // headless::host_error that names the file, and std::bad_alloc.
     picture read();
@@ -33,6 +36,7 @@ class picture_reader {
     std::filesystem::path file_;
     std::unique_ptr<OIIO::ImageInput> input_;  // null once all is read
     std::vector<OIIO::ImageSpec> specs_;
+    std::vector<std::string> lost_;
 };
 
 // All parts of `file` at once. Throws as a reader does.

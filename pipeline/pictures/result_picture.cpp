@@ -25,6 +25,11 @@ TypeDesc float_type(TypeDesc type) {
     return type.size() == 1 ? TypeDesc::HALF : TypeDesc::FLOAT;
 }
 
+bool is_environment(const OIIO::ImageSpec& spec) {
+    const std::string kind = spec.get_string_attribute("textureformat");
+    return kind.ends_with(" Environment");
+}
+
 void set_windows(OIIO::ImageSpec& spec, const window& data, const window& display) {
     spec.x = static_cast<int>(data.x);
     spec.y = static_cast<int>(data.y);
@@ -51,11 +56,17 @@ std::size_t add_channel(OIIO::ImageSpec& spec, const channel_name& name, TypeDes
     return spec.channelnames.size() - 1;
 }
 
-// Removes what describes the input's file alone: the writer would follow it.
+// Removes what describes the input's file alone, for the writer would follow it. That it
+// is an environment map stays.
 void forget_storage(OIIO::ImageSpec& spec) {
-    for (const char* name : {"textureformat", "openexr:levelmode", "openexr:roundingmode",
+    for (const char* name : {"openexr:levelmode", "openexr:roundingmode",
                              "openexr:chunkCount", "oiio:subimages"}) {
         spec.erase_attribute(name);
+    }
+    if (!is_environment(spec)) {
+        spec.erase_attribute("textureformat");
+    } else if (spec.tile_width > 0) {
+        spec.attribute("openexr:levelmode", 0);  // or there would be more than one
     }
 }
 
@@ -133,25 +144,27 @@ bool would_alter_others(const input_picture& input, std::size_t part) {
 // The headers of an output with all channels, and where the tool's result goes.
 struct output_headers {
     std::vector<OIIO::ImageSpec> specs;  // a part's channels begin with the input's
-    color_channels color;                // with alpha
+    color_channels color;
     channel_place depth;
 };
 
-// Alpha and depth join the colour where the input has none.
-output_headers headers_for(const input_picture& input, TypeDesc type) {
+// Depth joins the colour where the input has none, and so does alpha unless the picture
+// fills its display window: at its edges alpha tells how much of a pixel is covered.
+output_headers headers_for(const input_picture& input, const window& data,
+                           TypeDesc type) {
     output_headers headers;
     for (const picture_part& part : input.file) headers.specs.push_back(part.spec);
 
     color_channels& color = headers.color = input.color;
     OIIO::ImageSpec& spec = headers.specs[color.part];
-    if (!color.alpha) {
+    const window filled = data_window(spec);
+    if (!color.alpha && common(filled, input.display) != input.display) {
         const std::string red = split_name(spec.channelnames[color.red]).last;
         color.alpha = add_channel(spec, {color.layer, alpha_beside(red)}, type);
     }
-    for (const std::size_t c : {color.red, color.green, *color.alpha}) {
-        set_type(spec, c, type);
-    }
+    for (const std::size_t c : {color.red, color.green}) set_type(spec, c, type);
     if (color.blue) set_type(spec, *color.blue, type);
+    if (color.alpha) set_type(spec, *color.alpha, type);
     if (const auto target = depth_target(input)) {
         headers.depth = *target;
         set_type(headers.specs[target->part], target->channel, TypeDesc::FLOAT);
@@ -160,27 +173,29 @@ output_headers headers_for(const input_picture& input, TypeDesc type) {
                          add_channel(spec, {color.layer, "Z"}, TypeDesc::FLOAT)};
     }
     for (const std::size_t part : {color.part, headers.depth.part}) {
-        set_windows(headers.specs[part], input.area, input.display);
+        set_windows(headers.specs[part], data, input.display);
     }
     return headers;
 }
 
-picture with_all_channels(const input_picture& input, const Image& result, TypeDesc type,
+picture with_all_channels(const input_picture& input, const Image& result,
+                          const window& data, TypeDesc type,
                           const color_encoding& encoding) {
-    const auto [specs, color, depth] = headers_for(input, type);
+    const auto [specs, color, depth] = headers_for(input, data, type);
     picture output;
     for (std::size_t i = 0; i < specs.size(); ++i) {
         output.push_back(changed_part(input.file[i], specs[i]));
+        // the library would date it today; what is no text keeps it from doing so
+        OIIO::ImageSpec& spec = output.back().spec;
+        if (!spec.find_attribute("DateTime")) spec.attribute("DateTime", 0);
     }
     output[color.part].spec.erase_attribute("oiio:UnassociatedAlpha");
-    if (encoding.is_linear()) {
-        store_color(result, color, output[color.part]);
-    } else {
-        const Owned<Image> encoded = cropped(result, input.area, input.area);
-        encode_image(*encoded, encoding, false);
-        store_color(*encoded, color, output[color.part]);
-    }
-    store_component(result, Image::Z, output[depth.part], depth.channel);
+    const bool as_it_is = encoding.is_linear() && data == input.area;
+    const Owned<Image> copy = as_it_is ? nullptr : cropped(result, input.area, data);
+    if (!encoding.is_linear()) encode_image(*copy, encoding, false);
+    const Image& image = as_it_is ? result : *copy;
+    store_color(image, color, output[color.part]);
+    store_component(image, Image::Z, output[depth.part], depth.channel);
     return output;
 }
 
@@ -233,17 +248,24 @@ color_encoding output_encoding(const input_picture& input, TypeDesc type,
 std::string expected_losses(const input_picture& input, const picture_format& format,
                             const output_choices& choices) {
     if (!format.has_named_channels) {
-        const auto others = other_channels(input.file, input.color, input.depth);
-        if (others.empty()) return "";
-        return "has no room for " + listed_channels(input.file, others);
+        std::string others = listed_channels(
+            input.file, other_channels(input.file, input.color, input.depth));
+        if (input.color.alpha && !format.has_alpha) {
+            others = "alpha" + (others.empty() ? "" : ", " + others);
+        }
+        return others.empty() ? "" : "has no room for " + others;
+    }
+    std::string text;
+    for (const std::string& what : input.lost) {
+        text += (text.empty() ? "does not keep " : ", ") + what;
     }
     for (std::size_t i = 0; i < input.file.size() && choices.compression.empty(); ++i) {
         if (!would_alter_others(input, i)) continue;
-        return "is compressed by zip, because " +
+        return text + (text.empty() ? "" : "; ") + "is compressed by zip, because " +
                std::string(input.file[i].spec.get_string_attribute("compression")) +
                " would alter channels that pass through; --compression overrides";
     }
-    return "";
+    return text;
 }
 
 std::optional<channel_place> written_depth(const input_picture& input,
@@ -255,20 +277,22 @@ std::optional<channel_place> written_depth(const input_picture& input,
 }
 
 picture result_picture(const input_picture& input, const Image& result,
-                       const picture_format& format, const output_choices& choices,
-                       const std::string& record) {
+                       const window& data, const picture_format& format,
+                       const output_choices& choices, const std::string& record) {
     const TypeDesc wanted = color_type(input, choices);
     const bool all_channels = format.has_named_channels;
     const TypeDesc type = all_channels ? float_type(wanted) : format.nearest_type(wanted);
     const color_encoding encoding = output_encoding(input, type, choices);
     picture output = all_channels
-                         ? with_all_channels(input, result, type, encoding)
+                         ? with_all_channels(input, result, data, type, encoding)
                          : only_color(input, result, format.has_alpha, type, encoding);
     for (std::size_t i = 0; i < output.size(); ++i) {
         OIIO::ImageSpec& spec = output[i].spec;
         forget_storage(spec);
         spec.attribute("oiio:ColorSpace", encoding.name());
-        spec.attribute("focusfall", record);
+        // other parts keep theirs: they are as an earlier render made them
+        const bool rendered = !all_channels || i == input.color.part;
+        if (rendered) spec.attribute("focusfall", record);
         if (!choices.compression.empty()) {
             spec.attribute("compression", choices.compression);
         } else if (all_channels && would_alter_others(input, i)) {

@@ -15,23 +15,33 @@ struct output_choices {
     OIIO::TypeDesc type = OIIO::TypeDesc::UNKNOWN;  // of the colours; optional: unknown
     std::string compression;                        // optional: empty
     std::optional<color_encoding> encoding;
+
+    // As load_choices::for_each.
+    template <class Choices, class Visit>
+    static void for_each(Choices& choices, const Visit& visit) {
+        visit("data-type", choices.type);
+        visit("compression", choices.compression);
+        visit("colorspace", choices.encoding);
+    }
 };
 
-// Says which channels of the input the output's format drops or would alter, as the end
-// of a sentence about the output file; empty when all of them arrive bit for bit. Colour
-// and depth, which the tool makes, do not count. `input` needs no pixels. Never throws
+// Says what of the input the output's format drops or would alter, as the end of a
+// sentence about the output file; empty when all of it arrives bit for bit. The depth and
+// the colours, which the tool makes, do not count. `input` needs no pixels. Never throws
 // but std::bad_alloc. [any thread]
 std::string expected_losses(const input_picture& input, const picture_format& format,
                             const output_choices& choices);
 
 // The picture to write in `format` for the tool's `result` in the input's area. A format
 // with named channels gets all of the input's, bit for bit but for the colour and the
-// depth, its header with `record` in the attribute "focusfall", and the area as its data
-// window, compressed without loss where the input's compression would alter channels;
-// other formats get the colour of the display window. Throws std::bad_alloc. [any thread]
+// depth, its header, and `data`, a part of the area, as its data window, compressed
+// without loss where the input's compression would alter channels; alpha joins a colour
+// without it that does not fill the display window, for its edges become thin. Other
+// formats get the colour of the display window. The part with the colour gets `record` in
+// the attribute "focusfall". Throws std::bad_alloc. [any thread]
 picture result_picture(const input_picture& input, const Image& result,
-                       const picture_format& format, const output_choices& choices,
-                       const std::string& record);
+                       const window& data, const picture_format& format,
+                       const output_choices& choices, const std::string& record);
 
 // Where such a picture, an `output` with all channels, has the depth that the tool used.
 std::optional<channel_place> written_depth(const input_picture& input,
