@@ -158,6 +158,7 @@ opened_frame frame_loader::open(const frame_files& files, bool needs_depth) {
             input_picture chosen = chosen_input(reader.headers(), choices_,
                                                 !files.depth_map.empty(), needs_depth);
             check_area(chosen.area, max_bytes_);
+            chosen.lost = reader.lost();
             return chosen;
         });
         opened_frame opened{.files = files,

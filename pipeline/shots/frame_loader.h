@@ -33,6 +33,16 @@ struct load_choices {
     std::string depth_channel;  // optional; of the depth map if there is one, else of the
                                 // input
     std::optional<color_encoding> encoding;  // else what the files say
+
+    // Calls visit(name, choice) for every choice with the name of its option: records of
+    // renders are made so. A type that JSON does not know needs an overload of `json_of`
+    // and `take` in shot_record.cpp. `choices` may be constant.
+    template <class Choices, class Visit>
+    static void for_each(Choices& choices, const Visit& visit) {
+        visit("layer", choices.layers);
+        visit("depth-channel", choices.depth_channel);
+        visit("colorspace", choices.encoding);
+    }
 };
 
 // A frame whose files are open: what their headers tell, and no pixels yet.

@@ -1,5 +1,6 @@
 #include "pipeline/shots/frame_range.h"
 
+#include <algorithm>
 #include <charconv>
 #include <cstdlib>
 #include <string_view>
@@ -94,11 +95,41 @@ std::vector<int> parse_frames(const std::string& text) {
     return frames;
 }
 
+std::string shown_frames(const std::vector<int>& frames) {
+    std::string text;
+    for (std::size_t i = 0; i < frames.size(); ++i) {
+        const std::size_t first = i;
+        while (i + 1 < frames.size() && frames[i + 1] == frames[i] + 1) ++i;
+        if (!text.empty()) text += ',';
+        text += std::to_string(frames[first]);
+        if (i > first) text += '-' + std::to_string(frames[i]);
+    }
+    return text;
+}
+
 bool has_frame_pattern(const std::string& name) {
     for (std::size_t i = 0; i < name.size(); ++i) {
         if (place_at(name, i).length > 0) return true;
     }
     return false;
+}
+
+std::optional<int> frame_number(const std::string& pattern, std::string_view name) {
+    std::size_t start = 0;
+    while (start < pattern.size() && place_at(pattern, start).length == 0) ++start;
+    if (start >= name.size()) return std::nullopt;
+    const std::string_view rest = name.substr(start);
+    const std::size_t sign = rest[0] == '-' ? 1 : 0;
+    const std::size_t end =
+        std::min(rest.find_first_not_of("0123456789", sign), rest.size());
+    // digits of the name itself may follow: right is the number that makes all of it
+    for (std::size_t length = end; length > sign; --length) {
+        std::string_view digits = rest.substr(0, length);
+        int frame = 0;
+        if (take_number(digits, frame) && frame_name(pattern, frame) == name)
+            return frame;
+    }
+    return std::nullopt;
 }
 
 std::string frame_name(const std::string& name, int frame) {

@@ -1,7 +1,9 @@
 #pragma once
 // The frames of a shot, and the names of their files.
 
+#include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace focusfall {
@@ -11,11 +13,17 @@ namespace focusfall {
 // than a hundred thousand frames.
 std::vector<int> parse_frames(const std::string& text);
 
+// The frames as parse_frames reads them, in few words: "1-48,60".
+std::string shown_frames(const std::vector<int>& frames);
+
 // True when `name` holds a place for a frame number: "####" of any length, "%d" or
 // "%04d".
 bool has_frame_pattern(const std::string& name);
 
 // `name` with the number in all such places, filled with zeros as wide as they ask for.
 std::string frame_name(const std::string& name, int frame);
+
+// The frame for which frame_name(pattern, frame) gives `name`, if there is one.
+std::optional<int> frame_number(const std::string& pattern, std::string_view name);
 
 }  // namespace focusfall

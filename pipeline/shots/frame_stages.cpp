@@ -11,6 +11,7 @@
 #include "pipeline/process/memory_limit.h"
 #include "pipeline/shots/overscan_scale.h"
 #include "pipeline/shots/render_forecast.h"
+#include "pipeline/shots/shot_record.h"
 
 namespace focusfall {
 
@@ -43,28 +44,21 @@ bool needs_depth(const headless::tool& tool, TimeStamp time) {
     return forecast.blur_of && forecast.depth == Image::Z;
 }
 
-// The tool's name and the values that differ from its defaults.
-std::string record_of(const headless::tool& tool, TimeStamp time, std::string name) {
-    for (const headless::control* control : tool.controls()) {
-        const headless::control_info& info = control->info();
-        if (!info.is_number()) continue;
-        const double value = control->number(time);
-        if (value != info.initial) name += "; " + info.id + "=" + info.shown(value);
-    }
-    return name;
-}
-
 }  // namespace
 
 void reading_stage::run(frame_job& job) {
     run_stage(job, &frame_report::read_seconds, [&] {
         frame_report& report = job.report;
         const TimeStamp time = report.frame;
+        // first: a file that changes from now on shall count as changed
+        json_record record = record_of(options_, report.files, tool_, time);
         opened_frame opened = loader_.open(report.files, needs_depth(tool_, time));
         job.forecast = forecast_of(tool_, time, opened);
         report.largest_blur = job.forecast.largest_blur;
         check_memory(opened, job.forecast);
         job.loaded = loader_.load(std::move(opened));
+        job.written = result_window(job.loaded.input, job.forecast);
+        job.record = record_text(std::move(record), job.loaded.input);
     });
 }
 
@@ -83,7 +77,6 @@ void reading_stage::check_memory(const opened_frame& opened,
 void rendering_stage::run(frame_job& job) {
     run_stage(job, &frame_report::render_seconds, [&] {
         tell_notes(job);
-        job.record = record_of(tool_, job.report.frame, options_.tool_name);
         job.result = rendered(job, 0);
         for (std::size_t i = 1; i <= job.loaded.further.size(); ++i) {
             job.further_results.push_back(rendered(job, i));
@@ -137,8 +130,8 @@ Owned<Image> rendering_stage::rendered(const frame_job& job, std::size_t layer) 
 // Each further layer takes the picture with those before it as its input.
 picture writing_stage::output_of(const frame_job& job) const {
     const input_picture& input = job.loaded.input;
-    picture output =
-        result_picture(input, *job.result, format_, options_.output_as, job.record);
+    picture output = result_picture(input, *job.result, job.written, format_,
+                                    options_.output_as, job.record);
     const std::optional<channel_place> first_depth = written_depth(input, output);
     for (std::size_t i = 0; i < input.further.size(); ++i) {
         const auto& [color, depth] = input.further[i];
@@ -148,7 +141,7 @@ picture writing_stage::output_of(const frame_job& job) const {
                                  .encoding = input.encoding,
                                  .display = input.display,
                                  .area = input.area};
-        output = result_picture(next, *job.further_results[i], format_,
+        output = result_picture(next, *job.further_results[i], job.written, format_,
                                 options_.output_as, job.record);
     }
     return output;
@@ -160,7 +153,7 @@ void writing_stage::run(frame_job& job) {
         const input_picture& input = job.loaded.input;
         check_stopped(observer_);
         write_picture(output_of(job), files.output);
-        check_stopped(observer_);
+        // not left out for a stop: a frame that is there has its preview, and is counted
         if (!files.preview.empty()) {
             write_preview(*cropped(*job.result, input.area, input.display),
                           files.preview);

@@ -20,9 +20,10 @@ struct frame_job {
     std::size_t before = 0;  // frames to render before it
     FrameForecast forecast;  // by the reading stage, as the next
     loaded_frame loaded;
-    Owned<Image> result;  // by the rendering stage, as the next two
+    window written;       // what is written of it
+    std::string record;   // how the picture was made, see shot_record.h
+    Owned<Image> result;  // by the rendering stage, as the next
     std::vector<Owned<Image>> further_results;
-    std::string record;  // the tool and its values, for whoever finds the picture
 };
 
 // Reads the input of a frame, when it is known to fit into memory.

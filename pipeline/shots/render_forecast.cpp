@@ -87,6 +87,27 @@ std::uint64_t render_bytes(const opened_frame& opened, const FrameForecast& fore
     return in_shot ? read + render + write : std::max(render, write);
 }
 
+window result_window(const input_picture& input, const FrameForecast& forecast) {
+    window data = data_window(input.file[input.color.part].spec);
+    const auto add = [&](const std::optional<channel_place>& depth) {
+        if (depth) data = united(data, data_window(input.file[depth->part].spec));
+    };
+    add(input.depth);
+    for (const auto& [color, depth] : input.further) {
+        add(channel_place{color.part, color.red});
+        add(depth);
+    }
+    if (forecast.largest_blur > 1.0) {
+        // no kernel is wider than a quarter of the picture
+        const double diameter =
+            std::min(forecast.largest_blur, static_cast<double>(input.area.width) / 4.0);
+        const auto reach = static_cast<std::int64_t>(std::ceil(diameter / 2.0)) + 1;
+        data = {data.x - reach, data.y - reach, data.width + 2 * reach,
+                data.height + 2 * reach};
+    }
+    return common(data, input.area);
+}
+
 std::string no_blur_note(const FrameForecast& forecast) {
     if (forecast.largest_blur > 1.0 || !forecast.blur_of) return "";
     return "nothing is blurred by more than a pixel; " + forecast.more_blur;

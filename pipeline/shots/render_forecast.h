@@ -19,6 +19,11 @@ FrameForecast forecast_of(const headless::tool& tool, TimeStamp time,
 std::uint64_t render_bytes(const opened_frame& opened, const FrameForecast& forecast,
                            bool in_shot);
 
+// What is written of the frame: the data windows of its colour and depth, and as far
+// around them as the largest blur reaches, within the area that is rendered. Beyond it
+// there is nothing.
+window result_window(const input_picture& input, const FrameForecast& forecast);
+
 // Why a frame of that forecast stays as it is, and what would blur it; empty when it is
 // blurred, and for a tool without a lens.
 std::string no_blur_note(const FrameForecast& forecast);

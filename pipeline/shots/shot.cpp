@@ -9,8 +9,8 @@
 #include "pipeline/process/interruption.h"
 #include "pipeline/process/output_file.h"
 #include "pipeline/shots/frame_stages.h"
-#include "pipeline/shots/shot_files.h"
 #include "pipeline/shots/shot_log.h"
+#include "pipeline/shots/shot_plan.h"
 
 namespace focusfall {
 
@@ -25,6 +25,7 @@ class shot_renderer {
                   shot_observer& observer)
         : options_(options),
           format_(format_of(options.output)),
+          tool_(tool),
           observer_(observer),
           reading_(options, tool),
           rendering_(options, format_, tool, observer),
@@ -42,6 +43,7 @@ class shot_renderer {
     // Constant while frames are on their way; read on all threads.
     const shot_options& options_;
     const picture_format format_;
+    const headless::tool& tool_;
     shot_observer& observer_;
 
     // Each by one thread at a time, and no two by the same at once.
@@ -88,26 +90,18 @@ std::vector<int> shot_renderer::render() {
 }
 
 std::vector<frame_job> shot_renderer::frames_to_render() {
+    shot_plan plan = plan_of(options_, tool_);
+    observer_.begins(plan);
+    for (const frame_report& report : plan.left_out) finish(report);
     std::vector<frame_job> jobs;
-    std::vector<frame_report> skipped;
     std::set<fs::path> folders;
-    for (const int frame : frames_of(options_)) {
-        frame_report report;
-        report.frame = frame;
-        report.files = files_of(options_, frame);
+    for (frame_report& report : plan.to_render) {
         for (const fs::path& file : {report.files.output, report.files.preview}) {
             if (file.empty() || !folders.insert(file.parent_path()).second) continue;
             remove_abandoned_files(file.parent_path());
         }
-        if (options_.skip_existing && are_there(report.files)) {
-            report.outcome = frame_outcome::SKIPPED;
-            skipped.push_back(std::move(report));
-        } else {
-            jobs.emplace_back(std::move(report), jobs.size());
-        }
+        jobs.emplace_back(std::move(report), jobs.size());
     }
-    observer_.begins(skipped.size(), jobs.size());
-    for (const frame_report& report : skipped) finish(report);
     return jobs;
 }
 

@@ -113,6 +113,26 @@ std::vector<int> frames_of(const shot_options& options) {
     return options.frames.empty() ? std::vector{0} : options.frames;
 }
 
+std::vector<int> frames_there(const std::string& pattern) {
+    const fs::path path(pattern);
+    const std::string name = path.filename().string();
+    const fs::path folder = path.has_parent_path() ? path.parent_path() : ".";
+    if (!has_frame_pattern(name) || has_frame_pattern(folder.string())) {
+        throw host_error(pattern +
+                         ": must have #### in its file name, and there alone, for its "
+                         "frames to be found");
+    }
+    std::vector<int> frames;
+    std::error_code unreadable;
+    for (const auto& entry : fs::directory_iterator(folder, unreadable)) {
+        const std::string file = entry.path().filename().string();
+        if (const auto frame = frame_number(name, file)) frames.push_back(*frame);
+    }
+    std::ranges::sort(frames);
+    if (frames.empty()) throw host_error(pattern + ": there is no such file");
+    return frames;
+}
+
 bool are_there(const frame_files& files) {
     for (const fs::path& file : {files.output, files.preview}) {
         std::error_code missing;

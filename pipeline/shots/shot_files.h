@@ -14,6 +14,11 @@ frame_files files_of(const shot_options& options, int frame);
 // The frames to render: 0 alone when the options have none.
 std::vector<int> frames_of(const shot_options& options);
 
+// The numbers that the files of that name have now, in ascending order; `pattern` has its
+// places for the number in the file's name alone. Throws headless::host_error when it has
+// none or others, and when there is no such file.
+std::vector<int> frames_there(const std::string& pattern);
+
 // Whether all that a frame writes has been written.
 bool are_there(const frame_files& files);
 

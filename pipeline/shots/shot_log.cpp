@@ -16,6 +16,7 @@ const char* shown(frame_outcome outcome) {
         case frame_outcome::DONE: return "done";
         case frame_outcome::FAILED: return "failed";
         case frame_outcome::SKIPPED: return "skipped";
+        case frame_outcome::MISSING: return "missing";
     }
     return "";
 }
@@ -26,7 +27,7 @@ nlohmann::ordered_json line_of(const frame_report& report) {
                                 {"output", report.files.output.string()},
                                 {"status", shown(report.outcome)}};
     if (!report.error.empty()) line["error"] = report.error;
-    if (report.outcome == frame_outcome::SKIPPED) return line;
+    if (is_left_out(report)) return line;
     line["read_seconds"] = report.read_seconds;
     line["render_seconds"] = report.render_seconds;
     line["write_seconds"] = report.write_seconds;

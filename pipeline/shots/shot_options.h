@@ -10,6 +10,13 @@
 
 namespace focusfall {
 
+// What becomes of a frame whose input, depth map or blur image is not there.
+enum class missing_frames {
+    FAIL,
+    SKIP,    // it is left out
+    NEAREST  // it is made from the files of the nearest frame that has all of them
+};
+
 // File names may hold a place for the frame number when there are `frames`; without them
 // there is one frame, at time 0, and names are taken as they are.
 struct shot_options {
@@ -19,11 +26,15 @@ struct shot_options {
     std::string output;
     std::string preview;      // optional: empty
     std::vector<int> frames;  // optional: empty
+    missing_frames missing = missing_frames::FAIL;
     load_choices load;
     output_choices output_as;
-    bool skip_existing = false;  // leave out frames whose output and preview are there
-    std::string log;             // optional: gets a line of JSON a frame
-    std::string tool_name;       // for the record in the pictures
+    // leave out frames whose output and preview are there, made from the same files with
+    // the same settings
+    bool skip_existing = false;
+    std::string log;      // optional: gets a line of JSON a frame
+    std::string tool_id;  // for the record in the pictures, as the next
+    std::string version;
     std::uint64_t memory_limit = UINT64_MAX;  // bytes that reading and rendering may take
 };
 

@@ -1,0 +1,264 @@
+#include "pipeline/shots/shot_record.h"
+
+#include <algorithm>
+#include <chrono>
+#include <ctime>
+#include <optional>
+#include <set>
+#include <utility>
+
+#include "host/error.h"
+#include "pipeline/pictures/picture_file.h"
+#include "pipeline/settings/setting_value.h"
+
+namespace focusfall {
+
+namespace {
+
+namespace fs = std::filesystem;
+using headless::control;
+using headless::control_kind;
+using headless::host_error;
+
+constexpr const char* ATTRIBUTE = "focusfall";
+
+// What a new render may have otherwise and still make the same picture, and what it would
+// find out only from the files.
+constexpr const char* NOT_COMPARED[] = {"version", "color", "depth", "earlier"};
+
+// Seconds since 1970 with their fraction, as a date.
+std::string shown_time(fs::file_time_type time) {
+    using namespace std::chrono;
+    const auto since = file_clock::to_sys(time).time_since_epoch();
+    const auto whole = floor<seconds>(since);
+    const std::time_t seconds_of_day = whole.count();
+    std::tm date{};
+    gmtime_r(&seconds_of_day, &date);
+    char text[64];
+    const std::size_t end = std::strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%S", &date);
+    std::snprintf(text + end, sizeof text - end, ".%09ldZ",
+                  static_cast<long>(duration_cast<nanoseconds>(since - whole).count()));
+    return text;
+}
+
+json_record record_of_file(const fs::path& file) {
+    json_record record{{"file", fs::absolute(file).lexically_normal().string()}};
+    std::error_code missing;
+    const fs::file_time_type time = fs::last_write_time(file, missing);
+    if (!missing) record["time"] = shown_time(time);
+    return record;
+}
+
+// Choices to JSON and back. Unset ones are null.
+template <class T>
+json_record json_of(const T& choice) {
+    return choice;
+}
+json_record json_of(const color_encoding& choice) { return choice.name(); }
+json_record json_of(const OIIO::TypeDesc& choice) { return choice.c_str(); }
+template <class T>
+json_record json_of(const std::optional<T>& choice) {
+    return choice ? json_of(*choice) : json_record();
+}
+
+template <class T>
+void take(const json_record& from, T& choice) {
+    from.get_to(choice);
+}
+template <class T>
+void take(const json_record& from, std::optional<T>& choice) {
+    take(from, choice.emplace());
+}
+void take(const json_record& from, std::optional<color_encoding>& choice) {
+    choice = color_encoding::named(from.get<std::string>());
+}
+void take(const json_record& from, OIIO::TypeDesc& choice) {
+    choice = OIIO::TypeDesc(from.get<std::string>());
+}
+
+// The choices that differ from the defaults.
+template <class Choices>
+json_record json_of_choices(const Choices& choices) {
+    const Choices usual;
+    json_record record = json_record::object();
+    json_record defaults;
+    Choices::for_each(usual, [&](const char* name, const auto& choice) {
+        defaults[name] = json_of(choice);
+    });
+    Choices::for_each(choices, [&](const char* name, const auto& choice) {
+        json_record value = json_of(choice);
+        if (value != defaults[name]) record[name] = std::move(value);
+    });
+    return record;
+}
+
+template <class Choices>
+void take_choices(const json_record& record, Choices& choices) {
+    Choices::for_each(choices, [&](const char* name, auto& choice) {
+        if (record.contains(name)) take(record[name], choice);
+    });
+}
+
+// The values at `time` that differ from the defaults.
+json_record settings_of(const headless::tool& tool, TimeStamp time) {
+    json_record settings = json_record::object();
+    for (const control* input : tool.controls()) {
+        const headless::control_info& info = input->info();
+        if (info.is_number() && input->number(time) != info.initial) {
+            settings[info.id] = json_value(info, input->number(time));
+        }
+        if (info.kind == control_kind::TEXT && input->text() != info.initial_text) {
+            settings[info.id] = input->text();
+        }
+    }
+    return settings;
+}
+
+// Names need not be UTF-8, which JSON demands.
+std::string text_of(const json_record& record) {
+    return record.dump(-1, ' ', false, json_record::error_handler_t::replace);
+}
+
+std::string record_in(const OIIO::ImageSpec& spec) {
+    return spec.get_string_attribute(ATTRIBUTE);
+}
+
+// A record of an older version is a text that is no JSON.
+json_record parsed_record(const std::string& text) {
+    const json_record record = json_record::parse(text, nullptr, false);
+    return record.is_object() ? record : json_record(text);
+}
+
+// The different records of a picture's parts.
+std::set<std::string> records_in(const fs::path& file) {
+    std::set<std::string> texts;
+    for (const picture_part& part : picture_reader(file).headers()) {
+        std::string text = record_in(part.spec);
+        if (!text.empty()) texts.insert(std::move(text));
+    }
+    return texts;
+}
+
+bool is_younger(const fs::path& file, fs::file_time_type than) {
+    std::error_code missing;
+    const fs::file_time_type time = fs::last_write_time(file, missing);
+    return !file.empty() && !missing && time > than;
+}
+
+// "settings/FocusPosition" for the first of what differs.
+std::string first_difference(json_record a, json_record b) {
+    for (const char* name : NOT_COMPARED) {
+        a.erase(name);
+        b.erase(name);
+    }
+    const auto steps = nlohmann::json::diff(nlohmann::json(a), nlohmann::json(b));
+    return steps.empty() ? "" : steps[0]["path"].get<std::string>().substr(1);
+}
+
+}  // namespace
+
+json_record record_of(const shot_options& options, const frame_files& files,
+                      const headless::tool& tool, TimeStamp time) {
+    json_record record{{"tool", options.tool_id}, {"version", options.version}};
+    record["input"] = record_of_file(files.input);
+    if (!files.depth_map.empty()) record["depth_map"] = record_of_file(files.depth_map);
+    if (!files.blur_image.empty()) {
+        record["blur_image"] = record_of_file(files.blur_image);
+    }
+    record["read"] = json_of_choices(options.load);
+    record["write"] = json_of_choices(options.output_as);
+    record["settings"] = settings_of(tool, time);
+    return record;
+}
+
+std::string record_text(json_record record, const input_picture& input) {
+    std::vector<channel_place> color;
+    std::vector<channel_place> depth;
+    std::set<std::string> earlier;  // once where several layers of a part have one
+    const auto add = [&](const color_channels& c, const std::optional<channel_place>& z) {
+        color.push_back({c.part, c.red});
+        if (c.green != c.red) color.push_back({c.part, c.green});
+        if (c.blue && !c.is_grey()) color.push_back({c.part, *c.blue});
+        if (z && std::ranges::count(depth, *z) == 0) depth.push_back(*z);
+        const std::string text = record_in(input.file[c.part].spec);
+        if (!text.empty()) earlier.insert(text);
+    };
+    add(input.color, input.depth);
+    for (const further_layer& layer : input.further) add(layer.color, layer.depth);
+
+    record["color"] = listed_channels(input.file, color);
+    if (!depth.empty()) record["depth"] = listed_channels(input.file, depth);
+    if (earlier.size() == 1) record["earlier"] = parsed_record(*earlier.begin());
+    if (earlier.size() > 1) {
+        for (const std::string& text : earlier) {
+            record["earlier"].push_back(parsed_record(text));
+        }
+    }
+    return text_of(record);
+}
+
+std::string difference(const fs::path& file, const frame_files& files,
+                       const json_record& record) {
+    std::set<std::string> texts;
+    try {
+        texts = records_in(file);
+    } catch (const host_error&) {
+        return "a damaged file";
+    }
+    if (texts.empty()) {
+        const fs::file_time_type time = fs::last_write_time(file);
+        for (const fs::path& source : {files.input, files.depth_map, files.blur_image}) {
+            if (is_younger(source, time)) return "age";
+        }
+        return "";
+    }
+    std::string first;
+    for (const std::string& text : texts) {
+        // through its text, as the other one went
+        const std::string differs =
+            first_difference(parsed_record(text), json_record::parse(text_of(record)));
+        if (differs.empty()) return "";
+        if (first.empty()) first = differs;
+    }
+    return first;
+}
+
+recorded_render render_recorded_in(const fs::path& file, const shot_options& given) {
+    const auto fail = [&](const std::string& what) -> host_error {
+        return host_error(file.string() + ": " + what);
+    };
+    const std::set<std::string> texts = records_in(file);
+    if (texts.empty()) throw fail("carries no record of a render");
+    if (texts.size() > 1) throw fail("its parts carry records of several renders");
+    const json_record record = parsed_record(*texts.begin());
+    if (!record.is_object()) {
+        throw fail("carries the record of an older version: " + *texts.begin());
+    }
+    recorded_render render{given, {}, {}};
+    shot_options& shot = render.shot;
+    const auto take_file = [&](const char* name, std::string& chosen) {
+        if (!chosen.empty() || !record.contains(name)) return;
+        chosen = record.at(name).at("file").get<std::string>();
+        if (record_of_file(chosen) != record.at(name))
+            render.changed.emplace_back(chosen);
+    };
+    try {
+        take_file("input", shot.input);
+        take_file("depth_map", shot.depth_map);
+        take_file("blur_image", shot.blur_image);
+        json_record read = record.at("read");
+        read.update(json_of_choices(given.load));
+        take_choices(read, shot.load);
+        json_record write = record.at("write");
+        write.update(json_of_choices(given.output_as));
+        take_choices(write, shot.output_as);
+        record.at("tool").get_to(shot.tool_id);
+        record.at("version").get_to(shot.version);
+        render.settings = record.at("settings");
+    } catch (const json_record::exception& error) {
+        throw fail(std::string("its record is damaged: ") + error.what());
+    }
+    return render;
+}
+
+}  // namespace focusfall
