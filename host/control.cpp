@@ -172,8 +172,8 @@ control_value control::allowed(control_value value) const {
         throw host_error(info_.id + ": is an image connection and takes no value");
     }
     if (info_.is_number() != std::holds_alternative<animation>(value)) {
-        throw host_error(info_.id + (info_.is_number() ? ": takes numbers, not texts"
-                                                       : ": takes a text, not a number"));
+        throw host_error(info_.id + (info_.is_number() ? ": takes numbers and no text"
+                                                       : ": is a text and no number"));
     }
     if (!info_.is_number()) return value;
 
@@ -228,7 +228,7 @@ void control::put_back(const state& old) {
 
 void control::check_image(const Image* image) const {
     if (info_.kind != control_kind::IMAGE) {
-        throw host_error(info_.id + ": is not an image connection");
+        throw host_error(info_.id + ": is no image connection");
     }
     if (image && image->Components() <= Image::Z) {
         throw host_error(info_.id + ": takes images with at least five components");

@@ -70,8 +70,8 @@ edit_scope::taken edit_scope::answer(control& answering) {
 void edit_scope::refuse(const std::string& why) {
     if (refusal_) return;
     refusal_ = edited_ +
-               ": cannot take this value, because it leads to one that does not fit (" +
-               why + ")";
+               ": cannot take this value, for it leads to one that does not fit (" + why +
+               ")";
 }
 
 void edit_scope::settle() {

@@ -72,7 +72,7 @@ plugin_library::plugin_library(const std::filesystem::path& path) {
     }
     if (records_.empty()) {
         throw host_error(name +
-                         ": is a library but not a plug-in: it registers no tool class");
+                         ": is a library but no plug-in: it registers no tool class");
     }
 }
 

@@ -23,7 +23,7 @@ using frame_progress = std::function<void(double part)>;
 struct render_order {
     using value = std::variant<double, std::string>;
 
-    TimeStamp time = 0;  // frames; must be finite
+    TimeStamp time = 0;
     // Control values by identifier, taken as tool::set takes them: numbers are kept
     // within the range of their control, and a text for a number control is read as an
     // artist types it ("Airy Disk", "off", "2.8").

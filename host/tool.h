@@ -46,8 +46,8 @@ class HOST_API tool {
     // edited value stays. [the editing thread]
     using changes = std::vector<const control*>;
 
-    // Gives a value at `time`, in frames, which must be finite: on an animated control a
-    // key, else for all times.
+    // Gives a value at `time`, in frames: on an animated control a key, else for all
+    // times.
     changes set(std::string_view id, double value, TimeStamp time = 0);
     // The same as an artist types it: "Airy Disk", "off", "2.8"; or a text, for all
     // times.

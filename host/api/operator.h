@@ -29,8 +29,7 @@ class HOST_API Operator : public Object {
     // IsAborted hands over nothing. What it throws fails the frame, and nothing else.
     virtual void Process(Request* request) = 0;
     // Says what the request's frame will need and show; its images are not there yet.
-    // Changes nothing: frames may render meanwhile. By default an empty forecast. What it
-    // throws passes to the caller. [any thread]
+    // Changes nothing: frames may render meanwhile. [any thread]
     virtual FrameForecast Forecast(Request* request, const FrameShape& shape) const;
     // Learns that `input` has a new value at `time`; any of the pointers may be null. The
     // host does not report values that the tool itself sets, so tools need no guard
@@ -108,8 +107,7 @@ class HOST_API ThreadedOperator : public Operator {
 
     using Operator::Operator;
 
-    // One piece of the work; see DoMultiProcess for what it throws. [worker threads,
-    // several pieces at once]
+    // One piece of the work. [worker threads, several pieces at once]
     virtual void ProcessChunk(Request* request, std::int32_t chunk) = 0;
 
     // Calls ProcessChunk for 0 .. chunks - 1 on the worker threads, this one among them,

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <filesystem>
-#include <iostream>
 #include <memory>
 #include <set>
 
@@ -12,14 +11,18 @@
 #include "pipeline/shots/frame_range.h"
 #include "pipeline/shots/shot.h"
 #include "pipeline/shots/shot_files.h"
+#include "pipeline/shots/shot_record.h"
 #include "programs/command/commands.h"
 #include "programs/command/input_options.h"
+#include "programs/command/message.h"
 #include "programs/command/rendering_session.h"
 #include "programs/command/shot_console.h"
 
 namespace focusfall {
 
 namespace {
+
+constexpr const char* ALL_FRAMES = "all";
 
 // The line as it was typed; `checked` completes `shot` from the rest.
 struct render_line {
@@ -28,6 +31,7 @@ struct render_line {
     shot_options shot;
     std::string data_type;
     std::string frames;
+    std::string from_record;  // optional: empty
 };
 
 // The compressions of OpenEXR, whose writer silently replaces others by ZIP. A level may
@@ -51,18 +55,39 @@ picture_format output_format(const std::string& file) {
     return format_of(file);
 }
 
-// What the line asks for, complete. Throws headless::host_error or CLI::ValidationError
-// that names the option or file at fault.
-shot_options checked(const render_line& line) {
+// Completes the options by the record of the picture that is made again.
+void take_record(const render_line& line, shot_options& options, shared_options& shared) {
+    recorded_render recorded = render_recorded_in(line.from_record, options);
+    options = std::move(recorded.shot);
+    if (options.output.empty()) options.output = line.from_record;
+    if (shared.tool_id.empty()) shared.tool_id = options.tool_id;
+    shared.start = std::move(recorded.settings);
+    if (shared.quiet) return;
+    for (const std::filesystem::path& file : recorded.changed) {
+        print_message(file.string() + ": has changed since " + line.from_record +
+                      " was made from it");
+    }
+    if (options.version == FOCUSFALL_VERSION) return;
+    print_message(line.from_record + ": was made by version " + options.version);
+}
+
+// What the line asks for, complete, and `shared` with what a record adds to it. Throws
+// headless::host_error or CLI::ValidationError that names the option or file at fault.
+shot_options checked(const render_line& line, shared_options& shared) {
     shot_options options = line.shot;
     options.input = line.input.input;
     options.depth_map = line.input.depth_map;
     options.load = line.input.load;
     options.output_as.encoding = options.load.encoding;
-    if (!line.frames.empty()) options.frames = parse_frames(line.frames);
+    if (line.frames == ALL_FRAMES) {
+        options.frames = frames_there(options.input);
+    } else if (!line.frames.empty()) {
+        options.frames = parse_frames(line.frames);
+    }
     if (line.data_type == "half") options.output_as.type = OIIO::TypeDesc::HALF;
     if (line.data_type == "float") options.output_as.type = OIIO::TypeDesc::FLOAT;
     if (options.memory_limit == UINT64_MAX) options.memory_limit = available_memory();
+    if (!line.from_record.empty()) take_record(line, options, shared);
 
     if (output_format(options.output).has_named_channels) {
         check_compression(options.output_as.compression);
@@ -77,18 +102,20 @@ void note_keys_without_frames(const shot_options& options, const headless::tool&
         tool.controls(),
         [](const headless::control* control) { return control->curve().is_animated(); });
     if (!options.frames.empty() || !has_keys) return;
-    std::cerr << "focusfall: controls have keys, and without --frames only frame 0 is "
-                 "rendered; give another with --frames\n";
+    print_message(
+        "controls have keys, and without --frames only frame 0 is rendered; give another "
+        "with --frames");
 }
 
 void render(const render_line& line) {
     hold_back_signals();  // first: the library for picture files starts threads
-    shot_options options = checked(line);
-    guard_memory(options.memory_limit);
     shared_options shared = line.shared;
+    shot_options options = checked(line, shared);
+    guard_memory(options.memory_limit);
     shared.hide_times = !options.frames.empty();  // a shot prints its own, frame by frame
     rendering_session session(shared);
-    options.tool_name = session.opened().tool_class().name + " " + FOCUSFALL_VERSION;
+    options.tool_id = session.opened().tool_class().id;
+    options.version = FOCUSFALL_VERSION;
     if (!shared.quiet) note_keys_without_frames(options, session.tool());
 
     shot_console console(options, shared.quiet, session.stop());
@@ -96,16 +123,28 @@ void render(const render_line& line) {
     if (failed.empty()) return;
     std::vector<std::string> numbers;
     for (const int frame : failed) numbers.push_back(std::to_string(frame));
-    std::cerr << "focusfall: " << failed.size() << " of " << options.frames.size()
-              << " frames failed: " << headless::joined(numbers) << "\n";
+    print_message(std::to_string(failed.size()) + " of " +
+                  std::to_string(options.frames.size()) +
+                  " frames failed: " + headless::joined(numbers));
     throw CLI::RuntimeError(1);
 }
 
 void add_file_options(CLI::App& verb, render_line& line) {
     shot_options& shot = line.shot;
     line.input.add_to(verb, "Picture to blur");
-    verb.add_option("-o,--output", shot.output, "Picture to write")
-        ->required()
+    CLI::Option* output = verb.add_option("-o,--output", shot.output, "Picture to write")
+                              ->required()
+                              ->type_name("FILE");
+    verb.add_option_function<std::string>(
+            "--from-record",
+            [&line, output, input = verb.get_option("input")](const std::string& file) {
+                line.from_record = file;
+                input->required(false);
+                output->required(false);
+            },
+            "Make this picture again, by the record that it carries; what else is given "
+            "counts instead of the record")
+        ->trigger_on_parse()  // before the other two are missed
         ->type_name("FILE");
     verb.add_option("--blur-image", shot.blur_image, "Picture of the blur's shape")
         ->type_name("FILE");
@@ -122,11 +161,24 @@ void add_file_options(CLI::App& verb, render_line& line) {
 void add_shot_options(CLI::App& verb, render_line& line) {
     shot_options& shot = line.shot;
     verb.add_option("--frames", line.frames,
-                    "Frames, as in 1-48, 1-96x2 or 1-10,20; file names need #### or %04d")
-        ->check(accepted_by(parse_frames))
-        ->type_name("LIST");
+                    "Frames, as in 1-48, 1-96x2 or 1-10,20, or all that there are; file "
+                    "names need #### or %04d")
+        ->check(accepted_by([](const std::string& text) {
+            if (text != ALL_FRAMES) parse_frames(text);
+        }))
+        ->excludes("--from-record")
+        ->type_name("LIST|all");
+    verb.add_option_function<std::string>(
+            "--missing",
+            [&shot](const std::string& what) {
+                if (what == "skip") shot.missing = missing_frames::SKIP;
+                if (what == "nearest") shot.missing = missing_frames::NEAREST;
+            },
+            "What to do for frames whose files are not there (default: error)")
+        ->check(CLI::IsMember({"error", "skip", "nearest"}));
     verb.add_flag("--skip-existing", shot.skip_existing,
-                  "Leave out frames whose output and preview exist");
+                  "Leave out frames whose output and preview exist, made from the same "
+                  "files with the same settings");
     verb.add_option("--log", shot.log, "Append a line of JSON for each frame")
         ->type_name("FILE");
     verb.add_option("--memory-limit", shot.memory_limit,

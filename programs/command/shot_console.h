@@ -16,7 +16,7 @@ class shot_console : public shot_observer {
   public:
     shot_console(const shot_options& options, bool quiet, interruption& stop);
 
-    void begins(std::size_t skipped, std::size_t to_render) override;
+    void begins(const shot_plan& plan) override;
     void notes(const std::filesystem::path& file, const std::string& text) override;
     void renders(std::size_t before, double part) override;
     void writes_frame() override { count_written(1); }

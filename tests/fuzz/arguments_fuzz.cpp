@@ -28,6 +28,8 @@ void check_edit(const std::string& edit) {
         const auto tool = session(options_with(edit)).create_tool();
         const headless::control& input = tool->find(id);
         const std::string shown = shown_setting(input);
+        adjustment_note(input.info(), edit.substr(id.size() + 1));
+        expect(adjustment_note(input.info(), shown).empty(), shown + " is adjusted");
         tool->replace(id, parsed_setting(input.info(), shown));
         expect(shown_setting(input) == shown, id + ": " + shown + " does not come back");
     });
@@ -39,6 +41,7 @@ void check_frames(const std::string& text) {
         expect(!frames.empty() && frames.size() <= 100'000, "the number of frames");
         const std::set<int> once(frames.begin(), frames.end());
         expect(once.size() == frames.size(), "a frame is listed twice");
+        expect(parse_frames(shown_frames(frames)) == frames, "frames do not come back");
     });
 }
 
@@ -48,6 +51,10 @@ void check_pattern(const std::string& name) {
     for (const int frame : frames) names.insert(frame_name(name, frame));
     if (has_frame_pattern(name)) {
         expect(names.size() == frames.size(), "two frames have one name");
+        for (const int frame : frames) {
+            const auto number = frame_number(name, frame_name(name, frame));
+            expect(number == frame, "a frame is not found by its name");
+        }
     } else {
         expect(names == std::set{name}, "a name without numbers changes");
     }

@@ -55,10 +55,9 @@ TEST(Edits, ThatLeadToAValueThatDoesNotFitAreRefusedByTheirOwnName) {
         },
     };
     for (const auto& edit : edits) {
-        EXPECT_EQ(
-            error_of(edit),
-            "Fault: cannot take this value, because it leads to one that does not fit "
-            "(Factor: takes finite numbers only)");
+        EXPECT_EQ(error_of(edit),
+                  "Fault: cannot take this value, for it leads to one that does not fit "
+                  "(Factor: takes finite numbers only)");
         EXPECT_EQ(tool->find("Factor").number(0), 1.5);
         EXPECT_EQ(tool->find("Fault").text(), "");
     }

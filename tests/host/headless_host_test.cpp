@@ -48,7 +48,7 @@ TEST(Host, SaysWhyAFileIsNoPlugin) {
         {"/tmp", "/tmp: no such file, so no plug-in to load"},
         {TEXT_FILE, "cannot be loaded as a plug-in: "},
         {UNRESOLVED_FILE, UNRESOLVED},
-        {HOST_FILE, "is a library but not a plug-in: it registers no tool class"},
+        {HOST_FILE, "is a library but no plug-in: it registers no tool class"},
     };
     host host(1);
     for (const auto& c : cases) {
@@ -165,7 +165,7 @@ TEST(Tool, RefusesImagesPassesOnWhatANotificationThrowsAndStaysUsable) {
     EXPECT_EQ(error_of([&] { f.probe->connect("Input", kernel.get()); }),
               "Input: takes images with at least five components");
     EXPECT_EQ(error_of([&] { f.probe->connect("Factor", nullptr); }),
-              "Factor: is not an image connection");
+              "Factor: is no image connection");
     EXPECT_THROW(f.probe->set("Fault", "notify"), std::runtime_error);
     EXPECT_EQ(f.probe->find("Fault").text(), "notify");
     f.probe->set("Fault", "");

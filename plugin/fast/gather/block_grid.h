@@ -54,8 +54,7 @@ struct block_grid {
         rows = new_rows;
         blocks.resize(static_cast<std::size_t>(columns) * static_cast<std::size_t>(rows));
     }
-    // First block of a row of blocks; borrowed until the next resize. [one thread writes
-    // a row, then any reads]
+    // First block of a row of blocks.
     block* row(std::int32_t number) { return blocks.data() + index(number); }
     const block* row(std::int32_t number) const { return blocks.data() + index(number); }
 

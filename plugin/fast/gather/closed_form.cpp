@@ -11,8 +11,7 @@ namespace gather {
 
 namespace {
 
-// Distance of the corners from the centre of the edged kernel k, pixels; for the Disk its
-// radius.
+// Distance of the corners from the centre of the edged kernel k, pixels.
 double corner_radius(const edge_shape& edge, std::size_t k) {
     return disk_radius(lens::kernel_diameter(k), edge.shrunken);
 }
@@ -40,7 +39,6 @@ struct edged_sums {
 std::vector<edged_sums> changes_of_sums(const focusfall_interface& params,
                                         const edge_shape& edge,
                                         const std::vector<double>& radii) {
-    // the first kernel with a radius above that one; past the last when there is none
     const auto first_above = [&](double radius) {
         const auto at = std::upper_bound(radii.begin() + 1, radii.end(), radius);
         return static_cast<std::size_t>(at - radii.begin());
@@ -51,7 +49,6 @@ std::vector<edged_sums> changes_of_sums(const focusfall_interface& params,
         for (std::int32_t dx = -reach; dx <= reach; ++dx) {
             const double d = std::sqrt(static_cast<double>(dx * dx + dy * dy));
             const double e = edge_factor(edge, dx, dy);
-            // the pixel enters the ramp, and later moves from the ramp to the inside
             changes[first_above((d - 1.0) / e)].add({.slope = e, .constant = 1.0 - d});
             changes[first_above(d / e)].add({.slope = -e,
                                              .constant = d - 1.0,
@@ -212,7 +209,6 @@ std::vector<kernel_terms> edged_terms(const focusfall_interface& params,
     const std::vector<edged_sums> changes = changes_of_sums(params, edge, radii);
 
     const double rim = 4.0 * params.bad_bokeh;
-    // in the order of the radii: the sums of kernel k are those of k - 1 and its changes
     edged_sums sums;
     std::vector<kernel_terms> terms(last + 1);
     for (std::size_t k = 1; k <= last; ++k) {
@@ -238,7 +234,6 @@ void fill_smooth_terms(const focusfall_interface& params, closed_form form,
         const double shape = shape_of(form, diameter);
         const std::int32_t radius = lens::kernel_radius(k);
         double sum = 0.0;
-        // these kernels fill their square; the Airy pattern ends with its third dark ring
         double reach = radius + 0.5;
         if (form == closed_form::GAUSSIAN) {
             sum = gaussian_sum(shape, radius);

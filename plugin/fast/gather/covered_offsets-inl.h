@@ -98,7 +98,7 @@ inline std::int32_t half_chord(closed_form form, const source_window& window,
     // rows between the nearest rows of the window and the tiles
     const std::int32_t gap = std::max({0, -(dy + window.rows - 1), dy - (TILE_ROWS - 1)});
     if (has_factors(form)) {
-        // these kernels fill their square: all of its width counts in each of its rows
+        // kernels that fill their square
         return static_cast<float>(gap) < reach ? static_cast<std::int32_t>(reach) : -1;
     }
     const float square = (reach + 1.0F) * (reach + 1.0F) - static_cast<float>(gap * gap);
@@ -208,9 +208,7 @@ HWY_NOINLINE void find_covered(const gather_frame& frame, const source_window& w
                                const tile_view& view, std::int32_t half, std::int32_t x,
                                covered_offsets& covered) {
     covered.clear();
-    // The first strip begins at -half, rounded down to a multiple of TILE_COLUMNS (a
-    // power of two, so that a bit mask does it). A reach with a fraction may end a column
-    // beyond its kernel, and beyond the table.
+    // a reach with a fraction may end a column beyond its kernel, and the table
     const std::int32_t first_dx = std::max(
         {-half & -TILE_COLUMNS, -frame.offsets->columns, window.first_column - x});
     const std::int32_t last_dx = std::min(half, window.last_column - x - 1);

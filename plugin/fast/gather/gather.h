@@ -30,8 +30,7 @@ struct alignas(128) tile_sums {
     }
 };
 
-// Everything that the gather of a frame reads; borrowed, and constant while it runs, so
-// that all worker threads read one.
+// Everything that the gather of a frame reads; borrowed, and constant while it runs.
 struct gather_frame {
     const source_planes* planes;
     const block_grid* blocks;

@@ -92,7 +92,6 @@ offset_table::offset_table(const edge_shape& edge, closed_form form,
     fourth_power = aligned_floats(rim ? size : 0, 0.0F);
     distance = aligned_floats(airy ? size : 0, 0.0F);
     squared_distance = aligned_floats(airy ? size : 0, 0.0F);
-    // the values for single output pixels
     aligned_floats entry_miss(size, 0.0F);
     aligned_floats entry_full(size, NEVER);
     for (std::int32_t dy = -rows; dy <= rows; ++dy) {

@@ -38,7 +38,6 @@ struct edge_rule {
     HWY_INLINE vector weight(source radius, const tile_view& view, const lane_step& step,
                              std::int32_t row) const {
         const vector_tag tag;
-        // radius * e + 1 - d, limited to 0 .. 1
         const std::ptrdiff_t i = view.at_table(step, offsets, row);
         const vector value =
             hn::MulAdd(radius, hn::Set(tag, offsets.edge_factor.data()[i]),

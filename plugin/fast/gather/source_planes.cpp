@@ -13,7 +13,6 @@ constexpr std::int32_t LINE = 16;  // floats in a cache line
 void source_planes::resize(std::int32_t width, std::int32_t height, std::int32_t margin) {
     width_ = width;
     height_ = height;
-    // margins of whole cache lines, so that column 0 of each plane starts one
     margin_ = (margin + LINE - 1) / LINE * LINE;
     plane_stride_ = (width + LINE - 1) / LINE * LINE + 2 * margin_;
     // an odd number of lines from plane to plane, so that they, and the rows, spread over

@@ -38,7 +38,6 @@ HWY_NOINLINE void add_weighted(const Rule& rule, const tile_view& view,
             sum[row][q] = hn::Load(tag, sums.rows[first_row + row][q] + column);
         }
     }
-    // what a rule loads once for a source serves all rows
     for (const source_offset offset : offsets) {
         const lane_step step = {offset, column};
         const auto source = rule.load(view, step);

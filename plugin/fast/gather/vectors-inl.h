@@ -37,7 +37,7 @@ constexpr std::uint32_t ALL_COLUMNS = (1U << TILE_COLUMNS) - 1;
 // Bit i is set where lane i of the mask is.
 template <class Mask>
 HWY_INLINE std::uint32_t bits_of_mask(Mask mask) {
-    std::uint8_t bytes[8];  // as many as may be written, whatever the vector
+    std::uint8_t bytes[8];
     hn::StoreMaskBits(vector_tag(), mask, bytes);
     lane_bits bits = 0;
     std::memcpy(&bits, bytes, sizeof bits);

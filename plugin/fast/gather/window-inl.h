@@ -91,7 +91,6 @@ class window_storage {
         // not initialised: most frames touch a part only
         memory_.reset(new float[static_cast<std::size_t>(all)]);
         window_.data = memory_.get();
-        // behind the parts; source offsets begin at -columns, so offset 0 is further in
         window_.column_factors = memory_.get() + parts +
                                  std::ptrdiff_t{frame.offsets->columns} * MACRO_COLUMNS;
     }
@@ -138,8 +137,7 @@ struct tile_view {
 };
 
 // The window as seen by the register tile whose first column is `x` of the picture and
-// whose first row is `dy` rows above the window. The addresses may be outside the arrays;
-// together with a source offset of this tile they are inside.
+// whose first row lies `dy` rows above the window.
 HWY_INLINE tile_view view_from(const source_window& window, const offset_table& offsets,
                                std::int32_t x, std::int32_t dy) {
     return {.window = window.data - window.first_column + x,

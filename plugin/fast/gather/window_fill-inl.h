@@ -145,7 +145,6 @@ HWY_NOINLINE void fill_rows(const gather_frame& frame, source_window& window) {
     const auto reach_plane =
         is_edged(frame.form) ? source_planes::SHAPE : source_planes::REACH;
     const std::int32_t count = window.columns();
-    // the extremes of reach over 16 sources, and the sums over 4
     window.largest_reach = NO_REACH;
     for (std::int32_t row = 0; row < window.rows; ++row) {
         const float* reach = window.at(row, reach_plane);
@@ -169,7 +168,6 @@ HWY_NOINLINE void fill_rows(const gather_frame& frame, source_window& window) {
     constexpr float STRIP_REACH = TILE_COLUMNS - 1;
     window.with_strips = frame.with_sums && window.largest_reach >= STRIP_REACH;
     if (!window.with_strips) return;
-    // the sums over 16 are made of four sums over 4, four columns apart
     for (std::int32_t row = 0; row < window.rows; ++row) {
         for (std::int32_t q = 0; q < COUNT; ++q) {
             sum_along(window.at(row, source_window::SUM_4 + q),

@@ -14,6 +14,14 @@ TEST(FrameRange, ListsEachFrameOnceInTheOrderOfTheText) {
     EXPECT_EQ(parse_frames("2147483646-2147483647x9").size(), 1U);
 }
 
+TEST(FrameRange, IsShownInFewWordsThatReadBack) {
+    EXPECT_EQ(shown_frames({1, 2, 3, 7, 9, 10, -5}), "1-3,7,9-10,-5");
+    for (const std::vector<int>& frames :
+         {std::vector<int>{-3, -2, 0, 4}, {5}, {9, 8, 7}}) {
+        EXPECT_EQ(parse_frames(shown_frames(frames)), frames);
+    }
+}
+
 TEST(FrameRange, RefusesWhatItDoesNotUnderstand) {
     for (const char* text : {"", ",", "1,", "1-", "a", "1-5x", "1-5x0", "1-5x-1", "5-1",
                              "1 - 5", "1-5x2x2", "99999999999", "1..5", "1-2000000",
@@ -36,12 +44,14 @@ TEST(FrameRange, PutsTheNumberIntoEveryPlaceOfTheName) {
         {"a.####.exr", -7, "a.-0007.exr"},
         {"100%.%x.exr", 7, "100%.%x.exr"},
         {"a.%04", 7, "a.%04"},
+        {"#5.#", 7, "75.7"},
         {"", 7, ""},
         {"%99999999999d", 7, "00000000000000000007"},
     };
     for (const auto& one : cases) {
         EXPECT_EQ(frame_name(one.name, one.frame), one.result);
         const bool changed = std::string(one.name) != one.result;
+        if (changed) EXPECT_EQ(frame_number(one.name, one.result), one.frame);
         EXPECT_EQ(has_frame_pattern(one.name), changed) << one.name;
     }
 }

@@ -1,6 +1,8 @@
 // What arrives of a picture in the output.
 
 #include <cmath>
+#include <cstring>
+#include <fstream>
 
 #include "tests/pipeline/shots/shot_fixture.h"
 
@@ -45,6 +47,49 @@ void expect_same_header(const OIIO::ImageSpec& out, const OIIO::ImageSpec& in) {
     EXPECT_EQ(out.tile_height, in.tile_height);
 }
 
+std::string number(std::int32_t value) {
+    return {reinterpret_cast<const char*>(&value), sizeof value};
+}
+
+// An attribute as OpenEXR stores it.
+std::string attribute(const char* name, const char* type, const std::string& value) {
+    const std::string zero(1, '\0');
+    return name + zero + type + zero + number(static_cast<std::int32_t>(value.size())) +
+           value;
+}
+
+// An uncompressed OpenEXR file of 4 x 3 pixels with channels R, G, B and Z and these
+// attributes besides, which the library for picture files could not write.
+std::string bytes_of_picture(const std::string& attributes) {
+    constexpr std::int32_t WIDTH = 4, HEIGHT = 3, LINE = WIDTH * 4 * 4;
+    std::string channels;
+    for (const char* name : {"B", "G", "R", "Z"}) {
+        channels +=
+            name + std::string(1, '\0') + number(2) + number(0) + number(1) + number(1);
+    }
+    const std::string window =
+        number(0) + number(0) + number(WIDTH - 1) + number(HEIGHT - 1);
+    const std::string one = number(0x3f800000);  // as a float
+    std::string file = number(20000630) + number(2) +
+                       attribute("channels", "chlist", channels + std::string(1, '\0')) +
+                       attribute("compression", "compression", std::string(1, '\0')) +
+                       attribute("dataWindow", "box2i", window) +
+                       attribute("displayWindow", "box2i", window) +
+                       attribute("lineOrder", "lineOrder", std::string(1, '\0')) +
+                       attribute("pixelAspectRatio", "float", one) +
+                       attribute("screenWindowCenter", "v2f", number(0) + number(0)) +
+                       attribute("screenWindowWidth", "float", one) + attributes +
+                       std::string(1, '\0');
+    const auto pixels = static_cast<std::int32_t>(file.size()) + HEIGHT * 8;
+    for (std::int32_t y = 0; y < HEIGHT; ++y) {
+        file += number(pixels + y * (LINE + 8)) + number(0);
+    }
+    for (std::int32_t y = 0; y < HEIGHT; ++y) {
+        file += number(y) + number(LINE) + std::string(LINE, '\0');
+    }
+    return file;
+}
+
 }  // namespace
 
 TEST_F(RenderedPicture, KeepsEveryOtherChannelBitForBitWithTheHeader) {
@@ -77,13 +122,109 @@ TEST_F(RenderedPicture, KeepsEveryOtherChannelBitForBitWithTheHeader) {
         }
         if (lossy) in[0].spec.attribute("compression", "zip");
         expect_same_header(out[0].spec, in[0].spec);
-        EXPECT_EQ(data_window(out[0].spec), (window{0, -3, 60, 43}));
-        const std::string record = out[0].spec.get_string_attribute("focusfall");
-        EXPECT_TRUE(record.starts_with("Focusfall; ")) << record;
-        for (const char* setting : {"; MaxBlurSize=8", "; FocusPosition=300"}) {
-            EXPECT_NE(record.find(setting), record.npos) << record;
+        // 2.4 pixels of blur around the old one, and a pixel for what rounding adds
+        EXPECT_EQ(data_window(out[0].spec), (window{6, -3, 53, 34}));
+    }
+}
+
+// The same picture, with its data window as large as the display, shows what a smaller
+// one must hold: the same pixels, and nothing beyond it.
+TEST_F(RenderedPicture, GrowsAsFarAsItsBlurReachesAndNoFurther) {
+    const window data{20, 14, 18, 11};
+    picture_part small = made_part(data, DISPLAY, scene_channels());
+    picture_part large = made_part(DISPLAY, DISPLAY, scene_channels());
+    for (int i = 0; i < DISPLAY.width * DISPLAY.height; ++i) {
+        const int x = i % 60, y = i / 60;
+        const bool inside = x >= 20 && x < 38 && y >= 14 && y < 25;
+        const std::size_t bytes = large.spec.pixel_bytes(true);
+        if (!inside) std::memset(large.pixels.get() + i * bytes, 0, bytes);
+    }
+    write("small.exr", std::move(small));
+    write("large.exr", std::move(large));
+    for (const char* style : {"Disk", "Polygon", "Gaussian", "Airy Disk", "Laplacian"}) {
+        for (const double blur : {0.0, 1.5, 2.0, 7.3, 21.0, 100.0}) {
+            for (const char* normalize : {"on", "off"}) {
+                SCOPED_TRACE(style + std::to_string(blur) + normalize);
+                tool->set("BlurStyle", style);
+                tool->set("MaxBlurSize", blur);
+                tool->set("Normalize", normalize);
+                tool->set("FocusPosition", 1);
+                const picture out = rendered("small.exr", "s.exr");
+                const picture whole = rendered("large.exr", "l.exr");
+                const window grown = data_window(out[0].spec);
+                EXPECT_EQ(united(grown, data), grown);
+                EXPECT_EQ(common(grown, DISPLAY), grown);
+                EXPECT_EQ(grown == data, blur < 1.6) << shown(grown);
+                EXPECT_NE(grown, DISPLAY);
+                for (const char* name : {"R", "G", "B", "A"}) {
+                    EXPECT_EQ(stored(out[0], name, grown), stored(whole[0], name, grown));
+                    const std::vector<float> all = values(whole[0], name);
+                    for (int i = 0; i < 60 * 40; ++i) {
+                        const window pixel{i % 60, i / 60, 1, 1};
+                        if (common(pixel, grown) == pixel) continue;
+                        ASSERT_EQ(all[static_cast<std::size_t>(i)], 0.0F)
+                            << shown(pixel) << name;
+                    }
+                }
+            }
         }
     }
+}
+
+TEST_F(RenderedPicture, GetsAlphaOnlyWhereItGrows) {
+    auto channels = scene_channels();
+    std::erase_if(channels, [](const made_channel& c) { return c.name == "A"; });
+    write("whole.exr", made_part(DISPLAY, DISPLAY, channels));
+    write("part.exr", made_part({9, 9, 20, 20}, DISPLAY, channels));
+    tool->set("MaxBlurSize", 8);
+    EXPECT_EQ(rendered("whole.exr", "w.exr")[0].spec.channelindex("A"), -1);
+    const picture part = rendered("part.exr", "p.exr");
+    EXPECT_EQ(values(part[0], "A").front(), 0.0F);
+    EXPECT_GT(values(part[0], "A")[part[0].spec.width * 15 + 15], 0.9F);
+    // what has no place for it is told
+    tool->set("MaxBlurSize", 0);
+    picture_part clear = made_part(DISPLAY, DISPLAY, scene_channels());
+    write("clear.exr", std::move(clear));
+    rendered("clear.exr", "c.jpg");
+    ASSERT_FALSE(noted.empty());
+    EXPECT_NE(noted.back().find("c.jpg: has no room for alpha"), std::string::npos)
+        << noted.back();
+}
+
+TEST_F(RenderedPicture, OfAnEnvironmentStaysOne) {
+    const std::pair<const char*, window> maps[] = {
+        {"CubeFace Environment", {0, 0, 16, 96}},
+        {"LatLong Environment", {0, 0, 64, 32}}};
+    for (const auto& [kind, windows] : maps) {
+        for (const int tile : {0, 16}) {
+            SCOPED_TRACE(kind + std::to_string(tile));
+            picture_part part = made_part(windows, windows, scene_channels());
+            part.spec.attribute("textureformat", kind);
+            part.spec.attribute("openexr:levelmode", 0);
+            part.spec.tile_width = part.spec.tile_height = tile;
+            write("in.exr", std::move(part));
+            tool->set("MaxBlurSize", 20);
+            const picture out = rendered("in.exr", "out.exr");
+            EXPECT_EQ(out[0].spec.get_string_attribute("textureformat"), kind);
+            EXPECT_EQ(data_window(out[0].spec), windows);
+            EXPECT_EQ(display_window(out[0].spec), windows);
+            EXPECT_EQ(out[0].spec.tile_width, tile);
+        }
+    }
+}
+
+// What the library for picture files passes over is told, and a date is not made up.
+TEST_F(RenderedPicture, TellsWhatOfTheHeaderItCannotKeep) {
+    const std::string bytes = bytes_of_picture(
+        attribute("preview", "preview", number(1) + number(1) + "rgba") +
+        attribute("studio", "studiotype", "abcd") + attribute("note", "string", "kept"));
+    std::ofstream(path("in.exr"), std::ios::binary) << bytes;
+    const picture out = rendered("in.exr", "out.exr");
+    ASSERT_FALSE(noted.empty());
+    EXPECT_EQ(noted.back(),
+              "out.exr: does not keep the preview picture, the attribute \"studio\"");
+    EXPECT_EQ(out[0].spec.get_string_attribute("note"), "kept");
+    EXPECT_FALSE(out[0].spec.find_attribute("DateTime"));
 }
 
 TEST_F(RenderedPicture, IsUntouchedWithoutBlur) {
@@ -165,6 +306,7 @@ TEST_F(RenderedPicture, TakesADepthMapByItsCoordinatesWithAllItsBits) {
 
     const auto step = [](int x, int y) { return (x * 1000 + y * 17 + 3) / 65535.0; };
     write("map.png", made_part(DISPLAY, DISPLAY, {{"Y", TypeDesc::UINT16, step}}));
+    write("flat.exr", made_part(DISPLAY, DISPLAY, channels));
     options.depth_map = path("map.png");
     const picture words = rendered(options);
     for (int i = 0; const float z : values(words[0], "Z")) {

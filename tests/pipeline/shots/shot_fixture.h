@@ -12,18 +12,14 @@ namespace focusfall {
 
 // Keeps all that a shot tells.
 struct recorded_shot : shot_observer {
-    std::size_t skipped = 0;
-    std::size_t to_render = 0;
+    shot_plan plan;
     std::size_t written = 0;
     std::vector<double> progress;     // of the whole shot, in frames
     std::vector<std::string> noted;   // "FILE: TEXT", the file without its folder
     std::vector<frame_report> ended;  // in the order in which they did
     std::vector<std::string> failed;
 
-    void begins(std::size_t there, std::size_t others) override {
-        skipped = there;
-        to_render = others;
-    }
+    void begins(const shot_plan& decided) override { plan = decided; }
     void notes(const std::filesystem::path& file, const std::string& text) override {
         noted.push_back(file.filename().string() + ": " + text);
     }
@@ -41,7 +37,8 @@ class shot_test : public tool_test, protected picture_folder {
         shot_options options;
         options.input = path(input);
         options.output = path(output);
-        options.tool_name = "Focusfall";
+        options.tool_id = "kestrelworks.Focusfall";
+        options.version = "0.1";
         return options;
     }
 

@@ -7,6 +7,7 @@
 #include <sanitizer/lsan_interface.h>
 #endif
 
+#include <chrono>
 #include <csignal>
 #include <cstring>
 #include <fstream>
@@ -16,6 +17,7 @@
 #include <OpenImageIO/deepdata.h>
 
 #include "host/error.h"
+#include "programs/command/message.h"
 #include "tests/programs/command/command_fixture.h"
 
 using namespace focusfall;
@@ -187,6 +189,63 @@ TEST_F(renders, ThatRunOutOfDiskLeaveTheOldFile) {
         EXPECT_TRUE(bytes_of(path(name)) == before) << name;
         EXPECT_TRUE(hidden_files().empty());
     }
+}
+
+// As another user than the superuser, to whom every file is readable.
+TEST_F(renders, OfFilesThatMayNotBeReadOrReplacedSaySo) {
+    write_scene("in.exr", SMALL, SMALL);
+    write_scene("out.exr", SMALL, SMALL);
+    fs::permissions(folder(), fs::perms::all);
+    fs::permissions(path("out.exr"), fs::perms::owner_read);
+    EXPECT_NE(run("render in.exr -o out.exr").errors.find("out.exr: is write-protected"),
+              std::string::npos);
+    fs::permissions(path("in.exr"), fs::perms::none);
+    fs::permissions(path("out.exr"), fs::perms::owner_all);
+    constexpr uid_t NOBODY = 65534;
+    const bool other = geteuid() == 0 && seteuid(NOBODY) == 0;
+    const std::string unreadable = run("render in.exr -o new.exr").errors;
+    const std::string of_others = run("render whole.exr -o out.exr").errors;
+    ASSERT_TRUE(!other || seteuid(0) == 0);
+    EXPECT_NE(unreadable.find("in.exr: cannot be read: Permission denied"),
+              std::string::npos)
+        << unreadable;
+    if (other) {
+        EXPECT_NE(of_others.find("out.exr: is write-protected"), std::string::npos)
+            << of_others;
+    }
+}
+
+// Bytes that would steer a terminal arrive there as text.
+TEST_F(renders, ShowBrokenNamesInPrintableLetters) {
+    write("in.exr",
+          made_part(SMALL, SMALL, {{"\x1b[2J\xff.R", OIIO::TypeDesc::HALF, [](int, int) {
+                                        return 0.5;
+                                    }}}));
+    const std::string errors = run("render in.exr -o out.exr --layer none").errors;
+    EXPECT_NE(errors.find("\\x1b[2J\\xff"), errors.npos) << errors;
+    EXPECT_EQ(errors.find('\x1b'), errors.npos);
+    EXPECT_EQ(printable("gr\xc3\xbcn \xe2\x82\xac \xf0\x9f\x8e\xa5\n"),
+              "gr\xc3\xbcn \xe2\x82\xac \xf0\x9f\x8e\xa5\n");
+    EXPECT_EQ(printable("\xc2\x9b\xc0\xaf\xed\xa0\x80\xe2\x82"),
+              "\\xc2\\x9b\\xc0\\xaf\\xed\\xa0\\x80\\xe2\\x82");
+}
+
+// Such a header made the library look for pieces of the picture for minutes.
+TEST_F(renders, OfHeadersThatAnnounceMoreThanTheFileHoldsEndAtOnce) {
+    write_scene("in.exr", SMALL, SMALL);
+    std::string bytes = bytes_of(path("in.exr"));
+    const std::size_t windows[] = {bytes.find("dataWindow"), bytes.find("displayWindow")};
+    const std::int32_t last = 200'000;
+    for (const std::size_t at : windows) {
+        const std::size_t value = bytes.find("box2i", at) + sizeof "box2i" + 4;
+        std::memcpy(&bytes[value + 12], &last, sizeof last);
+    }
+    std::ofstream(path("tall.exr"), std::ios::binary) << bytes;
+    const auto start_time = std::chrono::steady_clock::now();
+    const run_result ran = run("render tall.exr -o out.exr --set BlurChannel=Red");
+    EXPECT_NE(ran.errors.find("tall.exr: is too short for the pixels"), std::string::npos)
+        << ran.errors;
+    EXPECT_LT(std::chrono::steady_clock::now() - start_time, std::chrono::seconds(5));
 }
 
 // Each damaged file either still is a picture or is refused by its name.

@@ -50,7 +50,9 @@ TEST_F(shots, GoOnAfterAFrameThatFails) {
     EXPECT_NE(ran.errors.find("2 of 4 frames failed: 2, 3"), std::string::npos);
 
     // what is there is left out, what is missing is made up for
-    write_frames(4);
+    for (const int i : {2, 3}) {
+        write_scene(in(i), {3 * i, -i, 60, 40}, {0, 0, 64, 48}, i);
+    }
     const auto before = fs::last_write_time(path("out.0001.exr"));
     const run_result again = run(SHOT + "--frames 1-4 --skip-existing --log log.jsonl");
     EXPECT_EQ(again.status, 0);
@@ -62,6 +64,101 @@ TEST_F(shots, GoOnAfterAFrameThatFails) {
     for (const auto& line : log_lines()) ++counts[line.at("status")];
     EXPECT_EQ(counts,
               (std::map<std::string, int>{{"done", 4}, {"failed", 2}, {"skipped", 2}}));
+}
+
+TEST_F(shots, SayWhichFramesAreStaleAndRenderThoseAgain) {
+    write_frames(3);
+    const std::string line = SHOT + "--frames all --skip-existing --set FocusPosition=";
+    ASSERT_EQ(run(line + "300").status, 0);
+    EXPECT_TRUE(is_there(1) && is_there(2) && is_there(3));
+    const run_result same = run(line + "300");
+    EXPECT_EQ(same.errors, "focusfall: 3 of 3 frames were there\n");
+    const auto time = fs::last_write_time(path(in(2)));
+    fs::last_write_time(path(in(2)), time + std::chrono::seconds(1));
+    const run_result newer = run(line + "300");
+    EXPECT_NE(newer.errors.find("3 of 3 frames were there; 1 of them stale and rendered "
+                                "again (the first by input/time)\n"),
+              newer.errors.npos)
+        << newer.errors;
+    const run_result other = run(line + "310");
+    EXPECT_NE(other.errors.find("3 of them stale and rendered again (the first by "
+                                "settings/FocusPosition)\n"),
+              other.errors.npos)
+        << other.errors;
+    EXPECT_EQ(run(line + "310").errors, "focusfall: 3 of 3 frames were there\n");
+}
+
+TEST_F(shots, LeaveOutMissingFramesOrFillThemUp) {
+    write_frames(4);
+    fs::remove(path(in(2)));
+    fs::remove(path(in(3)));
+    EXPECT_EQ(run(SHOT + "--frames 1-4 --missing error").status, 1);
+    const run_result skipped = run(SHOT + "--frames 1-4 --missing skip --log log.jsonl");
+    EXPECT_EQ(skipped.status, 0);
+    EXPECT_NE(skipped.errors.find("no files for 2 frames, left out: 2-3\n"),
+              skipped.errors.npos)
+        << skipped.errors;
+    EXPECT_EQ(log_lines()[0].at("status"), "missing");
+    EXPECT_FALSE(is_there(2) || is_there(3));
+    const run_result filled = run(SHOT + "--frames 1-4 --missing nearest");
+    EXPECT_NE(filled.errors.find("no files for 2 frames, made from the nearest: 2-3\n"),
+              filled.errors.npos)
+        << filled.errors;
+    EXPECT_EQ(values(output(2)[0], "G"), values(output(1)[0], "G"));
+    EXPECT_EQ(values(output(3)[0], "G"), values(output(4)[0], "G"));
+}
+
+TEST_F(shots, MakeAFrameAgainByItsRecord) {
+    write_frames(2);
+    ASSERT_EQ(run(SHOT + "--frames 1-2 --set FocusPosition=1:290.5,2:330 "
+                         "--tool kestrelworks.Focusfall --data-type float")
+                  .status,
+              0);
+    const auto bytes_of = [&](const std::string& name) {
+        std::ifstream file(path(name), std::ios::binary);
+        return std::string(std::istreambuf_iterator<char>(file), {});
+    };
+    const std::string before = bytes_of("out.0002.exr");
+    const run_result again = run("render --from-record out.0002.exr -o again.exr");
+    EXPECT_EQ(again.status, 0) << again.errors;
+    EXPECT_TRUE(bytes_of("again.exr") == before);
+    fs::remove(path("again.exr"));
+
+    // in its own place, and with a change
+    EXPECT_EQ(run("render --from-record out.0002.exr --set FocusPosition=300").status, 0);
+    const auto record = nlohmann::json::parse(
+        std::string(output(2)[0].spec.get_string_attribute("focusfall")));
+    EXPECT_EQ(record.at("settings").at("FocusPosition"), 300);
+    EXPECT_EQ(record.at("tool"), "kestrelworks.Focusfall");
+    EXPECT_EQ(run("render --from-record out.0002.exr --set FocusPosition=330").status, 0);
+    EXPECT_TRUE(bytes_of("out.0002.exr") == before);
+
+    fs::last_write_time(path(in(1)), fs::file_time_type());
+    EXPECT_NE(
+        run("render --from-record out.0001.exr")
+            .errors.find("in.0001.exr: has changed since out.0001.exr was made from it"),
+        std::string::npos);
+    EXPECT_EQ(run("render --from-record in.0001.exr").status, 1);
+    EXPECT_EQ(run("render --from-record out.0001.exr --frames 1-2").status, 2);
+}
+
+// A frame counts as written when its file is there, and never otherwise.
+TEST_F(shots, CountTheFramesThatAreThereWhenTheyAreInterrupted) {
+    constexpr int FRAMES = 9;
+    write_frames(FRAMES);
+    for (const int wait_for : {1, 3, 6}) {
+        for (int frame = 1; frame <= FRAMES; ++frame) fs::remove(out(frame));
+        const pid_t process = start(SHOT + "--frames 1-9 --preview look.#.png --quiet");
+        while (!is_there(wait_for) && kill(process, 0) == 0) usleep(200);
+        kill(process, SIGINT);
+        const run_result ran = wait(process);
+        if (ran.status != 130) continue;  // it had ended
+        int there = 0;
+        for (int frame = 1; frame <= FRAMES; ++frame) there += is_there(frame) ? 1 : 0;
+        EXPECT_NE(ran.errors.find("stopped; " + std::to_string(there) + " of 9 frames"),
+                  std::string::npos)
+            << there << ": " << ran.errors;
+    }
 }
 
 TEST_F(shots, RemoveTheTemporaryFilesOfKilledRunsOnly) {

@@ -1,5 +1,7 @@
 // Verbs that need no picture, and colours that are stored encoded.
 
+#include <algorithm>
+#include <fstream>
 #include <map>
 #include <regex>
 #include <set>
@@ -50,18 +52,46 @@ TEST_F(verbs, KernelsDrawsARowForEachStyleOrOneOfTheBlurImage) {
     const picture one = drawn("");
     const picture all = drawn("--all-styles");
     const picture shaped = drawn("--blur-image shape.exr");
-    const int pitch = one[0].spec.width - one[0].spec.height;  // two tiles less one
     EXPECT_EQ(all[0].spec.width, one[0].spec.width);
-    EXPECT_EQ(all[0].spec.height - one[0].spec.height, 4 * pitch);
+    const int pitch = (all[0].spec.height - one[0].spec.height) / 4;
     EXPECT_NE(values(shaped[0], "G"), values(one[0], "G"));
 
     const std::vector<float> sheet = values(all[0], "G");
     std::set<std::vector<float>> rows;
     for (int row = 0; row < 5; ++row) {
-        const auto start = sheet.begin() + row * pitch * all[0].spec.width;
+        const int top = one[0].spec.height - pitch + row * pitch;
+        const auto start = sheet.begin() + top * all[0].spec.width;
         rows.emplace(start, start + pitch * all[0].spec.width);
     }
     EXPECT_EQ(rows.size(), 5U);
+}
+
+// The larger one is drawn larger, and each tells its diameter.
+TEST_F(verbs, KernelsDrawsAllToOneScaleWithLabels) {
+    const auto drawn = [&](const std::string& diameters) {
+        EXPECT_EQ(run("kernels -o k.png --diameter " + diameters).status, 0);
+        return read_picture(path("k.png"));
+    };
+    const auto bright_pixels = [](const picture& sheet, int left, int width, int top,
+                                  int height) {
+        const std::vector<float> green = values(sheet[0], "G");
+        int count = 0;
+        for (int i = 0; i < width * height; ++i) {
+            const int place = (top + i / width) * sheet[0].spec.width + left + i % width;
+            count += green[static_cast<std::size_t>(place)] > 0.5F ? 1 : 0;
+        }
+        return count;
+    };
+    const picture sheet = drawn("45,90");
+    const int half = sheet[0].spec.width / 2;
+    const int height = sheet[0].spec.height;
+    const double area = bright_pixels(sheet, 0, half, 30, height - 30);
+    EXPECT_NEAR(bright_pixels(sheet, half, half, 30, height - 30) / area, 4.0, 0.4);
+    EXPECT_GT(bright_pixels(sheet, 0, half, 0, 18), 10);
+    const picture other = drawn("46,90");
+    EXPECT_NE(bright_pixels(other, 0, half, 0, 18), bright_pixels(sheet, 0, half, 0, 18));
+    EXPECT_EQ(bright_pixels(other, half, half, 0, 18),
+              bright_pixels(sheet, half, half, 0, 18));
 }
 
 TEST_F(verbs, ListToolsAndPresets) {
@@ -171,6 +201,96 @@ TEST_F(verbs, ControlsShowsValuesKeysAndVisibility) {
     EXPECT_EQ(by_id["FocusPosition"]["keys"].dump(), R"([[1,1200],[48,3400],"smooth"])");
     EXPECT_EQ(by_id["MaxBlurSize"]["visible"], false);
     EXPECT_EQ(by_id["FStop"]["visible"], true);
+}
+
+// What is wrong is named, and the nearest right word with it.
+TEST_F(verbs, TellWhatMayBeMeantByAWrongWord) {
+    write_scene("in.exr", {0, 0, 40, 30}, {0, 0, 40, 30});
+    const std::string render = "render in.exr -o out.exr ";
+    const struct {
+        std::string line;
+        const char* told;
+    } cases[] = {
+        {render + "--setting super-35",
+         "no option \"--setting\" of render; did you mean "
+         "\"--settings\"?"},
+        {"render --Set FStop=4 in.exr -o out.exr", "did you mean \"--set\"?"},
+        {render + "--frame=1-4", "did you mean \"--frames\"?"},
+        {render + "--wholly-unknown", "`focusfall help render` lists all"},
+        {render + "--data-type flaot", "did you mean \"float\"?"},
+        {render + "--missing near", "did you mean \"nearest\"?"},
+        {render + "b.exr c.exr", "b.exr, c.exr; one input is taken, or a shot as"},
+        {"render in.exr", "--output is required"},
+        {"--verson", "no option \"--verson\"; did you mean \"--version\"?"},
+        {"", "no command is given; `focusfall help` lists all"},
+        {"rendr", "did you mean \"render\"?"},
+        {"help rendr", "did you mean \"render\"?"},
+        {"tools more", "too many words: more"},
+    };
+    for (const auto& [line, told] : cases) {
+        const run_result ran = run(line);
+        EXPECT_EQ(ran.status, 2) << line;
+        EXPECT_TRUE(ran.errors.starts_with("focusfall: ")) << ran.errors;
+        EXPECT_NE(ran.errors.find(told), ran.errors.npos) << line << ": " << ran.errors;
+        EXPECT_EQ(std::ranges::count(ran.errors, '\n'), 1) << ran.errors;
+    }
+}
+
+TEST_F(verbs, HelpExplainsEachCommandAsItsOptionDoes) {
+    EXPECT_EQ(run("help").output, run("--help").output);
+    for (const std::string verb : {"render", "controls", "help"}) {
+        const run_result explained = run("help " + verb);
+        EXPECT_EQ(explained.status, 0);
+        EXPECT_EQ(explained.output, run(verb + " --help").output);
+    }
+    EXPECT_NE(run("complete -- help re").output.find("render"), std::string::npos);
+}
+
+TEST_F(verbs, ControlsSavesWhatWasEditedOrAll) {
+    const auto saved = [&](const std::string& options) {
+        const run_result ran = run("controls " + options);
+        EXPECT_EQ(ran.status, 0) << ran.errors;
+        return nlohmann::json::parse(std::ifstream(path("look.json")));
+    };
+    // an edit to the default is an edit; what follows from one is saved with it
+    const auto look = saved("--set FocalLength=61 --set MaxBlurSize=1 --save look.json");
+    EXPECT_EQ(look.size(), 3U) << look;
+    EXPECT_EQ(look.at("MaxBlurSize"), 1);
+    EXPECT_EQ(look.at("FocalLength"), 61);
+    EXPECT_TRUE(look.contains("ApertureDiameter")) << look;
+    EXPECT_GT(saved("--set FocalLength=61 --save-all look.json").size(), 15U);
+
+    // a look leaves the keys of a pull alone
+    saved("--set BlurStyle=Gaussian --save look.json");
+    std::ofstream(path("pull.json")) << R"({"FocusPosition": [[1, 5], [9, 7]]})";
+    const std::string both =
+        run("controls --settings pull.json --settings look.json").output;
+    EXPECT_NE(both.find("1:5,9:7"), both.npos);
+    EXPECT_NE(both.find("Gaussian"), both.npos);
+
+    EXPECT_EQ(run("controls --set FocusPosition=7 --save /dev/stdout").output,
+              "{\n  \"FocusPosition\": 7\n}\n");
+    const run_result device = run("controls --save /dev/null");
+    EXPECT_NE(device.errors.find("/dev/null: exists and is not a file"),
+              std::string::npos)
+        << device.errors;
+}
+
+TEST_F(verbs, TellOfValuesThatAreNotTakenAsTheyAre) {
+    write_scene("in.exr", {0, 0, 40, 30}, {0, 0, 40, 30});
+    const std::string errors =
+        run("render in.exr -o out.exr --set SettingsType=Advanced --set FStop=0.95 "
+            "--set FocusPosition=1:300,2:400 --set PolygonSideCount=2:6.5,4:2,8:5 "
+            "--set MaxBlurSize=3")
+            .errors;
+    EXPECT_NE(errors.find("focusfall: FStop: 0.95 becomes 1 (takes 1 and up)\n"),
+              errors.npos)
+        << errors;
+    EXPECT_NE(errors.find("PolygonSideCount: 6.5 becomes 7, 2 becomes 3 (takes"),
+              errors.npos)
+        << errors;
+    EXPECT_EQ(errors.find("MaxBlurSize: 3"), errors.npos) << errors;
+    EXPECT_EQ(errors.find("FocusPosition:"), errors.npos) << errors;
 }
 
 }  // namespace
