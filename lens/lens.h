@@ -61,12 +61,19 @@ struct focus {
 // With depth disabled, `max_coc` is one step of the kernel table, which blurs nothing.
 focus focus_of(const settings& s, std::int32_t width);
 
-// Blur diameter in pixels of what is `distance` away, at most `max_coc`. Both infinity
-// and not-a-number, which a distance of 0 gives, mean the largest.
-inline float blur_diameter(float distance, float focus_distance, float max_coc) {
+// Blur diameter in pixels of what is `distance` away, at most `limit`; `max_coc` is that
+// of what is infinitely far. Both infinity and not-a-number, which a distance of 0 gives,
+// mean the largest.
+inline float limited_blur_diameter(float distance, float focus_distance, float max_coc,
+                                   float limit) {
     const float from_focus = std::abs(distance - focus_distance);
     const float blur = from_focus * max_coc / distance;
-    return max_coc > blur ? blur : max_coc;
+    return limit > blur ? blur : limit;
+}
+
+// The same where the limit is `max_coc` itself, on both sides of the focus.
+inline float blur_diameter(float distance, float focus_distance, float max_coc) {
+    return limited_blur_diameter(distance, focus_distance, max_coc, max_coc);
 }
 
 // `value` as the nearest float; infinity and what no finite float holds become the

@@ -59,6 +59,7 @@ void FocusfallFast::ReleaseFrameMemory() {
 
 bool FocusfallFast::blur(Request* request) {
     if (IsAborted()) return true;
+    near_limit_ = find_near_limit(request);
     prepare_kernels();
     prepare_sources();
     if (IsAborted()) return true;
@@ -66,8 +67,7 @@ bool FocusfallFast::blur(Request* request) {
     const std::uint32_t start = tick_count();
     make_smooth_terms(request);
     load_all_sources(request);
-    scatter_stamps(request);
-    gather_pixels(request);
+    sum_sources(request);
     print_processing_time(start);
 
     color_accumulator.clear();
@@ -93,7 +93,8 @@ render_driver::footprint FocusfallFast::frame_footprint(const FrameShape& shape,
 
 void FocusfallFast::prepare_kernels() {
     style_ = blur_style.load(std::memory_order_relaxed);
-    last_kernel_ = last_kernel_index();
+    last_kernel_ =
+        lens::last_kernel_index(std::max(max_coc, near_limit_), input_image->Width());
     form_ = gather::find_closed_form(*this, style_, blur_image);
     if (!form_) return;
     const gather::edge_shape edge = gather::edge_of(*this, style_);
@@ -122,6 +123,7 @@ void FocusfallFast::prepare_sources() {
                .last = depth_enabled ? static_cast<std::int32_t>(last_kernel_) : 0,
                .focus_depth = focus_depth,
                .max_coc = max_coc,
+               .near_limit = near_limit_,
                .kernel_step = kernel_step,
                .keep_transparent = normalize > 0.5F,
                .groups = blocks_.groups,
@@ -155,11 +157,20 @@ void FocusfallFast::scatter_stamps(Request* request) {
     }
 }
 
-void FocusfallFast::gather_pixels(Request* request) {
-    run_chunks(request,
-               pieces(input_image->Width(), gather::MACRO_COLUMNS) *
-                   pieces(input_image->Height(), gather::MACRO_ROWS),
-               &FocusfallFast::blur_macro_tile, 1.0);
+void FocusfallFast::sum_sources(Request* request) {
+    scatter_stamps(request);
+    run_chunks(request, macro_tiles(), &FocusfallFast::blur_macro_tile, 1.0);
+}
+
+std::int32_t FocusfallFast::macro_tiles() const {
+    return pieces(input_image->Width(), gather::MACRO_COLUMNS) *
+           pieces(input_image->Height(), gather::MACRO_ROWS);
+}
+
+FocusfallFast::place FocusfallFast::place_of_macro_tile(std::int32_t tile) const {
+    const std::int32_t columns = pieces(input_image->Width(), gather::MACRO_COLUMNS);
+    return {.x = tile % columns * gather::MACRO_COLUMNS,
+            .y = tile / columns * gather::MACRO_ROWS};
 }
 
 void FocusfallFast::fill_terms(std::int32_t chunk) {
@@ -190,19 +201,23 @@ void FocusfallFast::load_run(std::int32_t x, std::int32_t y, std::int32_t column
                              gather::block_grid::block& block) {
     // vectors also read the distances beyond the last pixel, and do not use them
     float distances[gather::BLOCK_COLUMNS] = {};
+    const gather::source_run run = run_of(x, y, columns, distances);
+    append_stamps(run, load_gathered(run, block));
+}
+
+gather::source_run FocusfallFast::run_of(std::int32_t x, std::int32_t y,
+                                         std::int32_t columns, float* distances) const {
     const float* depth = depth_image->Pixel(x, y) + depth_component();
     for (std::int32_t i = 0; i < columns; ++i) {
         distances[i] = sample_distance(*depth);
         depth += depth_image->Components();
     }
-    const gather::source_run run = {
-        .x = x,
-        .y = y,
-        .columns = columns,
-        .pixels = input_image->Pixel(x, y),
-        .stride = static_cast<std::ptrdiff_t>(input_image->Components()),
-        .distances = distances};
-    append_stamps(run, form_ ? loader_.load(run, block) : samples_of(run));
+    return {.x = x,
+            .y = y,
+            .columns = columns,
+            .pixels = input_image->Pixel(x, y),
+            .stride = static_cast<std::ptrdiff_t>(input_image->Components()),
+            .distances = distances};
 }
 
 std::uint64_t FocusfallFast::samples_of(const gather::source_run& run) const {
@@ -218,9 +233,16 @@ void FocusfallFast::append_stamps(const gather::source_run& run, std::uint64_t s
     // one bit after the other, from the lowest
     for (; stamped != 0; stamped &= stamped - 1) {
         const std::int32_t i = std::countr_zero(stamped);
-        const std::size_t kernel = kernel_index(*this, run.distances[i], last_kernel_);
-        stamps_.row(run.y).push_back({run.x + i, static_cast<std::uint32_t>(kernel)});
+        stamps_.row(run.y).push_back({run.x + i, stamp_kernel(run.distances[i])});
     }
+}
+
+std::uint32_t FocusfallFast::stamp_kernel(float distance) const {
+    if (!depth_enabled) return 0;
+    const float limit = distance < focus_depth ? near_limit_ : max_coc;
+    const float diameter =
+        lens::limited_blur_diameter(distance, focus_depth, max_coc, limit);
+    return static_cast<std::uint32_t>(lens::kernel_index(diameter, last_kernel_));
 }
 
 void FocusfallFast::make_stamp_kernel(std::int32_t number) {
@@ -228,30 +250,34 @@ void FocusfallFast::make_stamp_kernel(std::int32_t number) {
 }
 
 void FocusfallFast::add_stamps(std::int32_t band) {
-    stamps_.add_to_band(*this, *input_image, band);
+    const auto look = [this](std::int32_t x, std::int32_t y) {
+        return appearance_of(*input_image, x, y);
+    };
+    stamps_.add_to_band(*this, look, band);
 }
 
-void FocusfallFast::blur_macro_tile(std::int32_t tile) {
-    const std::int32_t columns = pieces(input_image->Width(), gather::MACRO_COLUMNS);
-    const std::int32_t x = tile % columns * gather::MACRO_COLUMNS;
-    const std::int32_t y = tile / columns * gather::MACRO_ROWS;
-    // on the stack of the worker: near its processor, and nothing to lock
-    gather::tile_sums sums[gather::MACRO_TILES] = {};
-    if (form_) {
-        const gather::gather_frame frame = {
-            .planes = &planes_,
+gather::gather_frame FocusfallFast::frame_of_sources() const {
+    return {.planes = &planes_,
             .blocks = &blocks_,
             .offsets = &*offsets_,
             .form = *form_,
             .rim = static_cast<float>(4.0 * bad_bokeh),
             .with_sums = *form_ == closed_form::EDGE && offsets_->reach >= SUMS_REACH};
-        gather_macro_tile(frame, x, y, sums);
-    }
+}
 
-    const gather::tile_sums* next = sums;
+void FocusfallFast::blur_macro_tile(std::int32_t tile) {
+    const auto [x, y] = place_of_macro_tile(tile);
+    // on the stack of the worker: near its processor, and nothing to lock
+    gather::tile_sums sums[gather::MACRO_TILES] = {};
+    if (form_) gather_macro_tile(frame_of_sources(), x, y, sums);
+    write_macro_tile(x, y, sums);
+}
+
+void FocusfallFast::write_macro_tile(std::int32_t x, std::int32_t y,
+                                     const gather::tile_sums* sums) {
     for (std::int32_t ty = y; ty < y + gather::MACRO_ROWS; ty += gather::TILE_ROWS) {
         for (std::int32_t tx = x; tx < x + gather::MACRO_COLUMNS; tx += TILE_COLUMNS) {
-            write_tile(tx, ty, *next++);
+            write_tile(tx, ty, *sums++);
         }
     }
 }

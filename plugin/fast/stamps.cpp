@@ -5,7 +5,6 @@
 #include "lens/kernel_sizes.h"
 #include "plugin/kernels/kernel_shapes.h"
 #include "plugin/kernels/kernel_weights.h"
-#include "plugin/splat/stamp.h"
 
 void stamp_list::reset(std::int32_t rows) {
     // the lists keep their memory from frame to frame
@@ -42,7 +41,8 @@ bool stamp_list::begin_batch(const focusfall_interface& params) {
 }
 
 void stamp_list::make_batch_kernel(const focusfall_interface& params, std::int32_t style,
-                                   const Image* custom, std::int32_t number) {
+                                   const Image* custom, std::int32_t number,
+                                   bool turned) {
     kernel& made = batch_[static_cast<std::size_t>(number)];
     if (made.index == 0) {  // unblurred: the pixel itself
         made.weights = {1.0F};
@@ -53,31 +53,11 @@ void stamp_list::make_batch_kernel(const focusfall_interface& params, std::int32
         custom ? make_kernel(params, diameter, diameter, custom, KERNEL_MIN_SIZE)
                : make_style_kernel(params, style, diameter, KERNEL_MIN_SIZE));
     load_kernel_weights(params, picture.get(), made.weights);
+    if (turned) std::ranges::reverse(made.weights);
 }
 
-void stamp_list::add_to_band(focusfall_interface& target, const Image& picture,
-                             std::int32_t band) const {
-    const auto rows = static_cast<std::int32_t>(rows_.size());
-    const std::int32_t first_row = band * BAND_ROWS;
-    const std::int32_t last_row = std::min(first_row + BAND_ROWS, rows) - 1;
-    // the last kernel of a batch is its largest: no source further off reaches the band
-    const std::int32_t reach = batch_.back().radius;
+std::vector<const stamp_list::kernel*> stamp_list::kernels_by_index() const {
     std::vector<const kernel*> by_index(batch_.back().index - batch_.front().index + 1);
     for (const kernel& k : batch_) by_index[k.index - batch_.front().index] = &k;
-
-    // row by row, so that a pixel's sums do not depend on which thread fills its band
-    for (std::int32_t y = std::max(0, first_row - reach);
-         y <= std::min(rows - 1, last_row + reach); ++y) {
-        for (const stamped_source& s : rows_[static_cast<std::size_t>(y)]) {
-            if (s.kernel < batch_.front().index || s.kernel > batch_.back().index)
-                continue;
-            const kernel& shape = *by_index[s.kernel - batch_.front().index];
-            if (shape.weights.empty()) continue;
-            const float* pixel = picture.Pixel(s.x, y);
-            const float color[] = {pixel[Image::RED], pixel[Image::GREEN],
-                                   pixel[Image::BLUE], pixel[Image::ALPHA]};
-            add_stamp(target, {shape.weights.data(), shape.radius, s.x, y, 1.0F}, color,
-                      first_row, last_row);
-        }
-    }
+    return by_index;
 }

@@ -1,42 +1,11 @@
 // The tool's controls: one row each, in the order in which an artist sees them.
 
-#include <initializer_list>
-
+#include "plugin/tool/control_rows.h"
 #include "plugin/tool/focusfall.h"
 
+using namespace control_rows;
+
 namespace {
-
-// The pairs that rows are made of.
-TagPair lowest(double value) { return {0x20030000, value}; }
-TagPair highest(double value) { return {0x20030001, value}; }
-TagPair slider_end(double value) { return {0x20030003, value}; }
-TagPair starts_at(double value) { return {0x20030004, value}; }
-TagPair item(const char* text) { return {0x38040000, text}; }
-TagPair notifies() { return {0x1003000a, 1}; }
-TagPair whole_numbers() { return {0x1003000c, 1}; }
-TagPair buttons() { return {0x1005000a, 1}; }  // stands in every button list
-
-Input* add(Operator& tool, const char* id, const char* name, const char* type,
-           const char* control, std::initializer_list<TagPair> row) {
-    TagList tags({{0x88020000, FuID(type)}, {0x80030000, FuID(control)}});
-    tags.Append(row);
-    return tool.AddInputList(name, id, tags);
-}
-
-Input* add_slider(Operator& tool, const char* id, const char* name,
-                  std::initializer_list<TagPair> row) {
-    return add(tool, id, name, "Number", "SliderControl", row);
-}
-
-Input* add_checkbox(Operator& tool, const char* id, const char* name,
-                    std::initializer_list<TagPair> row) {
-    return add(tool, id, name, "Number", "CheckboxControl", row);
-}
-
-Input* add_buttons(Operator& tool, const char* id, const char* name,
-                   std::initializer_list<TagPair> row) {
-    return add(tool, id, name, "Number", "MultiButtonControl", row);
-}
 
 void add_info_text(Operator& tool, const char* id, const char* name, const char* text) {
     add(tool, id, name, "Text", "TextEditControl",

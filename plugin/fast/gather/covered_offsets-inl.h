@@ -57,11 +57,14 @@ struct covered_offsets {
     offset_list fully_covered;   // places of sums from tile_view::window on
     offset_list undecided;       // the first dx of strips that differ from row to row
 
-    // For windows of `columns` columns at most.
+    // For offsets of up to `columns` columns to either side, a multiple of TILE_COLUMNS.
     explicit covered_offsets(std::int32_t columns)
-        : partly_covered(BLOCK_ROWS * columns),
-          fully_covered(BLOCK_ROWS * columns),
-          undecided(BLOCK_ROWS * columns / TILE_COLUMNS) {}
+        : partly_covered(BLOCK_ROWS * (2 * columns + TILE_COLUMNS)),
+          fully_covered(BLOCK_ROWS * (2 * columns + TILE_COLUMNS)),
+          undecided(BLOCK_ROWS * (2 * columns / TILE_COLUMNS + 1)) {}
+
+    // Whether nothing is covered.
+    bool empty() const { return partly_covered.empty() && fully_covered.empty(); }
 
     void clear() {
         partly_covered.clear();

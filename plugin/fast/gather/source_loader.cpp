@@ -19,14 +19,20 @@ namespace gather {
 namespace HWY_NAMESPACE {
 namespace {
 
-// What kernel_index does, operation by operation, so that both choose the same kernel.
-HWY_INLINE integers kernel_indices(const source_loader& loader, vector distance) {
+// What lens::limited_blur_diameter and kernel_index do, operation by operation, so that
+// both choose the same kernel.
+HWY_INLINE vector blur_diameters(const source_loader& loader, vector distance) {
     const vector_tag tag;
     const vector max_coc = hn::Set(tag, loader.max_coc);
-    const vector from_focus =
-        hn::Abs(hn::Sub(distance, hn::Set(tag, loader.focus_depth)));
+    const vector focus = hn::Set(tag, loader.focus_depth);
+    const vector from_focus = hn::Abs(hn::Sub(distance, focus));
     const vector blur = hn::Div(hn::Mul(from_focus, max_coc), distance);
-    const vector diameter = hn::IfThenElse(hn::Gt(max_coc, blur), blur, max_coc);
+    const vector limit =
+        hn::IfThenElse(hn::Lt(distance, focus), hn::Set(tag, loader.near_limit), max_coc);
+    return hn::IfThenElse(hn::Gt(limit, blur), blur, limit);
+}
+HWY_INLINE integers kernel_indices(const source_loader& loader, vector diameter) {
+    const vector_tag tag;
     const vector step = hn::Div(diameter, hn::Set(tag, loader.kernel_step));
     // bounded before it is truncated: an infinite step has no whole number
     const vector last = hn::Set(tag, static_cast<float>(loader.last));
@@ -73,15 +79,15 @@ struct kernels {
     vector weight;
 };
 
-// The kernels for these distances, in millimetres; those of no source for lanes outside
+// The kernels for these diameters, in pixels; those of no source for lanes outside
 // `source`.
 HWY_INLINE kernels kernels_of(const source_loader& loader, hn::Mask<vector_tag> source,
-                              vector distance) {
+                              vector diameter) {
     const vector_tag tag;
     const kernel_terms none = no_source(loader.form);
     // in floats from the first kernel's terms on
     const integers index =
-        hn::Mul(kernel_indices(loader, distance),
+        hn::Mul(kernel_indices(loader, diameter),
                 hn::Set(integer_tag(), sizeof(kernel_terms) / sizeof(float)));
     const auto term = [&](const float& of_first, float otherwise) HWY_ATTR {
         return hn::IfThenElse(source, hn::GatherIndex(tag, &of_first, index),
@@ -114,10 +120,10 @@ HWY_INLINE void add_to_block(const source_loader& loader, const kernels& k, vect
 // Stores one vector of sources at `row`; lanes outside `source` become no-source. A store
 // past the last column lands in the margin, which holds no sources anyway.
 HWY_INLINE void store_sources(const source_loader& loader, hn::Mask<vector_tag> source,
-                              const colors& c, vector distance, float* row,
+                              const colors& c, vector diameter, float* row,
                               block_grid::block& block) {
     const vector_tag tag;
-    const kernels k = kernels_of(loader, source, distance);
+    const kernels k = kernels_of(loader, source, diameter);
     const auto store = [&](source_planes::plane to, vector value) HWY_ATTR {
         hn::StoreU(value, tag, row + to * loader.planes->plane_stride());
     };
@@ -141,6 +147,16 @@ HWY_INLINE void store_sources(const source_loader& loader, hn::Mask<vector_tag> 
     add_to_block(loader, k, weighted(c.alpha), block);
 }
 
+// Stores diameters with their sign, none larger than the largest kernel.
+HWY_INLINE void store_signed(const source_loader& loader, vector distance,
+                             vector diameter, float* to) {
+    const vector_tag tag;
+    const float largest = static_cast<float>(loader.last) * loader.kernel_step;
+    const vector bounded = hn::Min(diameter, hn::Set(tag, largest));
+    const auto in_front = hn::Lt(distance, hn::Set(tag, loader.focus_depth));
+    hn::StoreU(hn::IfThenElse(in_front, hn::Neg(bounded), bounded), tag, to);
+}
+
 // Does what source_loader::load promises.
 std::uint64_t load_vectors(const source_loader& loader, const source_run& run,
                            block_grid::block& block) {
@@ -156,8 +172,10 @@ std::uint64_t load_vectors(const source_loader& loader, const source_run& run,
         }
         const auto finite = are_finite(c);
         not_finite |= std::uint64_t{bits_of_mask(hn::AndNot(finite, source))} << i;
-        store_sources(loader, hn::And(source, finite), c,
-                      hn::LoadU(tag, run.distances + i),
+        const vector distance = hn::LoadU(tag, run.distances + i);
+        const vector diameter = blur_diameters(loader, distance);
+        if (run.diameters) store_signed(loader, distance, diameter, run.diameters + i);
+        store_sources(loader, hn::And(source, finite), c, diameter,
                       loader.planes->row(run.y, source_planes::SHAPE) + run.x + i, block);
     }
     return not_finite;

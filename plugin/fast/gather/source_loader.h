@@ -16,6 +16,9 @@ struct source_run {
     const float* pixels;     // of the colour image
     std::ptrdiff_t stride;   // floats from pixel to pixel
     const float* distances;  // millimetres, BLOCK_COLUMNS of them
+    // Not null: where the blur diameters of the pixels go, pixels, negative in front of
+    // the focus. Whole vectors are written: up to BLOCK_COLUMNS.
+    float* diameters = nullptr;
 };
 
 // The settings and tables that all sources of a frame share. Borrowed, and constant while
@@ -25,7 +28,8 @@ struct source_loader {
     const kernel_terms* terms;  // by index in the kernel table
     std::int32_t last;          // that table's last index; 0: nothing is blurred by depth
     float focus_depth;          // millimetres
-    float max_coc;              // largest blur diameter, pixels
+    float max_coc;              // blur diameter at infinity, and largest there, pixels
+    float near_limit;           // largest in front of the focus, pixels
     float kernel_step;          // blur diameter from kernel to kernel, pixels
     bool keep_transparent;      // pixels with an alpha of 0 are sources
     reach_groups groups;

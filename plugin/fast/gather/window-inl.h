@@ -73,17 +73,22 @@ struct source_window {
     }
 };
 
+// Floats from the first column factors of a frame's windows to the second ones; 0 where
+// the form has none.
+HWY_INLINE std::ptrdiff_t second_column_factors(const gather_frame& frame) {
+    if (!has_factors(frame.form)) return 0;
+    return std::ptrdiff_t{BLOCK_ROWS} * frame.offsets->stride * MACRO_COLUMNS;
+}
+
 // The memory of the windows of one macro tile, which are used one after the other.
 class window_storage {
   public:
     // Throws std::bad_alloc.
     window_storage(const gather_frame& frame, std::int32_t macro_column) {
-        const bool factors = has_factors(frame.form);
         window_.macro_column = macro_column;
         window_.row_stride = frame.offsets->stride;
         window_.part_stride = (BLOCK_ROWS + 1) * window_.row_stride;
-        window_.second_column_factors =
-            factors ? std::ptrdiff_t{BLOCK_ROWS} * window_.row_stride * MACRO_COLUMNS : 0;
+        window_.second_column_factors = second_column_factors(frame);
 
         const std::ptrdiff_t parts =
             std::ptrdiff_t{source_window::PARTS} * window_.part_stride;

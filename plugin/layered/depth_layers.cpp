@@ -1,0 +1,73 @@
+#include "plugin/layered/depth_layers.h"
+
+#include <cmath>
+
+namespace layered {
+
+namespace {
+
+// Half the thickness of the layer in focus, pixels of diameter, and the thickness of the
+// next; from there on each limit is further out by a factor.
+constexpr float FOCUS_LIMIT = 1.0F;
+constexpr float SECOND_LIMIT = 3.0F;
+constexpr float GROWTH = 1.5F;
+// On either side of a limit, as a part of the thinner layer, sources are of both layers.
+constexpr float SOFTNESS = 0.25F;
+
+constexpr float BEYOND_ALL = 1e30F;
+
+}  // namespace
+
+depth_layers::depth_layers() {
+    limits[0] = -BEYOND_ALL;
+    limits[COUNT] = BEYOND_ALL;
+    float limit = FOCUS_LIMIT;
+    for (std::int32_t i = 0; FOCUS + 1 + i < COUNT; ++i) {
+        limits[FOCUS + 1 + i] = limit;
+        limits[FOCUS - i] = -limit;
+        limit = i == 0 ? SECOND_LIMIT : limit * GROWTH;
+    }
+    limits[1] = -limit;
+    for (std::int32_t i = 0; i <= COUNT; ++i) {
+        const float before = i > 0 ? limits[i] - limits[i - 1] : BEYOND_ALL;
+        const float after = i < COUNT ? limits[i + 1] - limits[i] : BEYOND_ALL;
+        steepness[i] = 1.0F / (2.0F * SOFTNESS * std::min(before, after));
+    }
+    // everything is of the layers from the first on, nothing beyond the last
+    steepness[0] = steepness[COUNT] = 1.0F;
+}
+
+std::int32_t depth_layers::layer_at(float diameter) const {
+    const float* const above = std::upper_bound(limits + 1, limits + COUNT, diameter);
+    return static_cast<std::int32_t>(above - limits) - 1;
+}
+
+std::uint32_t depth_layers::layers_of(float diameter) const {
+    const std::int32_t layer = layer_at(diameter);
+    std::uint32_t bits = 0;
+    for (std::int32_t l = std::max(0, layer - 1); l <= std::min(COUNT - 1, layer + 1);
+         ++l) {
+        if (part_of(l, diameter) > 0.0F) bits |= 1U << l;
+    }
+    return bits;
+}
+
+float depth_layers::behind(float diameter, float count) const {
+    const std::int32_t layer = layer_at(diameter);
+    // the outermost layers have no thickness of their own
+    if (layer == 0) return limits[1];
+    const float thickness = limits[layer + 1] - limits[layer];
+    const float place =
+        static_cast<float>(layer) + (diameter - limits[layer]) / thickness + count;
+    const auto to = static_cast<std::int32_t>(place);
+    if (to >= COUNT - 1) return 2.0F * limits[COUNT - 1];
+    return std::lerp(limits[to], limits[to + 1], place - static_cast<float>(to));
+}
+
+float depth_layers::reach_of(std::int32_t layer) const {
+    const float diameter = std::max(std::abs(limits[layer]), std::abs(limits[layer + 1]));
+    // that of the next layer's sources which are partly of this one, and rounding
+    return diameter * 0.5F * GROWTH + 2.0F;
+}
+
+}  // namespace layered

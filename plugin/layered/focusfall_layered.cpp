@@ -1,0 +1,484 @@
+#include "plugin/layered/focusfall_layered.h"
+
+#include <algorithm>
+#include <bit>
+#include <cmath>
+#include <numbers>
+#include <numeric>
+
+#include "lens/kernel_sizes.h"
+#include "plugin/layered/footprint.h"
+#include "plugin/tool/control_rows.h"
+
+using gather::BLOCK_COLUMNS;
+using gather::BLOCK_ROWS;
+using gather::closed_form;
+using gather::pieces;
+using layered::depth_layers;
+
+namespace {
+
+// No blur is wider than this part of the picture.
+constexpr float WIDEST_PART = 0.25F;
+
+// What is empty lies behind everything: so many times as deep as the largest blur.
+constexpr float EMPTY_DEPTH = 2.0F;
+
+// Where in the frame's progress, 0 .. 1, the steps end; the last ends it.
+constexpr double NEAREST_END = 0.03;
+constexpr double SEEDS_END = 0.2;
+constexpr double HIDDEN_END = 0.3;
+constexpr double BORDERS_END = 0.32;
+constexpr double STAMPED_LAYERS_END = 0.35;
+
+struct help_text {
+    const char* id;
+    const char* help;
+};
+constexpr help_text HELP[] = {
+    {"HiddenFill",
+     "Continues what is behind a blurred edge under it, where the picture does not show "
+     "it. Off, gaps are filled with what is beside them."},
+    {"DepthTolerance",
+     "How many pixels of blur neighbours may be apart and still be one surface. Raise it "
+     "when noise in the depth makes specks in smooth surfaces."},
+    {"NearLimit",
+     "On, nothing is blurred more than at infinity, however near it is. Off, blur grows "
+     "on towards the lens, up to a quarter of the picture's width."},
+    {"FlipInFront",
+     "Turns polygons with an odd number of sides, and pictures of the blur's shape, "
+     "around in front of the focus, as a lens does."},
+};
+
+}  // namespace
+
+FocusfallLayered::FocusfallLayered(Registry* record, const ScriptVal& table,
+                                   TagList* tags)
+    : FocusfallFast(record, table, tags) {
+    using namespace control_rows;
+    // a second time, for fast lenses: it is on the page already
+    f_stop_input =
+        add_slider(*this, "FStop", "F-Stop",
+                   {lowest(0.5), slider_end(100.0), starts_at(2.0), notifies()});
+    AddControlPage("Occlusion", 0);
+    hidden_fill_input_ =
+        add_checkbox(*this, "HiddenFill", "Fill What Is Hidden", {starts_at(1.0)});
+    tolerance_input_ =
+        add_slider(*this, "DepthTolerance", "Depth Tolerance (pixels of blur)",
+                   {lowest(0.1), slider_end(10.0), starts_at(1.0)});
+    near_limit_input_ =
+        add_checkbox(*this, "NearLimit", "Limit Near Blur", {starts_at(1.0)});
+    flip_in_front_input_ =
+        add_checkbox(*this, "FlipInFront", "Flip Shape in Front", {starts_at(0.0)});
+}
+
+const char* FocusfallLayered::ControlHelp(const FuID& id) const {
+    for (const help_text& text : HELP) {
+        if (id.Text() == text.id) return text.help;
+    }
+    return FocusfallFast::ControlHelp(id);
+}
+
+FocusfallLayered::occlusion FocusfallLayered::read_occlusion(Request* request) const {
+    const auto value = [request](Input* input) {
+        return dynamic_cast<Number&>(*input->GetValue(request)).Value();
+    };
+    return {.hidden_fill = value(hidden_fill_input_) > 0.5,
+            .tolerance = lens::narrowed(value(tolerance_input_)),
+            .near_limit = value(near_limit_input_) > 0.5,
+            .flip_in_front = value(flip_in_front_input_) > 0.5};
+}
+
+void FocusfallLayered::Process(Request* request) {
+    occlusion_ = read_occlusion(request);
+    FocusfallFast::Process(request);
+}
+
+void FocusfallLayered::ReleaseFrameMemory() {
+    FocusfallFast::ReleaseFrameMemory();
+    diameters_ = layered::diameter_map();
+    hidden_.release();
+    turned_offsets_.reset();
+    borders_ = layered::border_parts();
+    layer_stamps_ = stamp_list();
+    composed_ = std::vector<layered::composed_tile>();
+}
+
+FrameForecast FocusfallLayered::Forecast(Request* request,
+                                         const FrameShape& shape) const {
+    FrameForecast forecast = FocusfallFast::Forecast(request, shape);
+    const float widest = static_cast<float>(shape.width) * WIDEST_PART;
+    const auto largest = static_cast<float>(forecast.largest_blur);
+    if (read_occlusion(request).near_limit || !(largest > 1.0F) || largest >= widest)
+        return forecast;
+    // how near things come is known from the frame alone
+    const lens::settings s = lens_settings([request](Input* input) {
+        return dynamic_cast<Number&>(*input->GetValue(request)).Value();
+    });
+    const lens::focus f = lens::focus_of(s, shape.width);
+    forecast.largest_blur = static_cast<double>(widest);
+    forecast.blur_of = [f, widest](float depth) {
+        const float distance = lens::distance(f.map, std::abs(depth));
+        const float limit = distance < f.distance ? widest : f.max_coc;
+        return lens::limited_blur_diameter(distance, f.distance, f.max_coc, limit);
+    };
+    const footprint memory = frame_footprint(shape, widest);
+    forecast.bytes = memory.bytes;
+    forecast.blur_bytes = memory.blur_bytes;
+    return forecast;
+}
+
+render_driver::footprint FocusfallLayered::frame_footprint(const FrameShape& shape,
+                                                           float largest) const {
+    footprint memory = FocusfallFast::frame_footprint(shape, largest);
+    if (largest > 1.0F) memory.bytes += layer_bytes(shape);
+    return memory;
+}
+
+float FocusfallLayered::find_near_limit(Request* request) {
+    const float widest = static_cast<float>(input_image->Width()) * WIDEST_PART;
+    if (occlusion_.near_limit || !depth_enabled || max_coc >= widest) return max_coc;
+    const std::int32_t rows = pieces(input_image->Height(), BLOCK_ROWS);
+    nearest_.assign(static_cast<std::size_t>(rows), max_depth);
+    run_chunks(request, rows, static_cast<chunk_step>(&FocusfallLayered::find_nearest),
+               NEAREST_END);
+    const float nearest = *std::ranges::min_element(nearest_);
+    if (!(nearest < focus_depth)) return max_coc;
+    return std::max(max_coc,
+                    lens::limited_blur_diameter(nearest, focus_depth, max_coc, widest));
+}
+
+void FocusfallLayered::find_nearest(std::int32_t block_row) {
+    float nearest = max_depth;
+    const std::int32_t first = block_row * BLOCK_ROWS;
+    const std::int32_t last = std::min(first + BLOCK_ROWS, input_image->Height());
+    for (std::int32_t y = first; y < last; ++y) {
+        for (std::int32_t x = 0; x < input_image->Width(); ++x) {
+            if (is_empty(input_image->Pixel(x, y))) continue;
+            const float depth = depth_image->Pixel(x, y)[depth_component()];
+            nearest = std::min(nearest, sample_distance(depth));
+        }
+    }
+    nearest_[static_cast<std::size_t>(block_row)] = nearest;
+}
+
+bool FocusfallLayered::is_empty(const float* pixel) {
+    return !(pixel[Image::ALPHA] > 0.0F) && pixel[Image::RED] == 0.0F &&
+           pixel[Image::GREEN] == 0.0F && pixel[Image::BLUE] == 0.0F;
+}
+
+void FocusfallLayered::prepare_sources() {
+    FocusfallFast::prepare_sources();
+    layered_ = depth_enabled && form_ != closed_form::LAPLACIAN;
+    if (!layered_) return;
+    diameters_.resize(input_image->Width(), input_image->Height());
+    ranges_.assign(static_cast<std::size_t>(blocks_.rows),
+                   {.nearest = 2.0F * largest_blur(), .deepest = -2.0F * largest_blur()});
+    // layers take the place of the groups, and those of the sources are found here
+    blocks_.groups = gather::reach_groups();
+    loader_.groups = {.count = 0};
+    turned_offsets_.reset();
+    if (form_ && occlusion_.flip_in_front && style_ == POLYGON) {
+        gather::edge_shape edge = gather::edge_of(*this, style_);
+        edge.turn += std::numbers::pi;
+        turned_offsets_.emplace(edge, *form_, lens::kernel_radius(last_kernel_));
+    }
+}
+
+void FocusfallLayered::load_run(std::int32_t x, std::int32_t y, std::int32_t columns,
+                                gather::block_grid::block& block) {
+    if (!layered_) return FocusfallFast::load_run(x, y, columns, block);
+    float distances[BLOCK_COLUMNS] = {};
+    gather::source_run run = run_of(x, y, columns, distances);
+    for (std::int32_t i = 0; i < columns; ++i) {
+        // the depth of what is empty means nothing: each program writes another one
+        if (is_empty(run.pixels + i * run.stride)) distances[i] = max_depth;
+    }
+    if (x == 0) diameters_.clear_margins(y);
+    run.diameters = diameters_.row(y) + x;
+    append_stamps(run, load_gathered(run, block));
+    place_run(run, block);
+}
+
+void FocusfallLayered::place_run(const gather::source_run& run,
+                                 gather::block_grid::block& block) {
+    depth_range& range = ranges_[static_cast<std::size_t>(run.y / BLOCK_ROWS)];
+    float nearest = 2.0F * largest_blur();
+    float deepest = -nearest;
+    for (std::int32_t i = 0; i < run.columns; ++i) {
+        const float* const pixel = run.pixels + i * run.stride;
+        float& diameter = run.diameters[i];
+        if (!form_) {
+            const float distance = run.distances[i];
+            const bool in_front = distance < focus_depth;
+            const float size =
+                std::min(lens::limited_blur_diameter(distance, focus_depth, max_coc,
+                                                     in_front ? near_limit_ : max_coc),
+                         largest_blur());
+            diameter = in_front ? -size : size;
+        }
+        if (is_empty(pixel)) diameter = EMPTY_DEPTH * largest_blur();
+        if (!is_sample(pixel[Image::ALPHA])) continue;
+        nearest = std::min(nearest, diameter);
+        deepest = std::max(deepest, diameter);
+    }
+    if (nearest > deepest) return;  // no source
+    range.nearest = std::min(range.nearest, nearest);
+    range.deepest = std::max(range.deepest, deepest);
+    const std::uint32_t ends = layers_.layers_of(nearest) | layers_.layers_of(deepest);
+    // those between the ends, where there is something
+    for (std::int32_t l = std::countr_zero(ends); l < 32 - std::countl_zero(ends); ++l) {
+        if ((block.groups >> l & 1U) != 0) continue;
+        const float from = layers_.begin_of(l);
+        const float to = layers_.end_of(l);
+        std::int32_t count = 0;
+        for (std::int32_t i = 0; i < run.columns; ++i) {
+            count += run.diameters[i] > from && run.diameters[i] < to ? 1 : 0;
+        }
+        if (count > 0) block.groups |= 1U << l;
+    }
+}
+
+bool FocusfallLayered::is_flat() const {
+    float nearest = 2.0F * largest_blur();
+    float deepest = -nearest;
+    for (const depth_range& range : ranges_) {
+        nearest = std::min(nearest, range.nearest);
+        deepest = std::max(deepest, range.deepest);
+    }
+    return deepest - nearest < occlusion_.tolerance &&
+           !(occlusion_.flip_in_front && nearest < 0.0F);
+}
+
+void FocusfallLayered::sum_sources(Request* request) {
+    if (!layered_) return FocusfallFast::sum_sources(request);
+    if (is_flat()) {
+        // all sources are of one group
+        for (gather::block_grid::block& block : blocks_.blocks) block.groups = 1;
+        return FocusfallFast::sum_sources(request);
+    }
+    find_hidden(request);
+    compose(request);
+}
+
+void FocusfallLayered::find_hidden(Request* request) {
+    any_hidden_ = false;
+    if (!occlusion_.hidden_fill) return;
+    hidden_.prepare({.colors = input_image,
+                     .diameters = &diameters_,
+                     .layers = &layers_,
+                     .form = form_ ? &*form_ : nullptr,
+                     .terms = terms_.data(),
+                     .last = last_kernel_,
+                     .largest = largest_blur(),
+                     .tolerance = occlusion_.tolerance,
+                     .keep_transparent = normalize > 0.5F});
+    const auto run = [&](std::int32_t chunks,
+                         void (FocusfallLayered::*step)(std::int32_t), double end) {
+        run_chunks(request, chunks, static_cast<chunk_step>(step), end);
+    };
+    run(hidden_.bands(), &FocusfallLayered::sow_hidden, SEEDS_END);
+    any_hidden_ = !IsAborted() && hidden_.any();
+    if (!any_hidden_) return;
+    hidden_.join_levels();
+    for (level_ = layered::hidden_sources::spread_levels() - 1; level_ >= 0; --level_) {
+        run(hidden_.spread_bands(level_), &FocusfallLayered::spread_hidden, SEEDS_END);
+    }
+    run(blocks_.rows, &FocusfallLayered::load_hidden, HIDDEN_END);
+}
+
+void FocusfallLayered::sow_hidden(std::int32_t band) { hidden_.sow(band); }
+
+void FocusfallLayered::spread_hidden(std::int32_t band) { hidden_.spread(level_, band); }
+
+void FocusfallLayered::load_hidden(std::int32_t block_row) {
+    hidden_.load(block_row, blocks_.row(block_row));
+}
+
+void FocusfallLayered::compose(Request* request) {
+    layers_present_ = 0;
+    for (const gather::block_grid::block& block : blocks_.blocks) {
+        layers_present_ |= block.groups;
+    }
+    if (normalize > 0.5F) {
+        run_chunks(request, depth_layers::COUNT,
+                   static_cast<chunk_step>(&FocusfallLayered::make_border), BORDERS_END);
+    }
+    stamped_layers_.assign(static_cast<std::size_t>(blocks_.rows), 0);
+    run_chunks(request, blocks_.rows,
+               static_cast<chunk_step>(&FocusfallLayered::find_stamped_layers),
+               STAMPED_LAYERS_END);
+    std::uint32_t stamped = 0;
+    for (const std::uint32_t layers : stamped_layers_) stamped |= layers;
+    if (stamped != 0) return compose_with_stamps(request, stamped);
+    pass_ = {.layers = {0, depth_layers::COUNT}, .stamped = -1};
+    run_chunks(request, macro_tiles(),
+               static_cast<chunk_step>(&FocusfallLayered::compose_macro_tile), 1.0);
+}
+
+void FocusfallLayered::make_border(std::int32_t layer) {
+    if ((layers_present_ >> layer & 1U) == 0) return;
+    layered::make_border_part(*this, style_, blur_image, layers_, layer, largest_blur(),
+                              is_turned(layer),
+                              borders_[static_cast<std::size_t>(layer)]);
+}
+
+void FocusfallLayered::find_stamped_layers(std::int32_t block_row) {
+    std::uint32_t layers = 0;
+    const std::int32_t first = block_row * BLOCK_ROWS;
+    const std::int32_t last = std::min(first + BLOCK_ROWS, input_image->Height());
+    for (std::int32_t y = first; y < last; ++y) {
+        for (const stamped_source& s : stamps_.row(y)) {
+            layers |= layers_.layers_of(diameters_.row(y)[s.x]);
+        }
+        if (form_ || !any_hidden_) continue;
+        for (std::int32_t column = 0; column < blocks_.columns; ++column) {
+            const layered::hidden_run* run = hidden_.run_at(column, y);
+            if (run) layers |= run->layers;
+        }
+    }
+    stamped_layers_[static_cast<std::size_t>(block_row)] = layers;
+}
+
+layered::layered_frame FocusfallLayered::frame_of_layers() const {
+    layered::layered_frame frame = {.sources = {},
+                                    .has_sources = form_.has_value(),
+                                    .front_offsets = nullptr,
+                                    .layers = &layers_,
+                                    .diameters = &diameters_,
+                                    .hidden = any_hidden_ ? &hidden_ : nullptr,
+                                    .borders = normalize > 0.5F ? &borders_ : nullptr,
+                                    .stamped_layer = pass_.stamped,
+                                    .record = this};
+    if (form_) {
+        frame.sources = frame_of_sources();
+        frame.front_offsets = turned_offsets_ ? &*turned_offsets_ : &*offsets_;
+    }
+    return frame;
+}
+
+void FocusfallLayered::compose_macro_tile(std::int32_t tile) {
+    const auto [x, y] = place_of_macro_tile(tile);
+    const layered::layered_frame frame = frame_of_layers();
+    // on the stack of the worker, as in the fast tool
+    gather::tile_sums sums[gather::MACRO_TILES] = {};
+    layered::composed_tile composed[gather::MACRO_TILES];
+    layered::begin_composing(frame, x, y, composed);
+    layered::compose_layers(frame, pass_.layers, x, y, sums, composed);
+    layered::finish_composing(composed, sums);
+    write_macro_tile(x, y, sums);
+}
+
+void FocusfallLayered::compose_with_stamps(Request* request, std::uint32_t stamped) {
+    composed_.resize(static_cast<std::size_t>(macro_tiles()) * gather::MACRO_TILES);
+    Focusfall::prepare_accumulators(*input_image);
+    const int passes = std::popcount(stamped) + 1;
+    std::int32_t next = 0;
+    double end = STAMPED_LAYERS_END;
+    for (int number = 1; number <= passes && !IsAborted(); ++number) {
+        const double begin = end;
+        end = std::lerp(STAMPED_LAYERS_END, 1.0, static_cast<double>(number) / passes);
+        const std::int32_t layer =
+            stamped != 0 ? std::countr_zero(stamped) : depth_layers::COUNT;
+        stamped &= stamped - 1;
+        if (layer < depth_layers::COUNT) {
+            pass_ = {.layers = {next, layer + 1}, .stamped = layer};
+            scatter_layer(request, layer, begin, std::midpoint(begin, end));
+        } else {
+            pass_ = {.layers = {next, layer}, .stamped = -1};
+        }
+        run_chunks(request, macro_tiles(),
+                   static_cast<chunk_step>(&FocusfallLayered::compose_pass), end);
+        next = layer + 1;
+    }
+    composed_ = std::vector<layered::composed_tile>();
+}
+
+void FocusfallLayered::scatter_layer(Request* request, std::int32_t layer, double begin,
+                                     double end) {
+    color_accumulator.clear_channel("OutRGBA");
+    weight_accumulator.clear_channel("Norm");
+    layer_stamps_.reset(input_image->Height());
+    run_chunks(request, blocks_.rows,
+               static_cast<chunk_step>(&FocusfallLayered::list_stamps), begin);
+    while (!IsAborted() && layer_stamps_.begin_batch(*this)) {
+        const double batch_end = std::lerp(begin, end, layer_stamps_.part_begun());
+        run_chunks(request, layer_stamps_.batch_size(),
+                   static_cast<chunk_step>(&FocusfallLayered::make_layer_kernel), begin);
+        run_chunks(request, pieces(input_image->Height(), stamp_list::BAND_ROWS),
+                   static_cast<chunk_step>(&FocusfallLayered::add_layer_stamps),
+                   batch_end);
+        begin = batch_end;
+    }
+    static_cast<void>(layer);
+}
+
+stamp_list::appearance FocusfallLayered::look(std::int32_t x, std::int32_t y,
+                                              std::int32_t layer) const {
+    stamp_list::appearance visible = appearance_of(*input_image, x, y);
+    visible.weight = layers_.part_of(layer, diameters_.row(y)[x]);
+    if (visible.weight > 0.0F || form_ || !any_hidden_) return visible;
+    const layered::hidden_run* run = hidden_.run_at(x / BLOCK_COLUMNS, y);
+    const auto i = static_cast<std::size_t>(x % BLOCK_COLUMNS);
+    if (!run || !(run->planes[gather::source_planes::WEIGHT][i] > 0.0F)) return visible;
+    // the colours of hidden sources are multiplied by their weight
+    const auto plane = [&](std::int32_t p) { return run->planes[p][i]; };
+    const float weight = plane(gather::source_planes::WEIGHT);
+    return {
+        .color = {plane(gather::source_planes::RED) / weight,
+                  plane(gather::source_planes::GREEN) / weight,
+                  plane(gather::source_planes::BLUE) / weight,
+                  plane(gather::source_planes::ALPHA) / weight},
+        .weight = weight * layers_.part_of(layer, plane(layered::hidden_run::POSITION))};
+}
+
+void FocusfallLayered::list_stamps(std::int32_t block_row) {
+    const std::int32_t first = block_row * BLOCK_ROWS;
+    const std::int32_t last = std::min(first + BLOCK_ROWS, input_image->Height());
+    for (std::int32_t y = first; y < last; ++y) {
+        auto& list = layer_stamps_.row(y);
+        for (const stamped_source& s : stamps_.row(y)) {
+            if (layers_.part_of(pass_.stamped, diameters_.row(y)[s.x]) > 0.0F)
+                list.push_back(s);
+        }
+        if (form_ || !any_hidden_) continue;
+        for (std::int32_t x = 0; x < input_image->Width(); ++x) {
+            const layered::hidden_run* run = hidden_.run_at(x / BLOCK_COLUMNS, y);
+            if (!run) continue;
+            const auto i = static_cast<std::size_t>(x % BLOCK_COLUMNS);
+            const float position = run->planes[layered::hidden_run::POSITION][i];
+            if (!(run->planes[gather::source_planes::WEIGHT][i] > 0.0F) ||
+                !(layers_.part_of(pass_.stamped, position) > 0.0F)) {
+                continue;
+            }
+            const float diameter = run->planes[gather::source_planes::SHAPE][i];
+            list.push_back({x, static_cast<std::uint32_t>(
+                                   lens::kernel_index(diameter, last_kernel_))});
+        }
+    }
+}
+
+void FocusfallLayered::make_layer_kernel(std::int32_t number) {
+    layer_stamps_.make_batch_kernel(*this, style_, blur_image, number,
+                                    is_turned(pass_.stamped));
+}
+
+void FocusfallLayered::add_layer_stamps(std::int32_t band) {
+    const auto look_here = [this](std::int32_t x, std::int32_t y) {
+        return look(x, y, pass_.stamped);
+    };
+    layer_stamps_.add_to_band(*this, look_here, band);
+}
+
+void FocusfallLayered::compose_pass(std::int32_t tile) {
+    const auto [x, y] = place_of_macro_tile(tile);
+    const layered::layered_frame frame = frame_of_layers();
+    gather::tile_sums sums[gather::MACRO_TILES] = {};
+    layered::composed_tile* const composed =
+        composed_.data() + static_cast<std::size_t>(tile) * gather::MACRO_TILES;
+    if (pass_.layers.first == 0) layered::begin_composing(frame, x, y, composed);
+    layered::compose_layers(frame, pass_.layers, x, y, sums, composed);
+    if (pass_.layers.last < depth_layers::COUNT) return;
+    layered::finish_composing(composed, sums);
+    write_macro_tile(x, y, sums);
+}

@@ -1,0 +1,144 @@
+// Puts a layer behind what lies before it; included once for each kind of vectors.
+
+#if defined(FOCUSFALL_LAYERED_PUT_BEHIND_INL_H_) == defined(HWY_TARGET_TOGGLE)
+#ifdef FOCUSFALL_LAYERED_PUT_BEHIND_INL_H_
+#undef FOCUSFALL_LAYERED_PUT_BEHIND_INL_H_
+#else
+#define FOCUSFALL_LAYERED_PUT_BEHIND_INL_H_
+#endif
+
+#include <algorithm>
+
+#include <hwy/highway.h>
+
+#include "plugin/layered/layer_window-inl.h"
+
+HWY_BEFORE_NAMESPACE();
+namespace layered {
+namespace HWY_NAMESPACE {
+namespace {
+
+// What is nearly covered is: rounding, and neighbours that are blurred differently, leave
+// gaps that belong to nothing further back. From .9 on they become smaller, from .98 on
+// none is left.
+HWY_INLINE vector without_gaps(vector coverage) {
+    const vector_tag tag;
+    const vector closed =
+        hn::MulAdd(coverage, hn::Set(tag, 1.25F), hn::Set(tag, -0.225F));
+    return hn::Min(hn::Max(coverage, closed), hn::Set(tag, 1.0F));
+}
+
+// The part of the layer's kernel that lies in the picture, for the pixels of a row of a
+// register tile; false where all of it does.
+HWY_INLINE bool border_parts_at(const layered_frame& frame, std::int32_t layer,
+                                std::int32_t x, std::int32_t y, float* parts) {
+    constexpr float LEAST = 0.02F;  // kernels may be 0 where the picture is
+    if (!frame.borders) return false;
+    const border_part& border = (*frame.borders)[static_cast<std::size_t>(layer)];
+    const std::int32_t radius = border.radius;
+    const std::int32_t width = frame.diameters->width();
+    const std::int32_t height = frame.diameters->height();
+    if (x >= radius && x + gather::TILE_COLUMNS + radius <= width && y >= radius &&
+        y + radius < height) {
+        return false;
+    }
+    const std::int32_t above = std::max(-radius, -y);
+    const std::int32_t below = std::clamp(height - 1 - y, -radius, radius);
+    for (std::int32_t i = 0; i < gather::TILE_COLUMNS; ++i) {
+        const std::int32_t left = std::max(-radius, -(x + i));
+        const std::int32_t right = std::clamp(width - 1 - (x + i), -radius, radius);
+        parts[i] = std::max(LEAST, border.within(left, right, above, below));
+    }
+    return true;
+}
+
+// Puts LANES pixels of a layer behind the composed ones. `scale` is 1 / the part of the
+// kernel in the picture. With STAMPED, sums may not be finite: they count where they
+// show, and not as coverage.
+template <std::int32_t COUNT, bool STAMPED>
+HWY_INLINE void put_pixels_behind(const gather::tile_sums& from, std::int32_t row,
+                                  std::int32_t column, vector scale, composed_tile& to) {
+    const vector_tag tag;
+    const vector one = hn::Set(tag, 1.0F);
+    const vector zero = hn::Zero(tag);
+    const auto layer = [&](gather::quantity q) HWY_ATTR {
+        return hn::Add(hn::Load(tag, from.rows[row][q] + column),
+                       hn::Load(tag, from.common[q] + column));
+    };
+    const auto composed = [&](composed_quantity q) { return to.rows[row][q] + column; };
+
+    const vector weight = layer(gather::WEIGHT);
+    vector alpha = COUNT > gather::ALPHA ? layer(gather::ALPHA) : weight;
+    if constexpr (STAMPED) {
+        const auto finite = hn::Eq(hn::Sub(alpha, alpha), zero);
+        alpha = hn::IfThenElse(finite, alpha, weight);
+    }
+    const auto some = hn::Gt(alpha, zero);
+
+    // what the lens sees of the layer adds up with what it sees of those before it: parts
+    // of one surface, or of surfaces side by side, do not hide one another
+    vector coverage = hn::Load(tag, composed(COVERAGE));
+    coverage = hn::Min(one, hn::MulAdd(hn::Max(zero, alpha), scale, coverage));
+    vector emptiness = hn::Load(tag, composed(EMPTINESS));
+    if constexpr (COUNT > gather::ALPHA) {
+        const vector empty = hn::Max(zero, hn::Sub(weight, hn::Max(zero, alpha)));
+        emptiness = hn::MulAdd(empty, scale, emptiness);
+        hn::Store(emptiness, tag, composed(EMPTINESS));
+    }
+    hn::Store(coverage, tag, composed(COVERAGE));
+
+    // gaps are closed between what is there, whether opaque or not
+    const vector filled = hn::Min(one, hn::Add(coverage, emptiness));
+    const vector opaque_part =
+        hn::Div(coverage, hn::IfThenElse(hn::Gt(filled, zero), filled, one));
+    const vector opacity =
+        hn::MulAdd(hn::Sub(without_gaps(filled), filled), opaque_part, coverage);
+    const vector before = hn::Load(tag, composed(OPACITY));
+    const vector taken = hn::Max(zero, hn::Sub(hn::Min(one, opacity), before));
+    hn::Store(hn::Max(before, hn::Min(one, opacity)), tag, composed(OPACITY));
+
+    // without an alpha colours are light that hides nothing
+    const vector glow = hn::Mul(hn::Sub(one, before), scale);
+    const vector factor =
+        hn::IfThenElse(some, hn::Div(taken, hn::IfThenElse(some, alpha, one)), glow);
+    const auto add = [&](gather::quantity q, composed_quantity sum) HWY_ATTR {
+        vector light = hn::Mul(layer(q), factor);
+        if constexpr (STAMPED) {
+            light = hn::IfThenElseZero(hn::Gt(factor, zero), light);
+        }
+        hn::Store(hn::Add(hn::Load(tag, composed(sum)), light), tag, composed(sum));
+    };
+    add(gather::RED, RED);
+    add(gather::GREEN, GREEN);
+    add(gather::BLUE, BLUE);
+}
+
+// Puts a register tile whose first pixel is (x, y) behind; true when nothing can be seen
+// behind it any more.
+template <std::int32_t COUNT, bool STAMPED>
+HWY_NOINLINE bool put_tile_behind(const layered_frame& frame, std::int32_t layer,
+                                  std::int32_t x, std::int32_t y,
+                                  const gather::tile_sums& from, composed_tile& to) {
+    const vector_tag tag;
+    const vector one = hn::Set(tag, 1.0F);
+    bool covered = true;
+    for (std::int32_t row = 0; row < gather::TILE_ROWS; ++row) {
+        alignas(64) float parts[gather::TILE_COLUMNS];
+        const bool at_border = border_parts_at(frame, layer, x, y + row, parts);
+        for (std::int32_t column = 0; column < gather::TILE_COLUMNS; column += LANES) {
+            const vector scale =
+                at_border ? hn::Div(one, hn::Load(tag, parts + column)) : one;
+            put_pixels_behind<COUNT, STAMPED>(from, row, column, scale, to);
+            const vector opacity = hn::Load(tag, to.rows[row][OPACITY] + column);
+            covered = covered && hn::AllTrue(tag, hn::Ge(opacity, one));
+        }
+    }
+    return covered;
+}
+
+}  // namespace
+}  // namespace HWY_NAMESPACE
+}  // namespace layered
+HWY_AFTER_NAMESPACE();
+
+#endif
