@@ -59,6 +59,7 @@ void FocusfallFast::ReleaseFrameMemory() {
 
 bool FocusfallFast::blur(Request* request) {
     if (IsAborted()) return true;
+    any_stamps_ = false;
     near_limit_ = find_near_limit(request);
     prepare_kernels();
     prepare_sources();

@@ -30,14 +30,14 @@ struct border_part {
     }
 };
 
-// One for each layer: that of the kernel in the middle of its diameters.
+// One for each layer: that of the kernel of its mean diameter.
 using border_parts = std::array<border_part, depth_layers::COUNT>;
 
-// Makes that of a layer, for a frame whose largest blur diameter is `largest` pixels, in
-// that style or with a picture as its shape; `turned` is it around its centre. Throws
-// what making an image throws. [one thread a layer]
+// Makes that of a layer for a blur of so many pixels, in that style or with a picture as
+// its shape; `turned` is it around its centre. Throws what making an image throws. [one
+// thread a layer]
 void make_border_part(const focusfall_interface& params, std::int32_t style,
-                      const Image* custom, const depth_layers& layers, std::int32_t layer,
-                      float largest, bool turned, border_part& part);
+                      const Image* custom, float diameter, bool turned,
+                      border_part& part);
 
 }  // namespace layered

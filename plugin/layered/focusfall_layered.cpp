@@ -174,6 +174,7 @@ void FocusfallLayered::prepare_sources() {
     diameters_.resize(input_image->Width(), input_image->Height());
     ranges_.assign(static_cast<std::size_t>(blocks_.rows),
                    {.nearest = 2.0F * largest_blur(), .deepest = -2.0F * largest_blur()});
+    means_.assign(static_cast<std::size_t>(blocks_.rows), {});
     // layers take the place of the groups, and those of the sources are found here
     blocks_.groups = gather::reach_groups();
     loader_.groups = {.count = 0};
@@ -223,6 +224,19 @@ void FocusfallLayered::place_run(const gather::source_run& run,
         deepest = std::max(deepest, diameter);
     }
     if (nearest > deepest) return;  // no source
+    // a source in sixteen will do for the means
+    layer_means& means = means_[static_cast<std::size_t>(run.y / BLOCK_ROWS)];
+    for (std::int32_t i = 0; i < run.columns; i += 16) {
+        const float diameter = run.diameters[i];
+        std::uint32_t layers = layers_.layers_of(diameter);
+        for (; layers != 0; layers &= layers - 1) {
+            const std::int32_t l = std::countr_zero(layers);
+            layer_mean& mean = means[static_cast<std::size_t>(l)];
+            const float part = layers_.part_of(l, diameter);
+            mean.sum += part * std::min(std::abs(diameter), largest_blur());
+            mean.count += part;
+        }
+    }
     range.nearest = std::min(range.nearest, nearest);
     range.deepest = std::max(range.deepest, deepest);
     const std::uint32_t ends = layers_.layers_of(nearest) | layers_.layers_of(deepest);
@@ -318,9 +332,17 @@ void FocusfallLayered::compose(Request* request) {
 
 void FocusfallLayered::make_border(std::int32_t layer) {
     if ((layers_present_ >> layer & 1U) == 0) return;
-    layered::make_border_part(*this, style_, blur_image, layers_, layer, largest_blur(),
-                              is_turned(layer),
-                              borders_[static_cast<std::size_t>(layer)]);
+    const auto number = static_cast<std::size_t>(layer);
+    layer_mean all;
+    for (const layer_means& row : means_) {
+        all.sum += row[number].sum;
+        all.count += row[number].count;
+    }
+    const float diameter = all.count > 0.0F
+                               ? all.sum / all.count
+                               : std::min(layers_.reach_of(layer), largest_blur());
+    layered::make_border_part(*this, style_, blur_image, diameter, is_turned(layer),
+                              borders_[number]);
 }
 
 void FocusfallLayered::find_stamped_layers(std::int32_t block_row) {

@@ -1,6 +1,7 @@
 #pragma once
 // The tool that knows what hides what.
 
+#include <array>
 #include <cstdint>
 #include <optional>
 #include <vector>
@@ -113,7 +114,14 @@ class FocusfallLayered : public FocusfallFast {
         float nearest;
         float deepest;
     };
-    std::vector<depth_range> ranges_;               // signed diameters, by row of blocks
+    std::vector<depth_range> ranges_;  // signed diameters, by row of blocks
+    // What the mean diameter of each layer follows from, by row of blocks.
+    struct layer_mean {
+        float sum = 0.0F;    // of diameters, pixels
+        float count = 0.0F;  // of sources, in parts
+    };
+    using layer_means = std::array<layer_mean, layered::depth_layers::COUNT>;
+    std::vector<layer_means> means_;
     std::vector<float> nearest_;                    // millimetres, by row of blocks
     std::vector<std::uint32_t> stamped_layers_;     // by row of blocks
     std::vector<layered::composed_tile> composed_;  // by macro tile, between passes

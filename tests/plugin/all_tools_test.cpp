@@ -1,4 +1,4 @@
-// What the host's user is promised of either tool: progress, and memory given back.
+// What the host's user is promised of every tool: progress, and memory given back.
 
 #include <gtest/gtest.h>
 
@@ -22,7 +22,8 @@ struct tool_of_one {
     const char* id;
 };
 constexpr tool_of_one TOOLS[] = {{PLUGIN_FILE, "kestrelworks.Focusfall"},
-                                 {FAST_PLUGIN_FILE, "kestrelworks.FocusfallFast"}};
+                                 {FAST_PLUGIN_FILE, "kestrelworks.FocusfallFast"},
+                                 {LAYERED_PLUGIN_FILE, "kestrelworks.FocusfallLayered"}};
 
 // Blurred by a style, the steps of which differ in the fast tool; the last by a picture.
 constexpr int STYLES = 5;
@@ -36,7 +37,7 @@ std::size_t heap_in_use() {
 
 }  // namespace
 
-TEST(BothTools, ReportProgressThatNeverFallsAndEndsOnce) {
+TEST(AllTools, ReportProgressThatNeverFallsAndEndsOnce) {
     for (const auto& [file, id] : TOOLS) {
         plugin_tool plugin(2, {}, file);
         random_frame random(3);
@@ -63,7 +64,7 @@ TEST(BothTools, ReportProgressThatNeverFallsAndEndsOnce) {
     }
 }
 
-TEST(BothTools, ReportNoEndOfAnAbortedFrame) {
+TEST(AllTools, ReportNoEndOfAnAbortedFrame) {
     for (const auto& [file, id] : TOOLS) {
         plugin_tool plugin(2, {}, file);
         const controls values = {{"MaxBlurSize", 10.0}};
@@ -80,7 +81,7 @@ TEST(BothTools, ReportNoEndOfAnAbortedFrame) {
     }
 }
 
-TEST(BothTools, GiveBackTheirMemoryAndRenderTheSameAfterwards) {
+TEST(AllTools, GiveBackTheirMemoryAndRenderTheSameAfterwards) {
     for (const auto& [file, id] : TOOLS) {
         plugin_tool plugin(1, {}, file);
         random_frame random(5);
