@@ -73,6 +73,13 @@ std::map<std::string, headless::control_value> all_values(
 
 }  // namespace
 
+std::string short_tool_name(const std::string& id) {
+    if (id == "kestrelworks.Focusfall") return "plain";
+    if (id == "kestrelworks.FocusfallFast") return "fast";
+    if (id == "kestrelworks.FocusfallLayered") return "layered";
+    return id;
+}
+
 std::string edited_control(const std::string& edit) {
     return edit.substr(0, edit.find('='));
 }
@@ -88,13 +95,14 @@ headless::class_info session::tool_class() const {
     const auto classes = host_.classes();
     const bool is_named = !options_.tool_id.empty();
     const std::string id = is_named ? options_.tool_id : DEFAULT_TOOL;
-    const auto found = std::ranges::find(classes, id, &headless::class_info::id);
-    if (found != classes.end()) return *found;
+    std::vector<std::string> names;
+    for (const headless::class_info& known : classes) {
+        if (id == known.id || id == short_tool_name(known.id)) return known;
+        names.push_back(short_tool_name(known.id));
+        if (names.back() != known.id) names.push_back(known.id);
+    }
     if (!is_named) return classes.front();
-
-    std::vector<std::string> ids;
-    for (const headless::class_info& other : classes) ids.push_back(other.id);
-    const std::string hint = headless::suggestion(id, ids);
+    const std::string hint = headless::suggestion(id, names);
     throw headless::host_error(
         "there is no tool class \"" + id + "\"" +
         (hint.empty() ? "; `focusfall tools` lists all classes" : hint));

@@ -15,9 +15,15 @@ namespace focusfall {
 // The class of tool that is used when none is named.
 inline constexpr const char* DEFAULT_TOOL = "kestrelworks.FocusfallFast";
 
+// The name by which people call a class of tool: "plain", "fast" or "layered"; for
+// classes that have none, the identifier. [any thread]
+std::string short_tool_name(const std::string& id);
+
 struct session_options {
     std::vector<std::string> plugins;  // libraries to load; empty: the installed ones
-    std::string tool_id;  // empty: DEFAULT_TOOL, or the first class without it
+    // Identifier or short name of a class; empty: DEFAULT_TOOL, or the first class where
+    // there is no such class.
+    std::string tool_id;
     // values to begin with by control, as in a settings file; all others are at their
     // defaults then, whatever the tool would make of these
     nlohmann::ordered_json start = {};

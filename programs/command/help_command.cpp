@@ -97,13 +97,13 @@ void print_manual(const CLI::App& app) {
               << "0 on success, 1 when something failed, 2 for wrong usage.\n";
 }
 
-texts tool_ids() {
+texts tool_names() {
     const session opened({});
-    texts ids;
+    texts names;
     for (const headless::class_info& tool : opened.host().classes()) {
-        ids.push_back(tool.id);
+        names.push_back(short_tool_name(tool.id));
     }
-    return ids;
+    return names;
 }
 
 texts preset_names() {
@@ -133,7 +133,7 @@ texts settings_for(const std::string& word) {
 // The values that an option of this type accepts; none for files, numbers, new names.
 texts values_for(const CLI::Option& option, const std::string& word) {
     const std::string type = option.get_type_name();
-    if (type == "ID") return tool_ids();
+    if (type == "TOOL") return tool_names();
     if (type == "ID=VALUE") return settings_for(word);
     if (type == "PRESET|FILE") return preset_names();
     return choices_of(option);

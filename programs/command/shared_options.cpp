@@ -40,9 +40,10 @@ void shared_options::add_plugin_options(CLI::App& verb) {
 void shared_options::add_class_options(CLI::App& verb) {
     add_plugin_options(verb);
     verb.add_option("--tool", tool_id,
-                    std::string("Tool class to use (default: ") + DEFAULT_TOOL +
-                        "; the reference is kestrelworks.Focusfall)")
-        ->type_name("ID");
+                    "Tool that renders, by its short name or its identifier, as "
+                    "`focusfall tools` lists them (default: " +
+                        short_tool_name(DEFAULT_TOOL) + ")")
+        ->type_name("TOOL");
 }
 
 void shared_options::add_tool_options(CLI::App& verb) {

@@ -11,8 +11,10 @@ namespace {
 void list_tools(const shared_options& options) {
     const session opened = opened_session(options);
     for (const headless::class_info& tool : opened.host().classes()) {
-        std::cout << tool.id << "\n"
-                  << "  name         " << tool.name << " (" << tool.short_name << ")\n"
+        const std::string word = short_tool_name(tool.id);
+        std::cout << tool.id << "\n";
+        if (word != tool.id) std::cout << "  as --tool    " << word << "\n";
+        std::cout << "  name         " << tool.name << " (" << tool.short_name << ")\n"
                   << "  category     " << tool.category << "\n"
                   << "  description  " << tool.description << "\n"
                   << "  company      " << tool.company << "\n"

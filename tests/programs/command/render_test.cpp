@@ -161,7 +161,7 @@ TEST_F(renders, WithoutBlurOrFocusTellWhatIsWrongUnlessQuiet) {
 TEST_F(renders, ThatWouldTakeTooMuchMemoryNameTheControl) {
     write_scene("in.exr", {0, 0, 2000, 4}, {0, 0, 2000, 4});
     const std::string line = "render in.exr -o out.exr --memory-limit 2GB --set ";
-    const std::string with_table = " --tool kestrelworks.Focusfall";
+    const std::string with_table = " --tool plain";
     const run_result fast = run(line + "MaxBlurSize=25");
     EXPECT_EQ(fast.status, 0) << fast.errors;  // it keeps no kernels
     const run_result simple = run(line + "MaxBlurSize=25" + with_table);
@@ -287,8 +287,7 @@ TEST_F(renders, EndSoonAndCleanlyWhenInterrupted) {
     std::mt19937 random(7);
     // the slower tool, so that the signal comes before the end
     for (const std::string line :
-         {"render in.exr -o out.exr --set MaxBlurSize=8 --tool kestrelworks.Focusfall",
-          "demo ."}) {
+         {"render in.exr -o out.exr --set MaxBlurSize=8 --tool plain", "demo ."}) {
         for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
             const pid_t process = start(line);
             while (!holds_back_signals(process)) usleep(1000);

@@ -99,11 +99,16 @@ TEST_F(verbs, ListToolsAndPresets) {
     EXPECT_NE(tools.find("kestrelworks.Focusfall\n"), tools.npos);
     EXPECT_NE(tools.find("kestrelworks.FocusfallFast\n"), tools.npos);
 
-    const run_result unknown = run("controls --tool kestrelworks.Focusfal");
-    EXPECT_EQ(unknown.status, 1);
-    EXPECT_NE(unknown.errors.find("did you mean \"kestrelworks.Focusfall\"?"),
-              std::string::npos)
-        << unknown.errors;
+    EXPECT_NE(tools.find("as --tool    plain\n"), tools.npos);
+
+    for (const auto& [name, meant] :
+         {std::pair{"kestrelworks.Focusfal", "kestrelworks.Focusfall"},
+          {"fats", "fast"}}) {
+        const run_result unknown = run(std::string("controls --tool ") + name);
+        EXPECT_EQ(unknown.status, 1);
+        const std::string hint = std::string("did you mean \"") + meant + "\"?";
+        EXPECT_NE(unknown.errors.find(hint), std::string::npos) << unknown.errors;
+    }
 
     const std::string texts = run("controls --presets").output;
     const auto presets = nlohmann::json::parse(run("controls --presets --json").output);
@@ -182,7 +187,7 @@ TEST_F(verbs, HaveTheSameOptionsInHelpManualAndCompletion) {
 // The table and the JSON show the same values, and which controls are visible.
 TEST_F(verbs, ControlsShowsValuesKeysAndVisibility) {
     const std::string line = std::string("controls --plugin ") + PLUGIN_FILE +
-                             " --tool kestrelworks.Focusfall"
+                             " --tool plain"
                              " --set SettingsType=Advanced --set FocalLength=50"
                              " --set FocusPosition=1:1200,48:3400,smooth";
     const std::string table = run(line).output;
