@@ -145,7 +145,7 @@ void FocusfallFast::scatter_stamps(Request* request) {
     any_stamps_ = false;
     const double stamps_end = form_ ? STAMPS_END : STAMPS_ALONE_END;
     double end = SOURCES_END;
-    while (!IsAborted() && stamps_.begin_batch(*this)) {
+    while (!IsAborted() && stamps_.begin_batch()) {
         // the first batch: there is something to scatter
         if (!any_stamps_) Focusfall::prepare_accumulators(*input_image);
         any_stamps_ = true;
@@ -177,7 +177,7 @@ FocusfallFast::place FocusfallFast::place_of_macro_tile(std::int32_t tile) const
 void FocusfallFast::fill_terms(std::int32_t chunk) {
     const auto first = static_cast<std::size_t>(chunk) * TERMS_CHUNK;
     const std::size_t count = std::min<std::size_t>(TERMS_CHUNK, terms_.size() - first);
-    gather::fill_smooth_terms(*this, *form_, first, {terms_.data() + first, count});
+    gather::fill_smooth_terms(*form_, first, {terms_.data() + first, count});
 }
 
 void FocusfallFast::load_sources(std::int32_t block_row) {

@@ -14,7 +14,7 @@ void stamp_list::reset(std::int32_t rows) {
     listed_ = false;
 }
 
-bool stamp_list::begin_batch(const focusfall_interface& params) {
+bool stamp_list::begin_batch() {
     // the first batch: list each kernel that some source needs once, largest index first
     if (!listed_) {
         for (const auto& row : rows_) {

@@ -33,7 +33,7 @@ class stamp_list {
 
     // Makes the next batch of kernels the present one, in the order of their index; false
     // when there are no more. Throws std::bad_alloc. [render thread]
-    bool begin_batch(const focusfall_interface& params);
+    bool begin_batch();
     // How many kernels the batch has; each is to be made before the bands are filled.
     std::int32_t batch_size() const { return static_cast<std::int32_t>(batch_.size()); }
     // Which part of all kernels, 0 .. 1, is in this batch and those before it. To be

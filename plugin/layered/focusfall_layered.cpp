@@ -423,7 +423,7 @@ void FocusfallLayered::scatter_layer(Request* request, std::int32_t layer, doubl
     layer_stamps_.reset(input_image->Height());
     run_chunks(request, blocks_.rows,
                static_cast<chunk_step>(&FocusfallLayered::list_stamps), begin);
-    while (!IsAborted() && layer_stamps_.begin_batch(*this)) {
+    while (!IsAborted() && layer_stamps_.begin_batch()) {
         const double batch_end = std::lerp(begin, end, layer_stamps_.part_begun());
         run_chunks(request, layer_stamps_.batch_size(),
                    static_cast<chunk_step>(&FocusfallLayered::make_layer_kernel), begin);

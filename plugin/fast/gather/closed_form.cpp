@@ -36,8 +36,7 @@ struct edged_sums {
 // How the sums change from kernel to kernel as the radii grow; one visit to each pixel
 // serves all kernels. A pixel's value is 0 until the radius reaches (d - 1) / e, then
 // radius * e + 1 - d until it is 1, when the radius is d / e.
-std::vector<edged_sums> changes_of_sums(const focusfall_interface& params,
-                                        const edge_shape& edge,
+std::vector<edged_sums> changes_of_sums(const edge_shape& edge,
                                         const std::vector<double>& radii) {
     const auto first_above = [&](double radius) {
         const auto at = std::upper_bound(radii.begin() + 1, radii.end(), radius);
@@ -206,7 +205,7 @@ std::vector<kernel_terms> edged_terms(const focusfall_interface& params,
                                       const edge_shape& edge, std::size_t last) {
     std::vector<double> radii(last + 1);
     for (std::size_t k = 1; k <= last; ++k) radii[k] = corner_radius(edge, k);
-    const std::vector<edged_sums> changes = changes_of_sums(params, edge, radii);
+    const std::vector<edged_sums> changes = changes_of_sums(edge, radii);
 
     const double rim = 4.0 * params.bad_bokeh;
     edged_sums sums;
@@ -225,8 +224,8 @@ std::vector<kernel_terms> edged_terms(const focusfall_interface& params,
     return terms;
 }
 
-void fill_smooth_terms(const focusfall_interface& params, closed_form form,
-                       std::size_t first, std::span<kernel_terms> terms) {
+void fill_smooth_terms(closed_form form, std::size_t first,
+                       std::span<kernel_terms> terms) {
     const auto rings = rings_of(lens::kernel_radius(first + terms.size()) + 1);
     for (std::size_t i = 0; i < terms.size(); ++i) {
         const std::size_t k = first + i;

@@ -86,7 +86,7 @@ std::vector<kernel_terms> edged_terms(const focusfall_interface& params,
                                       const edge_shape& edge, std::size_t last);
 // Fills `terms` for one of the other forms: entry i is for the kernel of diameter
 // (first + i) * 0.01 pixels. Throws std::bad_alloc. [any thread, several ranges at once]
-void fill_smooth_terms(const focusfall_interface& params, closed_form form,
-                       std::size_t first, std::span<kernel_terms> terms);
+void fill_smooth_terms(closed_form form, std::size_t first,
+                       std::span<kernel_terms> terms);
 
 }  // namespace gather
