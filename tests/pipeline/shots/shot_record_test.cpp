@@ -86,10 +86,11 @@ TEST_F(ShotRecord, StandsOnTheRenderedPartAndKeepsEarlierOnes) {
 }
 
 TEST_F(ShotRecord, MakesThePictureAgainBitForBit) {
-    // values that hang together: restored one by one, they would change one another
+    // the last two are the defaults, which the first one would change
     tool->set("SettingsType", "Advanced");
-    tool->set("FocalLength", 61.3);
-    tool->set("FStop", 3.7);
+    tool->restore({{"FocalLength", headless::animation(61.3)},
+                   {"FStop", headless::animation(2.0)},
+                   {"ApertureDiameter", headless::animation(17.5)}});
     tool->set("FilmbackWidth", 30);
     tool->set("FocusPosition", 290, 1);
     tool->set("FocusPosition", 340, 9);
