@@ -21,6 +21,7 @@
 #include "benchmarks/timed_tool.h"
 #include "host/headless_host.h"
 #include "pipeline/demo_scene/demo_scene.h"
+#include "plugin/layered/focusfall_layered.h"
 
 using namespace focusfall;
 
@@ -106,9 +107,12 @@ constexpr const char* STYLES[] = {"Disk", "Polygon", "Gaussian", "Airy Disk",
 template <class Tool>
 void add(const std::string& row, const char* style, double largest_blur, int threads) {
     const bool plain = std::is_same_v<Tool, Focusfall>;
+    const char* const tool = plain                                    ? "plain"
+                             : std::is_same_v<Tool, FocusfallLayered> ? "layered"
+                                                                      : "fast";
     char name[80];
-    std::snprintf(name, sizeof name, "%s/%s/%.1f px/%d", plain ? "plain" : "fast", style,
-                  largest_blur, threads);
+    std::snprintf(name, sizeof name, "%s/%s/%.1f px/%d", tool, style, largest_blur,
+                  threads);
     if (!row.empty() && row != name) return;
     benchmark::RegisterBenchmark(name, frame<Tool>, style, largest_blur, threads)
         ->Iterations(1)
@@ -125,6 +129,9 @@ void add_all(const std::string& row, int threads) {
             if (!disk && blur != 50.0 && blur != 480.0 && !(flat && blur == 19.2))
                 continue;
             add<FocusfallFast>(row, style, blur, threads);
+            // the Laplacian is the fast tool's
+            if (blur >= 19.2 && blur <= 192.0 && std::string(style) != "Laplacian")
+                add<FocusfallLayered>(row, style, blur, threads);
             if (disk && blur <= 192.0) add<FocusfallFast>(row, style, blur, 1);
             // the plain tool's table for 480 pixels would not fit
             if (blur <= 192.0) add<Focusfall>(row, style, blur, 1);
@@ -229,7 +236,9 @@ class peer_row : public rows {
             run.run_name.function_name;  // "tool/style/blur/threads"
         const std::size_t end = name.rfind('/'), start = name.rfind('/', end - 1) + 1;
         std::printf("| %s | %s | %.1f ms |\n",
-                    name.starts_with("fast") ? "Focusfall Fast" : "Focusfall",
+                    name.starts_with("layered") ? "Focusfall Layered"
+                    : name.starts_with("fast")  ? "Focusfall Fast"
+                                                : "Focusfall",
                     name.substr(start, end - start).c_str(), counter(run, "blur"));
     }
 };

@@ -100,7 +100,11 @@ HWY_INLINE void gather_layer(const Rule& rule, const layered_frame& frame,
         const auto range =
             vectors::columns_that_reach(sources, row, layer, reach, tile.left);
         if (range.empty()) continue;
-        vectors::place_window(sources, tile, row, range, window);
+        const std::int32_t columns =
+            gather::pieces(static_cast<std::int32_t>(range.reach) + 1, TILE_COLUMNS) *
+            TILE_COLUMNS;
+        vectors::place_window(sources, tile.left, row, range,
+                              std::min(columns, sources.offsets->columns), window);
         copy_layer<COUNT>(frame, sources, layer, window);
         vectors::fill_derived<COUNT>(sources, window);
         vectors::add_window<COUNT>(rule, sources, window, tile);

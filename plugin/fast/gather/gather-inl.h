@@ -26,11 +26,11 @@ template <std::int32_t COUNT>
 HWY_INLINE bool open_window(const gather_frame& frame, const macro_tile& tile,
                             std::int32_t block_row, std::int32_t group,
                             source_window& window) {
+    const pixel_area area = {.x = tile.x, .y = tile.y};
     const column_range range =
-        columns_that_reach(frame, block_row, group, frame.blocks->groups.to(group),
-                           {.x = tile.x, .y = tile.y});
+        columns_that_reach(frame, block_row, group, frame.blocks->groups.to(group), area);
     if (range.empty()) return false;
-    place_window(frame, tile, block_row, range, window);
+    place_window(frame, area, block_row, range, frame.offsets->columns, window);
     copy_sources<COUNT>(frame, group, window);
     fill_derived<COUNT>(frame, window);
     return true;

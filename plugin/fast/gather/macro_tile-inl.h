@@ -116,18 +116,17 @@ inline column_range columns_that_reach(const gather_frame& frame, std::int32_t b
 }
 
 // Places the window on those of the columns in a row of blocks whose sources may reach
-// the macro tile.
-HWY_INLINE void place_window(const gather_frame& frame, const macro_tile& tile,
+// the area; none is further from it than `columns`, a multiple of TILE_COLUMNS.
+HWY_INLINE void place_window(const gather_frame& frame, const pixel_area& area,
                              std::int32_t block_row, const column_range& range,
-                             source_window& window) {
+                             std::int32_t columns, source_window& window) {
     const auto reach = static_cast<std::int32_t>(range.reach) + 1;
-    const std::int32_t columns = frame.offsets->columns;
-    window.first_column = std::max(range.first - TILE_COLUMNS, tile.x - columns);
+    window.first_column = std::max(range.first - TILE_COLUMNS, area.x - columns);
     window.last_column =
-        std::min(range.last, tile.x + MACRO_COLUMNS + columns + TILE_COLUMNS);
-    window.first_row = std::max(block_row * BLOCK_ROWS, tile.y - reach);
+        std::min(range.last, area.x + area.columns + columns + TILE_COLUMNS);
+    window.first_row = std::max(block_row * BLOCK_ROWS, area.y - reach);
     window.rows = std::min({(block_row + 1) * BLOCK_ROWS, frame.planes->height(),
-                            tile.y + MACRO_ROWS + reach}) -
+                            area.y + area.rows + reach}) -
                   window.first_row;
 }
 
