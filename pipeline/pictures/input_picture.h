@@ -30,6 +30,7 @@ struct input_picture {
     window area;  // what the tool renders: this and the data windows of colour and depth
     std::vector<further_layer> further = {};
     std::vector<std::string> lost = {};  // what the file has besides, and cannot be kept
+    std::string note = {};  // what was not read as it stands in the file; mostly empty
 };
 
 }  // namespace focusfall

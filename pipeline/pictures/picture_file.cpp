@@ -12,6 +12,8 @@
 #include <OpenImageIO/filesystem.h>
 
 #include "host/error.h"
+#include "pipeline/pictures/deep_picture.h"
+#include "pipeline/pictures/luminance_chroma.h"
 #include "pipeline/pictures/openexr_header.h"
 #include "pipeline/pictures/picture_format.h"
 #include "pipeline/pictures/window.h"
@@ -52,13 +54,9 @@ std::uint64_t pixel_bytes(const OIIO::ImageSpec& spec) {
                : bytes;
 }
 
-// Refuses deep or empty pictures and windows beyond all sense, before memory is taken.
+// Refuses empty pictures and windows beyond all sense, before memory is taken.
 void check_header(const OIIO::ImageSpec& spec, const fs::path& file,
                   std::uint64_t max_bytes) {
-    if (spec.deep) {
-        fail(file,
-             "holds deep samples; flatten it first, as by oiiotool IN --flatten -o OUT");
-    }
     if (spec.width < 1 || spec.height < 1 || spec.depth > 1 || spec.nchannels < 1) {
         fail(file, "does not hold a flat picture");
     }
@@ -162,20 +160,36 @@ bool write_parts(OIIO::ImageOutput& output, const picture& parts,
 picture_reader::picture_reader(fs::path file, std::uint64_t max_bytes)
     : file_(std::move(file)) {
     expect_regular_file(file_);
-    OIIO::ImageSpec config;
-    config.attribute("oiio:UnassociatedAlpha", 1);  // multiplied once colours are linear
     // by its name: else each of many readers would try what one of them refuses
     input_ = OIIO::ImageInput::create(file_.string());
     if (!input_) fail(file_, OIIO::geterror());
     const bool is_openexr = std::string(input_->format_name()) == "openexr";
     if (is_openexr) lost_ = checked_openexr_header(file_, max_bytes);
-    OIIO::ImageSpec first;
-    if (!input_->open(file_.string(), first, config)) fail(file_, input_->geterror());
+    open(max_bytes);
     do {
-        check_header(input_->spec(), file_, max_bytes);
-        max_bytes -= pixel_bytes(input_->spec());
-        specs_.push_back(with_whole_cube(input_->spec()));
+        const OIIO::ImageSpec& spec = input_->spec();
+        deep_.push_back(spec.deep);
+        specs_.push_back(spec.deep ? flat_header(spec) : with_whole_cube(spec));
+        check_header(specs_.back(), file_, max_bytes);
+        max_bytes -= pixel_bytes(specs_.back());
     } while (is_openexr && input_->seek_subimage(static_cast<int>(specs_.size()), 0));
+    if (std::ranges::count(deep_, true) == 0) return;
+    note_ =
+        "is deep and was flattened: each pixel has the depth of its front surface, "
+        "and samples behind it are not blurred by their own depths";
+}
+
+void picture_reader::open(std::uint64_t max_bytes) {
+    OIIO::ImageSpec config;
+    config.attribute("oiio:UnassociatedAlpha", 1);  // multiplied once colours are linear
+    OIIO::ImageSpec first;
+    if (input_->open(file_.string(), first, config)) return;
+    const std::string fault = input_->geterror();
+    if (!is_luminance_chroma(file_)) fail(file_, fault);
+    memory_ = std::make_unique<memory_file>(as_rgb_file(file_, max_bytes));
+    input_->set_ioproxy(&memory_->reader);
+    if (!input_->open(file_.string(), first, config)) fail(file_, input_->geterror());
+    note_ = "is luminance with small chroma, and is taken as R, G and B";
 }
 
 picture picture_reader::headers() const {
@@ -188,12 +202,15 @@ picture picture_reader::read() {
     picture parts;
     for (std::size_t i = 0; i < specs_.size(); ++i) {
         parts.push_back(empty_part(specs_[i]));
-        if (!input_->read_image(static_cast<int>(i), 0, 0, specs_[i].nchannels,
-                                TypeDesc::UNKNOWN, parts[i].pixels.get())) {
-            fail(file_, input_->geterror());
-        }
+        const int part = static_cast<int>(i);
+        const bool is_read =
+            deep_[i] ? read_flattened(*input_, part, parts[i])
+                     : input_->read_image(part, 0, 0, specs_[i].nchannels,
+                                          TypeDesc::UNKNOWN, parts[i].pixels.get());
+        if (!is_read) fail(file_, input_->geterror());
     }
     input_.reset();
+    memory_.reset();
     return parts;
 }
 

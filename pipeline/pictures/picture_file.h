@@ -8,14 +8,18 @@
 #include <filesystem>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
+
+#include <OpenImageIO/filesystem.h>
 
 #include "pipeline/pictures/picture.h"
 
 namespace focusfall {
 
 // Reads a file in two steps, so that its headers can be judged before memory is taken for
-// its pixels. Colours stay as they are stored, and are not multiplied by alpha.
+// its pixels. Colours stay as they are stored, and are not multiplied by alpha. Deep
+// parts are flattened, and luminance with small chroma becomes R, G and B.
 class picture_reader {
   public:
     // Opens the file and reads the headers of all parts. Throws headless::host_error that
@@ -28,15 +32,33 @@ class picture_reader {
     picture headers() const;
     // What the file has that cannot be kept, as in "the preview picture".
     const std::vector<std::string>& lost() const { return lost_; }
+    // What is not read as it stands in the file, as the end of a sentence about it; empty
+    // when everything is.
+    const std::string& note() const { return note_; }
     // All parts with their pixels; closes the file, so call it once. Throws
     // headless::host_error that names the file, and std::bad_alloc.
     picture read();
 
   private:
+    // Opens the file, or what it was turned into.
+    void open(std::uint64_t max_bytes);
+
+    // A file that was made of another one.
+    struct memory_file {
+        explicit memory_file(std::vector<unsigned char> content)
+            : bytes(std::move(content)), reader(bytes) {}
+
+        std::vector<unsigned char> bytes;
+        OIIO::Filesystem::IOMemReader reader;
+    };
+
     std::filesystem::path file_;
+    std::unique_ptr<memory_file> memory_;      // null: the file itself is read
     std::unique_ptr<OIIO::ImageInput> input_;  // null once all is read
     std::vector<OIIO::ImageSpec> specs_;
     std::vector<std::string> lost_;
+    std::vector<bool> deep_;  // which parts have to be flattened
+    std::string note_;
 };
 
 // All parts of `file` at once. Throws as a reader does.

@@ -159,6 +159,7 @@ opened_frame frame_loader::open(const frame_files& files, bool needs_depth) {
                                                 !files.depth_map.empty(), needs_depth);
             check_area(chosen.area, max_bytes_);
             chosen.lost = reader.lost();
+            chosen.note = reader.note();
             return chosen;
         });
         opened_frame opened{.files = files,

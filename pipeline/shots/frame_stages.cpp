@@ -98,6 +98,7 @@ void rendering_stage::tell_notes(const frame_job& job) {
     }
     if (told_losses_) return;
     told_losses_ = true;
+    tell(report.files.input, job.loaded.input.note);
     tell(report.files.output,
          expected_losses(job.loaded.input, format_, options_.output_as));
 }

@@ -14,8 +14,6 @@
 #include <random>
 #include <sstream>
 
-#include <OpenImageIO/deepdata.h>
-
 #include "host/error.h"
 #include "programs/command/message.h"
 #include "tests/programs/command/command_fixture.h"
@@ -53,7 +51,6 @@ const struct {
     {"flat.exr -o out.exr", {"flat.exr: ", "--depth-map", "BlurChannel"}},
     {"none.exr -o out.exr", {"none.exr: "}},
     {"odd.exr -o out.exr", {"odd.exr: ", "\"A\"", "damaged"}},
-    {"deep.exr -o out.exr", {"deep.exr: ", "flatten"}},
     {"in.exr -o in.exr", {"in.exr: ", "input"}},
     {"in.exr -o folder.exr", {"folder.exr: ", "is a folder"}},
     {"in.exr -o /proc/out.exr", {"/proc/out.exr: "}},
@@ -63,17 +60,6 @@ const struct {
     {"in.exr -o out.exr --set BlurStlye=Disk", {"\"BlurStyle\""}},
     {"in.exr -o out.exr --memory-limit 1kb", {"in.exr: "}},
 };
-
-void write_deep(const std::string& file) {
-    OIIO::ImageSpec spec(4, 4, 2, OIIO::TypeDesc::FLOAT);
-    spec.channelnames = {"R", "Z"};
-    spec.deep = true;
-    OIIO::DeepData samples(spec);
-    for (std::int64_t i = 0; i < 16; ++i) samples.set_samples(i, 2);
-    const auto output = OIIO::ImageOutput::create(file);
-    ASSERT_TRUE(output->open(file, spec) && output->write_deep_image(samples) &&
-                output->close());
-}
 
 // Gives the first channel of a file of parts a pixel type that does not exist. The
 // library for picture files does not check that in parts of an unknown kind, and then
@@ -105,7 +91,6 @@ TEST_F(renders, ThatFailSayWhyAndWriteNothing) {
     auto channels = scene_channels();
     channels.pop_back();
     write("flat.exr", made_part(SMALL, SMALL, channels));
-    write_deep(path("deep.exr"));
     std::vector<picture_part> parts;
     for (const char* name : {"one", "two"}) {
         parts.push_back(made_part(SMALL, SMALL, scene_channels()));
