@@ -59,10 +59,10 @@ nearness nearness_of(const picture& file, const channel_place& place,
 // A channel that may be the depth; the smaller, the likelier.
 struct depth_candidate {
     channel_place place;
-    depth_kind kind;
+    depth_hint hint;
     nearness near;
 
-    auto likeness() const { return std::tuple(near == nearness::OTHER_VIEW, kind, near); }
+    auto likeness() const { return std::tuple(near == nearness::OTHER_VIEW, hint, near); }
 };
 
 std::vector<depth_candidate> sorted_candidates(const picture& file,
@@ -70,12 +70,12 @@ std::vector<depth_candidate> sorted_candidates(const picture& file,
     std::vector<depth_candidate> found;
     for (const channel_place& place : all_channels(file)) {
         const nearness near = nearness_of(file, place, color);
-        depth_kind kind = kind_of_depth(file[place.part].spec, place.channel);
-        if (kind == depth_kind::NONE) continue;
-        if (near == nearness::BESIDE && kind == depth_kind::SOME_Z) {
-            kind = depth_kind::DEPTH;
+        depth_hint hint = depth_hint_of(file[place.part].spec, place.channel);
+        if (hint == depth_hint::NONE) continue;
+        if (near == nearness::BESIDE && hint == depth_hint::SOME_Z) {
+            hint = depth_hint::DEPTH;
         }
-        found.push_back({place, kind, near});
+        found.push_back({place, hint, near});
     }
     std::ranges::stable_sort(found, {}, &depth_candidate::likeness);
     return found;
@@ -114,7 +114,7 @@ answer answer_of(const picture& file, const channel_place& place,
         return answer::NAME;
     }
     if (full.ends_with("." + name)) return answer::ENDING;
-    const bool speaks = kind_of_depth(spec, place.channel) != depth_kind::NONE;
+    const bool speaks = depth_hint_of(spec, place.channel) != depth_hint::NONE;
     const std::string whole_layer = split_name(full).layer;
     const bool is_layer = name == whole_layer || whole_layer.ends_with("." + name);
     return speaks && is_layer ? answer::LAYER : answer::NONE;
@@ -133,7 +133,7 @@ std::optional<channel_place> named_channel(const picture& file,
         if (given < best) found.clear();
         best = given;
         // called by its name, it need not look like depth
-        found.push_back({place, depth_kind::DEPTH, nearness_of(file, place, color)});
+        found.push_back({place, depth_hint::DEPTH, nearness_of(file, place, color)});
     }
     if (found.empty()) {
         throw host_error("has no channel \"" + name + "\"; there are: " +
@@ -203,7 +203,7 @@ std::string listed_channels(const picture& file,
 std::string listed_channels(const picture& file) {
     std::vector<channel_place> all = all_channels(file);
     std::ranges::stable_sort(all, {}, [&](const channel_place& place) {
-        return kind_of_depth(file[place.part].spec, place.channel);
+        return depth_hint_of(file[place.part].spec, place.channel);
     });
     return listed_channels(file, all);
 }

@@ -120,7 +120,7 @@ layer_kind kind_of_layer(const std::string& layer) {
     return is_data ? layer_kind::DATA : layer_kind::PICTURE;
 }
 
-depth_kind kind_of_depth(const OIIO::ImageSpec& spec, std::size_t channel) {
+depth_hint depth_hint_of(const OIIO::ImageSpec& spec, std::size_t channel) {
     const channel_name name = split_name(spec.channelnames[channel]);
     const std::string last = lowered(name.last);
     const std::string part = spec.get_string_attribute("oiio:subimagename");
@@ -128,16 +128,16 @@ depth_kind kind_of_depth(const OIIO::ImageSpec& spec, std::size_t channel) {
     const std::string word = lowered(split_name(layer.empty() ? part : layer).last);
 
     const bool is_z = last == "z" || last == "pz";
-    if (is_vector(word) || (is_z && has_x_and_y(spec, name))) return depth_kind::NONE;
+    if (is_vector(word) || (is_z && has_x_and_y(spec, name))) return depth_hint::NONE;
     if (word.find("mist") != word.npos) {
-        return speaks_for_layer(spec, name) ? depth_kind::MIST : depth_kind::NONE;
+        return speaks_for_layer(spec, name) ? depth_hint::MIST : depth_hint::NONE;
     }
-    if (last.find("depth") != last.npos) return depth_kind::DEPTH;
+    if (last.find("depth") != last.npos) return depth_hint::DEPTH;
     if (word.find("depth") != word.npos && role_of(last) != color_role::ALPHA) {
-        return speaks_for_layer(spec, name) ? depth_kind::DEPTH : depth_kind::NONE;
+        return speaks_for_layer(spec, name) ? depth_hint::DEPTH : depth_hint::NONE;
     }
-    if (!is_z) return depth_kind::NONE;
-    return layer.empty() ? depth_kind::DEPTH : depth_kind::SOME_Z;
+    if (!is_z) return depth_hint::NONE;
+    return layer.empty() ? depth_hint::DEPTH : depth_hint::SOME_Z;
 }
 
 std::string view_of(const OIIO::ImageSpec& spec, const std::string& layer) {

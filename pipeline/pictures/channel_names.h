@@ -35,8 +35,8 @@ layer_kind kind_of_layer(const std::string& layer);
 
 // How much a channel looks like depth, best first; the Z of a normal, a position or a
 // velocity does not.
-enum class depth_kind { DEPTH, SOME_Z, MIST, NONE };
-depth_kind kind_of_depth(const OIIO::ImageSpec& spec, std::size_t channel);
+enum class depth_hint { DEPTH, SOME_Z, MIST, NONE };
+depth_hint depth_hint_of(const OIIO::ImageSpec& spec, std::size_t channel);
 
 // The view that a layer of a part belongs to: what the part says, or which of the part's
 // views is a word of the name, as in "diffuse.left"; else the first of these, which

@@ -22,12 +22,16 @@ std::string color_view(const picture& file, const color_channels& color) {
     return view_of(file[color.part].spec, color.layer);
 }
 
-// What the layer without a name is called, unless another one is.
+// What the layer without a name is called: "rgba", in brackets if another one is.
 std::string name_of_unnamed(const OIIO::ImageSpec& spec) {
-    const bool taken = std::ranges::any_of(spec.channelnames, [](const auto& channel) {
-        return split_name(channel).layer == "rgba";
-    });
-    return taken ? "(unnamed)" : "rgba";
+    const auto is_taken = [&](const std::string& name) {
+        return std::ranges::any_of(spec.channelnames, [&](const auto& channel) {
+            return split_name(channel).layer == name;
+        });
+    };
+    std::string name = "rgba";
+    while (is_taken(name)) name = "(" + name + ")";
+    return name;
 }
 
 // The layer's name with that of its part, where there are several.

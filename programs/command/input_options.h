@@ -6,7 +6,8 @@
 #include <string>
 
 #include "host/error.h"
-#include "pipeline/shots/frame_loader.h"
+#include "pipeline/shots/shot_options.h"
+#include "programs/command/shared_options.h"
 
 namespace focusfall {
 
@@ -14,10 +15,19 @@ struct input_options {
     std::string input;
     std::string depth_map;  // optional: empty
     load_choices load;
+    bool lens_from_header = false;
 
     // The picture as an argument of the verb, and the options that read it. `this` must
     // outlive the verb's callback.
     void add_to(CLI::App& verb, const std::string& purpose);
+
+    // What the lens of the header needs of a tool before it is made; call it first. Does
+    // nothing, like the next, unless the line asks for that lens.
+    void prepare_lens(shared_options& shared) const;
+    // Gives the tool the lens of the shot's headers, except for what --set gave, and says
+    // so on standard error unless `quiet`. Throws headless::host_error as set_lens does.
+    void take_lens(headless::tool& tool, const shot_options& shot,
+                   const shared_options& shared) const;
 };
 
 // A check for CLI11: gives the text of the headless::host_error that `parse` throws for

@@ -113,7 +113,9 @@ void render(const render_line& line) {
     shot_options options = checked(line, shared);
     guard_memory(options.memory_limit);
     shared.hide_times = !options.frames.empty();  // a shot prints its own, frame by frame
+    line.input.prepare_lens(shared);
     rendering_session session(shared);
+    line.input.take_lens(session.tool(), options, shared);
     options.tool_id = session.opened().tool_class().id;
     options.version = FOCUSFALL_VERSION;
     if (!shared.quiet) note_keys_without_frames(options, session.tool());

@@ -1,8 +1,10 @@
-// Any text as an argument of --set or --frames, or as a file name with frame numbers,
-// chosen by its first letter.
+// Any text as an argument of --set or --frames, as a file name with frame numbers, or as
+// the names of channels and a name to find among them, chosen by its first letter.
 
 #include <set>
+#include <sstream>
 
+#include "pipeline/pictures/channel_choice.h"
 #include "pipeline/session/session.h"
 #include "pipeline/settings/setting_value.h"
 #include "pipeline/shots/frame_range.h"
@@ -60,6 +62,33 @@ void check_pattern(const std::string& name) {
     }
 }
 
+// The first word is looked for among channels called as the others. Whatever name is
+// offered must be taken.
+void check_names(const std::string& text) {
+    std::istringstream words(text);
+    std::string asked;
+    words >> asked;
+    std::set<std::string> channels;  // a file with two of one name is refused
+    for (std::string word; words >> word;) channels.insert(word);
+    OIIO::ImageSpec spec(1, 1, static_cast<int>(channels.size()), OIIO::TypeDesc::HALF);
+    spec.channelnames.assign(channels.begin(), channels.end());
+    picture file;
+    file.push_back({spec, nullptr});
+
+    expect_named_errors("", [&] { choose_colors(file, {asked}); });
+    expect_named_errors("",
+                        [&] { choose_depth(file, choose_color(file, asked), asked); });
+    for (const color_channels& color : color_candidates(file)) {
+        const std::string name = layer_name(file, color);
+        expect(choose_color(file, name).red == color.red, name + " is not taken");
+        for (const channel_place& depth : depth_candidates(file, color)) {
+            const std::string channel = full_name(file, depth);
+            expect(choose_depth(file, color, channel) == depth,
+                   channel + " is not taken");
+        }
+    }
+}
+
 }  // namespace
 
 extern "C" int LLVMFuzzerInitialize(int* argc, char*** argv) {
@@ -73,7 +102,9 @@ extern "C" int LLVMFuzzerInitialize(int* argc, char*** argv) {
     };
     for (const char* text :
          {"f1-48", "f1-96x2", "f-3--1,1-10,20,30-40", "pname.####.exr", "pname.%04d.exr",
-          "sFocusPosition=1:1200,24:3,48:1e3,smooth"}) {
+          "sFocusPosition=1:1200,24:3,48:1e3,smooth",
+          "nCombined ViewLayer.Combined.R ViewLayer.Combined.G ViewLayer.Combined.B",
+          "nrgba R G B A rgba.r rgba.g rgba.b depth.Z N.X N.Y N.Z Mist.Z"}) {
         seed(text);
     }
     const auto tool = opened.create_tool();
@@ -91,6 +122,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         case 's': check_edit(text); break;
         case 'f': check_frames(text); break;
         case 'p': check_pattern(text); break;
+        case 'n': check_names(text); break;
         default: return -1;
     }
     return 0;
