@@ -32,6 +32,33 @@ float encode(const broken_power& curve, float exponent, float light) {
     return (1.0F + curve.offset) * std::pow(light, 1.0F / exponent) - curve.offset;
 }
 
+// Code values of 10 bits count steps of 0.002 in the density of a negative, whose density
+// grows with the 0.6th power of the light: 300 codes are a factor of 10. The black of a
+// print is at 95 and its white at 685 (Kodak, "Grayscale Transformations of Cineon
+// Digital Film Data", 1993).
+constexpr float FILM_LAST_CODE = 1023.0F;
+constexpr float FILM_WHITE = 685.0F;
+constexpr float FILM_DECADE = 300.0F;
+constexpr float FILM_BLACK = 0.0107977516F;  // 10 ^ ((95 - 685) / 300)
+
+// Below the code 0 the curve has no light to show; a line goes on from there.
+constexpr float FILM_LOWEST = 0.00520795F;                           // 10 ^ (-685 / 300)
+constexpr float FILM_SLOPE = FILM_DECADE / 2.302585F / FILM_LOWEST;  // codes for light
+
+float decoded_film(float stored) {
+    const float code = stored * FILM_LAST_CODE;
+    const float light = code > 0.0F ? std::pow(10.0F, (code - FILM_WHITE) / FILM_DECADE)
+                                    : FILM_LOWEST + code / FILM_SLOPE;
+    return (light - FILM_BLACK) / (1.0F - FILM_BLACK);
+}
+
+float encoded_film(float seen) {
+    const float light = seen * (1.0F - FILM_BLACK) + FILM_BLACK;
+    const float code = light > FILM_LOWEST ? FILM_WHITE + FILM_DECADE * std::log10(light)
+                                           : (light - FILM_LOWEST) * FILM_SLOPE;
+    return code / FILM_LAST_CODE;
+}
+
 std::string lower(std::string text) {
     std::ranges::transform(text, text.begin(), [](unsigned char c) {
         return static_cast<char>(std::tolower(c));
@@ -46,6 +73,7 @@ color_encoding color_encoding::named(const std::string& name) {
     if (wanted == "linear" || wanted == "scene_linear") return linear();
     if (wanted == "srgb") return srgb();
     if (wanted == "rec709") return color_encoding(curve::REC709, REC709_EXPONENT);
+    if (wanted == "cineon" || wanted == "kodaklog") return cineon();
     if (wanted.starts_with("gamma")) {
         const char* const end = wanted.data() + wanted.size();
         float exponent = 0.0F;
@@ -56,8 +84,8 @@ color_encoding color_encoding::named(const std::string& name) {
         }
     }
     throw headless::host_error("colour space \"" + name +
-                               "\" is not known; there are Linear, sRGB, Rec709 and "
-                               "Gamma with a number, as in Gamma2.2");
+                               "\" is not known; there are Linear, sRGB, Rec709, "
+                               "Cineon and Gamma with a number, as in Gamma2.2");
 }
 
 std::string color_encoding::name() const {
@@ -65,6 +93,7 @@ std::string color_encoding::name() const {
         case curve::LINEAR: return "Linear";
         case curve::SRGB: return "sRGB";
         case curve::REC709: return "Rec709";
+        case curve::CINEON: return "Cineon";
         case curve::GAMMA: break;
     }
     char text[32];
@@ -80,6 +109,7 @@ float color_encoding::decoded(float stored) const {
             return std::copysign(decode(SRGB_CURVE, exponent_, size), stored);
         case curve::REC709:
             return std::copysign(decode(REC709_CURVE, exponent_, size), stored);
+        case curve::CINEON: return decoded_film(stored);
         case curve::GAMMA: return std::copysign(std::pow(size, exponent_), stored);
     }
     return stored;
@@ -93,6 +123,7 @@ float color_encoding::encoded(float light) const {
             return std::copysign(encode(SRGB_CURVE, exponent_, size), light);
         case curve::REC709:
             return std::copysign(encode(REC709_CURVE, exponent_, size), light);
+        case curve::CINEON: return encoded_film(light);
         case curve::GAMMA: return std::copysign(std::pow(size, 1.0F / exponent_), light);
     }
     return light;

@@ -73,6 +73,10 @@ void load_color(const picture_part& part, const color_channels& color, const win
 color_encoding stored_encoding(const OIIO::ImageSpec& spec) {
     const std::string name = spec.get_string_attribute("oiio:ColorSpace");
     if (!name.empty()) return color_encoding::named(name);
+    // film scans say so in words of their own
+    if (spec.get_string_attribute("dpx:Transfer") == "Printing density") {
+        return color_encoding::cineon();
+    }
     const bool whole_numbers = !spec.format.is_floating_point();
     return whole_numbers ? color_encoding::srgb() : color_encoding::linear();
 }

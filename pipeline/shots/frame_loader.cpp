@@ -1,10 +1,12 @@
 #include "pipeline/shots/frame_loader.h"
 
+#include <cmath>
 #include <new>
 #include <utility>
 
 #include "host/error.h"
 #include "pipeline/pictures/host_image.h"
+#include "pipeline/preparation/scaled_map.h"
 
 namespace focusfall {
 
@@ -130,13 +132,47 @@ map_channels choose_map(const picture& file, const std::string& name, bool needs
     return chosen;
 }
 
-// The parts of a depth map, placed under the display window of the input.
-void place_map(picture& file, const window& input_display) {
-    if (!has_display_window(file[0].spec)) move_display(file, input_display);
+// Whether the numbers of the depth, or of the colour that may stand for it, are whole
+// ones in the file.
+bool stores_whole_numbers(const picture& file, const std::optional<channel_place>& depth,
+                          const std::optional<color_channels>& color) {
+    if (!depth && !color) return false;
+    const channel_place place = depth ? *depth : channel_place{color->part, color->red};
+    return !file[place.part]
+                .spec.channelformat(static_cast<int>(place.channel))
+                .is_floating_point();
+}
+
+// Places the parts of a depth map under the display window of the input, and gives what
+// is used of the map: the input's area, or all that the map shows if it has another size.
+window map_area(picture& file, const input_picture& input) {
     const window display = display_window(file[0].spec);
-    if (display == input_display) return;
-    throw host_error("is " + shown(display) + ", the input is " + shown(input_display) +
-                     " (display windows)");
+    const bool as_large =
+        display.width == input.display.width && display.height == input.display.height;
+    if (as_large && !has_display_window(file[0].spec)) move_display(file, input.display);
+    return display_window(file[0].spec) == input.display ? input.area : display;
+}
+
+// A map that was loaded in its own size, in that of the input's image.
+Owned<Image> fitted_map(const Image& map, const loaded_frame& frame) {
+    const window& area = frame.input.area;
+    window inside = frame.input.display;
+    inside.x -= area.x;
+    inside.y -= area.y;
+    return scaled_map(map, *frame.image, inside);
+}
+
+std::string scaling_note(const window& map, const window& display) {
+    std::string note =
+        "is " + shown(map) + ", and is scaled to the input's " + shown(display);
+    const auto shape = [](const window& w) {
+        return static_cast<double>(w.width) / static_cast<double>(w.height);
+    };
+    constexpr double ROUNDING = 0.02;  // small maps have whole pixels too
+    if (std::abs(shape(map) / shape(display) - 1.0) > ROUNDING) {
+        note += ", which has another shape";
+    }
+    return note;
 }
 
 // Does the work, and blames the frame's input when there is no memory for it.
@@ -166,6 +202,8 @@ opened_frame frame_loader::open(const frame_files& files, bool needs_depth) {
                             .needs_depth = needs_depth,
                             .input = std::move(input),
                             .input_reader = std::move(reader)};
+        opened.depth_is_whole_numbers = stores_whole_numbers(
+            opened.input.file, opened.input.depth, opened.input.color);
         open_blur_image(opened);
         open_depth_map(opened);
         return opened;
@@ -175,18 +213,33 @@ opened_frame frame_loader::open(const frame_files& files, bool needs_depth) {
 void frame_loader::open_depth_map(opened_frame& opened) const {
     const fs::path& path = opened.files.depth_map;
     if (path.empty()) return;
-    const kept_image& kept = depth_map_;
-    if (kept.file == path && kept.display == opened.input.display &&
-        kept.area == opened.input.area && (kept.has_depth || !opened.needs_depth)) {
-        opened.depth_map = Shared(kept.image.get());
+    if (serves(depth_map_, opened)) {
+        opened.depth_map = Shared(depth_map_.image.get());
+        opened.map_area = depth_map_.area;
+        opened.scales_map = depth_map_.is_scaled;
+        opened.depth_is_whole_numbers = depth_map_.whole_numbers;
         return;
     }
     opened.depth_map_reader.emplace(path, max_bytes_);
     with_name_in_errors(path, [&] {
         picture headers = opened.depth_map_reader->headers();
-        place_map(headers, opened.input.display);
-        choose_map(headers, choices_.depth_channel, opened.needs_depth);
+        opened.map_area = map_area(headers, opened.input);
+        opened.scales_map = display_window(headers[0].spec) != opened.input.display;
+        check_area(opened.map_area, max_bytes_);
+        const map_channels chosen =
+            choose_map(headers, choices_.depth_channel, opened.needs_depth);
+        opened.depth_is_whole_numbers =
+            stores_whole_numbers(headers, chosen.depth, chosen.color);
     });
+}
+
+// A map that was loaded in its own size serves every frame that it does not fit as it is.
+bool frame_loader::serves(const kept_image& map, const opened_frame& opened) const {
+    const input_picture& input = opened.input;
+    if (map.file != opened.files.depth_map) return false;
+    if (!map.has_depth && opened.needs_depth) return false;
+    const bool is_other = map.display != input.display;
+    return is_other == map.is_scaled && (is_other || map.area == input.area);
 }
 
 void frame_loader::open_blur_image(opened_frame& opened) const {
@@ -220,23 +273,34 @@ loaded_frame frame_loader::load(opened_frame opened) {
                                                input.area, input.encoding));
         }
         frame.depth_map = depth_map(opened);
+        frame.input_file = opened.files.input;
         frame.input = std::move(input);
+        if (frame.depth_map && opened.scales_map) {
+            frame.depth_map = fitted_map(*frame.depth_map, frame);
+            frame.notes.push_back({opened.files.depth_map,
+                                   scaling_note(opened.map_area, frame.input.display)});
+        }
         return frame;
     });
 }
 
 Owned<Image> frame_loader::depth_map(opened_frame& opened) {
     if (!opened.depth_map_reader) return std::move(opened.depth_map);
-    const input_picture& input = opened.input;
+    const window& area = opened.map_area;
     picture file = opened.depth_map_reader->read();
-    place_map(file, input.display);
+    map_area(file, opened.input);
     const map_channels chosen =
         choose_map(file, choices_.depth_channel, opened.needs_depth);
     // numbers, whatever curve the file has: a map holds no light
-    Owned<Image> image = host_image(file, chosen.color, chosen.depth, input.area,
-                                    color_encoding::linear());
-    depth_map_ = {opened.files.depth_map, input.display, input.area, opened.needs_depth,
-                  Shared(image.get())};
+    Owned<Image> image =
+        host_image(file, chosen.color, chosen.depth, area, color_encoding::linear());
+    depth_map_ = {.file = opened.files.depth_map,
+                  .display = display_window(file[0].spec),
+                  .area = area,
+                  .is_scaled = opened.scales_map,
+                  .has_depth = opened.needs_depth,
+                  .whole_numbers = opened.depth_is_whole_numbers,
+                  .image = Shared(image.get())};
     return image;
 }
 

@@ -15,6 +15,8 @@
 #include "host/api/image.h"
 #include "pipeline/pictures/input_picture.h"
 #include "pipeline/pictures/picture_file.h"
+#include "pipeline/preparation/depth_steps.h"
+#include "pipeline/preparation/light_steps.h"
 
 namespace focusfall {
 
@@ -33,6 +35,8 @@ struct load_choices {
     std::string depth_channel;  // optional; of the depth map if there is one, else of the
                                 // input
     std::optional<color_encoding> encoding;  // else what the files say
+    depth_choices depth;
+    light_choices light;
 
     // Calls visit(name, choice) for every choice with the name of its option: records of
     // renders are made so. A type that JSON does not know needs an overload of `json_of`
@@ -42,6 +46,12 @@ struct load_choices {
         visit("layer", choices.layers);
         visit("depth-channel", choices.depth_channel);
         visit("colorspace", choices.encoding);
+        visit("depth-as", choices.depth.meaning);
+        visit("depth-scale", choices.depth.scale);
+        visit("field-of-view", choices.depth.field_of_view);
+        visit("empty-depth", choices.depth.empty);
+        visit("drop-non-finite", choices.light.drop_non_finite);
+        visit("highlights", choices.light.highlights);
     }
 };
 
@@ -54,18 +64,55 @@ struct opened_frame {
     // of each still either a reader, or the image when it was read for an earlier frame
     std::optional<picture_reader> depth_map_reader = {};
     Owned<Image> depth_map = nullptr;
+    // what is used of the map: the input's area, unless it is scaled to the display
+    // window
+    window map_area = {};
+    bool scales_map = false;
+    bool depth_is_whole_numbers = false;  // as stored
     std::optional<picture_reader> blur_image_reader = {};
     Owned<Image> blur_image = nullptr;
     window blur_image_area = {};  // what is used of the blur image; empty: there is none
 };
 
+// Something about a file that the user should know, as the end of a sentence about it.
+struct frame_note {
+    std::filesystem::path file;
+    std::string text;
+};
+
+// The depth of a layer that the tool does not get as it was loaded.
+struct prepared_depth {
+    Owned<Image> for_tool;       // null: that of the first layer
+    std::vector<float> in_file;  // what the output gets; empty: that of the first layer
+};
+
+// A layer has the number 0 when it is the first of the input, else 1 and up.
 struct loaded_frame {
+    std::filesystem::path input_file;
     input_picture input;
     Owned<Image> image;
     std::vector<Owned<Image>> further;  // of the input's further layers
-    Owned<Image> depth_map;             // null: none
+    Owned<Image> depth_map;             // null: none; as large as the image
     Owned<Image> blur_image;            // null: none
+    // depths of the layers, the first one first; empty when they are the tool's as loaded
+    std::vector<prepared_depth> prepared;
+    depth_reading reading;  // how they were prepared
+    std::vector<frame_note> notes;
 };
+
+// The image that the tool blurs for a layer, and the one that holds its depth as the file
+// has it, and as the tool gets it.
+inline Image& image_of(const loaded_frame& frame, std::size_t layer = 0) {
+    return layer == 0 ? *frame.image : *frame.further[layer - 1];
+}
+inline Image& file_depth(const loaded_frame& frame, std::size_t layer = 0) {
+    return frame.depth_map ? *frame.depth_map : image_of(frame, layer);
+}
+inline Image& tool_depth(const loaded_frame& frame, std::size_t layer = 0) {
+    if (frame.prepared.empty()) return file_depth(frame, layer);
+    const Owned<Image>& own = frame.prepared[layer].for_tool;
+    return own ? *own : *frame.prepared[0].for_tool;
+}
 
 // Keeps the last depth map and blur image, for the frames that they serve as well. It may
 // work on a thread of its own, one thread at a time.
@@ -88,13 +135,16 @@ class frame_loader {
     struct kept_image {
         std::filesystem::path file;
         window display = {};  // of the input
-        window area = {};     // of the input, or of the blur image itself
+        window area = {};     // of the input, or of the image itself where it is scaled
+        bool is_scaled = false;
         bool has_depth = false;
+        bool whole_numbers = false;  // the depth, as stored
         Owned<Image> image = nullptr;
     };
 
     void open_depth_map(opened_frame& opened) const;
     void open_blur_image(opened_frame& opened) const;
+    bool serves(const kept_image& map, const opened_frame& opened) const;
     Owned<Image> depth_map(opened_frame& opened);
     Owned<Image> blur_image(opened_frame& opened);
 

@@ -9,7 +9,7 @@
 #include "pipeline/pictures/image_file.h"
 #include "pipeline/process/interruption.h"
 #include "pipeline/process/memory_limit.h"
-#include "pipeline/shots/overscan_scale.h"
+#include "pipeline/shots/frame_preparation.h"
 #include "pipeline/shots/render_forecast.h"
 #include "pipeline/shots/shot_record.h"
 
@@ -53,10 +53,13 @@ void reading_stage::run(frame_job& job) {
         // first: a file that changes from now on shall count as changed
         json_record record = record_of(options_, report.files, tool_, time);
         opened_frame opened = loader_.open(report.files, needs_depth(tool_, time));
-        job.forecast = forecast_of(tool_, time, opened);
+        const depth_reading reading =
+            depth_reading_of(tool_, time, opened, options_.load);
+        job.forecast = forecast_of(tool_, time, opened, reading);
         report.largest_blur = job.forecast.largest_blur;
         check_memory(opened, job.forecast);
         job.loaded = loader_.load(std::move(opened));
+        prepare(job.loaded, options_.load, reading, job.forecast);
         job.written = result_window(job.loaded.input, job.forecast);
         job.record = record_text(std::move(record), job.loaded.input);
     });
@@ -65,7 +68,7 @@ void reading_stage::run(frame_job& job) {
 void reading_stage::check_memory(const opened_frame& opened,
                                  const FrameForecast& forecast) const {
     const bool in_shot = !options_.frames.empty();
-    const std::uint64_t bytes = render_bytes(opened, forecast, in_shot);
+    const std::uint64_t bytes = render_bytes(opened, options_.load, forecast, in_shot);
     if (bytes <= options_.memory_limit) return;
     const bool by_blur = forecast.blur_bytes > bytes / 2;
     throw host_error(opened.files.input.string() + ": would take about " +
@@ -90,6 +93,10 @@ void rendering_stage::tell_notes(const frame_job& job) {
         if (!note.empty()) observer_.notes(file, note);
     };
     tell(report.files.input, no_blur_note(job.forecast));
+    if (!told_of_frame_) {
+        for (const auto& [file, text] : job.loaded.notes) tell(file, text);
+        told_of_frame_ = !job.loaded.notes.empty();
+    }
     if (!told_focus_) {
         const std::string note =
             no_focus_note(tool_, report.frame, job.forecast, job.loaded);
@@ -109,15 +116,16 @@ Owned<Image> rendering_stage::rendered(const frame_job& job, std::size_t layer) 
     const loaded_frame& loaded = job.loaded;
     headless::render_order order{
         .time = time,
-        .instead = overscan_scale(tool_, time, loaded.input.display, loaded.input.area),
-        .images = {{"Input",
-                    (layer == 0 ? loaded.image : loaded.further[layer - 1]).get()}},
+        .instead = order_values(tool_, time, loaded.input, loaded.reading),
+        .images = {{"Input", &image_of(loaded, layer)}},
         .progress = [&](double part) {
             const auto layers = static_cast<double>(1 + loaded.further.size());
             observer_.renders(job.before, (static_cast<double>(layer) + part) / layers);
         }};
     // a tool without a lens may have no such connections
-    if (loaded.depth_map) order.images["DepthMap"] = loaded.depth_map.get();
+    if (loaded.depth_map || !loaded.prepared.empty()) {
+        order.images["DepthMap"] = &tool_depth(loaded, layer);
+    }
     if (loaded.blur_image) order.images["BlurImage"] = loaded.blur_image.get();
     headless::frame frame = tool_.render(order);
     check_stopped(observer_);
@@ -125,6 +133,7 @@ Owned<Image> rendering_stage::rendered(const frame_job& job, std::size_t layer) 
     if (frame.how == headless::frame::end::FAILED) {
         throw host_error(job.report.files.input.string() + ": " + frame.error);
     }
+    restore_depth(*frame.image, loaded, layer);
     return std::move(frame.image);
 }
 

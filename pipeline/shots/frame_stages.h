@@ -61,6 +61,7 @@ class rendering_stage {
     shot_observer& observer_;
     bool told_losses_ = false;  // once, for other frames have the same; as the next
     bool told_focus_ = false;
+    bool told_of_frame_ = false;
 };
 
 // Writes the output and the preview of a frame.

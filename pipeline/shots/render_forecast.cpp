@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cmath>
 
-#include "pipeline/shots/overscan_scale.h"
+#include "pipeline/shots/frame_preparation.h"
 
 namespace focusfall {
 
@@ -21,7 +21,7 @@ struct depth_range {
 
 // The finite depths without their sign, where there is something to see.
 depth_range depths_of(const loaded_frame& frame, Image::Component component) {
-    const Image& depth = frame.depth_map ? *frame.depth_map : *frame.image;
+    const Image& depth = tool_depth(frame);
     depth_range range;
     for (std::int32_t y = 0; y < depth.Height(); ++y) {
         for (std::int32_t x = 0; x < depth.Width(); ++x) {
@@ -63,22 +63,24 @@ std::uint64_t written_bytes(const input_picture& input) {
 }  // namespace
 
 FrameForecast forecast_of(const headless::tool& tool, TimeStamp time,
-                          const opened_frame& opened) {
+                          const opened_frame& opened, const depth_reading& reading) {
     const window& area = opened.input.area;
     return tool.forecast(
-        {.time = time, .instead = overscan_scale(tool, time, opened.input.display, area)},
+        {.time = time, .instead = order_values(tool, time, opened.input, reading)},
         {.width = static_cast<std::int32_t>(area.width),
          .height = static_cast<std::int32_t>(area.height),
          .has_blur_image = pixels_of(opened.blur_image_area) > 0});
 }
 
-std::uint64_t render_bytes(const opened_frame& opened, const FrameForecast& forecast,
-                           bool in_shot) {
+std::uint64_t render_bytes(const opened_frame& opened, const load_choices& choices,
+                           const FrameForecast& forecast, bool in_shot) {
     const input_picture& input = opened.input;
     const std::uint64_t layers = 1 + input.further.size();
     const std::uint64_t image = pixels_of(input.area) * IMAGE_BYTES * layers;
-    const bool has_map = !opened.files.depth_map.empty();
-    const std::uint64_t read = stored_bytes(input.file) + image * (has_map ? 2 : 1);
+    std::uint64_t read = stored_bytes(input.file) + image;
+    if (!opened.files.depth_map.empty()) read += image;
+    if (opened.scales_map) read += pixels_of(opened.map_area) * IMAGE_BYTES;
+    if (choices.depth.changes_values()) read += image + image / 5;
     const std::uint64_t blur_image =
         pixels_of(opened.blur_image_area) * (IMAGE_BYTES + Image::RESIZE_BYTES);
     const std::uint64_t render = read + image + blur_image + forecast.bytes;
@@ -118,17 +120,21 @@ std::string no_focus_note(const headless::tool& tool, TimeStamp time,
     if (!(forecast.largest_blur > 1.0) || !forecast.blur_of) return "";
     const depth_range depths = depths_of(frame, forecast.depth);
     const headless::control& position = tool.find("FocusPosition");
-    const double focus = std::abs(position.number(time));
+    const depth_mapping& mapping = frame.reading.mapping;
+    const auto in_map = static_cast<float>(std::abs(position.number(time)));
+    const double focus = !frame.prepared.empty() ? double{mapping.for_tool(in_map)}
+                                                 : std::abs(position.number(time));
     if (depths.lowest <= focus && focus <= depths.highest) return "";
     // near misses count: up to a pixel of blur does not show
     for (const float depth : {depths.lowest, depths.highest}) {
         if (!(forecast.blur_of(depth) > 1.0F)) return "";
     }
     const auto shown = [&](double value) { return position.info().shown(value); };
+    const auto [from, to] =
+        std::minmax({mapping.in_map(depths.lowest), mapping.in_map(depths.highest)});
     return "no pixel is in focus: the depth goes from " +
-           shown(static_cast<double>(depths.lowest)) + " to " +
-           shown(static_cast<double>(depths.highest)) + ", FocusPosition is " +
-           shown(position.number(time));
+           shown(static_cast<double>(from)) + " to " + shown(static_cast<double>(to)) +
+           ", FocusPosition is " + shown(position.number(time));
 }
 
 }  // namespace focusfall

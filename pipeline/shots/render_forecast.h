@@ -10,14 +10,15 @@
 
 namespace focusfall {
 
-// What the tool says of the frame. Throws nothing of its own. [any thread]
+// What the tool says of the frame, whose depth it gets by `reading`. Throws nothing of
+// its own. [any thread]
 FrameForecast forecast_of(const headless::tool& tool, TimeStamp time,
-                          const opened_frame& opened);
+                          const opened_frame& opened, const depth_reading& reading);
 
 // Bytes that reading, rendering and writing the frame takes, those of the frames that are
 // read and written meanwhile included when it is `in_shot`.
-std::uint64_t render_bytes(const opened_frame& opened, const FrameForecast& forecast,
-                           bool in_shot);
+std::uint64_t render_bytes(const opened_frame& opened, const load_choices& choices,
+                           const FrameForecast& forecast, bool in_shot);
 
 // What is written of the frame: the data windows of its colour and depth, and as far
 // around them as the largest blur reaches, within the area that is rendered. Beyond it

@@ -56,6 +56,9 @@ json_record json_of(const T& choice) {
 }
 json_record json_of(const color_encoding& choice) { return choice.name(); }
 json_record json_of(const OIIO::TypeDesc& choice) { return choice.c_str(); }
+json_record json_of(depth_meaning choice) { return shown(choice); }
+json_record json_of(const empty_depth& choice) { return shown(choice); }
+json_record json_of(const highlight_gain& choice) { return shown(choice); }
 template <class T>
 json_record json_of(const std::optional<T>& choice) {
     return choice ? json_of(*choice) : json_record();
@@ -64,6 +67,15 @@ json_record json_of(const std::optional<T>& choice) {
 template <class T>
 void take(const json_record& from, T& choice) {
     from.get_to(choice);
+}
+void take(const json_record& from, depth_meaning& choice) {
+    choice = named_depth_meaning(from.get<std::string>());
+}
+void take(const json_record& from, empty_depth& choice) {
+    choice = parsed_empty_depth(from.get<std::string>());
+}
+void take(const json_record& from, highlight_gain& choice) {
+    choice = parsed_highlights(from.get<std::string>());
 }
 template <class T>
 void take(const json_record& from, std::optional<T>& choice) {

@@ -28,6 +28,10 @@ struct input_options {
     // so on standard error unless `quiet`. Throws headless::host_error as set_lens does.
     void take_lens(headless::tool& tool, const shot_options& shot,
                    const shared_options& shared) const;
+
+  private:
+    void add_depth_options(CLI::App& verb);
+    void add_light_options(CLI::App& verb);
 };
 
 // A check for CLI11: gives the text of the headless::host_error that `parse` throws for

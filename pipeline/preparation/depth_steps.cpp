@@ -1,0 +1,90 @@
+#include "pipeline/preparation/depth_steps.h"
+
+#include <cmath>
+
+#include "pipeline/pictures/host_image.h"
+
+namespace focusfall {
+
+namespace {
+
+// No camera sees so far, in whatever unit.
+constexpr float FARTHEST_SEEN = 1e9F;
+
+// Whether some depth lies beyond the range of maps from 0 to 1.
+bool exceeds_one(const Image& depth, Image::Component component) {
+    for (std::int32_t y = 0; y < depth.Height(); ++y) {
+        for (std::int32_t x = 0; x < depth.Width(); ++x) {
+            const float value = std::abs(depth.Pixel(x, y)[component]);
+            if (value > 1.0F && value < FARTHEST_SEEN) return true;
+        }
+    }
+    return false;
+}
+
+// Equal but for the rounding of a file's pixels and of what a viewer shows.
+bool is_about(float value, float marker) {
+    return std::abs(value - marker) <= 1e-4F * std::abs(marker);
+}
+
+float depth_of_empty(const depth_reading& reading) {
+    const empty_depth empty = reading.choices.empty.value_or(empty_depth{});
+    if (empty.place == empty_depth::end::VALUE) {
+        return reading.mapping.for_tool(empty.value);
+    }
+    return depth_at(empty.place, reading.controls);
+}
+
+}  // namespace
+
+depth_reading reading_of(const depth_choices& choices, const depth_controls& controls,
+                         const window& display, double pixel_aspect) {
+    depth_reading reading{.choices = choices,
+                          .controls = controls,
+                          .mapping = depth_mapping(choices, controls)};
+    if (choices.meaning == depth_meaning::RAY) {
+        reading.camera = view_of(choices, controls, display, pixel_aspect);
+    }
+    return reading;
+}
+
+empty_pixels::empty_pixels(const Image& depth, Image::Component component,
+                           const depth_reading& reading) {
+    if (reading.choices.empty) marker_ = reading.choices.empty->marker;
+    const bool zero_is_an_end =
+        reading.choices.meaning == depth_meaning::INVERSE || reading.controls.normalized;
+    zero_is_empty_ = !marker_ && !zero_is_an_end && exceeds_one(depth, component);
+}
+
+bool empty_pixels::holds(float depth, float alpha) const {
+    if (!(alpha > 0.0F) || !std::isfinite(depth)) return true;
+    if (marker_) return is_about(depth, *marker_);
+    return std::abs(depth) >= FARTHEST_SEEN || (zero_is_empty_ && depth == 0.0F);
+}
+
+Owned<Image> mapped_depth(const Image& depth, Image::Component component,
+                          const Image& alpha, const window& area,
+                          const depth_reading& reading) {
+    Owned<Image> mapped = cropped(depth, area, area);
+    const bool replaces = reading.choices.empty.has_value();
+    const empty_pixels empty(depth, component, reading);
+    const float filling = depth_of_empty(reading);
+    for (std::int32_t y = 0; y < depth.Height(); ++y) {
+        for (std::int32_t x = 0; x < depth.Width(); ++x) {
+            float& value = mapped->Pixel(x, y)[component];
+            if (replaces && empty.holds(value, alpha.Pixel(x, y)[Image::ALPHA])) {
+                value = filling;
+                continue;
+            }
+            if (reading.camera) {
+                const double along = double{value};
+                value = static_cast<float>(
+                    along * reading.camera->cosine(area.x + x, area.y + y));
+            }
+            value = reading.mapping.for_tool(value);
+        }
+    }
+    return mapped;
+}
+
+}  // namespace focusfall

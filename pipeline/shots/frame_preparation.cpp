@@ -1,0 +1,181 @@
+#include "pipeline/shots/frame_preparation.h"
+
+#include <algorithm>
+#include <cmath>
+#include <new>
+
+#include "host/error.h"
+#include "pipeline/pictures/host_image.h"
+
+namespace focusfall {
+
+namespace {
+
+using headless::host_error;
+
+// What the controls say; those that the tool lacks leave what is there. [any thread]
+depth_controls depth_controls_of(const headless::tool& tool, TimeStamp time) {
+    depth_controls said;
+    bool type = false;
+    bool inverted = false;
+    for (const headless::control* control : tool.controls()) {
+        const std::string& id = control->info().id;
+        const auto number = [&] { return control->number(time); };
+        if (id == "SettingsType") said.is_lens = number() > 0.5;
+        if (id == "DepthMapType") type = number() > 0.5;
+        if (id == "InvertDepthMap") inverted = number() > 0.5;
+        if (id == "DepthMapUnits") said.in_millimetres = !(number() > 0.5);
+        if (id == "NearDistance") said.near_distance = std::abs(number());
+        if (id == "FarDistance") said.far_distance = std::abs(number());
+        if (id == "FocalLength") said.focal_length = number();
+        if (id == "FilmbackWidth") said.filmback_width = number();
+    }
+    said.normalized = said.is_lens && type;
+    said.inverted = inverted && (!said.is_lens || said.normalized);
+    return said;
+}
+
+// Maps of whole numbers hold disparities from 0 to 1, the largest and the smallest of
+// the picture: a distance takes more than that.
+void check_scale(const depth_reading& reading, bool whole_numbers) {
+    const bool has_scale = reading.choices.scale || reading.controls.normalized;
+    if (reading.choices.meaning != depth_meaning::INVERSE || !reading.controls.is_lens ||
+        has_scale || !whole_numbers) {
+        return;
+    }
+    throw host_error(
+        "the disparities of a map of 8 or 16 bits have no scale, which a lens needs: "
+        "say how far 1 and 0 are by --set DepthMapType=Normalized --set NearDistance=500 "
+        "--set FarDistance=20000 (millimetres), or blur without a lens by --set "
+        "SettingsType=Simple");
+}
+
+std::vector<float> plane_of(const Image& image, Image::Component component) {
+    std::vector<float> plane;
+    plane.reserve(static_cast<std::size_t>(std::int64_t{image.Width()} * image.Height()));
+    for (std::int32_t y = 0; y < image.Height(); ++y) {
+        for (std::int32_t x = 0; x < image.Width(); ++x) {
+            plane.push_back(image.Pixel(x, y)[component]);
+        }
+    }
+    return plane;
+}
+
+// Layers with the depth of the first share what was made of it.
+void prepare_depth(loaded_frame& frame, const depth_reading& reading,
+                   Image::Component component) {
+    for (std::size_t layer = 0; layer <= frame.further.size(); ++layer) {
+        const bool shares =
+            layer > 0 && (frame.depth_map ||
+                          (component == Image::Z &&
+                           frame.input.further[layer - 1].depth == frame.input.depth));
+        prepared_depth prepared;
+        if (!shares) {
+            const Image& depth = file_depth(frame, layer);
+            prepared.in_file = plane_of(depth, component);
+            prepared.for_tool = mapped_depth(depth, component, image_of(frame, layer),
+                                             frame.input.area, reading);
+        }
+        frame.prepared.push_back(std::move(prepared));
+    }
+}
+
+// Tells how far the blur will spread pixels that are not finite.
+void note_non_finite(loaded_frame& frame, std::size_t layer,
+                     const std::vector<pixel_place>& places,
+                     const FrameForecast& forecast) {
+    const Image& image = image_of(frame, layer);
+    const Image& depth = tool_depth(frame, layer);
+    const float widest = static_cast<float>(image.Width()) / 4.0F;
+    const auto reached = reach_of(places, image, [&](const pixel_place& at) {
+        const float diameter = forecast.blur_of(depth.Pixel(at.x, at.y)[forecast.depth]);
+        return std::min(diameter, widest);
+    });
+    frame.notes.push_back(
+        {frame.input_file,
+         std::to_string(places.size()) +
+             (places.size() == 1 ? " pixel is" : " pixels are") +
+             " infinite or not a number, and the blur spreads that to " +
+             (reached ? "about " + std::to_string(*reached) : "many more") +
+             "; --drop-non-finite leaves them out"});
+}
+
+void prepare_light(loaded_frame& frame, const light_choices& light,
+                   const FrameForecast& forecast) {
+    const bool spreads = forecast.largest_blur > 1.0 && forecast.blur_of;
+    for (std::size_t layer = 0; layer <= frame.further.size(); ++layer) {
+        Image& image = image_of(frame, layer);
+        const std::vector<pixel_place> places = non_finite_pixels(image);
+        if (light.drop_non_finite) {
+            fill_pixels(image, places);
+        } else if (!places.empty() && spreads) {
+            note_non_finite(frame, layer, places, forecast);
+        }
+        if (light.highlights) lift_highlights(image, *light.highlights);
+    }
+}
+
+}  // namespace
+
+depth_reading depth_reading_of(const headless::tool& tool, TimeStamp time,
+                               const opened_frame& opened, const load_choices& choices) {
+    if (!choices.depth.changes_values()) return {};
+    const input_picture& input = opened.input;
+    const bool has_map = !opened.files.depth_map.empty();
+    try {
+        const depth_controls controls = depth_controls_of(tool, time);
+        depth_reading reading =
+            reading_of(choices.depth, controls, input.display,
+                       input.file[input.color.part].spec.get_float_attribute(
+                           "PixelAspectRatio", 1.0F));
+        check_scale(reading, opened.depth_is_whole_numbers);
+        return reading;
+    } catch (const host_error& error) {
+        const auto& file = has_map ? opened.files.depth_map : opened.files.input;
+        throw host_error(file.string() + ": " + error.what());
+    }
+}
+
+control_values order_values(const headless::tool& tool, TimeStamp time,
+                            const input_picture& input, const depth_reading& reading) {
+    control_values values = overscan_scale(tool, time, input.display, input.area);
+    if (!reading.choices.changes_values()) return values;
+    for (const headless::control* control : tool.controls()) {
+        const std::string& id = control->info().id;
+        if (id != "FocusPosition") continue;
+        const auto in_map = static_cast<float>(control->number(time));
+        values[id] = double{reading.mapping.for_tool(in_map)};
+    }
+    return values;
+}
+
+void prepare(loaded_frame& frame, const load_choices& choices,
+             const depth_reading& reading, const FrameForecast& forecast) {
+    try {
+        const light_choices& light = choices.light;
+        const bool changes_color = light.drop_non_finite || light.highlights;
+        // a colour that is the depth as well keeps its values as depth
+        const bool color_is_depth = !frame.depth_map && forecast.depth != Image::Z;
+        if (reading.choices.changes_values() || (changes_color && color_is_depth)) {
+            prepare_depth(frame, reading, forecast.depth);
+        }
+        frame.reading = reading;
+        prepare_light(frame, light, forecast);
+    } catch (const std::bad_alloc&) {
+        throw host_error(frame.input_file.string() +
+                         ": there is no memory for this picture");
+    }
+}
+
+void restore_depth(Image& result, const loaded_frame& frame, std::size_t layer) {
+    if (frame.prepared.empty()) return;
+    const std::vector<float>& own = frame.prepared[layer].in_file;
+    const float* depth = (own.empty() ? frame.prepared[0].in_file : own).data();
+    for (std::int32_t y = 0; y < result.Height(); ++y) {
+        for (std::int32_t x = 0; x < result.Width(); ++x) {
+            result.Pixel(x, y)[Image::Z] = *depth++;
+        }
+    }
+}
+
+}  // namespace focusfall
