@@ -51,7 +51,9 @@ TEST(FrameRange, PutsTheNumberIntoEveryPlaceOfTheName) {
     for (const auto& one : cases) {
         EXPECT_EQ(frame_name(one.name, one.frame), one.result);
         const bool changed = std::string(one.name) != one.result;
-        if (changed) EXPECT_EQ(frame_number(one.name, one.result), one.frame);
+        if (changed) {
+            EXPECT_EQ(frame_number(one.name, one.result), one.frame);
+        }
         EXPECT_EQ(has_frame_pattern(one.name), changed) << one.name;
     }
 }
