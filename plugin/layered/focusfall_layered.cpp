@@ -4,11 +4,8 @@
 #include <bit>
 #include <cmath>
 #include <numbers>
-#include <numeric>
 
 #include "lens/kernel_sizes.h"
-#include "plugin/layered/footprint.h"
-#include "plugin/tool/control_rows.h"
 
 using gather::BLOCK_COLUMNS;
 using gather::BLOCK_ROWS;
@@ -17,9 +14,6 @@ using gather::pieces;
 using layered::depth_layers;
 
 namespace {
-
-// No blur is wider than this part of the picture.
-constexpr float WIDEST_PART = 0.25F;
 
 // What is empty lies behind everything: so many times as deep as the largest blur.
 constexpr float EMPTY_DEPTH = 2.0F;
@@ -31,63 +25,7 @@ constexpr double HIDDEN_END = 0.3;
 constexpr double BORDERS_END = 0.32;
 constexpr double STAMPED_LAYERS_END = 0.35;
 
-struct help_text {
-    const char* id;
-    const char* help;
-};
-constexpr help_text HELP[] = {
-    {"HiddenFill",
-     "Continues what is behind a blurred edge under it, where the picture does not show "
-     "it. Off, gaps are filled with what is beside them."},
-    {"DepthTolerance",
-     "How many pixels of blur neighbours may be apart and still be one surface. Raise it "
-     "when noise in the depth makes specks in smooth surfaces."},
-    {"NearLimit",
-     "On, nothing is blurred more than at infinity, however near it is. Off, blur grows "
-     "on towards the lens, up to a quarter of the picture's width."},
-    {"FlipInFront",
-     "Turns polygons with an odd number of sides, and pictures of the blur's shape, "
-     "around in front of the focus, as a lens does."},
-};
-
 }  // namespace
-
-FocusfallLayered::FocusfallLayered(Registry* record, const ScriptVal& table,
-                                   TagList* tags)
-    : FocusfallFast(record, table, tags) {
-    using namespace control_rows;
-    // a second time, for fast lenses: it is on the page already
-    f_stop_input =
-        add_slider(*this, "FStop", "F-Stop",
-                   {lowest(0.5), slider_end(100.0), starts_at(2.0), notifies()});
-    AddControlPage("Occlusion", 0);
-    hidden_fill_input_ =
-        add_checkbox(*this, "HiddenFill", "Fill What Is Hidden", {starts_at(1.0)});
-    tolerance_input_ =
-        add_slider(*this, "DepthTolerance", "Depth Tolerance (pixels of blur)",
-                   {lowest(0.1), slider_end(10.0), starts_at(1.0)});
-    near_limit_input_ =
-        add_checkbox(*this, "NearLimit", "Limit Near Blur", {starts_at(1.0)});
-    flip_in_front_input_ =
-        add_checkbox(*this, "FlipInFront", "Flip Shape in Front", {starts_at(0.0)});
-}
-
-const char* FocusfallLayered::ControlHelp(const FuID& id) const {
-    for (const help_text& text : HELP) {
-        if (id.Text() == text.id) return text.help;
-    }
-    return FocusfallFast::ControlHelp(id);
-}
-
-FocusfallLayered::occlusion FocusfallLayered::read_occlusion(Request* request) const {
-    const auto value = [request](Input* input) {
-        return dynamic_cast<Number&>(*input->GetValue(request)).Value();
-    };
-    return {.hidden_fill = value(hidden_fill_input_) > 0.5,
-            .tolerance = lens::narrowed(value(tolerance_input_)),
-            .near_limit = value(near_limit_input_) > 0.5,
-            .flip_in_front = value(flip_in_front_input_) > 0.5};
-}
 
 void FocusfallLayered::Process(Request* request) {
     occlusion_ = read_occlusion(request);
@@ -104,39 +42,8 @@ void FocusfallLayered::ReleaseFrameMemory() {
     composed_ = std::vector<layered::composed_tile>();
 }
 
-FrameForecast FocusfallLayered::Forecast(Request* request,
-                                         const FrameShape& shape) const {
-    FrameForecast forecast = FocusfallFast::Forecast(request, shape);
-    const float widest = static_cast<float>(shape.width) * WIDEST_PART;
-    const auto largest = static_cast<float>(forecast.largest_blur);
-    if (read_occlusion(request).near_limit || !(largest > 1.0F) || largest >= widest)
-        return forecast;
-    // how near things come is known from the frame alone
-    const lens::settings s = lens_settings([request](Input* input) {
-        return dynamic_cast<Number&>(*input->GetValue(request)).Value();
-    });
-    const lens::focus f = lens::focus_of(s, shape.width);
-    forecast.largest_blur = static_cast<double>(widest);
-    forecast.blur_of = [f, widest](float depth) {
-        const float distance = lens::distance(f.map, std::abs(depth));
-        const float limit = distance < f.distance ? widest : f.max_coc;
-        return lens::limited_blur_diameter(distance, f.distance, f.max_coc, limit);
-    };
-    const footprint memory = frame_footprint(shape, widest);
-    forecast.bytes = memory.bytes;
-    forecast.blur_bytes = memory.blur_bytes;
-    return forecast;
-}
-
-render_driver::footprint FocusfallLayered::frame_footprint(const FrameShape& shape,
-                                                           float largest) const {
-    footprint memory = FocusfallFast::frame_footprint(shape, largest);
-    if (largest > 1.0F) memory.bytes += layer_bytes(shape);
-    return memory;
-}
-
 float FocusfallLayered::find_near_limit(Request* request) {
-    const float widest = static_cast<float>(input_image->Width()) * WIDEST_PART;
+    const float widest = widest_blur(input_image->Width());
     if (occlusion_.near_limit || !depth_enabled || max_coc >= widest) return max_coc;
     const std::int32_t rows = pieces(input_image->Height(), BLOCK_ROWS);
     nearest_.assign(static_cast<std::size_t>(rows), max_depth);
@@ -224,6 +131,14 @@ void FocusfallLayered::place_run(const gather::source_run& run,
         deepest = std::max(deepest, diameter);
     }
     if (nearest > deepest) return;  // no source
+    range.nearest = std::min(range.nearest, nearest);
+    range.deepest = std::max(range.deepest, deepest);
+    add_to_means(run);
+    const std::uint32_t ends = layers_.layers_of(nearest) | layers_.layers_of(deepest);
+    add_layers(run, ends, block);
+}
+
+void FocusfallLayered::add_to_means(const gather::source_run& run) {
     // a source in sixteen will do for the means
     layer_means& means = means_[static_cast<std::size_t>(run.y / BLOCK_ROWS)];
     for (std::int32_t i = 0; i < run.columns; i += 16) {
@@ -237,9 +152,10 @@ void FocusfallLayered::place_run(const gather::source_run& run,
             mean.count += part;
         }
     }
-    range.nearest = std::min(range.nearest, nearest);
-    range.deepest = std::max(range.deepest, deepest);
-    const std::uint32_t ends = layers_.layers_of(nearest) | layers_.layers_of(deepest);
+}
+
+void FocusfallLayered::add_layers(const gather::source_run& run, std::uint32_t ends,
+                                  gather::block_grid::block& block) const {
     // those between the ends, where there is something
     for (std::int32_t l = std::countr_zero(ends); l < 32 - std::countl_zero(ends); ++l) {
         if ((block.groups >> l & 1U) != 0) continue;
@@ -324,7 +240,7 @@ void FocusfallLayered::compose(Request* request) {
                STAMPED_LAYERS_END);
     std::uint32_t stamped = 0;
     for (const std::uint32_t layers : stamped_layers_) stamped |= layers;
-    if (stamped != 0) return compose_with_stamps(request, stamped);
+    if (stamped != 0) return compose_with_stamps(request, stamped, STAMPED_LAYERS_END);
     pass_ = {.layers = {0, depth_layers::COUNT}, .stamped = -1};
     run_chunks(request, macro_tiles(),
                static_cast<chunk_step>(&FocusfallLayered::compose_macro_tile), 1.0);
@@ -343,23 +259,6 @@ void FocusfallLayered::make_border(std::int32_t layer) {
                                : std::min(layers_.reach_of(layer), largest_blur());
     layered::make_border_part(*this, style_, blur_image, diameter, is_turned(layer),
                               borders_[number]);
-}
-
-void FocusfallLayered::find_stamped_layers(std::int32_t block_row) {
-    std::uint32_t layers = 0;
-    const std::int32_t first = block_row * BLOCK_ROWS;
-    const std::int32_t last = std::min(first + BLOCK_ROWS, input_image->Height());
-    for (std::int32_t y = first; y < last; ++y) {
-        for (const stamped_source& s : stamps_.row(y)) {
-            layers |= layers_.layers_of(diameters_.row(y)[s.x]);
-        }
-        if (form_ || !any_hidden_) continue;
-        for (std::int32_t column = 0; column < blocks_.columns; ++column) {
-            const layered::hidden_run* run = hidden_.run_at(column, y);
-            if (run) layers |= run->layers;
-        }
-    }
-    stamped_layers_[static_cast<std::size_t>(block_row)] = layers;
 }
 
 layered::layered_frame FocusfallLayered::frame_of_layers() const {
@@ -387,120 +286,6 @@ void FocusfallLayered::compose_macro_tile(std::int32_t tile) {
     layered::composed_tile composed[gather::MACRO_TILES];
     layered::begin_composing(frame, x, y, composed);
     layered::compose_layers(frame, pass_.layers, x, y, sums, composed);
-    layered::finish_composing(composed, sums);
-    write_macro_tile(x, y, sums);
-}
-
-void FocusfallLayered::compose_with_stamps(Request* request, std::uint32_t stamped) {
-    composed_.resize(static_cast<std::size_t>(macro_tiles()) * gather::MACRO_TILES);
-    Focusfall::prepare_accumulators(*input_image);
-    const int passes = std::popcount(stamped) + 1;
-    std::int32_t next = 0;
-    double end = STAMPED_LAYERS_END;
-    for (int number = 1; number <= passes && !IsAborted(); ++number) {
-        const double begin = end;
-        end = std::lerp(STAMPED_LAYERS_END, 1.0, static_cast<double>(number) / passes);
-        const std::int32_t layer =
-            stamped != 0 ? std::countr_zero(stamped) : depth_layers::COUNT;
-        stamped &= stamped - 1;
-        if (layer < depth_layers::COUNT) {
-            pass_ = {.layers = {next, layer + 1}, .stamped = layer};
-            scatter_layer(request, layer, begin, std::midpoint(begin, end));
-        } else {
-            pass_ = {.layers = {next, layer}, .stamped = -1};
-        }
-        run_chunks(request, macro_tiles(),
-                   static_cast<chunk_step>(&FocusfallLayered::compose_pass), end);
-        next = layer + 1;
-    }
-    composed_ = std::vector<layered::composed_tile>();
-}
-
-void FocusfallLayered::scatter_layer(Request* request, std::int32_t layer, double begin,
-                                     double end) {
-    color_accumulator.clear_channel("OutRGBA");
-    weight_accumulator.clear_channel("Norm");
-    layer_stamps_.reset(input_image->Height());
-    run_chunks(request, blocks_.rows,
-               static_cast<chunk_step>(&FocusfallLayered::list_stamps), begin);
-    while (!IsAborted() && layer_stamps_.begin_batch()) {
-        const double batch_end = std::lerp(begin, end, layer_stamps_.part_begun());
-        run_chunks(request, layer_stamps_.batch_size(),
-                   static_cast<chunk_step>(&FocusfallLayered::make_layer_kernel), begin);
-        run_chunks(request, pieces(input_image->Height(), stamp_list::BAND_ROWS),
-                   static_cast<chunk_step>(&FocusfallLayered::add_layer_stamps),
-                   batch_end);
-        begin = batch_end;
-    }
-    static_cast<void>(layer);
-}
-
-stamp_list::appearance FocusfallLayered::look(std::int32_t x, std::int32_t y,
-                                              std::int32_t layer) const {
-    stamp_list::appearance visible = appearance_of(*input_image, x, y);
-    visible.weight = layers_.part_of(layer, diameters_.row(y)[x]);
-    if (visible.weight > 0.0F || form_ || !any_hidden_) return visible;
-    const layered::hidden_run* run = hidden_.run_at(x / BLOCK_COLUMNS, y);
-    const auto i = static_cast<std::size_t>(x % BLOCK_COLUMNS);
-    if (!run || !(run->planes[gather::source_planes::WEIGHT][i] > 0.0F)) return visible;
-    // the colours of hidden sources are multiplied by their weight
-    const auto plane = [&](std::int32_t p) { return run->planes[p][i]; };
-    const float weight = plane(gather::source_planes::WEIGHT);
-    return {
-        .color = {plane(gather::source_planes::RED) / weight,
-                  plane(gather::source_planes::GREEN) / weight,
-                  plane(gather::source_planes::BLUE) / weight,
-                  plane(gather::source_planes::ALPHA) / weight},
-        .weight = weight * layers_.part_of(layer, plane(layered::hidden_run::POSITION))};
-}
-
-void FocusfallLayered::list_stamps(std::int32_t block_row) {
-    const std::int32_t first = block_row * BLOCK_ROWS;
-    const std::int32_t last = std::min(first + BLOCK_ROWS, input_image->Height());
-    for (std::int32_t y = first; y < last; ++y) {
-        auto& list = layer_stamps_.row(y);
-        for (const stamped_source& s : stamps_.row(y)) {
-            if (layers_.part_of(pass_.stamped, diameters_.row(y)[s.x]) > 0.0F)
-                list.push_back(s);
-        }
-        if (form_ || !any_hidden_) continue;
-        for (std::int32_t x = 0; x < input_image->Width(); ++x) {
-            const layered::hidden_run* run = hidden_.run_at(x / BLOCK_COLUMNS, y);
-            if (!run) continue;
-            const auto i = static_cast<std::size_t>(x % BLOCK_COLUMNS);
-            const float position = run->planes[layered::hidden_run::POSITION][i];
-            if (!(run->planes[gather::source_planes::WEIGHT][i] > 0.0F) ||
-                !(layers_.part_of(pass_.stamped, position) > 0.0F)) {
-                continue;
-            }
-            const float diameter = run->planes[gather::source_planes::SHAPE][i];
-            list.push_back({x, static_cast<std::uint32_t>(
-                                   lens::kernel_index(diameter, last_kernel_))});
-        }
-    }
-}
-
-void FocusfallLayered::make_layer_kernel(std::int32_t number) {
-    layer_stamps_.make_batch_kernel(*this, style_, blur_image, number,
-                                    is_turned(pass_.stamped));
-}
-
-void FocusfallLayered::add_layer_stamps(std::int32_t band) {
-    const auto look_here = [this](std::int32_t x, std::int32_t y) {
-        return look(x, y, pass_.stamped);
-    };
-    layer_stamps_.add_to_band(*this, look_here, band);
-}
-
-void FocusfallLayered::compose_pass(std::int32_t tile) {
-    const auto [x, y] = place_of_macro_tile(tile);
-    const layered::layered_frame frame = frame_of_layers();
-    gather::tile_sums sums[gather::MACRO_TILES] = {};
-    layered::composed_tile* const composed =
-        composed_.data() + static_cast<std::size_t>(tile) * gather::MACRO_TILES;
-    if (pass_.layers.first == 0) layered::begin_composing(frame, x, y, composed);
-    layered::compose_layers(frame, pass_.layers, x, y, sums, composed);
-    if (pass_.layers.last < depth_layers::COUNT) return;
     layered::finish_composing(composed, sums);
     write_macro_tile(x, y, sums);
 }

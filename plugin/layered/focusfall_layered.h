@@ -53,9 +53,10 @@ class FocusfallLayered : public FocusfallFast {
     bool is_flat() const;  // no two sources of the frame are a depth edge apart
     void find_hidden(Request* request);
     void compose(Request* request);
-    // Layers with stamps are composed one by one, with the others between them.
-    void compose_with_stamps(Request* request, std::uint32_t stamped);
-    void scatter_layer(Request* request, std::int32_t layer, double begin, double end);
+    // Layers with stamps are composed one by one, with the others between them, from that
+    // part of the frame's progress on.
+    void compose_with_stamps(Request* request, std::uint32_t stamped, double begin_at);
+    void scatter_layer(Request* request, double begin, double end);  // that of `pass_`
 
     // What their chunks do.
     void find_nearest(std::int32_t block_row);
@@ -73,11 +74,19 @@ class FocusfallLayered : public FocusfallFast {
     float largest_blur() const {  // of a kernel, pixels
         return static_cast<float>(last_kernel_) * kernel_step;
     }
+    // No blur is wider than a quarter of the picture.
+    static float widest_blur(std::int32_t width) {
+        return static_cast<float>(width) * 0.25F;
+    }
     // A pixel that neither hides nor shows anything.
     static bool is_empty(const float* pixel);
     // Places a run in depth: the diameters of pixels that the loader does not know, and
     // the layers of the sources.
     void place_run(const gather::source_run& run, gather::block_grid::block& block);
+    void add_to_means(const gather::source_run& run);
+    // Those of the run's layers that lie between the lowest and highest bit of `ends`.
+    void add_layers(const gather::source_run& run, std::uint32_t ends,
+                    gather::block_grid::block& block) const;
     layered::layered_frame frame_of_layers() const;
     // How much of the source at (x, y), visible or hidden, is of a layer, and its looks.
     stamp_list::appearance look(std::int32_t x, std::int32_t y, std::int32_t layer) const;

@@ -1,0 +1,100 @@
+// The controls of the page "Occlusion", and the forecast that follows from them.
+
+#include <algorithm>
+#include <cmath>
+
+#include "plugin/layered/focusfall_layered.h"
+#include "plugin/layered/footprint.h"
+#include "plugin/tool/control_rows.h"
+
+namespace {
+
+struct help_text {
+    const char* id;
+    const char* help;
+};
+constexpr help_text HELP[] = {
+    {"HiddenFill",
+     "Continues what is behind a blurred edge under it, where the picture does not show "
+     "it. Off, gaps are filled with what is beside them."},
+    {"DepthTolerance",
+     "How many pixels of blur neighbours may be apart and still be one surface. Raise it "
+     "when noise in the depth makes specks in smooth surfaces."},
+    {"NearLimit",
+     "On, nothing is blurred more than at infinity, however near it is. Off, blur grows "
+     "on towards the lens, up to a quarter of the picture's width."},
+    {"FlipInFront",
+     "Turns polygons with an odd number of sides, and pictures of the blur's shape, "
+     "around in front of the focus, as a lens does."},
+};
+
+}  // namespace
+
+FocusfallLayered::FocusfallLayered(Registry* record, const ScriptVal& table,
+                                   TagList* tags)
+    : FocusfallFast(record, table, tags) {
+    using namespace control_rows;
+    // a second time, for fast lenses: it is on the page already
+    f_stop_input =
+        add_slider(*this, "FStop", "F-Stop",
+                   {lowest(0.5), slider_end(100.0), starts_at(2.0), notifies()});
+    AddControlPage("Occlusion", 0);
+    hidden_fill_input_ =
+        add_checkbox(*this, "HiddenFill", "Fill What Is Hidden", {starts_at(1.0)});
+    tolerance_input_ =
+        add_slider(*this, "DepthTolerance", "Depth Tolerance (pixels of blur)",
+                   {lowest(0.1), slider_end(10.0), starts_at(1.0)});
+    near_limit_input_ =
+        add_checkbox(*this, "NearLimit", "Limit Near Blur", {starts_at(1.0)});
+    flip_in_front_input_ =
+        add_checkbox(*this, "FlipInFront", "Flip Shape in Front", {starts_at(0.0)});
+}
+
+const char* FocusfallLayered::ControlHelp(const FuID& id) const {
+    for (const help_text& text : HELP) {
+        if (id.Text() == text.id) return text.help;
+    }
+    return FocusfallFast::ControlHelp(id);
+}
+
+FocusfallLayered::occlusion FocusfallLayered::read_occlusion(Request* request) const {
+    const auto value = [request](Input* input) {
+        return dynamic_cast<Number&>(*input->GetValue(request)).Value();
+    };
+    return {.hidden_fill = value(hidden_fill_input_) > 0.5,
+            .tolerance = lens::narrowed(value(tolerance_input_)),
+            .near_limit = value(near_limit_input_) > 0.5,
+            .flip_in_front = value(flip_in_front_input_) > 0.5};
+}
+
+FrameForecast FocusfallLayered::Forecast(Request* request,
+                                         const FrameShape& shape) const {
+    FrameForecast forecast = FocusfallFast::Forecast(request, shape);
+    const float widest = widest_blur(shape.width);
+    const auto largest = static_cast<float>(forecast.largest_blur);
+    const lens::settings s = lens_settings([request](Input* input) {
+        return dynamic_cast<Number&>(*input->GetValue(request)).Value();
+    });
+    if (read_occlusion(request).near_limit || !(largest > 1.0F) || largest >= widest) {
+        return forecast;
+    }
+    // how near things come is known from the frame alone
+    const lens::focus f = lens::focus_of(s, shape.width);
+    forecast.largest_blur = static_cast<double>(widest);
+    forecast.blur_of = [f, widest](float depth) {
+        const float distance = lens::distance(f.map, std::abs(depth));
+        const float limit = distance < f.distance ? widest : f.max_coc;
+        return lens::limited_blur_diameter(distance, f.distance, f.max_coc, limit);
+    };
+    const footprint memory = frame_footprint(shape, widest);
+    forecast.bytes = memory.bytes;
+    forecast.blur_bytes = memory.blur_bytes;
+    return forecast;
+}
+
+render_driver::footprint FocusfallLayered::frame_footprint(const FrameShape& shape,
+                                                           float largest) const {
+    footprint memory = FocusfallFast::frame_footprint(shape, largest);
+    if (largest > 1.0F) memory.bytes += layer_bytes(shape);
+    return memory;
+}
