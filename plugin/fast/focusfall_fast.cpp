@@ -57,10 +57,14 @@ void FocusfallFast::ReleaseFrameMemory() {
     stamps_ = stamp_list();
 }
 
+bool FocusfallFast::is_blurred(Request* request) {
+    near_limit_ = find_near_limit(request);
+    return max_coc > 1.0F || near_limit_ > 1.0F;
+}
+
 bool FocusfallFast::blur(Request* request) {
     if (IsAborted()) return true;
     any_stamps_ = false;
-    near_limit_ = find_near_limit(request);
     prepare_kernels();
     prepare_sources();
     if (IsAborted()) return true;

@@ -31,10 +31,11 @@ class FocusfallFast : public Focusfall {
     void ReleaseFrameMemory() override;
 
   protected:
+    bool is_blurred(Request* request) override;
     bool blur(Request* request) override;
     footprint frame_footprint(const FrameShape& shape, float largest) const override;
 
-    // The steps of `blur` that tools which sum the sources otherwise override, in this
+    // The steps of a frame that tools which sum the sources otherwise override, in this
     // order. [render thread, which gives chunks to the workers]
     //
     // The largest blur diameter in front of the focus, pixels: as large as behind it.

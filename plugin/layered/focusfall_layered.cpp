@@ -44,7 +44,9 @@ void FocusfallLayered::ReleaseFrameMemory() {
 
 float FocusfallLayered::find_near_limit(Request* request) {
     const float widest = widest_blur(input_image->Width());
-    if (occlusion_.near_limit || !depth_enabled || max_coc >= widest) return max_coc;
+    // a focus nearer than the focal length makes max_coc negative, and blurs nothing
+    if (occlusion_.near_limit || !depth_enabled || !(max_coc > 0.0F) || max_coc >= widest)
+        return max_coc;
     const std::int32_t rows = pieces(input_image->Height(), BLOCK_ROWS);
     nearest_.assign(static_cast<std::size_t>(rows), max_depth);
     run_chunks(request, rows, static_cast<chunk_step>(&FocusfallLayered::find_nearest),

@@ -75,7 +75,8 @@ FrameForecast FocusfallLayered::Forecast(Request* request,
     const lens::settings s = lens_settings([request](Input* input) {
         return dynamic_cast<Number&>(*input->GetValue(request)).Value();
     });
-    if (read_occlusion(request).near_limit || !(largest > 1.0F) || largest >= widest) {
+    if (read_occlusion(request).near_limit || !s.depth_enabled || !(largest > 0.0F) ||
+        largest >= widest) {
         return forecast;
     }
     // how near things come is known from the frame alone

@@ -18,8 +18,7 @@ void render_driver::Process(Request* request) {
     samples.clear();
 
     try {
-        // when no blur is wider than a pixel, the result is a copy
-        const bool stopped = max_coc > 1.0F ? blur(request) : run_pixel_pass();
+        const bool stopped = is_blurred(request) ? blur(request) : run_pixel_pass();
         if (stopped) return;
         output_output->Set(request, result.release(), 0);
     } catch (const std::exception& error) {

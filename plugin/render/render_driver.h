@@ -39,11 +39,16 @@ class render_driver : public ThreadedOperator, public focusfall_interface {
     // Tools that blur differently override this as well. Never throws. [any thread]
     virtual footprint frame_footprint(const FrameShape& shape, float largest) const;
 
-    // Renders a frame whose `max_coc` is above 1 into `output_image`, which has no pixels
-    // yet; true when the host asked to stop. The accumulators are clear before and hold
-    // no memory after a frame that was finished. Tools that blur differently override
-    // this one. Throws std::runtime_error or std::bad_alloc when memory runs out. [render
-    // thread, which gives chunks to the workers]
+    // Whether any blur of the frame is wider than a pixel; the result of other frames is
+    // a copy. Tools whose largest blur is not `max_coc` override this. [render thread,
+    // which may give chunks to the workers]
+    virtual bool is_blurred(Request* /*request*/) { return max_coc > 1.0F; }
+
+    // Renders a frame that is blurred into `output_image`, which has no pixels yet; true
+    // when the host asked to stop. The accumulators are clear before and hold no memory
+    // after a frame that was finished. Tools that blur differently override this one.
+    // Throws std::runtime_error or std::bad_alloc when memory runs out. [render thread,
+    // which gives chunks to the workers]
     virtual bool blur(Request* request);
 
     // Copies the input, with Z replaced by the depth, to the result and fills `samples`;

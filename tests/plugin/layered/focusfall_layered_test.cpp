@@ -234,9 +234,9 @@ TEST_F(FocusfallLayered, AddsAPageOfControlsToThoseOfThePlainTool) {
 
 // Diameter of what a point becomes, pixels.
 int width_of_point(plugin_tool& tool, double depth, const controls& more) {
-    picture input = painted(400, 121, [](int, int) { return gray(0.0, 0.0); });
-    for (int i = 0; i < 400 * 121; ++i) input.at(i % 400, i / 400, Z) = 1e6F;
-    input.at(200, 60, RED) = 1.0F;
+    picture input = painted(400, 121, [](int x, int y) {
+        return gray(x == 200 && y == 60 ? 1.0 : 0.0, 0.0);
+    });
     for (int i = 0; i < 400 * 121; ++i) {
         input.at(i % 400, i / 400, Z) = static_cast<float>(depth);
     }
@@ -264,6 +264,38 @@ TEST_F(FocusfallLayered, BlursOnTowardsTheLensWithoutALimit) {
     EXPECT_NEAR(limited.largest_blur, 24.0, 1e-3);
     EXPECT_NEAR(limited.blur_of(4.0F), 24.0, 1e-3);
     EXPECT_LT(limited.bytes, free.bytes);
+}
+
+// Not even the sky is blurred by more than a pixel, but a card near the lens.
+TEST_F(FocusfallLayered, BlursNearThingsAloneWithoutALimit) {
+    constexpr int WIDTH = 400;
+    constexpr int CARD = 200;
+    picture input =
+        painted(WIDTH, 60, [](int x, int /*y*/) { return gray(x < CARD ? 1 : 0, 0.0); });
+    for (int i = 0; i < WIDTH * 60; ++i)
+        input.at(i % WIDTH, i / WIDTH, Z) = i % WIDTH < CARD ? 4.0F : 1e6F;
+    controls values = lens_for(WIDTH);
+    for (const double largest : {0.3, 1.0}) {
+        SCOPED_TRACE(largest);
+        values["MaxBlurSize"] = largest / WIDTH * 100.0;
+        values["NearLimit"] = 1;
+        expect_identical(layered_.render(input, nullptr, values), input);
+        values["NearLimit"] = 0;
+        const picture result = layered_.render(input, nullptr, values);
+        // the card lies at a distance of 5, the focus at 101
+        const double diameter = largest * 96.0 / 5.0;
+        for (const double side : {-1.0, 1.0}) {
+            const int inside = static_cast<int>(CARD + side * diameter * 0.3);
+            const int outside = static_cast<int>(CARD + side * (diameter / 2.0 + 2.5));
+            const float reached = side < 0.0 ? 1.0F : 0.0F;
+            EXPECT_GT(std::abs(result.at(inside, 30, RED) - reached), 1e-3F) << side;
+            EXPECT_NEAR(result.at(outside, 30, RED), reached, 1e-5F) << side;
+        }
+        const FrameForecast forecast =
+            layered_.tool().forecast({}, {.width = WIDTH, .height = 60});
+        EXPECT_NEAR(forecast.blur_of(4.0F), diameter, 0.1);
+        EXPECT_GE(forecast.largest_blur, diameter);
+    }
 }
 
 // A triangle points to the other side there; behind the focus it does not change.
