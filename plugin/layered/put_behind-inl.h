@@ -57,9 +57,39 @@ HWY_INLINE bool border_parts_at(const layered_frame& frame, std::int32_t layer,
     return true;
 }
 
-// Puts LANES pixels of a layer behind the composed ones. `scale` is 1 / the part of the
-// kernel in the picture. With STAMPED, sums may not be finite: they count where they
-// show, and not as coverage.
+// Adds a layer to what LANES pixels are covered by, and gives how opaque that makes them.
+// `weight` and `alpha` are the layer's sums; `scale` is 1 / the part of the kernel in the
+// picture.
+template <std::int32_t COUNT>
+HWY_INLINE vector cover_pixels(vector weight, vector alpha, vector scale,
+                               std::int32_t row, std::int32_t column, composed_tile& to) {
+    const vector_tag tag;
+    const vector one = hn::Set(tag, 1.0F);
+    const vector zero = hn::Zero(tag);
+    float* const coverages = to.rows[row][COVERAGE] + column;
+    float* const emptinesses = to.rows[row][EMPTINESS] + column;
+
+    // what the lens sees of the layer adds up with what it sees of those before it: parts
+    // of one surface, or of surfaces side by side, do not hide one another
+    vector coverage = hn::Load(tag, coverages);
+    coverage = hn::Min(one, hn::MulAdd(hn::Max(zero, alpha), scale, coverage));
+    vector emptiness = hn::Load(tag, emptinesses);
+    if constexpr (COUNT > gather::ALPHA) {
+        const vector empty = hn::Max(zero, hn::Sub(weight, hn::Max(zero, alpha)));
+        emptiness = hn::MulAdd(empty, scale, emptiness);
+        hn::Store(emptiness, tag, emptinesses);
+    }
+    hn::Store(coverage, tag, coverages);
+
+    // gaps are closed between what is there, whether opaque or not
+    const vector filled = hn::Min(one, hn::Add(coverage, emptiness));
+    const vector opaque_part =
+        hn::Div(coverage, hn::IfThenElse(hn::Gt(filled, zero), filled, one));
+    return hn::MulAdd(hn::Sub(without_gaps(filled), filled), opaque_part, coverage);
+}
+
+// Puts LANES pixels of a layer behind the composed ones. With STAMPED, sums may not be
+// finite: they count where they show, and not as coverage.
 template <std::int32_t COUNT, bool STAMPED>
 HWY_INLINE void put_pixels_behind(const gather::tile_sums& from, std::int32_t row,
                                   std::int32_t column, vector scale, composed_tile& to) {
@@ -80,24 +110,7 @@ HWY_INLINE void put_pixels_behind(const gather::tile_sums& from, std::int32_t ro
     }
     const auto some = hn::Gt(alpha, zero);
 
-    // what the lens sees of the layer adds up with what it sees of those before it: parts
-    // of one surface, or of surfaces side by side, do not hide one another
-    vector coverage = hn::Load(tag, composed(COVERAGE));
-    coverage = hn::Min(one, hn::MulAdd(hn::Max(zero, alpha), scale, coverage));
-    vector emptiness = hn::Load(tag, composed(EMPTINESS));
-    if constexpr (COUNT > gather::ALPHA) {
-        const vector empty = hn::Max(zero, hn::Sub(weight, hn::Max(zero, alpha)));
-        emptiness = hn::MulAdd(empty, scale, emptiness);
-        hn::Store(emptiness, tag, composed(EMPTINESS));
-    }
-    hn::Store(coverage, tag, composed(COVERAGE));
-
-    // gaps are closed between what is there, whether opaque or not
-    const vector filled = hn::Min(one, hn::Add(coverage, emptiness));
-    const vector opaque_part =
-        hn::Div(coverage, hn::IfThenElse(hn::Gt(filled, zero), filled, one));
-    const vector opacity =
-        hn::MulAdd(hn::Sub(without_gaps(filled), filled), opaque_part, coverage);
+    const vector opacity = cover_pixels<COUNT>(weight, alpha, scale, row, column, to);
     // only what has a colour takes room
     const vector before = hn::Load(tag, composed(OPACITY));
     const vector after =
