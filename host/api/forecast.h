@@ -26,6 +26,12 @@ struct FrameForecast {
     // Empty: depth does not blur. Holds code of the tool: only to be called, copied or
     // destroyed while the tool is there. [any thread]
     std::function<float(float depth)> blur_of;
+    // Distance of what has that value of the depth image, by which it lies in front of
+    // the focus or behind it: in millimetres when `is_measured`, else without a unit. As
+    // blur_of.
+    std::function<float(float depth)> distance_of;
+    float focus_distance = 0.0F;  // of what is sharp
+    bool is_measured = false;
     // What an artist would change, as in "lower MaxBlurSize, or raise ...".
     std::string less_blur;  // to blur less; a clause for messages, without a full stop
     std::string more_blur;  // likewise, to blur more

@@ -15,6 +15,9 @@ struct output_choices {
     OIIO::TypeDesc type = OIIO::TypeDesc::UNKNOWN;  // of the colours; optional: unknown
     std::string compression;                        // optional: empty
     std::optional<color_encoding> encoding;
+    // Channel that is added beside the colour: the blur's diameter in pixels, below 0 in
+    // front of the focus. Optional: empty.
+    std::string diameter_channel;
 
     // As load_choices::for_each.
     template <class Choices, class Visit>
@@ -22,6 +25,7 @@ struct output_choices {
         visit("data-type", choices.type);
         visit("compression", choices.compression);
         visit("colorspace", choices.encoding);
+        visit("diameter-channel", choices.diameter_channel);
     }
 };
 

@@ -1,10 +1,12 @@
 #include "pipeline/shots/frame_stages.h"
 
+#include <algorithm>
 #include <chrono>
 #include <exception>
 #include <utility>
 
 #include "host/error.h"
+#include "pipeline/pictures/added_channel.h"
 #include "pipeline/pictures/host_image.h"
 #include "pipeline/pictures/image_file.h"
 #include "pipeline/process/interruption.h"
@@ -12,6 +14,7 @@
 #include "pipeline/shots/frame_preparation.h"
 #include "pipeline/shots/render_forecast.h"
 #include "pipeline/shots/shot_record.h"
+#include "pipeline/views/signed_blur.h"
 
 namespace focusfall {
 
@@ -57,6 +60,7 @@ void reading_stage::run(frame_job& job) {
             depth_reading_of(tool_, time, opened, options_.load);
         job.forecast = forecast_of(tool_, time, opened, reading);
         report.largest_blur = job.forecast.largest_blur;
+        check_diameter_channel(opened, job.forecast);
         check_memory(opened, job.forecast);
         job.loaded = loader_.load(std::move(opened));
         prepare(job.loaded, options_.load, reading, job.forecast);
@@ -65,10 +69,28 @@ void reading_stage::run(frame_job& job) {
     });
 }
 
+void reading_stage::check_diameter_channel(const opened_frame& opened,
+                                           const FrameForecast& forecast) const {
+    const std::string& name = options_.output_as.diameter_channel;
+    if (name.empty()) return;
+    if (!forecast.blur_of) {
+        throw host_error("this tool does not blur by depth: it has no diameters");
+    }
+    const input_picture& input = opened.input;
+    if (std::ranges::count(input.file[input.color.part].spec.channelnames, name) == 0) {
+        return;
+    }
+    throw host_error(opened.files.input.string() + ": already has a channel \"" + name +
+                     "\"; give the diameters another name by --diameter-channel");
+}
+
 void reading_stage::check_memory(const opened_frame& opened,
                                  const FrameForecast& forecast) const {
     const bool in_shot = !options_.frames.empty();
-    const std::uint64_t bytes = render_bytes(opened, options_.load, forecast, in_shot);
+    std::uint64_t bytes = render_bytes(opened, options_.load, forecast, in_shot);
+    if (!options_.output_as.diameter_channel.empty()) {
+        bytes += diameter_bytes(opened.input);
+    }
     if (bytes <= options_.memory_limit) return;
     const bool by_blur = forecast.blur_bytes > bytes / 2;
     throw host_error(opened.files.input.string() + ": would take about " +
@@ -154,22 +176,49 @@ picture writing_stage::output_of(const frame_job& job) const {
         output = result_picture(next, *job.further_results[i], job.written, format_,
                                 options_.output_as, job.record);
     }
+    if (!options_.output_as.diameter_channel.empty()) add_diameters(job, output);
     return output;
+}
+
+// For the first layer, and for those that are blurred by a depth of their own. In a part
+// that has such a channel by then the name of the layer stands before.
+void writing_stage::add_diameters(const frame_job& job, picture& output) const {
+    const loaded_frame& loaded = job.loaded;
+    const input_picture& input = loaded.input;
+    const auto add = [&](const color_channels& color, const Image& depth) {
+        const OIIO::ImageSpec& spec = output[color.part].spec;
+        const channel_name plain{"", options_.output_as.diameter_channel};
+        const channel_name layered{color.layer, options_.output_as.diameter_channel};
+        const bool is_taken = find_channel(spec, plain).has_value();
+        add_float_channel(output[color.part], (is_taken ? layered : plain).full(),
+                          input.area, signed_blurs(job.forecast, depth));
+    };
+    add(input.color, tool_depth(loaded));
+    for (std::size_t i = 0; i < input.further.size() && !loaded.depth_map; ++i) {
+        const auto& [color, depth] = input.further[i];
+        if (depth != input.depth) add(color, tool_depth(loaded, i + 1));
+    }
 }
 
 void writing_stage::run(frame_job& job) {
     run_stage(job, &frame_report::write_seconds, [&] {
         const frame_files& files = job.report.files;
-        const input_picture& input = job.loaded.input;
         check_stopped(observer_);
         write_picture(output_of(job), files.output);
         // not left out for a stop: a frame that is there has its preview, and is counted
-        if (!files.preview.empty()) {
-            write_preview(*cropped(*job.result, input.area, input.display),
-                          files.preview);
-        }
+        if (!files.preview.empty()) write_preview(*preview_of(job), files.preview);
         observer_.writes_frame();
     });
+}
+
+Owned<Image> writing_stage::preview_of(const frame_job& job) const {
+    const input_picture& input = job.loaded.input;
+    const auto shown = [&](const Image& image) {
+        return cropped(image, input.area, input.display);
+    };
+    if (options_.view == view_kind::RESULT) return shown(*job.result);
+    return made_view(options_.view, *shown(*job.loaded.image),
+                     *shown(tool_depth(job.loaded)), job.forecast);
 }
 
 }  // namespace focusfall

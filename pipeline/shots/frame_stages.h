@@ -35,6 +35,8 @@ class reading_stage {
     void run(frame_job& job);
 
   private:
+    void check_diameter_channel(const opened_frame& opened,
+                                const FrameForecast& forecast) const;
     void check_memory(const opened_frame& opened, const FrameForecast& forecast) const;
 
     const shot_options& options_;
@@ -75,6 +77,8 @@ class writing_stage {
 
   private:
     picture output_of(const frame_job& job) const;
+    void add_diameters(const frame_job& job, picture& output) const;
+    Owned<Image> preview_of(const frame_job& job) const;
 
     const shot_options& options_;
     const picture_format format_;

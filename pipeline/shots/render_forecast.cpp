@@ -64,12 +64,19 @@ std::uint64_t written_bytes(const input_picture& input) {
 
 FrameForecast forecast_of(const headless::tool& tool, TimeStamp time,
                           const opened_frame& opened, const depth_reading& reading) {
-    const window& area = opened.input.area;
+    return forecast_of(tool, time, opened.input, reading,
+                       pixels_of(opened.blur_image_area) > 0);
+}
+
+FrameForecast forecast_of(const headless::tool& tool, TimeStamp time,
+                          const input_picture& input, const depth_reading& reading,
+                          bool has_blur_image) {
+    const window& area = input.area;
     return tool.forecast(
-        {.time = time, .instead = order_values(tool, time, opened.input, reading)},
+        {.time = time, .instead = order_values(tool, time, input, reading)},
         {.width = static_cast<std::int32_t>(area.width),
          .height = static_cast<std::int32_t>(area.height),
-         .has_blur_image = pixels_of(opened.blur_image_area) > 0});
+         .has_blur_image = has_blur_image});
 }
 
 std::uint64_t render_bytes(const opened_frame& opened, const load_choices& choices,
@@ -108,6 +115,12 @@ window result_window(const input_picture& input, const FrameForecast& forecast) 
                 data.height + 2 * reach};
     }
     return common(data, input.area);
+}
+
+std::uint64_t diameter_bytes(const input_picture& input) {
+    // the values, and a copy of the part that has room for them
+    return pixels_of(input.area) * (2 * sizeof(float) + ADDED_BYTES +
+                                    input.file[input.color.part].spec.pixel_bytes(true));
 }
 
 std::string no_blur_note(const FrameForecast& forecast) {

@@ -15,6 +15,11 @@ namespace focusfall {
 FrameForecast forecast_of(const headless::tool& tool, TimeStamp time,
                           const opened_frame& opened, const depth_reading& reading);
 
+// The same of a frame with that input, with or without a blur image.
+FrameForecast forecast_of(const headless::tool& tool, TimeStamp time,
+                          const input_picture& input, const depth_reading& reading,
+                          bool has_blur_image);
+
 // Bytes that reading, rendering and writing the frame takes, those of the frames that are
 // read and written meanwhile included when it is `in_shot`.
 std::uint64_t render_bytes(const opened_frame& opened, const load_choices& choices,
@@ -24,6 +29,9 @@ std::uint64_t render_bytes(const opened_frame& opened, const load_choices& choic
 // around them as the largest blur reaches, within the area that is rendered. Beyond it
 // there is nothing.
 window result_window(const input_picture& input, const FrameForecast& forecast);
+
+// Bytes besides that a channel of diameters takes while the frame is written.
+std::uint64_t diameter_bytes(const input_picture& input);
 
 // Why a frame of that forecast stays as it is, and what would blur it; empty when it is
 // blurred, and for a tool without a lens.

@@ -9,6 +9,7 @@
 #include <utility>
 
 #include "host/error.h"
+#include "pipeline/pictures/picture_format.h"
 #include "pipeline/shots/frame_range.h"
 
 namespace focusfall {
@@ -99,6 +100,18 @@ void check_outputs(const shot_options& options, const std::set<file_identity>& i
     }
 }
 
+// Refuses what is to be shown or kept where there is no room for it.
+void check_extras(const shot_options& options) {
+    if (options.view != view_kind::RESULT && options.preview.empty()) {
+        throw host_error("a view needs a file to go to; give it by --preview");
+    }
+    if (!options.output_as.diameter_channel.empty() &&
+        !format_of(options.output).has_named_channels) {
+        throw host_error(options.output + ": has no room for the channel \"" +
+                         options.output_as.diameter_channel + "\"; write an .exr");
+    }
+}
+
 }  // namespace
 
 frame_files files_of(const shot_options& options, int frame) {
@@ -143,6 +156,7 @@ bool are_there(const frame_files& files) {
 }
 
 void check_names(const shot_options& options) {
+    check_extras(options);
     check_patterns(options);
     check_layers(options);
     const std::set<file_identity> inputs = input_identities(options);

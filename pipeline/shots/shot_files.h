@@ -24,8 +24,9 @@ bool are_there(const frame_files& files);
 
 // Checks the names before anything is written. Throws headless::host_error that names the
 // file when a name has a place for a frame number and there are no frames, when an output
-// or the log is an input, when two outputs are one file, when a folder is missing, and
-// when the output has no room for several layers.
+// or the log is an input, when two outputs are one file, when a folder is missing,
+// when the output has no room for several layers, and for a view or a channel that has no
+// file to go to.
 void check_names(const shot_options& options);
 
 }  // namespace focusfall

@@ -7,6 +7,7 @@
 
 #include "pipeline/pictures/result_picture.h"
 #include "pipeline/shots/frame_loader.h"
+#include "pipeline/views/view.h"
 
 namespace focusfall {
 
@@ -24,8 +25,9 @@ struct shot_options {
     std::string depth_map;   // optional: empty
     std::string blur_image;  // optional: empty
     std::string output;
-    std::string preview;      // optional: empty
-    std::vector<int> frames;  // optional: empty
+    std::string preview;                 // optional: empty
+    view_kind view = view_kind::RESULT;  // what the preview shows
+    std::vector<int> frames;             // optional: empty
     missing_frames missing = missing_frames::FAIL;
     load_choices load;
     output_choices output_as;

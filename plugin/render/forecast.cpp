@@ -27,11 +27,20 @@ FrameForecast render_driver::Forecast(Request* request, const FrameShape& shape)
     forecast.depth = component_of(lens::narrowed(value_of(blur_channel_input, request)));
     // a focus nearer than the focal length makes max_coc negative, and blurs nothing
     if (f.max_coc > 0.0F) forecast.largest_blur = static_cast<double>(f.max_coc);
-    forecast.blur_of = [f](float depth) {
+    // no kernel is wider
+    const auto widest =
+        static_cast<float>(lens::KERNEL_STEP / lens::WIDTH_PER_KERNEL * shape.width);
+    forecast.blur_of = [f, widest](float depth) {
         if (!(f.max_coc > 1.0F)) return 0.0F;
-        return lens::blur_diameter(lens::distance(f.map, std::abs(depth)), f.distance,
-                                   f.max_coc);
+        return std::min(widest,
+                        lens::blur_diameter(lens::distance(f.map, std::abs(depth)),
+                                            f.distance, f.max_coc));
     };
+    forecast.distance_of = [f](float depth) {
+        return lens::distance(f.map, std::abs(depth));
+    };
+    forecast.focus_distance = f.distance;
+    forecast.is_measured = s.type > 0.5F;
     forecast.less_blur = s.type > 0.5F
                              ? "lower FocalLength, or raise FStop or FocusPosition"
                              : "lower MaxBlurSize";

@@ -2,17 +2,21 @@
 #include <iostream>
 #include <map>
 #include <memory>
+#include <set>
 #include <string>
 #include <utility>
 #include <vector>
 
 #include <nlohmann/json.hpp>
 
+#include "pipeline/process/memory_limit.h"
 #include "pipeline/settings/hidden_controls.h"
 #include "pipeline/settings/presets.h"
 #include "pipeline/settings/setting_value.h"
 #include "pipeline/settings/settings_file.h"
 #include "programs/command/commands.h"
+#include "programs/command/focus_option.h"
+#include "programs/command/input_options.h"
 #include "programs/command/shared_options.h"
 
 namespace focusfall {
@@ -104,19 +108,55 @@ void list_presets(bool as_json) {
 }
 
 struct controls_options : shared_options {
+    input_options input;  // only for lens and focus
+    focus_option focus;
     bool as_json = false;
     bool presets = false;
     std::string save_as;   // optional: empty, as the next
     std::string save_all;  // the file for all values
 };
 
-void list_controls(const controls_options& options) {
+// Takes lens and focus from the picture, where the line asks for them.
+void take_from_picture(const controls_options& options, headless::tool& tool) {
+    options.focus.check(options);
+    if (!options.focus.is_given() && !options.input.lens_from_header) return;
+    if (options.input.input.empty()) {
+        throw CLI::ValidationError(
+            options.focus.is_given() ? "--focus-at" : "--lens-from-header",
+            "needs a picture; write focusfall controls FILE ...");
+    }
+    shot_options shot;
+    shot.input = options.input.input;
+    shot.depth_map = options.input.depth_map;
+    shot.load = options.input.load;
+    shot.memory_limit = available_memory();
+    options.input.take_lens(tool, shot, options);
+    options.focus.apply(tool, shot, options.quiet);
+}
+
+// The controls that the line edits, those that the picture gave a value among them.
+std::set<std::string> edited_controls(const controls_options& options,
+                                      const session& opened, const headless::tool& tool) {
+    std::set<std::string> edited = opened.named_controls();
+    if (options.focus.is_given()) edited.insert("FocusPosition");
+    if (!options.input.lens_from_header) return edited;
+    for (const char* id : {"FocalLength", "FStop", "FilmbackWidth", "FocusPosition"}) {
+        const control& input = tool.find(id);
+        if (input.number(0) != input.info().initial) edited.insert(id);
+    }
+    return edited;
+}
+
+void list_controls(controls_options options) {
     if (options.presets) return list_presets(options.as_json);
+    options.input.prepare_lens(options);
     session opened = opened_session(options);
     const auto tool = created_tool(opened, options);
+    take_from_picture(options, *tool);
     if (!options.save_all.empty()) save_settings_file(options.save_all, *tool);
     if (!options.save_as.empty()) {
-        save_edited_settings(options.save_as, *tool, opened.named_controls());
+        save_edited_settings(options.save_as, *tool,
+                             edited_controls(options, opened, *tool));
     }
     if (!options.save_all.empty() || !options.save_as.empty()) return;
     if (!options.as_json) return print_table(*tool);
@@ -131,7 +171,10 @@ void add_controls_command(CLI::App& app) {
     auto options = std::make_shared<controls_options>();
     CLI::App* verb =
         app.add_subcommand("controls", "List or save the controls of a tool");
+    options->input.add_to(*verb, "Picture for --focus-at and --lens-from-header");
+    verb->get_option("input")->required(false);
     options->add_tool_options(*verb);
+    options->focus.add_to(*verb);
     verb->add_flag("--json", options->as_json, "Print JSON instead of a table");
     verb->add_option("--save", options->save_as,
                      "Write a settings file of what was edited instead of printing")

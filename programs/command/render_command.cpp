@@ -13,6 +13,7 @@
 #include "pipeline/shots/shot_files.h"
 #include "pipeline/shots/shot_record.h"
 #include "programs/command/commands.h"
+#include "programs/command/focus_option.h"
 #include "programs/command/input_options.h"
 #include "programs/command/message.h"
 #include "programs/command/rendering_session.h"
@@ -28,6 +29,7 @@ constexpr const char* ALL_FRAMES = "all";
 struct render_line {
     shared_options shared;
     input_options input;
+    focus_option focus;
     shot_options shot;
     std::string data_type;
     std::string frames;
@@ -108,6 +110,7 @@ void note_keys_without_frames(const shot_options& options, const headless::tool&
 }
 
 void render(const render_line& line) {
+    line.focus.check(line.shared);
     hold_back_signals();  // first: the library for picture files starts threads
     shared_options shared = line.shared;
     shot_options options = checked(line, shared);
@@ -118,6 +121,7 @@ void render(const render_line& line) {
     line.input.take_lens(session.tool(), options, shared);
     options.tool_id = session.opened().tool_class().id;
     options.version = FOCUSFALL_VERSION;
+    line.focus.apply(session.tool(), options, shared.quiet);
     if (!shared.quiet) note_keys_without_frames(options, session.tool());
 
     shot_console console(options, shared.quiet, session.stop());
@@ -153,6 +157,18 @@ void add_file_options(CLI::App& verb, render_line& line) {
     verb.add_option("--preview", shot.preview,
                     "8-bit sRGB picture to look at; for a shot with #### too")
         ->type_name("FILE");
+    verb.add_option_function<std::string>(
+            "--view", [&shot](const std::string& name) { shot.view = view_named(name); },
+            "What the preview shows instead of the blur: the depth in false colours, "
+            "what "
+            "is sharp (green) in front (orange) or behind (blue), or the blur's diameter")
+        ->check(accepted_by(view_named))
+        ->type_name("{depth,focus,diameter}");
+    verb.add_option(
+            "--diameter-channel", shot.output_as.diameter_channel,
+            "Channel to add with the blur's diameter in pixels, negative in front "
+            "of the focus")
+        ->type_name("NAME");
     verb.add_option("--data-type", line.data_type, "Pixel type (default: the input's)")
         ->check(CLI::IsMember({"half", "float"}));
     verb.add_option("--compression", shot.output_as.compression,
@@ -196,6 +212,7 @@ void add_render_command(CLI::App& app) {
     CLI::App* verb = app.add_subcommand("render", "Blur a picture, or a shot of them");
     add_file_options(*verb, *line);
     line->shared.add_tool_options(*verb);
+    line->focus.add_to(*verb);
     add_shot_options(*verb, *line);
     line->shared.add_run_options(*verb);
     verb->callback([line] { render(*line); });

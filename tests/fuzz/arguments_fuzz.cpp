@@ -1,9 +1,12 @@
-// Any text as an argument of --set or --frames, as a file name with frame numbers, or as
-// the names of channels and a name to find among them, chosen by its first letter.
+// Any text as an argument of --set, --frames or --focus-at, as a file name with frame
+// numbers, or as the names of channels and a name to find among them, chosen by its first
+// letter.
 
 #include <set>
 #include <sstream>
 
+#include "host/text.h"
+#include "pipeline/inspection/focus_points.h"
 #include "pipeline/pictures/channel_choice.h"
 #include "pipeline/session/session.h"
 #include "pipeline/settings/setting_value.h"
@@ -89,6 +92,21 @@ void check_names(const std::string& text) {
     }
 }
 
+// Points that are accepted must be accepted again as they are shown.
+void check_focus(const std::string& text) {
+    expect_named_errors("\"" + text, [&] {
+        const focus_points points = parse_focus_points(text);
+        std::vector<std::string> shown;
+        for (const focus_point& point : points.points) shown.push_back(point.shown());
+        if (points.is_smooth) shown.push_back(SMOOTH);
+        const focus_points again = parse_focus_points(headless::joined(shown, ","));
+        expect(again.points.size() == points.points.size(), "a point is lost");
+        for (std::size_t i = 0; i < again.points.size(); ++i) {
+            expect(again.points[i].shown() == points.points[i].shown(), "a point moves");
+        }
+    });
+}
+
 }  // namespace
 
 extern "C" int LLVMFuzzerInitialize(int* argc, char*** argv) {
@@ -102,7 +120,8 @@ extern "C" int LLVMFuzzerInitialize(int* argc, char*** argv) {
     };
     for (const char* text :
          {"f1-48", "f1-96x2", "f-3--1,1-10,20,30-40", "pname.####.exr", "pname.%04d.exr",
-          "sFocusPosition=1:1200,24:3,48:1e3,smooth",
+          "sFocusPosition=1:1200,24:3,48:1e3,smooth", "a480,270",
+          "a1:480,270,24:700,-300,smooth",
           "nCombined ViewLayer.Combined.R ViewLayer.Combined.G ViewLayer.Combined.B",
           "nrgba R G B A rgba.r rgba.g rgba.b depth.Z N.X N.Y N.Z Mist.Z"}) {
         seed(text);
@@ -120,6 +139,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     if (text.find('\0') != text.npos) return -1;  // an argument ends there
     switch (data[0]) {
         case 's': check_edit(text); break;
+        case 'a': check_focus(text); break;
         case 'f': check_frames(text); break;
         case 'p': check_pattern(text); break;
         case 'n': check_names(text); break;

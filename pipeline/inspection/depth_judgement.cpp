@@ -1,0 +1,280 @@
+#include "pipeline/inspection/depth_judgement.h"
+
+#include <algorithm>
+#include <array>
+#include <cctype>
+#include <cmath>
+#include <initializer_list>
+#include <numbers>
+#include <string_view>
+
+namespace focusfall {
+
+namespace {
+
+std::string in_lower_case(std::string text) {
+    std::ranges::transform(text, text.begin(), [](unsigned char c) {
+        return static_cast<char>(std::tolower(c));
+    });
+    return text;
+}
+
+// The first of `words` that the text holds; empty for none.
+std::string_view word_in(const std::string& text,
+                         std::initializer_list<std::string_view> words) {
+    for (const std::string_view word : words) {
+        if (text.find(word) != text.npos) return word;
+    }
+    return {};
+}
+
+// Programs whose unit of length is known, in their default settings.
+struct known_writer {
+    std::string_view name;
+    length_unit unit;
+};
+constexpr std::array<known_writer, 7> WRITERS{{
+    {"blender", length_unit::METER},
+    {"cycles", length_unit::METER},
+    {"houdini", length_unit::METER},
+    {"karma", length_unit::METER},
+    {"maya", length_unit::CENTIMETER},
+    {"arnold", length_unit::CENTIMETER},
+    {"unreal", length_unit::CENTIMETER},
+}};
+
+const char* unit_name(length_unit unit) {
+    switch (unit) {
+        case length_unit::MILLIMETER: return "millimetres";
+        case length_unit::CENTIMETER: return "centimetres";
+        case length_unit::METER: return "metres";
+        case length_unit::UNTOLD: break;
+    }
+    return "a unit of their own";
+}
+
+// Looks at one kind of evidence after another, the strongest first.
+class judge {
+  public:
+    explicit judge(const depth_facts& facts)
+        : facts_(facts), name_(in_lower_case(facts.name)) {}
+
+    depth_judgement opinion() {
+        if (!facts_.statistics.has_depth()) {
+            opinion_.summary = "nothing: every pixel is empty";
+            opinion_.how_sure = certainty::SURE;
+            return opinion_;
+        }
+        if (!judge_by_planes() && !judge_by_name()) judge_by_range();
+        if (opinion_.kind == seeming_depth::DISTANCE) judge_unit();
+        if (opinion_.kind == seeming_depth::NORMALIZED) judge_direction();
+        summarize();
+        advise();
+        return opinion_;
+    }
+
+  private:
+    bool is_whole() const { return !facts_.type.is_floating_point(); }
+    bool is_within_one() const { return facts_.statistics.highest <= 1.01F; }
+    void because(std::string reason) { opinion_.reasons.push_back(std::move(reason)); }
+    void decide(seeming_depth kind, certainty how_sure, std::string reason) {
+        opinion_.kind = kind;
+        opinion_.how_sure = how_sure;
+        because(std::move(reason));
+    }
+
+    bool judge_by_planes();
+    bool judge_by_name();
+    void judge_by_range();
+    void judge_unit();
+    void judge_direction();
+    void summarize();
+    void advise();
+
+    const depth_facts& facts_;
+    std::string name_;
+    depth_judgement opinion_;
+};
+
+// A reading counts when it makes many more of the sloping runs straight than the others
+// do. How many are tried does not matter: most of them cross edges.
+bool judge::judge_by_planes() {
+    constexpr std::uint64_t ENOUGH_RUNS = 40;
+    constexpr std::uint64_t MARGIN = 4;
+    constexpr std::uint64_t WIDE_MARGIN = 20;
+    const plane_evidence& planes = facts_.planes;
+    const std::uint64_t distance = std::max(planes.planar, planes.ray);
+    const auto decide_by = [&](seeming_depth kind, std::uint64_t straight,
+                               std::uint64_t others, const std::string& otherwise) {
+        if (straight < ENOUGH_RUNS || straight <= MARGIN * others) return false;
+        decide(kind,
+               straight > WIDE_MARGIN * others ? certainty::SURE : certainty::LIKELY,
+               "read so, " + std::to_string(straight) +
+                   " lines across slopes are straight, and read as " + otherwise + " " +
+                   std::to_string(others) + " of them");
+        if (straight > planes.runs / 10 * 9) {
+            opinion_.how_sure = certainty::LIKELY;
+            because("all of it is one slope, though, which may be a painted ramp");
+        }
+        return true;
+    };
+    if (decide_by(seeming_depth::INVERSE, planes.inverse, distance, "distances")) {
+        return true;
+    }
+    if (!decide_by(seeming_depth::DISTANCE, distance, planes.inverse,
+                   "inverse distances")) {
+        return false;
+    }
+    if (planes.ray > MARGIN * planes.planar) {
+        opinion_.measure = depth_measure::RAY;
+        because("along the camera's axis only " + std::to_string(planes.planar) +
+                " would be straight");
+        const double half = std::atan(0.5 / planes.ray_lens);
+        because("it fits best through a lens that sees about " +
+                std::to_string(std::lround(half * 360.0 / std::numbers::pi)) +
+                " degrees across");
+    } else if (planes.planar > MARGIN * planes.usual_ray) {
+        opinion_.measure = depth_measure::PLANAR;
+        because("along the rays of a usual lens only " +
+                std::to_string(planes.usual_ray) + " would be straight");
+    }
+    return true;
+}
+
+bool judge::judge_by_name() {
+    const std::string quoted = "its name says so";
+    if (!word_in(name_, {"disp", "inverse", "invdepth"}).empty()) {
+        decide(seeming_depth::INVERSE, certainty::LIKELY, quoted);
+        return true;
+    }
+    if (is_within_one() && !word_in(name_, {"mist", "normal", "fog"}).empty()) {
+        decide(seeming_depth::NORMALIZED, certainty::LIKELY, quoted);
+        return true;
+    }
+    return false;
+}
+
+void judge::judge_by_range() {
+    const depth_statistics& s = facts_.statistics;
+    if (!is_within_one()) {
+        decide(seeming_depth::DISTANCE, certainty::LIKELY, "values go beyond 1");
+        if (s.zero_is_empty && s.empty_value == 0.0F) {
+            because("0, which is no distance, marks the empty pixels");
+        }
+        return;
+    }
+    if (!is_whole() && s.highest < 0.5F) {
+        decide(seeming_depth::UNKNOWN, certainty::GUESS,
+               "all values are small: inverse distances, or distances in a large unit");
+    } else {
+        decide(seeming_depth::NORMALIZED, certainty::GUESS,
+               is_whole() ? "its whole numbers are read as 0 to 1"
+                          : "all values are from 0 to 1");
+        because(
+            "estimators of depth give inverse distances in the same range; the "
+            "numbers alone do not tell");
+    }
+}
+
+void judge::judge_unit() {
+    const std::string writer = in_lower_case(facts_.writer);
+    for (const known_writer& known : WRITERS) {
+        if (writer.find(known.name) == writer.npos) continue;
+        opinion_.unit = known.unit;
+        opinion_.how_sure = std::min(opinion_.how_sure, certainty::LIKELY);
+        because("the file comes from " + std::string(known.name) + ", which counts in " +
+                unit_name(known.unit));
+        return;
+    }
+    // portraits, rooms, streets: what is nearest lies from a hand to some hundred metres
+    // away
+    constexpr float HAND = 0.1F;
+    constexpr float FAR = 100.0F;
+    const float tenth = facts_.statistics.tenth;
+    opinion_.how_sure = certainty::GUESS;
+    if (tenth >= HAND && tenth < FAR) {
+        opinion_.unit = length_unit::METER;
+        because(
+            "the nearest tenth of the picture would lie within that many metres; "
+            "nothing in the file tells the unit");
+    } else if (tenth >= FAR && tenth < FAR * 1000.0F) {
+        opinion_.unit = length_unit::MILLIMETER;
+        because(
+            "the nearest tenth of the picture would lie within that many "
+            "millimetres; nothing in the file tells the unit, and it may be "
+            "centimetres");
+    }
+}
+
+void judge::judge_direction() {
+    constexpr double CLEAR = 0.1;
+    opinion_.near_is_large = facts_.rise_to_bottom > CLEAR;
+    if (opinion_.near_is_large) {
+        because(
+            "the bottom of the picture, which is usually nearer, has larger values "
+            "than the top");
+    }
+}
+
+void judge::summarize() {
+    std::string& text = opinion_.summary;
+    switch (opinion_.kind) {
+        case seeming_depth::DISTANCE:
+            text = std::string("distances in ") + unit_name(opinion_.unit);
+            if (opinion_.measure == depth_measure::PLANAR) {
+                text += ", along the camera's axis";
+            } else if (opinion_.measure == depth_measure::RAY) {
+                text += ", along the rays from the camera";
+            }
+            break;
+        case seeming_depth::NORMALIZED:
+            text = std::string("normalised: 0 to 1 between two distances, ") +
+                   (opinion_.near_is_large ? "1 is near" : "1 is far");
+            break;
+        case seeming_depth::INVERSE:
+            text = "inverse distances (disparities): large is near";
+            break;
+        case seeming_depth::UNKNOWN: text = "depth of a kind that cannot be told"; break;
+    }
+    if (opinion_.kind == seeming_depth::INVERSE) opinion_.near_is_large = true;
+    if (facts_.statistics.is_negative) {
+        because(
+            "negative values are what a camera that looks along -Z gives; their sign "
+            "does not count");
+    }
+}
+
+void judge::advise() {
+    std::vector<std::string>& options = opinion_.options;
+    const auto set = [&](const std::string& edit) { options.push_back("--set " + edit); };
+    switch (opinion_.kind) {
+        case seeming_depth::DISTANCE:
+            set("SettingsType=Advanced");
+            if (opinion_.unit == length_unit::METER) set("DepthMapUnits=meter");
+            if (opinion_.unit == length_unit::CENTIMETER) {
+                options.emplace_back("--depth-scale 10");
+            }
+            if (opinion_.measure == depth_measure::RAY) {
+                options.emplace_back("--depth-as ray");
+            }
+            break;
+        case seeming_depth::NORMALIZED:
+            set("SettingsType=Advanced");
+            set("DepthMapType=Normalized");
+            if (opinion_.near_is_large) set("InvertDepthMap=on");
+            break;
+        case seeming_depth::INVERSE: options.emplace_back("--depth-as inverse"); break;
+        case seeming_depth::UNKNOWN: break;
+    }
+    // by itself 0 would be nearer than everything, and what is huge already is far
+    const auto& empty = facts_.statistics.empty_value;
+    if (empty && (*empty == 0.0F || !std::isfinite(*empty))) {
+        options.emplace_back("--empty-depth far");
+    }
+}
+
+}  // namespace
+
+depth_judgement judged(const depth_facts& facts) { return judge(facts).opinion(); }
+
+}  // namespace focusfall

@@ -1,0 +1,107 @@
+// What `focusfall inspect` tells, and the focus by pixels on the command line.
+
+#include <fstream>
+
+#include <nlohmann/json.hpp>
+
+#include "tests/programs/command/command_fixture.h"
+
+using namespace focusfall;
+
+namespace {
+
+using inspects = command_test;
+using nlohmann::json;
+
+const window FRAME{0, 0, 80, 60};
+
+bool has(const std::string& text, const std::string& part) {
+    return text.find(part) != text.npos;
+}
+
+json printed(const run_result& ran) {
+    EXPECT_EQ(ran.status, 0) << ran.errors;
+    return json::parse(ran.output);
+}
+
+}  // namespace
+
+TEST_F(inspects, PicturesOfEveryKindAndSaysWhatToDoNext) {
+    write_scene("in.exr", FRAME, FRAME);
+    const run_result scene = run("inspect in.exr");
+    EXPECT_EQ(scene.status, 0) << scene.errors;
+    for (const char* part :
+         {"80 x 60", "R, G, B, A half; Z float", "Linear", "depth Z", "from 163 to 405.9",
+          "█", "probably inverse", "ramp", "fits: --depth-as inverse"}) {
+        EXPECT_TRUE(has(scene.output, part)) << part << "\n" << scene.output;
+    }
+
+    auto channels = scene_channels();
+    channels.pop_back();
+    write("flat.exr", made_part(FRAME, FRAME, channels));
+    write("flat.png", made_part(FRAME, FRAME,
+                                {{"R", OIIO::TypeDesc::UINT8, channels[0].value},
+                                 {"G", OIIO::TypeDesc::UINT8, channels[1].value},
+                                 {"B", OIIO::TypeDesc::UINT8, channels[2].value}}));
+    for (const std::string file : {"flat.exr", "flat.png"}) {
+        const run_result flat = run("inspect " + file + " --at 3,4");
+        EXPECT_EQ(flat.status, 0) << flat.errors;
+        EXPECT_TRUE(has(flat.output, "--depth-map")) << flat.output;
+        EXPECT_TRUE(has(flat.output, "pixel 3,4: colour")) << flat.output;
+    }
+
+    const run_result missing = run("inspect none.exr");
+    EXPECT_EQ(missing.status, 1);
+    EXPECT_TRUE(has(missing.errors, "none.exr")) << missing.errors;
+    std::ofstream(path("damaged.exr")) << "v/1\1 and no more";
+    const run_result damaged = run("inspect damaged.exr");
+    EXPECT_EQ(damaged.status, 1);
+    EXPECT_TRUE(has(damaged.errors, "damaged.exr")) << damaged.errors;
+}
+
+TEST_F(inspects, PixelsByTheSettingsThatAreGiven) {
+    write_scene("in.exr", FRAME, FRAME);
+    const json plain = printed(run("inspect in.exr --json --at 10,0"));
+    ASSERT_EQ(plain["pixels"].size(), 1U);
+    EXPECT_EQ(plain["pixels"][0]["depth"], 370.0);
+    EXPECT_FALSE(plain["pixels"][0].contains("diameter")) << "no settings, no blur";
+
+    const json lens =
+        printed(run("inspect in.exr --json --at 10,0 --at 0,0 --focus-at 10,0 "
+                    "--settings full-frame --set FocalLength=60"));
+    EXPECT_EQ(lens["focus"], "FocusPosition=370");
+    EXPECT_EQ(lens["pixels"][0]["diameter"], 0.0);
+    EXPECT_EQ(lens["pixels"][1]["distance_mm"], 400.0);
+    EXPECT_GT(lens["pixels"][1]["diameter"], 0.0);
+
+    for (const std::string wrong : {"80,3", "-1,3", "3,60"}) {
+        const run_result ran = run("inspect in.exr --at " + wrong);
+        EXPECT_EQ(ran.status, 1) << wrong;
+        EXPECT_TRUE(has(ran.errors, "outside the picture")) << ran.errors;
+    }
+    EXPECT_EQ(run("inspect in.exr --at 1,2,3,4").status, 2);
+    EXPECT_EQ(run("inspect in.exr --at 5:1,2").status, 2);
+}
+
+TEST_F(inspects, AndRenderAndControlsFocusOnTheSamePixel) {
+    write_scene("in.exr", FRAME, FRAME);
+    const run_result focused =
+        run("render in.exr -o a.exr --set MaxBlurSize=5 --focus-at 20,10");
+    EXPECT_EQ(focused.status, 0) << focused.errors;
+    EXPECT_TRUE(has(focused.errors, "FocusPosition=341, the depth at 20,10"))
+        << focused.errors;
+    const picture by_value =
+        rendered("in.exr --set MaxBlurSize=5 --set FocusPosition=341", "b.exr");
+    EXPECT_EQ(values(read_picture(path("a.exr"))[0], "G"), values(by_value[0], "G"));
+
+    const run_result saved = run("controls in.exr --focus-at 20,10 --save look.json");
+    EXPECT_EQ(saved.status, 0) << saved.errors;
+    EXPECT_EQ(json::parse(std::ifstream(path("look.json")))["FocusPosition"], 341.0);
+
+    EXPECT_EQ(run("controls --focus-at 20,10").status, 2) << "of which picture?";
+    EXPECT_EQ(run("render in.exr -o c.exr --focus-at 1,1 --set FocusPosition=3").status,
+              2);
+    EXPECT_EQ(run("render in.exr -o c.exr --view focus").status, 1);
+    EXPECT_EQ(run("render in.exr -o c.exr --preview c.png --view depth").status, 0);
+    EXPECT_EQ(run("render in.exr -o c.exr --preview c.png --view deep").status, 2);
+}
