@@ -42,8 +42,12 @@ std::vector<frame_camera> cameras_of(const shot_options& shot) {
     return cameras;
 }
 
-// Millimetres of a unit of the tool's depth; nothing when depths are not distances.
-std::optional<double> depth_unit(const headless::tool& tool) {
+// Millimetres of a unit of the file's depth, which "FocusPosition" counts in; nothing
+// when depths are not distances.
+std::optional<double> depth_unit(const headless::tool& tool,
+                                 const depth_choices& choices) {
+    if (choices.meaning == depth_meaning::INVERSE) return std::nullopt;
+    if (choices.scale) return choices.scale;
     if (tool.find("DepthMapType").number(0) > 0.5) return std::nullopt;
     constexpr std::array MILLIMETRES{1.0, 1000.0, 25.4, 304.8};  // in the control's order
     const double item = tool.find("DepthMapUnits").number(0);
@@ -118,7 +122,8 @@ std::string set_lens(headless::tool& tool, const shot_options& shot,
     std::vector<std::string> set;
     std::vector<std::string> missing;
     bool tells = false;
-    for (const lens_control& control : lens_controls(cameras, depth_unit(tool))) {
+    for (const lens_control& control :
+         lens_controls(cameras, depth_unit(tool, shot.load.depth))) {
         tells = tells || !control.keys.empty();
         if (std::ranges::count(kept, control.id) > 0) continue;
         if (keeps_aperture && control.id == std::string(F_STOP)) continue;

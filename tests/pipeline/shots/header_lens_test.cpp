@@ -127,6 +127,20 @@ TEST_F(HeaderLens, LeavesWhatIsKeptAndTheFocusOfANormalizedDepth) {
     EXPECT_NEAR(value("ApertureDiameter"), 10.0, 1e-4);
 }
 
+// The focus is a depth of the file, whatever a user says that its numbers are.
+TEST_F(HeaderLens, FocusesByTheScaleOfTheDepthWhereThereIsOne) {
+    write_with("in.exr", add_standard_lens);
+    shot_options options = shot("in.exr", "out.exr");
+    options.load.depth.scale = 10.0;
+    set_lens(*tool, options, {});
+    EXPECT_NEAR(value("FocusPosition"), 350.0, 1e-3);
+
+    options.load.depth.meaning = depth_meaning::INVERSE;
+    tool->set("FocusPosition", 0.5);
+    set_lens(*tool, options, {});
+    EXPECT_EQ(value("FocusPosition"), 0.5);
+}
+
 TEST_F(HeaderLens, OfAShotBecomesKeysWhereItChanges) {
     for (const int frame : {1, 2, 4}) {
         write_with("in." + std::to_string(frame) + ".exr", [&](OIIO::ImageSpec& spec) {
