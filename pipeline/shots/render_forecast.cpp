@@ -147,7 +147,8 @@ std::string no_focus_note(const headless::tool& tool, TimeStamp time,
         std::minmax({mapping.in_map(depths.lowest), mapping.in_map(depths.highest)});
     return "no pixel is in focus: the depth goes from " +
            shown(static_cast<double>(from)) + " to " + shown(static_cast<double>(to)) +
-           ", FocusPosition is " + shown(position.number(time));
+           ", FocusPosition is " + shown(position.number(time)) +
+           "; --focus-at X,Y takes the depth of a pixel";
 }
 
 }  // namespace focusfall

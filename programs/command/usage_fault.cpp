@@ -79,7 +79,10 @@ std::string choice_hint(const CLI::App& verb, const std::string& message) {
 std::string too_many(const CLI::App& app, const CLI::App& verb) {
     std::string text = "too many words: " + headless::joined(app.remaining(true));
     if (verb.get_name() != "render") return text;
-    return text + "; one input is taken, or a shot as shot.####.exr with --frames";
+    return text +
+           "; one input is taken, or a shot as shot.####.exr with --frames, and the "
+           "output "
+           "follows -o";
 }
 
 }  // namespace
