@@ -80,9 +80,8 @@ std::string too_many(const CLI::App& app, const CLI::App& verb) {
     std::string text = "too many words: " + headless::joined(app.remaining(true));
     if (verb.get_name() != "render") return text;
     return text +
-           "; one input is taken, or a shot as shot.####.exr with --frames, and the "
-           "output "
-           "follows -o";
+           "; one input is taken, or a shot as shot.####.exr with --frames, "
+           "and the output follows -o";
 }
 
 }  // namespace
