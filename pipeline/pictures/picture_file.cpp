@@ -220,9 +220,10 @@ picture read_picture(const fs::path& file, std::uint64_t max_bytes) {
 
 void write_picture(const picture& parts, const fs::path& file) {
     OIIO::attribute("debug", 0);  // or it prints what it leaves out
-    const auto output = writer_for(file);
+    auto known = writer_for(file);
     output_file target(file);
     checked_writer writer(target.descriptor(), target.temporary_name().string());
+    const auto output = std::move(known);  // goes first: it may write until then
     // TIFF, which reads back what it writes, finds faults by itself
     const bool checked =
         output->supports("ioproxy") > 0 && std::string(output->format_name()) != "tiff";

@@ -63,10 +63,10 @@ void forget_storage(OIIO::ImageSpec& spec) {
                              "openexr:chunkCount", "oiio:subimages"}) {
         spec.erase_attribute(name);
     }
-    if (!is_environment(spec)) {
+    if (is_environment(spec)) {
+        spec.attribute("openexr:levelmode", 0);  // or the writer would wait for more
+    } else {
         spec.erase_attribute("textureformat");
-    } else if (spec.tile_width > 0) {
-        spec.attribute("openexr:levelmode", 0);  // or there would be more than one
     }
 }
 
