@@ -18,6 +18,8 @@
 #include "host/edit.h"
 
 #include <algorithm>
+#include <cmath>
+#include <optional>
 #include <utility>
 
 #include "host/error.h"
@@ -97,19 +99,31 @@ std::vector<const control*> edit_scope::changed() const {
     return all;
 }
 
-void control::SetSource(const Parameter& value, TimeStamp time) {
-    if (const auto* words = dynamic_cast<const Text*>(&value)) hold(words->Value());
-    const auto* given = dynamic_cast<const Number*>(&value);
-    if (!given) return;
+namespace {
 
-    const std::scoped_lock lock(group_.mutex);
-    double number = 0.0;
+control_value held_by(const Parameter& value) {
+    if (const auto* words = dynamic_cast<const Text*>(&value)) return words->Value();
+    if (const auto* number = dynamic_cast<const Number*>(&value)) {
+        return animation(number->Value());
+    }
+    throw host_error("a control takes a number or a text");
+}
+
+}  // namespace
+
+void control::SetSource(const Parameter& value, TimeStamp time) {
+    std::optional<control_value> allowed_value;
     try {
-        number = info_.allowed(given->Value());
+        allowed_value = allowed(held_by(value));
     } catch (const host_error& error) {
+        const std::scoped_lock lock(group_.mutex);
         if (!group_.edit) throw;
         return group_.edit->refuse(error.what());
     }
+    if (!info_.is_number()) return hold(*std::move(allowed_value));
+
+    const double number = std::get<animation>(*allowed_value).at(0);
+    const std::scoped_lock lock(group_.mutex);
     auto taken = group_.edit ? group_.edit->answer(*this) : edit_scope::taken();
     if (taken.afresh) {
         curve_ = animation(number, info_.steps() ? interpolation::STEP : taken.between);
@@ -137,6 +151,7 @@ void tool::report(control& input, Parameter* value, TimeStamp time) {
 
 tool::changes tool::set(std::string_view id, double value, TimeStamp time) {
     control& input = changeable(id);
+    if (!std::isfinite(time)) throw host_error(input.info().id + ": needs a finite time");
     const auto one = std::get<animation>(input.allowed(animation(value)));
     edit_scope edit(operator_->HostState().group, operator_->HostState().controls);
     input.set_number(one.at(time), time);

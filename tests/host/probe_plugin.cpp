@@ -65,6 +65,9 @@ class probe : public ThreadedOperator {
         if (words && words->Value() == "endless") {
             factor_->SetSource(AutoNumber(std::numeric_limits<double>::infinity()), time);
         }
+        if (words && words->Value() == "talkative") {
+            factor_->SetSource(Text("two"), time);
+        }
     }
 
   private:
