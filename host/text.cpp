@@ -1,7 +1,6 @@
 #include "host/text.h"
 
 #include <algorithm>
-#include <cctype>
 #include <charconv>
 #include <cmath>
 #include <numeric>
@@ -13,9 +12,12 @@ namespace {
 
 constexpr std::size_t MIN_PART = 3;  // letters; shorter texts are not sought inside names
 
-bool same_letter(unsigned char a, unsigned char b) {
-    return std::tolower(a) == std::tolower(b);
+// Names are the same whatever the language of the system.
+constexpr char lower_case(char letter) {
+    return letter >= 'A' && letter <= 'Z' ? static_cast<char>(letter - 'A' + 'a') : letter;
 }
+
+bool same_letter(char a, char b) { return lower_case(a) == lower_case(b); }
 
 // Number of letters to insert, delete or replace (Levenshtein, 1966), ignoring case.
 std::size_t edit_distance(std::string_view a, std::string_view b) {
@@ -79,11 +81,11 @@ std::string without_line_end(std::string text) {
 
 std::string nearest_name(std::string_view name, const std::vector<std::string>& names) {
     std::string nearest;
-    std::size_t least = name.size() / 2 + 1;
+    std::size_t nearest_distance = name.size() / 2 + 1;
     for (const std::string& candidate : names) {
         const std::size_t distance = edit_distance(name, candidate);
-        if (distance < least) {
-            least = distance;
+        if (distance < nearest_distance) {
+            nearest_distance = distance;
             nearest = candidate;
         }
     }

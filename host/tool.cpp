@@ -1,5 +1,6 @@
 #include "host/tool.h"
 
+#include <cmath>
 #include <exception>
 #include <utility>
 
@@ -80,6 +81,7 @@ const control& tool::find(std::string_view id) const {
 
 // Takes all values now, so that edits during the render show in the next frame only.
 std::unique_ptr<Request::State> tool::snapshot(const render_order& order) const {
+    if (std::isnan(order.time)) throw host_error("the time of a frame is not a number");
     auto values = std::make_unique<Request::State>();
     values->time = order.time;
     for (const auto& input : operator_->HostState().controls) {

@@ -50,8 +50,8 @@ template <class T>
 T* image<T>::new_buffer() const {
     const std::int64_t row_bytes = static_cast<std::int64_t>(pixel_size) * width;
     const std::int64_t bytes = static_cast<std::int64_t>(row_stride) * height;
-    constexpr std::int64_t MOST = std::numeric_limits<std::int32_t>::max();
-    if (row_bytes < 0 || row_bytes > row_stride || bytes < 0 || bytes > MOST)
+    constexpr std::int64_t MAX_BYTES = std::numeric_limits<std::int32_t>::max();
+    if (row_bytes < 0 || row_bytes > row_stride || bytes < 0 || bytes > MAX_BYTES)
         return nullptr;
     const auto size = static_cast<std::size_t>(bytes);
     return static_cast<T*>(::operator new(size, ALIGNMENT, std::nothrow));

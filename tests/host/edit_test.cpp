@@ -1,5 +1,6 @@
 // What an edit changes, and how one that leads nowhere is refused.
 
+#include <cmath>
 #include <functional>
 
 #include "tests/support/tool_fixture.h"
@@ -61,8 +62,23 @@ TEST(Edits, ThatLeadToAValueThatDoesNotFitAreRefusedByTheirOwnName) {
         EXPECT_EQ(tool->find("Factor").number(0), 1.5);
         EXPECT_EQ(tool->find("Fault").text(), "");
     }
+    EXPECT_EQ(error_of([&] { tool->set("Fault", "talkative"); }),
+              "Fault: cannot take this value, for it leads to one that does not fit "
+              "(Factor: takes numbers and no text)");
     tool->set("Fault", "none");
     EXPECT_EQ(tool->find("Fault").text(), "none") << "the next edit is as good as any";
+}
+
+// A key at no time at all would break the order of the keys.
+TEST_F(Edit, NeedsAFiniteTime) {
+    tool->replace("FocalLength", animation({{1, 35}, {9, 70}}, interpolation::LINEAR));
+    for (const double time : {std::nan(""), HUGE_VAL}) {
+        EXPECT_EQ(error_of([&] { tool->set("FocalLength", 50.0, time); }),
+                  "FocalLength: needs a finite time");
+    }
+    EXPECT_EQ(tool->find("FocalLength").curve().keys().size(), 2U);
+    EXPECT_EQ(tool->render({.time = std::nan("")}).error,
+              "the time of a frame is not a number");
 }
 
 TEST_F(Edit, EveryControlSaysWhatItDoes) {
