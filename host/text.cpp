@@ -14,7 +14,8 @@ constexpr std::size_t MIN_PART = 3;  // letters; shorter texts are not sought in
 
 // Names are the same whatever the language of the system.
 constexpr char lower_case(char letter) {
-    return letter >= 'A' && letter <= 'Z' ? static_cast<char>(letter - 'A' + 'a') : letter;
+    return letter >= 'A' && letter <= 'Z' ? static_cast<char>(letter - 'A' + 'a')
+                                          : letter;
 }
 
 bool same_letter(char a, char b) { return lower_case(a) == lower_case(b); }
