@@ -4,6 +4,7 @@
 #include <bit>
 #include <cmath>
 #include <numbers>
+#include <stdexcept>
 
 #include "lens/kernel_sizes.h"
 
@@ -29,12 +30,15 @@ constexpr double STAMPED_LAYERS_END = 0.35;
 
 void FocusfallLayered::Process(Request* request) {
     occlusion_ = read_occlusion(request);
+    background_image_ = dynamic_cast<Image*>(background_input_->GetValue(request));
     FocusfallFast::Process(request);
+    over_background_ = nullptr;
 }
 
 void FocusfallLayered::ReleaseFrameMemory() {
     FocusfallFast::ReleaseFrameMemory();
     diameters_ = layered::diameter_map();
+    seeds_.release();
     hidden_.release();
     turned_offsets_.reset();
     borders_ = layered::border_parts();
@@ -63,7 +67,7 @@ void FocusfallLayered::find_nearest(std::int32_t block_row) {
     const std::int32_t last = std::min(first + BLOCK_ROWS, input_image->Height());
     for (std::int32_t y = first; y < last; ++y) {
         for (std::int32_t x = 0; x < input_image->Width(); ++x) {
-            if (is_empty(input_image->Pixel(x, y))) continue;
+            if (layered::is_empty(input_image->Pixel(x, y))) continue;
             const float depth = depth_image->Pixel(x, y)[depth_component()];
             nearest = std::min(nearest, sample_distance(depth));
         }
@@ -71,15 +75,40 @@ void FocusfallLayered::find_nearest(std::int32_t block_row) {
     nearest_[static_cast<std::size_t>(block_row)] = nearest;
 }
 
-bool FocusfallLayered::is_empty(const float* pixel) {
-    return !(pixel[Image::ALPHA] > 0.0F) && pixel[Image::RED] == 0.0F &&
-           pixel[Image::GREEN] == 0.0F && pixel[Image::BLUE] == 0.0F;
+bool FocusfallLayered::is_blurred(Request* request) {
+    if (background_image_ && (background_image_->Width() != input_image->Width() ||
+                              background_image_->Height() != input_image->Height())) {
+        throw std::runtime_error(
+            "Input and background image dimensions are not the same.");
+    }
+    const bool blurred = FocusfallFast::is_blurred(request);
+    if (!blurred) lay_over_background();
+    return blurred;
+}
+
+void FocusfallLayered::lay_over_background() {
+    if (!background_image_) return;
+    over_background_ = Owned<Image>(NewImage(0x60020000, input_image,  // model
+                                             0x18020000, 12,  // a constant of the host
+                                             0));
+    const std::int32_t components = input_image->Components();
+    for (std::int32_t y = 0; y < input_image->Height(); ++y) {
+        for (std::int32_t x = 0; x < input_image->Width(); ++x) {
+            float* const to = over_background_->Pixel(x, y);
+            std::copy_n(input_image->Pixel(x, y), components, to);
+            const float open = 1.0F - to[Image::ALPHA];
+            if (!(open > 0.0F)) continue;
+            const float* const behind = background_image_->Pixel(x, y);
+            for (std::int32_t c = 0; c <= Image::ALPHA; ++c) to[c] += open * behind[c];
+        }
+    }
+    input_image = over_background_.get();
 }
 
 void FocusfallLayered::prepare_sources() {
     FocusfallFast::prepare_sources();
     layered_ = depth_enabled && form_ != closed_form::LAPLACIAN;
-    if (!layered_) return;
+    if (!layered_) return lay_over_background();
     diameters_.resize(input_image->Width(), input_image->Height());
     ranges_.assign(static_cast<std::size_t>(blocks_.rows),
                    {.nearest = 2.0F * largest_blur(), .deepest = -2.0F * largest_blur()});
@@ -102,7 +131,7 @@ void FocusfallLayered::load_run(std::int32_t x, std::int32_t y, std::int32_t col
     gather::source_run run = run_of(x, y, columns, distances);
     for (std::int32_t i = 0; i < columns; ++i) {
         // the depth of what is empty means nothing: each program writes another one
-        if (is_empty(run.pixels + i * run.stride)) distances[i] = max_depth;
+        if (layered::is_empty(run.pixels + i * run.stride)) distances[i] = max_depth;
     }
     if (x == 0) diameters_.clear_margins(y);
     run.diameters = diameters_.row(y) + x;
@@ -118,16 +147,8 @@ void FocusfallLayered::place_run(const gather::source_run& run,
     for (std::int32_t i = 0; i < run.columns; ++i) {
         const float* const pixel = run.pixels + i * run.stride;
         float& diameter = run.diameters[i];
-        if (!form_) {
-            const float distance = run.distances[i];
-            const bool in_front = distance < focus_depth;
-            const float size =
-                std::min(lens::limited_blur_diameter(distance, focus_depth, max_coc,
-                                                     in_front ? near_limit_ : max_coc),
-                         largest_blur());
-            diameter = in_front ? -size : size;
-        }
-        if (is_empty(pixel)) diameter = EMPTY_DEPTH * largest_blur();
+        if (!form_) diameter = signed_diameter(run.distances[i]);
+        if (layered::is_empty(pixel)) diameter = EMPTY_DEPTH * largest_blur();
         if (!is_sample(pixel[Image::ALPHA])) continue;
         nearest = std::min(nearest, diameter);
         deepest = std::max(deepest, diameter);
@@ -138,6 +159,15 @@ void FocusfallLayered::place_run(const gather::source_run& run,
     add_to_means(run);
     const std::uint32_t ends = layers_.layers_of(nearest) | layers_.layers_of(deepest);
     add_layers(run, ends, block);
+}
+
+float FocusfallLayered::signed_diameter(float distance) const {
+    const bool in_front = distance < focus_depth;
+    const float limit = in_front ? near_limit_ : max_coc;
+    const float size =
+        std::min(lens::limited_blur_diameter(distance, focus_depth, max_coc, limit),
+                 largest_blur());
+    return in_front ? -size : size;
 }
 
 void FocusfallLayered::add_to_means(const gather::source_run& run) {
@@ -184,44 +214,61 @@ bool FocusfallLayered::is_flat() const {
 
 void FocusfallLayered::sum_sources(Request* request) {
     if (!layered_) return FocusfallFast::sum_sources(request);
-    if (is_flat()) {
-        // all sources are of one group
-        for (gather::block_grid::block& block : blocks_.blocks) block.groups = 1;
-        return FocusfallFast::sum_sources(request);
+    const bool flat = is_flat();
+    any_hidden_ = false;
+    if (!flat || background_image_) find_hidden(request);
+    if (!flat || any_hidden_) return compose(request);
+    // all sources are of one group
+    for (gather::block_grid::block& block : blocks_.blocks) block.groups = 1;
+    FocusfallFast::sum_sources(request);
+}
+
+void FocusfallLayered::guess_hidden(Request* request) {
+    run_chunks(request, seeds_.bands(),
+               static_cast<chunk_step>(&FocusfallLayered::sow_hidden), SEEDS_END);
+    if (IsAborted() || !seeds_.any()) return;
+    seeds_.join_levels();
+    for (level_ = layered::seed_pyramid::spread_levels() - 1; level_ >= 0; --level_) {
+        run_chunks(request, seeds_.spread_bands(level_),
+                   static_cast<chunk_step>(&FocusfallLayered::spread_hidden), SEEDS_END);
     }
-    find_hidden(request);
-    compose(request);
 }
 
 void FocusfallLayered::find_hidden(Request* request) {
-    any_hidden_ = false;
-    if (!occlusion_.hidden_fill) return;
-    hidden_.prepare({.colors = input_image,
-                     .diameters = &diameters_,
-                     .layers = &layers_,
+    const layered::visible_picture visible = {.colors = input_image,
+                                              .diameters = &diameters_,
+                                              .largest = largest_blur(),
+                                              .tolerance = occlusion_.tolerance};
+    bool guessed = false;
+    if (occlusion_.hidden_fill) {
+        seeds_.prepare(visible);
+        guess_hidden(request);
+        guessed = seeds_.any();
+    }
+    if (IsAborted() || (!guessed && !background_image_)) return;
+
+    layered::background_picture background = {.colors = background_image_};
+    background.diameters = [this](std::int32_t x, std::int32_t y, std::int32_t columns,
+                                  float* to) {
+        for (std::int32_t i = 0; i < columns; ++i) {
+            const float depth = background_image_->Pixel(x + i, y)[Image::Z];
+            to[i] = signed_diameter(sample_distance(depth));
+        }
+    };
+    hidden_.prepare(visible, guessed ? &seeds_ : nullptr, background,
+                    {.layers = &layers_,
                      .form = form_ ? &*form_ : nullptr,
                      .terms = terms_.data(),
                      .last = last_kernel_,
-                     .largest = largest_blur(),
-                     .tolerance = occlusion_.tolerance,
                      .keep_transparent = normalize > 0.5F});
-    const auto run = [&](std::int32_t chunks,
-                         void (FocusfallLayered::*step)(std::int32_t), double end) {
-        run_chunks(request, chunks, static_cast<chunk_step>(step), end);
-    };
-    run(hidden_.bands(), &FocusfallLayered::sow_hidden, SEEDS_END);
-    any_hidden_ = !IsAborted() && hidden_.any();
-    if (!any_hidden_) return;
-    hidden_.join_levels();
-    for (level_ = layered::hidden_sources::spread_levels() - 1; level_ >= 0; --level_) {
-        run(hidden_.spread_bands(level_), &FocusfallLayered::spread_hidden, SEEDS_END);
-    }
-    run(blocks_.rows, &FocusfallLayered::load_hidden, HIDDEN_END);
+    run_chunks(request, blocks_.rows,
+               static_cast<chunk_step>(&FocusfallLayered::load_hidden), HIDDEN_END);
+    any_hidden_ = hidden_.any();
 }
 
-void FocusfallLayered::sow_hidden(std::int32_t band) { hidden_.sow(band); }
+void FocusfallLayered::sow_hidden(std::int32_t band) { seeds_.sow(band); }
 
-void FocusfallLayered::spread_hidden(std::int32_t band) { hidden_.spread(level_, band); }
+void FocusfallLayered::spread_hidden(std::int32_t band) { seeds_.spread(level_, band); }
 
 void FocusfallLayered::load_hidden(std::int32_t block_row) {
     hidden_.load(block_row, blocks_.row(block_row));

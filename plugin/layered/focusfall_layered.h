@@ -12,6 +12,7 @@
 #include "plugin/layered/diameter_map.h"
 #include "plugin/layered/hidden_sources.h"
 #include "plugin/layered/layer_gather.h"
+#include "plugin/layered/seed_pyramid.h"
 
 // Blurs by depth as a lens does: what is in front hides what is behind, a sharp subject
 // keeps its edge, and what is blurred in front of it spreads over it on both sides of its
@@ -34,6 +35,7 @@ class FocusfallLayered : public FocusfallFast {
   protected:
     footprint frame_footprint(const FrameShape& shape, float largest) const override;
     float find_near_limit(Request* request) override;
+    bool is_blurred(Request* request) override;
     void prepare_sources() override;
     void load_run(std::int32_t x, std::int32_t y, std::int32_t columns,
                   gather::block_grid::block& block) override;
@@ -49,8 +51,13 @@ class FocusfallLayered : public FocusfallFast {
     };
     occlusion read_occlusion(Request* request) const;
 
+    // Where nothing is hidden, the background shows through the input alone: it becomes
+    // the input with the background behind it. [render thread]
+    void lay_over_background();
+
     // Steps of sum_sources. [render thread, which gives chunks to the workers]
     bool is_flat() const;  // no two sources of the frame are a depth edge apart
+    void guess_hidden(Request* request);
     void find_hidden(Request* request);
     void compose(Request* request);
     // Layers with stamps are composed one by one, with the others between them, from that
@@ -78,8 +85,8 @@ class FocusfallLayered : public FocusfallFast {
     static float widest_blur(std::int32_t width) {
         return static_cast<float>(width) * 0.25F;
     }
-    // A pixel that neither hides nor shows anything.
-    static bool is_empty(const float* pixel);
+    // The blur diameter of a distance, negative in front of the focus, pixels.
+    float signed_diameter(float distance) const;
     // Places a run in depth: the diameters of pixels that the loader does not know, and
     // the layers of the sources.
     void place_run(const gather::source_run& run, gather::block_grid::block& block);
@@ -98,12 +105,15 @@ class FocusfallLayered : public FocusfallFast {
     Input* tolerance_input_ = nullptr;
     Input* near_limit_input_ = nullptr;
     Input* flip_in_front_input_ = nullptr;
+    Input* background_input_ = nullptr;
 
     const layered::depth_layers layers_;
 
     // constant while chunks run
     occlusion occlusion_;
-    bool layered_ = false;                                // this frame has layers
+    Image* background_image_ = nullptr;  // null: none; owned by the request
+    Owned<Image> over_background_;       // the input with the background behind it
+    bool layered_ = false;               // this frame has layers
     std::optional<gather::offset_table> turned_offsets_;  // for kernels that are turned
     layered::border_parts borders_;
     std::uint32_t layers_present_ = 0;
@@ -118,6 +128,7 @@ class FocusfallLayered : public FocusfallFast {
 
     // a chunk writes what belongs to its rows or tile
     layered::diameter_map diameters_;
+    layered::seed_pyramid seeds_;
     layered::hidden_sources hidden_;
     struct depth_range {
         float nearest;

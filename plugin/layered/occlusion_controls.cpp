@@ -26,6 +26,10 @@ constexpr help_text HELP[] = {
     {"FlipInFront",
      "Turns polygons with an odd number of sides, and pictures of the blur's shape, "
      "around in front of the focus, as a lens does."},
+    {"Background",
+     "What lies behind the picture: a picture without what is in front, as large as "
+     "Input, with its depth in Z. It takes the place of the guess where it shows "
+     "something."},
 };
 
 }  // namespace
@@ -48,6 +52,13 @@ FocusfallLayered::FocusfallLayered(Registry* record, const ScriptVal& table,
         add_checkbox(*this, "NearLimit", "Limit Near Blur", {starts_at(1.0)});
     flip_in_front_input_ =
         add_checkbox(*this, "FlipInFront", "Flip Shape in Front", {starts_at(0.0)});
+    // clang-format off
+    background_input_ = AddInput("Background image", "Background",
+                                 0x88020000, FuID("Image"),  // data type
+                                 0x10020001, 4,              // number of the connection
+                                 0x10030002, 0,              // may stay empty
+                                 0);
+    // clang-format on
 }
 
 const char* FocusfallLayered::ControlHelp(const FuID& id) const {

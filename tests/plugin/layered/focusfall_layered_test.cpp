@@ -222,7 +222,8 @@ TEST_F(FocusfallLayered, AddsAPageOfControlsToThoseOfThePlainTool) {
     };
     std::vector<std::string> expected = ids(plain_);
     const std::vector<std::string> all = ids(layered_);
-    for (const char* id : {"HiddenFill", "DepthTolerance", "NearLimit", "FlipInFront"}) {
+    for (const char* id :
+         {"HiddenFill", "DepthTolerance", "NearLimit", "FlipInFront", "Background"}) {
         EXPECT_EQ(layered_.tool().find(id).info().page, "Occlusion");
         EXPECT_FALSE(layered_.tool().find(id).info().help.empty()) << id;
         expected.push_back(id);
