@@ -9,7 +9,7 @@
 #include "pipeline/pictures/channel_choice.h"
 #include "pipeline/pictures/color_encoding.h"
 #include "pipeline/pictures/picture.h"
-#include "pipeline/pictures/window.h"
+#include "pipeline/pictures/file_windows.h"
 
 namespace focusfall {
 

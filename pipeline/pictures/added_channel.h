@@ -5,7 +5,7 @@
 #include <vector>
 
 #include "pipeline/pictures/picture.h"
-#include "pipeline/pictures/window.h"
+#include "pipeline/pictures/file_windows.h"
 
 namespace focusfall {
 

@@ -6,7 +6,7 @@
 #include "host/api/image.h"
 #include "pipeline/pictures/channel_choice.h"
 #include "pipeline/pictures/color_encoding.h"
-#include "pipeline/pictures/window.h"
+#include "pipeline/pictures/file_windows.h"
 
 namespace focusfall {
 

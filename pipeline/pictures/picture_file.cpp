@@ -16,7 +16,7 @@
 #include "pipeline/pictures/luminance_chroma.h"
 #include "pipeline/pictures/openexr_header.h"
 #include "pipeline/pictures/picture_format.h"
-#include "pipeline/pictures/window.h"
+#include "pipeline/pictures/file_windows.h"
 #include "pipeline/process/output_file.h"
 
 namespace focusfall {

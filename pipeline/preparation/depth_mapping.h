@@ -3,7 +3,7 @@
 
 #include <cstdint>
 
-#include "pipeline/pictures/window.h"
+#include "pipeline/regions/window.h"
 #include "pipeline/preparation/depth_choices.h"
 
 namespace focusfall {

@@ -2,8 +2,6 @@
 
 #include <cmath>
 
-#include "pipeline/pictures/host_image.h"
-
 namespace focusfall {
 
 namespace {
@@ -37,6 +35,27 @@ float depth_of_empty(const depth_reading& reading) {
 
 }  // namespace
 
+depth_controls depth_controls_of(const headless::tool& tool, TimeStamp time) {
+    depth_controls said;
+    bool type = false;
+    bool inverted = false;
+    for (const headless::control* control : tool.controls()) {
+        const std::string& id = control->info().id;
+        const auto number = [&] { return control->number(time); };
+        if (id == "SettingsType") said.is_lens = number() > 0.5;
+        if (id == "DepthMapType") type = number() > 0.5;
+        if (id == "InvertDepthMap") inverted = number() > 0.5;
+        if (id == "DepthMapUnits") said.in_millimetres = !(number() > 0.5);
+        if (id == "NearDistance") said.near_distance = std::abs(number());
+        if (id == "FarDistance") said.far_distance = std::abs(number());
+        if (id == "FocalLength") said.focal_length = number();
+        if (id == "FilmbackWidth") said.filmback_width = number();
+    }
+    said.normalized = said.is_lens && type;
+    said.inverted = inverted && (!said.is_lens || said.normalized);
+    return said;
+}
+
 depth_reading reading_of(const depth_choices& choices, const depth_controls& controls,
                          const window& display, double pixel_aspect) {
     depth_reading reading{.choices = choices,
@@ -65,7 +84,7 @@ bool empty_pixels::holds(float depth, float alpha) const {
 Owned<Image> mapped_depth(const Image& depth, Image::Component component,
                           const Image& alpha, const window& area,
                           const depth_reading& reading) {
-    Owned<Image> mapped = cropped(depth, area, area);
+    Owned<Image> mapped(depth.ResizeOfImage(0));  // a copy, of the same size
     const bool replaces = reading.choices.empty.has_value();
     const empty_pixels empty(depth, component, reading);
     const float filling = depth_of_empty(reading);

@@ -5,6 +5,7 @@
 #include <optional>
 
 #include "host/api/image.h"
+#include "host/tool.h"
 #include "pipeline/preparation/depth_mapping.h"
 
 namespace focusfall {
@@ -16,6 +17,10 @@ struct depth_reading {
     depth_mapping mapping = {};
     std::optional<view> camera = {};  // depths are distances along its rays
 };
+
+// What the tool's controls say at `time`; those that the tool lacks leave what is there.
+// [any thread]
+depth_controls depth_controls_of(const headless::tool& tool, TimeStamp time);
 
 // The reading of a frame whose depth shows `display`. Throws headless::host_error when
 // the controls contradict the choices, or lack what these need. [any thread]

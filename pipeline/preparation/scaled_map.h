@@ -2,7 +2,7 @@
 // A depth map of another size than the picture, brought to the picture's.
 
 #include "host/api/image.h"
-#include "pipeline/pictures/window.h"
+#include "pipeline/regions/window.h"
 
 namespace focusfall {
 

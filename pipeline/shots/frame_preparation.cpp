@@ -13,28 +13,6 @@ namespace {
 
 using headless::host_error;
 
-// What the controls say; those that the tool lacks leave what is there. [any thread]
-depth_controls depth_controls_of(const headless::tool& tool, TimeStamp time) {
-    depth_controls said;
-    bool type = false;
-    bool inverted = false;
-    for (const headless::control* control : tool.controls()) {
-        const std::string& id = control->info().id;
-        const auto number = [&] { return control->number(time); };
-        if (id == "SettingsType") said.is_lens = number() > 0.5;
-        if (id == "DepthMapType") type = number() > 0.5;
-        if (id == "InvertDepthMap") inverted = number() > 0.5;
-        if (id == "DepthMapUnits") said.in_millimetres = !(number() > 0.5);
-        if (id == "NearDistance") said.near_distance = std::abs(number());
-        if (id == "FarDistance") said.far_distance = std::abs(number());
-        if (id == "FocalLength") said.focal_length = number();
-        if (id == "FilmbackWidth") said.filmback_width = number();
-    }
-    said.normalized = said.is_lens && type;
-    said.inverted = inverted && (!said.is_lens || said.normalized);
-    return said;
-}
-
 // Maps of whole numbers hold disparities from 0 to 1, the largest and the smallest of
 // the picture: a distance takes more than that.
 void check_scale(const depth_reading& reading, bool whole_numbers) {

@@ -10,7 +10,7 @@
 #include "host/headless_host.h"
 #include "pipeline/preparation/depth_steps.h"
 #include "pipeline/shots/frame_loader.h"
-#include "pipeline/shots/overscan_scale.h"
+#include "pipeline/regions/overscan_scale.h"
 
 namespace focusfall {
 

@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "pipeline/pictures/picture_file.h"
-#include "pipeline/pictures/window.h"
+#include "pipeline/pictures/file_windows.h"
 
 namespace focusfall {
 

@@ -1,5 +1,6 @@
 #include "pipeline/preparation/scaled_map.h"
 
+#include <cmath>
 #include <set>
 
 #include <gtest/gtest.h>

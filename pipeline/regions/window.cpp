@@ -1,17 +1,8 @@
-#include "pipeline/pictures/window.h"
+#include "pipeline/regions/window.h"
 
 #include <algorithm>
 
 namespace focusfall {
-
-window data_window(const OIIO::ImageSpec& spec) {
-    return {spec.x, spec.y, spec.width, spec.height};
-}
-
-window display_window(const OIIO::ImageSpec& spec) {
-    if (spec.full_width < 1 || spec.full_height < 1) return data_window(spec);
-    return {spec.full_x, spec.full_y, spec.full_width, spec.full_height};
-}
 
 window united(const window& a, const window& b) {
     const std::int64_t x = std::min(a.x, b.x);

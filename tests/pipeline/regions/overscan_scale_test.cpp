@@ -1,4 +1,4 @@
-#include "pipeline/shots/overscan_scale.h"
+#include "pipeline/regions/overscan_scale.h"
 
 #include "tests/support/tool_fixture.h"
 

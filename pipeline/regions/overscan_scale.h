@@ -6,7 +6,7 @@
 #include <string>
 
 #include "host/headless_host.h"
-#include "pipeline/pictures/window.h"
+#include "pipeline/regions/window.h"
 
 namespace focusfall {
 

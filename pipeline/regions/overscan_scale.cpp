@@ -1,4 +1,4 @@
-#include "pipeline/shots/overscan_scale.h"
+#include "pipeline/regions/overscan_scale.h"
 
 namespace focusfall {
 

@@ -1,10 +1,8 @@
 #pragma once
-// Rectangles of pixels in the coordinates of a picture's file.
+// Rectangles of pixels in the coordinates of a picture, rows counted downwards.
 
 #include <cstdint>
 #include <string>
-
-#include <OpenImageIO/imageio.h>
 
 namespace focusfall {
 
@@ -17,10 +15,6 @@ struct window {
     friend bool operator==(const window&, const window&) = default;
 };
 
-// Where the pixels lie.
-window data_window(const OIIO::ImageSpec& spec);
-// The part that is shown; a file without a display window shows its data window.
-window display_window(const OIIO::ImageSpec& spec);
 // The smallest window that holds both.
 window united(const window& a, const window& b);
 // What both hold; of no width or height when that is nothing.
