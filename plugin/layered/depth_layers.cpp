@@ -11,8 +11,11 @@ namespace {
 constexpr float FOCUS_LIMIT = 1.0F;
 constexpr float SECOND_LIMIT = 3.0F;
 constexpr float GROWTH = 1.5F;
-// On either side of a limit, as a part of the thinner layer, sources are of both layers.
+// So far on either side of a limit, sources are of both layers: a part of the thinner
+// layer, but no more pixels of diameter than a slow focus pull takes a few frames for,
+// since each such source is gathered twice.
 constexpr float SOFTNESS = 0.25F;
+constexpr float MAX_SOFTNESS = 1.0F;
 
 constexpr float BEYOND_ALL = 1e30F;
 
@@ -31,7 +34,8 @@ depth_layers::depth_layers() {
     for (std::int32_t i = 0; i <= COUNT; ++i) {
         const float before = i > 0 ? limits[i] - limits[i - 1] : BEYOND_ALL;
         const float after = i < COUNT ? limits[i + 1] - limits[i] : BEYOND_ALL;
-        steepness[i] = 1.0F / (2.0F * SOFTNESS * std::min(before, after));
+        steepness[i] =
+            0.5F / std::min(MAX_SOFTNESS, SOFTNESS * std::min(before, after));
     }
     // everything is of the layers from the first on, nothing beyond the last
     steepness[0] = steepness[COUNT] = 1.0F;
