@@ -1,5 +1,6 @@
 #include "plugin/layered/depth_layers.h"
 
+#include <bit>
 #include <cmath>
 
 namespace layered {
@@ -34,8 +35,7 @@ depth_layers::depth_layers() {
     for (std::int32_t i = 0; i <= COUNT; ++i) {
         const float before = i > 0 ? limits[i] - limits[i - 1] : BEYOND_ALL;
         const float after = i < COUNT ? limits[i + 1] - limits[i] : BEYOND_ALL;
-        steepness[i] =
-            0.5F / std::min(MAX_SOFTNESS, SOFTNESS * std::min(before, after));
+        steepness[i] = 0.5F / std::min(MAX_SOFTNESS, SOFTNESS * std::min(before, after));
     }
     // everything is of the layers from the first on, nothing beyond the last
     steepness[0] = steepness[COUNT] = 1.0F;
@@ -52,6 +52,24 @@ std::uint32_t depth_layers::layers_of(float diameter) const {
     for (std::int32_t l = std::max(0, layer - 1); l <= std::min(COUNT - 1, layer + 1);
          ++l) {
         if (part_of(l, diameter) > 0.0F) bits |= 1U << l;
+    }
+    return bits;
+}
+
+std::uint32_t depth_layers::layers_between(float nearest, float deepest,
+                                           const float* diameters,
+                                           std::int32_t count) const {
+    std::uint32_t bits = layers_of(nearest) | layers_of(deepest);
+    const std::int32_t last = COUNT - std::countl_zero(bits);
+    for (std::int32_t l = std::countr_zero(bits); l < last; ++l) {
+        if ((bits >> l & 1U) != 0) continue;
+        const float from = begin_of(l);
+        const float to = end_of(l);
+        std::int32_t found = 0;
+        for (std::int32_t i = 0; i < count; ++i) {
+            found += diameters[i] > from && diameters[i] < to ? 1 : 0;
+        }
+        if (found > 0) bits |= 1U << l;
     }
     return bits;
 }

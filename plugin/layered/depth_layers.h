@@ -37,6 +37,10 @@ struct depth_layers {
     }
     // The layers that it is of, at most two: bit l is set for layer l.
     std::uint32_t layers_of(float diameter) const;
+    // Those of all `count` sources whose diameters lie from `nearest` to `deepest`, which
+    // are diameters of sources themselves.
+    std::uint32_t layers_between(float nearest, float deepest, const float* diameters,
+                                 std::int32_t count) const;
     // Sources of a layer lie deeper than `begin_of` and less deep than `end_of`.
     float begin_of(std::int32_t layer) const {
         return limits[layer] - 0.5F / steepness[layer];

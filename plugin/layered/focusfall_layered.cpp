@@ -157,8 +157,7 @@ void FocusfallLayered::place_run(const gather::source_run& run,
     range.nearest = std::min(range.nearest, nearest);
     range.deepest = std::max(range.deepest, deepest);
     add_to_means(run);
-    const std::uint32_t ends = layers_.layers_of(nearest) | layers_.layers_of(deepest);
-    add_layers(run, ends, block);
+    block.groups |= layers_.layers_between(nearest, deepest, run.diameters, run.columns);
 }
 
 float FocusfallLayered::signed_diameter(float distance) const {
@@ -183,21 +182,6 @@ void FocusfallLayered::add_to_means(const gather::source_run& run) {
             mean.sum += part * std::min(std::abs(diameter), largest_blur());
             mean.count += part;
         }
-    }
-}
-
-void FocusfallLayered::add_layers(const gather::source_run& run, std::uint32_t ends,
-                                  gather::block_grid::block& block) const {
-    // those between the ends, where there is something
-    for (std::int32_t l = std::countr_zero(ends); l < 32 - std::countl_zero(ends); ++l) {
-        if ((block.groups >> l & 1U) != 0) continue;
-        const float from = layers_.begin_of(l);
-        const float to = layers_.end_of(l);
-        std::int32_t count = 0;
-        for (std::int32_t i = 0; i < run.columns; ++i) {
-            count += run.diameters[i] > from && run.diameters[i] < to ? 1 : 0;
-        }
-        if (count > 0) block.groups |= 1U << l;
     }
 }
 

@@ -91,9 +91,6 @@ class FocusfallLayered : public FocusfallFast {
     // the layers of the sources.
     void place_run(const gather::source_run& run, gather::block_grid::block& block);
     void add_to_means(const gather::source_run& run);
-    // Those of the run's layers that lie between the lowest and highest bit of `ends`.
-    void add_layers(const gather::source_run& run, std::uint32_t ends,
-                    gather::block_grid::block& block) const;
     layered::layered_frame frame_of_layers() const;
     // How much of the source at (x, y), visible or hidden, is of a layer, and its looks.
     stamp_list::appearance look(std::int32_t x, std::int32_t y, std::int32_t layer) const;

@@ -64,11 +64,14 @@ bool hidden_sources::load_run(std::int32_t x, std::int32_t y, std::int32_t colum
                               gather::block_grid::block& block, hidden_run& run) const {
     float diameters[BLOCK_COLUMNS];
     if (background_.colors) background_.diameters(x, y, columns, diameters);
+    seed_run guess;
+    const bool guessed = guess_ && guess_->behind(x, y, columns, guess);
+    if (!background_.colors && !guessed) return false;
     bool any = false;
     for (std::int32_t i = 0; i < columns; ++i) {
-        cell source;
+        hidden_source source;
         if (background_.colors) source = background_at(x + i, y, diameters[i]);
-        if (!(source.weight > 0.0F) && guess_) source = guess_->behind(x + i, y);
+        if (!(source.weight > 0.0F) && guessed) source = source_of(guess, i);
         if (!(source.weight > 0.0F)) continue;
         if (!kind_.keep_transparent && !(source.alpha > 0.0F)) continue;
         if (!any) {
@@ -78,11 +81,34 @@ bool hidden_sources::load_run(std::int32_t x, std::int32_t y, std::int32_t colum
         any = true;
         store(source, x + i, y, block, run);
     }
-    return any;
+    if (!any) return false;
+    const float* const positions = run.planes[hidden_run::POSITION];
+    float nearest = depth_layers::NOWHERE;
+    float deepest = -depth_layers::NOWHERE;
+    for (std::int32_t i = 0; i < columns; ++i) {
+        nearest = std::min(nearest, positions[i]);
+        if (positions[i] < depth_layers::NOWHERE)
+            deepest = std::max(deepest, positions[i]);
+    }
+    run.layers = kind_.layers->layers_between(nearest, deepest, positions, columns);
+    block.groups |= run.layers;
+    return true;
 }
 
-hidden_sources::cell hidden_sources::background_at(std::int32_t x, std::int32_t y,
-                                                   float diameter) const {
+hidden_sources::hidden_source hidden_sources::source_of(const seed_run& guess,
+                                                        std::int32_t i) {
+    const auto value = [&guess, i](std::int32_t q) { return guess.values[q][i]; };
+    return {.weight = value(seed_run::WEIGHT),
+            .red = value(seed_run::RED),
+            .green = value(seed_run::GREEN),
+            .blue = value(seed_run::BLUE),
+            .alpha = value(seed_run::ALPHA),
+            .diameter = value(seed_run::DIAMETER)};
+}
+
+hidden_sources::hidden_source hidden_sources::background_at(std::int32_t x,
+                                                            std::int32_t y,
+                                                            float diameter) const {
     const float* const pixel = background_.colors->Pixel(x, y);
     if (is_empty(pixel) || !is_finite(pixel)) return {};
     const float own = own_diameter(x, y);
@@ -105,7 +131,7 @@ float hidden_sources::own_diameter(std::int32_t x, std::int32_t y) const {
                : picture_.diameters->row(y)[x];
 }
 
-void hidden_sources::store(const cell& source, std::int32_t x, std::int32_t y,
+void hidden_sources::store(const hidden_source& source, std::int32_t x, std::int32_t y,
                            gather::block_grid::block& block, hidden_run& run) const {
     const float diameter = std::min(std::abs(source.diameter), picture_.largest);
     gather::kernel_terms terms = {.shape = diameter, .weight = 1.0F};
@@ -128,9 +154,6 @@ void hidden_sources::store(const cell& source, std::int32_t x, std::int32_t y,
     set(source_planes::BLUE, source.blue * terms.weight);
     set(source_planes::ALPHA, opaque ? terms.weight : source.alpha * terms.weight);
     set(hidden_run::POSITION, position);
-    const std::uint32_t layers = kind_.layers->layers_of(position);
-    run.layers |= layers;
-    block.groups |= layers;
     block.reach = std::max(block.reach, edged ? terms.shape : terms.reach);
     block.opaque = block.opaque && opaque;
 }

@@ -72,7 +72,14 @@ class hidden_sources {
     void release();
 
   private:
-    using cell = seed_pyramid::cell;
+    struct hidden_source {
+        float weight = 0.0F;  // 0: none
+        float red = 0.0F;
+        float green = 0.0F;
+        float blue = 0.0F;
+        float alpha = 0.0F;
+        float diameter = 0.0F;  // signed
+    };
     struct row_of_blocks {
         std::vector<std::int32_t> index;  // of the run of each row and block; -1: none
         std::vector<hidden_run> runs;
@@ -80,11 +87,12 @@ class hidden_sources {
 
     bool load_run(std::int32_t x, std::int32_t y, std::int32_t columns,
                   gather::block_grid::block& block, hidden_run& run) const;
-    // The background's source at (x, y), of that diameter; without a weight: none.
-    cell background_at(std::int32_t x, std::int32_t y, float diameter) const;
+    static hidden_source source_of(const seed_run& guess, std::int32_t i);
+    // The background's source at (x, y), of that diameter.
+    hidden_source background_at(std::int32_t x, std::int32_t y, float diameter) const;
     // Where that lies which hides others at (x, y).
     float own_diameter(std::int32_t x, std::int32_t y) const;
-    void store(const cell& source, std::int32_t x, std::int32_t y,
+    void store(const hidden_source& source, std::int32_t x, std::int32_t y,
                gather::block_grid::block& block, hidden_run& run) const;
 
     visible_picture picture_ = {};

@@ -1,6 +1,6 @@
 #include "plugin/layered/seed_pyramid.h"
 
-#include "plugin/fast/gather/tiling.h"
+#include <initializer_list>
 
 using gather::BLOCK_COLUMNS;
 using gather::pieces;
@@ -14,39 +14,50 @@ constexpr std::int32_t BAND_LEVELS = 6;
 static_assert(seed_pyramid::BAND_ROWS == 1 << BAND_LEVELS);
 constexpr std::int32_t MAX_LEVELS = 11;
 
+// The level by whose cells distances from the seeds are measured, and their side, pixels.
+constexpr std::int32_t DISTANCE_LEVEL = 2;
+constexpr std::int32_t DISTANCE_SIDE = 2 << DISTANCE_LEVEL;
+static_assert(DISTANCE_LEVEL < seed_pyramid::spread_levels());
+
 }  // namespace
 
-void seed_pyramid::cell::add(const cell& other, float factor) {
-    weight += factor * other.weight;
-    red += factor * other.red;
-    green += factor * other.green;
-    blue += factor * other.blue;
-    alpha += factor * other.alpha;
-    diameter += factor * other.diameter;
+void seed_pyramid::level::resize(std::int32_t new_width, std::int32_t new_height) {
+    width = new_width;
+    height = new_height;
+    stride = pieces(width, BLOCK_COLUMNS) * BLOCK_COLUMNS + 2 * MARGIN;
+    floats.make_room(static_cast<std::size_t>(stride) * seed_run::QUANTITIES *
+                     static_cast<std::size_t>(height));
 }
 
-seed_pyramid::cell seed_pyramid::cell::mean() const {
-    cell result;
-    result.add(*this, 1.0F / weight);
-    result.weight = 1.0F;
-    return result;
-}
-
-seed_pyramid::cell seed_pyramid::level::between(std::int32_t x, std::int32_t y) const {
+void seed_pyramid::level::between(std::int32_t x, std::int32_t y, std::int32_t columns,
+                                  seed_run& to) const {
     // a cell's middle lies a quarter of its side from those of the finer cells in it
-    const std::int32_t x0 = (x + 1) / 2 - 1;
     const std::int32_t y0 = (y + 1) / 2 - 1;
-    const float right = x % 2 == 0 ? 0.75F : 0.25F;
     const float below = y % 2 == 0 ? 0.75F : 0.25F;
-    cell sum;
-    for (std::int32_t j = 0; j < 2; ++j) {
-        const cell* const around = row(std::clamp(y0 + j, 0, height - 1));
-        for (std::int32_t i = 0; i < 2; ++i) {
-            sum.add(around[std::clamp(x0 + i, 0, width - 1)],
-                    (i == 0 ? 1.0F - right : right) * (j == 0 ? 1.0F - below : below));
+    const std::int32_t cells = pieces(columns, 2);
+    for (std::int32_t q = 0; q < seed_run::QUANTITIES; ++q) {
+        const float* const upper = row(std::max(y0, 0), q) + x / 2;
+        const float* const lower = row(std::min(y0 + 1, height - 1), q) + x / 2;
+        // from the cell left of the first to the one right of the last
+        float middle[BLOCK_COLUMNS / 2 + 2];
+        for (std::int32_t i = 0; i < cells + 2; ++i) {
+            middle[i] = (1.0F - below) * upper[i - 1] + below * lower[i - 1];
+        }
+        float* const values = to.values[q];
+        for (std::int32_t i = 0; i < cells; ++i) {
+            values[2 * i] = 0.25F * middle[i] + 0.75F * middle[i + 1];
+            values[2 * i + 1] = 0.75F * middle[i + 1] + 0.25F * middle[i + 2];
         }
     }
-    return sum.weight > 0.0F ? sum.mean() : cell();
+    // cells without a mean have a weight of 0, and are 0
+    float scale[BLOCK_COLUMNS];
+    for (std::int32_t i = 0; i < 2 * cells; ++i) {
+        const float weight = to.values[seed_run::WEIGHT][i];
+        scale[i] = weight > 0.0F ? 1.0F / weight : 0.0F;
+    }
+    for (float* const values : to.values) {
+        for (std::int32_t i = 0; i < 2 * cells; ++i) values[i] *= scale[i];
+    }
 }
 
 void seed_pyramid::prepare(const visible_picture& picture) {
@@ -61,11 +72,13 @@ void seed_pyramid::prepare(const visible_picture& picture) {
     for (level& l : levels_) {
         width = pieces(width, 2);
         height = pieces(height, 2);
-        l.width = width;
-        l.height = height;
-        l.cells.resize(static_cast<std::size_t>(width) *
-                       static_cast<std::size_t>(height));
+        l.resize(width, height);
     }
+}
+
+void seed_pyramid::release() {
+    levels_ = std::vector<level>();
+    cells_to_seeds_ = std::vector<std::int32_t>();
 }
 
 std::int32_t seed_pyramid::bands() const {
@@ -81,9 +94,11 @@ void seed_pyramid::sow(std::int32_t band) {
     const std::int32_t last = std::min(first + BAND_ROWS, height);
     bool any = false;
     for (std::int32_t y = first; y < last; ++y) {
-        cell* const cells = finest.row(y / 2);
-        if (y % 2 == 0) std::fill_n(cells, finest.width, cell());
-        any = sow_row(y, cells) || any;
+        if (y % 2 == 0) {
+            // where that is 0, the other quantities are not read
+            std::fill_n(finest.row(y / 2, seed_run::WEIGHT), finest.width + 1, 0.0F);
+        }
+        any = sow_row(y) || any;
     }
     sown_[static_cast<std::size_t>(band)] = any ? 1 : 0;
     // the levels whose cells lie within the band
@@ -94,7 +109,7 @@ void seed_pyramid::sow(std::int32_t band) {
     }
 }
 
-bool seed_pyramid::sow_row(std::int32_t y, cell* cells) const {
+bool seed_pyramid::sow_row(std::int32_t y) {
     const diameter_map& map = *picture_.diameters;
     const float* const own = map.row(y);
     const float* const above = map.row(std::max(y - 1, 0));
@@ -116,14 +131,13 @@ bool seed_pyramid::sow_row(std::int32_t y, cell* cells) const {
         }
         if (edges == 0) continue;
         for (std::int32_t i = 0; i < columns; ++i) {
-            if (deepest[i] >= picture_.tolerance)
-                any = sow_pixel(x + i, y, cells[(x + i) / 2]) || any;
+            if (deepest[i] >= picture_.tolerance) any = sow_pixel(x + i, y) || any;
         }
     }
     return any;
 }
 
-bool seed_pyramid::sow_pixel(std::int32_t x, std::int32_t y, cell& to) const {
+bool seed_pyramid::sow_pixel(std::int32_t x, std::int32_t y) {
     constexpr std::int32_t STEPS[][2] = {{1, 0}, {-1, 0}, {0, 1}, {0, -1}};
     const diameter_map& map = *picture_.diameters;
     const auto inside = [&](std::int32_t px, std::int32_t py) {
@@ -144,20 +158,29 @@ bool seed_pyramid::sow_pixel(std::int32_t x, std::int32_t y, cell& to) const {
             qy = y + dy;
         }
         const float* const pixel = picture_.colors->Pixel(qx, qy);
-        const cell seed = {.weight = 1.0F,
-                           .red = pixel[Image::RED],
-                           .green = pixel[Image::GREEN],
-                           .blue = pixel[Image::BLUE],
-                           .alpha = pixel[Image::ALPHA],
-                           .diameter = map.row(qy)[qx]};
         if (!is_finite(pixel)) continue;
+        const float red = pixel[Image::RED];
+        const float green = pixel[Image::GREEN];
+        const float blue = pixel[Image::BLUE];
         // an edge becomes one by degrees, and lights do not spread
-        const float brightest = std::max({seed.red, seed.green, seed.blue, 0.0F});
+        const float brightest = std::max({red, green, blue, 0.0F});
         const float sure = std::min(1.0F, ((beside - own) / edge - 1.0F) * 0.5F + 1e-4F);
-        to.add(seed, sure / (1.0F + brightest));
+        const float seed[] = {1.0F,           red, green, blue, pixel[Image::ALPHA],
+                              map.row(qy)[qx]};
+        add_seed(seed, sure / (1.0F + brightest), x / 2, y / 2);
         any = true;
     }
     return any;
+}
+
+void seed_pyramid::add_seed(const float* seed, float weight, std::int32_t x,
+                            std::int32_t y) {
+    level& finest = levels_.front();
+    const bool is_first = !(finest.row(y, seed_run::WEIGHT)[x] > 0.0F);
+    for (std::int32_t q = 0; q < seed_run::QUANTITIES; ++q) {
+        float& sum = finest.row(y, q)[x];
+        sum = (is_first ? 0.0F : sum) + weight * seed[q];
+    }
 }
 
 void seed_pyramid::sum_up(std::int32_t to, std::int32_t first_row,
@@ -165,13 +188,36 @@ void seed_pyramid::sum_up(std::int32_t to, std::int32_t first_row,
     const level& from = levels_[static_cast<std::size_t>(to - 1)];
     level& sums = levels_[static_cast<std::size_t>(to)];
     for (std::int32_t y = first_row; y < std::min(last_row, sums.height); ++y) {
-        cell* const row = sums.row(y);
-        std::fill_n(row, sums.width, cell());
-        for (std::int32_t fine = 2 * y; fine < std::min(2 * y + 2, from.height); ++fine) {
-            const cell* const cells = from.row(fine);
-            for (std::int32_t x = 0; x < from.width; ++x) {
-                if (cells[x].weight > 0.0F) row[x / 2].add(cells[x], 1.0F);
-            }
+        sums.row(y, seed_run::WEIGHT)[sums.width] = 0.0F;
+        for (std::int32_t x = 0; x < sums.width; x += BLOCK_COLUMNS)
+            sums.sum_up(from, x, y);
+    }
+}
+
+void seed_pyramid::level::sum_up(const level& from, std::int32_t x, std::int32_t y) {
+    const std::int32_t count = std::min(BLOCK_COLUMNS, width - x);
+    const std::int32_t rows[] = {2 * y, std::min(2 * y + 1, from.height - 1)};
+    const float* weights[] = {from.row(rows[0], seed_run::WEIGHT) + 2 * x,
+                              from.row(rows[1], seed_run::WEIGHT) + 2 * x};
+    // a row below the last counts for nothing
+    const float second = rows[1] > rows[0] ? 1.0F : 0.0F;
+    float total = 0.0F;
+    for (std::int32_t i = 0; i < 2 * count; ++i) total += weights[0][i] + weights[1][i];
+    for (std::int32_t q = 0; q < seed_run::QUANTITIES; ++q) {
+        float* const sums = row(y, q) + x;
+        if (!(total > 0.0F)) {
+            // most runs are empty, and only that is read of them
+            if (q == seed_run::WEIGHT) std::fill_n(sums, count, 0.0F);
+            continue;
+        }
+        const float* const values[] = {from.row(rows[0], q) + 2 * x,
+                                       from.row(rows[1], q) + 2 * x};
+        const auto value = [&](std::int32_t fine_row, std::int32_t i) {
+            return weights[fine_row][i] > 0.0F ? values[fine_row][i] : 0.0F;
+        };
+        for (std::int32_t i = 0; i < count; ++i) {
+            sums[i] = value(0, 2 * i) + value(0, 2 * i + 1) +
+                      second * (value(1, 2 * i) + value(1, 2 * i + 1));
         }
     }
 }
@@ -184,6 +230,7 @@ void seed_pyramid::join_levels() {
     for (std::int32_t i = count - 1; i >= spread_levels(); --i) {
         fill(i, 0, levels_[static_cast<std::size_t>(i)].height);
     }
+    measure_distances();
 }
 
 std::int32_t seed_pyramid::spread_bands(std::int32_t number) const {
@@ -197,17 +244,98 @@ void seed_pyramid::spread(std::int32_t number, std::int32_t band) {
 void seed_pyramid::fill(std::int32_t number, std::int32_t first_row,
                         std::int32_t last_row) {
     level& l = levels_[static_cast<std::size_t>(number)];
-    const bool is_last = number + 1 == static_cast<std::int32_t>(levels_.size());
     for (std::int32_t y = first_row; y < std::min(last_row, l.height); ++y) {
-        cell* const row = l.row(y);
-        for (std::int32_t x = 0; x < l.width; ++x) {
-            if (row[x].weight > 0.0F) {
-                row[x] = row[x].mean();
-            } else if (!is_last) {
-                row[x] = levels_[static_cast<std::size_t>(number + 1)].between(x, y);
-            }
+        for (std::int32_t x = 0; x < l.width; x += BLOCK_COLUMNS) fill_run(number, x, y);
+        for (std::int32_t q = 0; q < seed_run::QUANTITIES; ++q) {
+            float* const values = l.row(y, q);
+            values[-1] = values[0];
+            values[l.width] = values[l.width - 1];
         }
     }
+}
+
+void seed_pyramid::fill_run(std::int32_t number, std::int32_t x, std::int32_t y) {
+    level& l = levels_[static_cast<std::size_t>(number)];
+    const std::int32_t columns = std::min(BLOCK_COLUMNS, l.width - x);
+    seed_run coarse;
+    if (number + 1 < static_cast<std::int32_t>(levels_.size())) {
+        levels_[static_cast<std::size_t>(number + 1)].between(x, y, columns, coarse);
+    } else {
+        coarse = {};
+    }
+    float sums[BLOCK_COLUMNS];
+    std::copy_n(l.row(y, seed_run::WEIGHT) + x, columns, sums);
+    for (std::int32_t q = 0; q < seed_run::QUANTITIES; ++q) {
+        float* const values = l.row(y, q) + x;
+        for (std::int32_t i = 0; i < columns; ++i) {
+            values[i] = sums[i] > 0.0F ? values[i] / sums[i] : coarse.values[q][i];
+        }
+    }
+}
+
+void seed_pyramid::measure_distances() {
+    const level& l = levels_[DISTANCE_LEVEL];
+    const std::int32_t stride = l.width + 2;
+    // with a border of cells, which have no seeds
+    cells_to_seeds_.assign(
+        static_cast<std::size_t>(stride) * static_cast<std::size_t>(l.height + 2),
+        1 << MAX_LEVELS);
+    std::int32_t* const cells = cells_to_seeds_.data() + stride + 1;
+    const auto nearer = [cells](std::int32_t i,
+                                std::initializer_list<std::int32_t> from) {
+        for (const std::int32_t step : from)
+            cells[i] = std::min(cells[i], cells[i + step] + 1);
+    };
+    for (std::int32_t y = 0; y < l.height; ++y) {
+        for (std::int32_t x = 0; x < l.width; ++x) {
+            const std::int32_t i = y * stride + x;
+            if (l.row(y, seed_run::WEIGHT)[x] > 0.0F) cells[i] = 0;
+            nearer(i, {-1, -stride - 1, -stride, -stride + 1});
+        }
+    }
+    for (std::int32_t y = l.height - 1; y >= 0; --y) {
+        for (std::int32_t x = l.width - 1; x >= 0; --x) {
+            nearer(y * stride + x, {1, stride + 1, stride, stride - 1});
+        }
+    }
+}
+
+bool seed_pyramid::behind(std::int32_t x, std::int32_t y, std::int32_t columns,
+                          seed_run& to) const {
+    const level& finest = levels_.front();
+    const float* const own = picture_.diameters->row(y) + x;
+    const float* const weights = finest.row(y / 2, seed_run::WEIGHT) + x / 2;
+    const float* const diameters = finest.row(y / 2, seed_run::DIAMETER) + x / 2;
+    const std::int32_t* const cells =
+        cells_to_seeds_.data() +
+        (y / DISTANCE_SIDE + 1) * (levels_[DISTANCE_LEVEL].width + 2) + 1;
+    float kept[BLOCK_COLUMNS];
+    float any = 0.0F;
+    for (std::int32_t i = 0; i < columns; ++i) {
+        const float deeper = diameters[i / 2] - own[i];
+        // it is not seen where all that its blur reaches is covered by the pixel's own
+        // surface: a quarter more, since that may be blurred more towards its edge
+        const float reach =
+            0.625F * (std::min(std::abs(diameters[i / 2]), picture_.largest) +
+                      std::min(std::abs(own[i]), picture_.largest));
+        const auto distance =
+            static_cast<float>((cells[(x + i) / DISTANCE_SIDE] - 1) * DISTANCE_SIDE);
+        const bool seen = distance < reach + static_cast<float>(DISTANCE_SIDE);
+        kept[i] = weights[i / 2] > 0.0F && deeper >= 0.5F * picture_.tolerance && seen
+                      ? 1.0F
+                      : 0.0F;
+        any += kept[i];
+    }
+    if (!(any > 0.0F)) return false;
+    finest.between(x, y, columns, to);
+    for (std::int32_t i = 0; i < columns; ++i) {
+        const float diameter = to.values[seed_run::DIAMETER][i];
+        const float part =
+            part_of_edge((diameter - own[i]) / picture_.gap(diameter, own[i]));
+        float& weight = to.values[seed_run::WEIGHT][i];
+        weight = weight > 0.0F ? kept[i] * part : 0.0F;
+    }
+    return true;
 }
 
 }  // namespace layered

@@ -9,6 +9,8 @@
 #include <vector>
 
 #include "host/api/image.h"
+#include "plugin/fast/gather/aligned_floats.h"
+#include "plugin/fast/gather/tiling.h"
 #include "plugin/layered/diameter_map.h"
 
 namespace layered {
@@ -43,6 +45,23 @@ inline bool is_finite(const float* pixel) {
                          pixel[Image::ALPHA]);
 }
 
+// What goes on behind up to BLOCK_COLUMNS pixels of a row, or cells of a level: for each
+// quantity their values side by side.
+struct seed_run {
+    // Where WEIGHT is 0, nothing is known, and the others mean nothing.
+    enum quantity : std::int32_t {
+        WEIGHT,
+        RED,
+        GREEN,
+        BLUE,
+        ALPHA,
+        DIAMETER,
+        QUANTITIES
+    };
+
+    float values[QUANTITIES][gather::BLOCK_COLUMNS];
+};
+
 // Seeds are sown on the nearer side of each depth edge, in the colour of the deeper one.
 // A pyramid of their means fills what is between them, finest level first (Gortler et
 // al., "The Lumigraph", 1996, call it push-pull).
@@ -53,19 +72,6 @@ class seed_pyramid {
   public:
     static constexpr std::int32_t BAND_ROWS = 64;  // pixels that one call of `sow` takes
     static constexpr std::int32_t SPREAD_ROWS = 32;  // cells that one of `spread` takes
-
-    // A mean of seeds, or their sum while levels are joined.
-    struct cell {
-        float weight = 0.0F;
-        float red = 0.0F;
-        float green = 0.0F;
-        float blue = 0.0F;
-        float alpha = 0.0F;
-        float diameter = 0.0F;  // signed
-
-        void add(const cell& other, float factor);
-        cell mean() const;  // with a weight of 1
-    };
 
     // Memory is kept from frame to frame. Throws std::bad_alloc. [render thread]
     void prepare(const visible_picture& picture);
@@ -81,46 +87,59 @@ class seed_pyramid {
     // Fills the empty cells of a part of a level. [one thread a band]
     void spread(std::int32_t number, std::int32_t band);
 
-    // What goes on behind the pixel at (x, y), in a cell whose weight says how much of it
-    // there is, 0 .. 1. [any thread, when all is spread]
-    cell behind(std::int32_t x, std::int32_t y) const;
+    // What goes on behind the pixels of block `x / BLOCK_COLUMNS` in row y; a weight says
+    // how much of it there is, 0 .. 1. False where there is nothing, and `to` is not
+    // filled. [any thread, when all is spread]
+    bool behind(std::int32_t x, std::int32_t y, std::int32_t columns, seed_run& to) const;
 
-    void release() { levels_ = std::vector<level>(); }
+    void release();
 
   private:
+    // Sums of seeds while levels are joined, then their means, with a weight of 1. Rows
+    // have a column more on either side, which repeats the outermost.
     struct level {
         std::int32_t width = 0;
         std::int32_t height = 0;
-        std::vector<cell> cells;
+        std::ptrdiff_t stride = 0;  // floats, from quantity to quantity
+        gather::aligned_floats floats;
 
-        cell* row(std::int32_t y) { return cells.data() + std::ptrdiff_t{y} * width; }
-        const cell* row(std::int32_t y) const {
-            return cells.data() + std::ptrdiff_t{y} * width;
+        void resize(std::int32_t new_width, std::int32_t new_height);
+        // Column 0 of a row.
+        float* row(std::int32_t y, std::int32_t quantity) {
+            return floats.data() + index(y, quantity);
         }
-        // The mean at half the coordinates of a finer level, from the four cells around.
-        cell between(std::int32_t x, std::int32_t y) const;
+        const float* row(std::int32_t y, std::int32_t quantity) const {
+            return floats.data() + index(y, quantity);
+        }
+        // Sums up the cells of the finer level `from`, for a run of cells from (x, y) on.
+        void sum_up(const level& from, std::int32_t x, std::int32_t y);
+        // The means at half the coordinates of a finer level, each from the four cells
+        // around, for `columns` places from (x, y) on; x is even.
+        void between(std::int32_t x, std::int32_t y, std::int32_t columns,
+                     seed_run& to) const;
+
+      private:
+        static constexpr std::ptrdiff_t MARGIN = 16;  // floats, a cache line
+
+        std::ptrdiff_t index(std::int32_t y, std::int32_t quantity) const {
+            return (std::ptrdiff_t{y} * seed_run::QUANTITIES + quantity) * stride +
+                   MARGIN;
+        }
     };
 
-    bool sow_row(std::int32_t y, cell* cells) const;
-    bool sow_pixel(std::int32_t x, std::int32_t y, cell& to) const;
+    bool sow_row(std::int32_t y);
+    bool sow_pixel(std::int32_t x, std::int32_t y);
+    void add_seed(const float* seed, float weight, std::int32_t x, std::int32_t y);
     void sum_up(std::int32_t to, std::int32_t first_row, std::int32_t last_row);
     void fill(std::int32_t number, std::int32_t first_row, std::int32_t last_row);
+    void fill_run(std::int32_t number, std::int32_t x, std::int32_t y);
+    void measure_distances();
 
     visible_picture picture_ = {};
     std::vector<level> levels_;  // the first has a cell for 2 x 2 pixels
     std::vector<char> sown_;     // by band
+    // How many cells of DISTANCE_LEVEL each of them is from the nearest with seeds.
+    std::vector<std::int32_t> cells_to_seeds_;
 };
-
-inline seed_pyramid::cell seed_pyramid::behind(std::int32_t x, std::int32_t y) const {
-    const level& finest = levels_.front();
-    const float own = picture_.diameters->row(y)[x];
-    const cell& near = finest.row(y / 2)[x / 2];
-    if (!(near.weight > 0.0F) || near.diameter - own < 0.5F * picture_.tolerance)
-        return {};
-    cell source = finest.between(x, y);
-    source.weight =
-        part_of_edge((source.diameter - own) / picture_.gap(source.diameter, own));
-    return source;
-}
 
 }  // namespace layered
