@@ -138,9 +138,10 @@ std::string set_focus(headless::tool& tool, const focus_points& points,
     return set_focus(tool, points, [&](const focus_point& point) {
         const int frame = frame_of(point, shot);
         const frame_files files = files_of(only_frame(shot, frame), frame);
-        const frame_probe probe(loader, shot.load,
-                                {files.input, files.depth_map, {}, {}, {}}, tool, frame,
-                                true);
+        frame_files looked_at;
+        looked_at.input = files.input;
+        looked_at.depth_map = files.depth_map;
+        const frame_probe probe(loader, shot.load, looked_at, tool, frame, true);
         return probe.depth_around(point.x, point.y);
     });
 }

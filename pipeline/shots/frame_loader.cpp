@@ -7,6 +7,7 @@
 #include "host/error.h"
 #include "pipeline/pictures/host_image.h"
 #include "pipeline/preparation/scaled_map.h"
+#include "pipeline/shots/input_choice.h"
 
 namespace focusfall {
 
@@ -14,89 +15,6 @@ namespace {
 
 namespace fs = std::filesystem;
 using headless::host_error;
-
-// Does the work, and puts the file's name before the text of what goes wrong.
-template <class Work>
-auto with_name_in_errors(const fs::path& file, Work work) {
-    try {
-        return work();
-    } catch (const host_error& error) {
-        throw host_error(file.string() + ": " + error.what());
-    }
-}
-
-// OpenEXR files alone have a display window, others have nothing but pixels. The
-// attribute is one that every OpenEXR header has.
-bool has_display_window(const OIIO::ImageSpec& spec) {
-    return spec.find_attribute("screenWindowWidth") != nullptr;
-}
-
-// Moves a picture so that its display window begins where `to` does.
-void move_display(picture& file, const window& to) {
-    for (picture_part& part : file) {
-        part.spec.x += static_cast<int>(to.x) - part.spec.full_x;
-        part.spec.y += static_cast<int>(to.y) - part.spec.full_y;
-        part.spec.full_x = static_cast<int>(to.x);
-        part.spec.full_y = static_cast<int>(to.y);
-    }
-}
-
-// The depth of a colour. Several candidates are a fault only if one is needed.
-std::optional<channel_place> depth_of(const picture& file, const color_channels& color,
-                                      const std::string& name, bool needed) {
-    if (needed || !name.empty()) return choose_depth(file, color, name);
-    try {
-        return choose_depth(file, color, name);
-    } catch (const host_error&) {
-        return std::nullopt;
-    }
-}
-
-// The depth of a layer besides the first: a view has its own, other layers share one.
-std::optional<channel_place> further_depth(const input_picture& input,
-                                           const color_channels& color,
-                                           const load_choices& choices, bool needed) {
-    if (choices.layers.front() != ALL_VIEWS || !input.depth) return input.depth;
-    const std::string name = needed ? choices.depth_channel : "";
-    const auto own = depth_of(input.file, color, name, needed);
-    if (needed && name.empty()) expect_same_view(input.file, color, *own);
-    return own;
-}
-
-// What is taken of an input with these headers.
-input_picture chosen_input(picture headers, const load_choices& choices, bool has_map,
-                           bool needs_depth) {
-    input_picture input;
-    input.file = std::move(headers);
-    const std::vector<color_channels> colors = choose_colors(input.file, choices.layers);
-    input.color = colors.front();
-    input.depth = depth_of(input.file, input.color, has_map ? "" : choices.depth_channel,
-                           needs_depth && !has_map);
-    if (needs_depth && !has_map && !input.depth) {
-        throw host_error(
-            "has no depth channel; give a depth map by --depth-map, a channel by "
-            "--depth-channel (there are: " +
-            listed_channels(input.file) +
-            "), or one of the colours by --set BlurChannel=Red");
-    }
-    const OIIO::ImageSpec& spec = input.file[input.color.part].spec;
-    input.encoding = choices.encoding ? *choices.encoding : stored_encoding(spec);
-    input.display = display_window(spec);
-    input.area = input.display;
-    for (const color_channels& color : colors) {
-        if (&color != &colors.front()) {
-            input.further.push_back(
-                {color, further_depth(input, color, choices, needs_depth && !has_map)});
-        }
-        const auto& depth =
-            input.further.empty() ? input.depth : input.further.back().depth;
-        input.area = united(input.area, data_window(input.file[color.part].spec));
-        if (depth) {
-            input.area = united(input.area, data_window(input.file[depth->part].spec));
-        }
-    }
-    return input;
-}
 
 // Far windows cost nothing in a file, but the pixels between them do in memory.
 void check_area(const window& area, std::uint64_t max_bytes) {
@@ -147,9 +65,7 @@ bool stores_whole_numbers(const picture& file, const std::optional<channel_place
 // is used of the map: the input's area, or all that the map shows if it has another size.
 window map_area(picture& file, const input_picture& input) {
     const window display = display_window(file[0].spec);
-    const bool as_large =
-        display.width == input.display.width && display.height == input.display.height;
-    if (as_large && !has_display_window(file[0].spec)) move_display(file, input.display);
+    place_display(file, input.display);
     return display_window(file[0].spec) == input.display ? input.area : display;
 }
 
@@ -206,6 +122,8 @@ opened_frame frame_loader::open(const frame_files& files, bool needs_depth) {
             opened.input.file, opened.input.depth, opened.input.color);
         open_blur_image(opened);
         open_depth_map(opened);
+        opened.background =
+            background_.open(files.background, opened.input, !files.depth_map.empty());
         return opened;
     });
 }
@@ -273,6 +191,7 @@ loaded_frame frame_loader::load(opened_frame opened) {
                                                input.area, input.encoding));
         }
         frame.depth_map = depth_map(opened);
+        frame.backgrounds = background_.load(std::move(opened.background));
         frame.input_file = opened.files.input;
         frame.input = std::move(input);
         if (frame.depth_map && opened.scales_map) {

@@ -16,7 +16,8 @@
 #include "pipeline/pictures/input_picture.h"
 #include "pipeline/pictures/picture_file.h"
 #include "pipeline/preparation/depth_steps.h"
-#include "pipeline/preparation/light_steps.h"
+#include "pipeline/shots/background_loader.h"
+#include "pipeline/shots/load_choices.h"
 
 namespace focusfall {
 
@@ -25,34 +26,9 @@ struct frame_files {
     std::filesystem::path input;
     std::filesystem::path depth_map;   // optional: empty
     std::filesystem::path blur_image;  // optional: empty
+    std::filesystem::path background;  // optional: empty
     std::filesystem::path output;
     std::filesystem::path preview;  // optional: empty
-};
-
-// How files are to be read.
-struct load_choices {
-    std::vector<std::string> layers;  // names or ALL_VIEWS; optional: the picture itself
-    std::string depth_channel;  // optional; of the depth map if there is one, else of the
-                                // input
-    std::optional<color_encoding> encoding;  // else what the files say
-    depth_choices depth;
-    light_choices light;
-
-    // Calls visit(name, choice) for every choice with the name of its option: records of
-    // renders are made so. A type that JSON does not know needs an overload of `json_of`
-    // and `take` in shot_record.cpp. `choices` may be constant.
-    template <class Choices, class Visit>
-    static void for_each(Choices& choices, const Visit& visit) {
-        visit("layer", choices.layers);
-        visit("depth-channel", choices.depth_channel);
-        visit("colorspace", choices.encoding);
-        visit("depth-as", choices.depth.meaning);
-        visit("depth-scale", choices.depth.scale);
-        visit("field-of-view", choices.depth.field_of_view);
-        visit("empty-depth", choices.depth.empty);
-        visit("drop-non-finite", choices.light.drop_non_finite);
-        visit("highlights", choices.light.highlights);
-    }
 };
 
 // A frame whose files are open: what their headers tell, and no pixels yet.
@@ -72,6 +48,7 @@ struct opened_frame {
     std::optional<picture_reader> blur_image_reader = {};
     Owned<Image> blur_image = nullptr;
     window blur_image_area = {};  // what is used of the blur image; empty: there is none
+    opened_background background = {};
 };
 
 // Something about a file that the user should know, as the end of a sentence about it.
@@ -94,6 +71,8 @@ struct loaded_frame {
     std::vector<Owned<Image>> further;  // of the input's further layers
     Owned<Image> depth_map;             // null: none; as large as the image
     Owned<Image> blur_image;            // null: none
+    // what lies behind each layer, as large; empty: not known
+    std::vector<Owned<Image>> backgrounds;
     // depths of the layers, the first one first; empty when they are the tool's as loaded
     std::vector<prepared_depth> prepared;
     depth_reading reading;  // how they were prepared
@@ -114,13 +93,15 @@ inline Image& tool_depth(const loaded_frame& frame, std::size_t layer = 0) {
     return own ? *own : *frame.prepared[0].for_tool;
 }
 
-// Keeps the last depth map and blur image, for the frames that they serve as well. It may
-// work on a thread of its own, one thread at a time.
+// Keeps the last depth map, blur image and background, for the frames that they serve as
+// well. It may work on a thread of its own, one thread at a time.
 class frame_loader {
   public:
     // Frames whose pixels take more than `max_bytes`, file by file, are refused.
     explicit frame_loader(load_choices choices, std::uint64_t max_bytes = UINT64_MAX)
-        : choices_(std::move(choices)), max_bytes_(max_bytes) {}
+        : choices_(std::move(choices)),
+          max_bytes_(max_bytes),
+          background_(choices_, max_bytes) {}
 
     // Opens the files, reads their headers and chooses the channels. Throws host_error
     // that names the file at fault, also when the frame has no depth although it
@@ -152,6 +133,7 @@ class frame_loader {
     std::uint64_t max_bytes_;
     kept_image depth_map_;
     kept_image blur_image_;
+    background_loader background_;
 };
 
 }  // namespace focusfall

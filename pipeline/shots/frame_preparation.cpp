@@ -58,6 +58,21 @@ void prepare_depth(loaded_frame& frame, const depth_reading& reading,
     }
 }
 
+// The background is read as the picture is. Its images are copied: later frames may have
+// the loader's.
+void prepare_backgrounds(loaded_frame& frame, const light_choices& light,
+                         const depth_reading& reading) {
+    const bool changes_depth = reading.choices.changes_values();
+    if (!changes_depth && !light.drop_non_finite && !light.highlights) return;
+    const window& area = frame.input.area;
+    for (Owned<Image>& image : frame.backgrounds) {
+        image = changes_depth ? mapped_depth(*image, Image::Z, *image, area, reading)
+                              : cropped(*image, area, area);
+        if (light.drop_non_finite) fill_pixels(*image, non_finite_pixels(*image));
+        if (light.highlights) lift_highlights(*image, *light.highlights);
+    }
+}
+
 // Tells how far the blur will spread pixels that are not finite.
 void note_non_finite(loaded_frame& frame, std::size_t layer,
                      const std::vector<pixel_place>& places,
@@ -139,6 +154,7 @@ void prepare(loaded_frame& frame, const load_choices& choices,
         }
         frame.reading = reading;
         prepare_light(frame, light, forecast);
+        prepare_backgrounds(frame, light, reading);
     } catch (const std::bad_alloc&) {
         throw host_error(frame.input_file.string() +
                          ": there is no memory for this picture");

@@ -149,6 +149,9 @@ Owned<Image> rendering_stage::rendered(const frame_job& job, std::size_t layer) 
         order.images["DepthMap"] = &tool_depth(loaded, layer);
     }
     if (loaded.blur_image) order.images["BlurImage"] = loaded.blur_image.get();
+    if (!loaded.backgrounds.empty()) {
+        order.images["Background"] = loaded.backgrounds[layer].get();
+    }
     headless::frame frame = tool_.render(order);
     check_stopped(observer_);
     if (frame.how == headless::frame::end::ABORTED) throw interrupted();

@@ -88,6 +88,8 @@ std::uint64_t render_bytes(const opened_frame& opened, const load_choices& choic
     if (!opened.files.depth_map.empty()) read += image;
     if (opened.scales_map) read += pixels_of(opened.map_area) * IMAGE_BYTES;
     if (choices.depth.changes_values()) read += image + image / 5;
+    // the images, and what the tool makes of them, which is as large
+    if (!opened.files.background.empty()) read += 2 * image;
     const std::uint64_t blur_image =
         pixels_of(opened.blur_image_area) * (IMAGE_BYTES + Image::RESIZE_BYTES);
     const std::uint64_t render = read + image + blur_image + forecast.bytes;

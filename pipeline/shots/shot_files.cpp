@@ -33,7 +33,7 @@ std::set<file_identity> input_identities(const shot_options& options) {
     std::set<file_identity> inputs;
     for (const int frame : frames_of(options)) {
         const frame_files files = files_of(options, frame);
-        for (const auto& file : {files.input, files.depth_map, files.blur_image}) {
+        for (const auto& file : read_files(files)) {
             if (const auto known = identity(file)) inputs.insert(*known);
         }
     }
@@ -118,8 +118,16 @@ frame_files files_of(const shot_options& options, int frame) {
     const auto name = [&](const std::string& pattern) -> fs::path {
         return options.frames.empty() ? pattern : frame_name(pattern, frame);
     };
-    return {name(options.input), name(options.depth_map), name(options.blur_image),
-            name(options.output), name(options.preview)};
+    return {.input = name(options.input),
+            .depth_map = name(options.depth_map),
+            .blur_image = name(options.blur_image),
+            .background = name(options.background),
+            .output = name(options.output),
+            .preview = name(options.preview)};
+}
+
+std::vector<fs::path> read_files(const frame_files& files) {
+    return {files.input, files.depth_map, files.blur_image, files.background};
 }
 
 std::vector<int> frames_of(const shot_options& options) {

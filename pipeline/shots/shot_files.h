@@ -1,6 +1,7 @@
 #pragma once
 // The files of a shot, frame by frame.
 
+#include <filesystem>
 #include <vector>
 
 #include "pipeline/shots/frame_loader.h"
@@ -10,6 +11,9 @@ namespace focusfall {
 
 // The names that the files of a frame have.
 frame_files files_of(const shot_options& options, int frame);
+
+// The files that a frame is made from; names may be empty.
+std::vector<std::filesystem::path> read_files(const frame_files& files);
 
 // The frames to render: 0 alone when the options have none.
 std::vector<int> frames_of(const shot_options& options);

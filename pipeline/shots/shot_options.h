@@ -11,7 +11,8 @@
 
 namespace focusfall {
 
-// What becomes of a frame whose input, depth map or blur image is not there.
+// What becomes of a frame whose input, or another file that it is made from, is not
+// there.
 enum class missing_frames {
     FAIL,
     SKIP,    // it is left out
@@ -24,6 +25,7 @@ struct shot_options {
     std::string input;
     std::string depth_map;   // optional: empty
     std::string blur_image;  // optional: empty
+    std::string background;  // optional: empty
     std::string output;
     std::string preview;                 // optional: empty
     view_kind view = view_kind::RESULT;  // what the preview shows

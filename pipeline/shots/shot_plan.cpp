@@ -18,7 +18,7 @@ namespace fs = std::filesystem;
 
 // The first file of a frame that is to be read and is not there.
 fs::path missing_file(const frame_files& files) {
-    for (const fs::path& file : {files.input, files.depth_map, files.blur_image}) {
+    for (const fs::path& file : read_files(files)) {
         if (!file.empty() && !fs::exists(file)) return file;
     }
     return {};
@@ -98,6 +98,7 @@ void planner::replace_missing(frame_report& report, const fs::path& missing) {
     report.files.input = near.input;
     report.files.depth_map = near.depth_map;
     report.files.blur_image = near.blur_image;
+    report.files.background = near.background;
 }
 
 // Whether the frame need not be rendered again; counts those that are there and do.
@@ -114,6 +115,15 @@ bool planner::is_current(const frame_report& report) {
 }  // namespace
 
 shot_plan plan_of(const shot_options& options, const headless::tool& tool) {
+    const bool takes_background =
+        std::ranges::any_of(tool.controls(), [](const headless::control* control) {
+            return control->info().id == "Background";
+        });
+    if (!options.background.empty() && !takes_background) {
+        throw headless::host_error(options.background +
+                                   ": this tool takes no background; take the one that "
+                                   "knows what hides what, by --tool layered");
+    }
     planner planner(options, tool);
     for (const int frame : frames_of(options)) planner.add(frame);
     return std::move(planner).plan();

@@ -10,6 +10,7 @@
 #include "host/error.h"
 #include "pipeline/pictures/picture_file.h"
 #include "pipeline/settings/setting_value.h"
+#include "pipeline/shots/shot_files.h"
 
 namespace focusfall {
 
@@ -173,10 +174,12 @@ json_record record_of(const shot_options& options, const frame_files& files,
                       const headless::tool& tool, TimeStamp time) {
     json_record record{{"tool", options.tool_id}, {"version", options.version}};
     record["input"] = record_of_file(files.input);
-    if (!files.depth_map.empty()) record["depth_map"] = record_of_file(files.depth_map);
-    if (!files.blur_image.empty()) {
-        record["blur_image"] = record_of_file(files.blur_image);
-    }
+    const auto add = [&](const char* name, const fs::path& file) {
+        if (!file.empty()) record[name] = record_of_file(file);
+    };
+    add("depth_map", files.depth_map);
+    add("blur_image", files.blur_image);
+    add("background", files.background);
     record["read"] = json_of_choices(options.load);
     record["write"] = json_of_choices(options.output_as);
     record["settings"] = settings_of(tool, time);
@@ -219,7 +222,7 @@ std::string difference(const fs::path& file, const frame_files& files,
     }
     if (texts.empty()) {
         const fs::file_time_type time = fs::last_write_time(file);
-        for (const fs::path& source : {files.input, files.depth_map, files.blur_image}) {
+        for (const fs::path& source : read_files(files)) {
             if (is_younger(source, time)) return "age";
         }
         return "";
@@ -258,6 +261,7 @@ recorded_render render_recorded_in(const fs::path& file, const shot_options& giv
         take_file("input", shot.input);
         take_file("depth_map", shot.depth_map);
         take_file("blur_image", shot.blur_image);
+        take_file("background", shot.background);
         json_record read = record.at("read");
         read.update(json_of_choices(given.load));
         take_choices(read, shot.load);

@@ -8,9 +8,9 @@
 //      "settings": {"MaxBlurSize": 4, "BlurStyle": "Polygon"},
 //      "color": "left.R, left.G, left.B", "depth": "Depth.Z", "earlier": {...}}
 //
-// "depth_map" and "blur_image" stand beside "input" where there are such. "read", "write"
-// and "settings" hold what differs from the defaults, values that have keys as they are
-// at the frame; "color" and "depth" are the channels that were found;
+// "depth_map", "blur_image" and "background" stand beside "input" where there are such.
+// "read", "write" and "settings" hold what differs from the defaults, values that have
+// keys as they are at the frame; "color" and "depth" are the channels that were found;
 // "earlier" is the record that the input had.
 
 #include <filesystem>

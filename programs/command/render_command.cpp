@@ -154,6 +154,10 @@ void add_file_options(CLI::App& verb, render_line& line) {
         ->type_name("FILE");
     verb.add_option("--blur-image", shot.blur_image, "Picture of the blur's shape")
         ->type_name("FILE");
+    verb.add_option("--background", shot.background,
+                    "Picture of what lies behind, with depth, read as the input is "
+                    "(layered tool)")
+        ->type_name("FILE");
     verb.add_option("--preview", shot.preview,
                     "8-bit sRGB picture to look at; for a shot with #### too")
         ->type_name("FILE");

@@ -84,6 +84,69 @@ TEST_F(FrameLoader, ReadsAStillOnceForTheFramesThatItServes) {
               std::string::npos);
 }
 
+// It may fill less of the display window than the input, and need not have a window.
+TEST_F(FrameLoader, ReadsTheBackgroundAsTheInputIsRead) {
+    frame_files files;
+    files.input = write_scene("in.exr", {-4, 0, 44, 30}, DISPLAY);
+    std::vector<made_channel> channels;
+    for (const made_channel& channel : scene_channels(5))
+        channels.push_back({"wall." + channel.name, channel.type, channel.value});
+    std::vector<picture_part> parts;
+    parts.push_back(made_part({10, 5, 20, 10}, DISPLAY, channels));
+    files.background = write("wall.exr", parts);
+    write("plain.exr", made_part(DISPLAY, DISPLAY, scene_channels()));
+
+    frame_loader loader({});
+    const loaded_frame frame = loader.load(loader.open(files, true));
+    ASSERT_EQ(frame.backgrounds.size(), 1U);
+    const Image& image = *frame.backgrounds[0];
+    ASSERT_EQ(image.Width(), frame.image->Width());
+    ASSERT_EQ(image.Height(), frame.image->Height());
+    const std::vector<float> green = values(parts[0], "wall.G");
+    const std::vector<float> z = values(parts[0], "wall.Z");
+    for (int y = 0; y < 30; ++y) {
+        for (int x = -4; x < 40; ++x) {
+            const bool inside = x >= 10 && x < 30 && y >= 5 && y < 15;
+            const auto i = static_cast<std::size_t>((y - 5) * 20 + x - 10);
+            const float* pixel = image.Pixel(x + 4, y);
+            ASSERT_EQ(pixel[Image::ALPHA], inside ? 1.0F : 0.0F) << x << " " << y;
+            ASSERT_EQ(pixel[Image::GREEN], inside ? green[i] : 0.0F);
+            ASSERT_EQ(pixel[Image::Z], inside ? z[i] : 0.0F);
+        }
+    }
+
+    // it serves other frames of the shot, but not those with other windows
+    std::filesystem::remove(files.background);
+    EXPECT_EQ(loader.load(loader.open(files, true)).backgrounds[0].get(), &image);
+    files.input = path("plain.exr");
+    EXPECT_NE(error_of([&] { loader.open(files, true); }).find("wall.exr: "),
+              std::string::npos);
+}
+
+TEST_F(FrameLoader, RefusesABackgroundThatDoesNotFit) {
+    auto flat = scene_channels();
+    flat.pop_back();
+    write("flat.exr", made_part(DISPLAY, DISPLAY, flat));
+    write_scene("small.exr", {0, 0, 40, 29}, {0, 0, 40, 29});
+    frame_files files;
+    files.input = write_scene("in.exr", DISPLAY, DISPLAY);
+    const std::pair<const char*, const char*> cases[] = {
+        {"flat.exr", "flat.exr: has no depth"},
+        {"small.exr", "small.exr: is 40 x 29, the input is 40 x 30"},
+        {"none.exr", "none.exr: there is no such file"}};
+    for (const auto& [name, told] : cases) {
+        files.background = path(name);
+        const std::string error = error_of([&] { frame_loader({}).open(files, true); });
+        EXPECT_NE(error.find(told), error.npos) << error;
+    }
+    // a name is that of a channel of the depth map, if there is one
+    load_choices choices;
+    choices.depth_channel = "Z";
+    files.depth_map = path("in.exr");
+    files.background = path("in.exr");
+    EXPECT_NO_THROW(frame_loader(choices).open(files, true));
+}
+
 TEST_F(FrameLoader, NamesTheFileThatItRefuses) {
     auto flat = scene_channels();
     flat.pop_back();

@@ -108,6 +108,50 @@ TEST_F(shots, LeaveOutMissingFramesOrFillThemUp) {
     EXPECT_EQ(values(output(3)[0], "G"), values(output(4)[0], "G"));
 }
 
+TEST_F(shots, TakeABackgroundForEachFrame) {
+    write_frames(3);
+    const auto write_wall = [&](int frame, double shift) {
+        auto channels = scene_channels(9);
+        // farther than the scene
+        channels.back().value = [=](int x, int) { return 5000.0 + x + shift; };
+        const std::string name = "wall.000" + std::to_string(frame) + ".exr";
+        return write(name, made_part({0, 0, 64, 48}, {0, 0, 64, 48}, channels));
+    };
+    for (int frame = 1; frame <= 3; ++frame) write_wall(frame, frame);
+    const std::string line = SHOT +
+                             "--frames 1-3 --skip-existing --set FocusPosition=300 "
+                             "--background wall.####.exr ";
+    EXPECT_EQ(run(line + "--tool layered").status, 0);
+    EXPECT_EQ(run(line + "--tool layered").errors,
+              "focusfall: 3 of 3 frames were there\n");
+    const auto record = nlohmann::json::parse(
+        std::string(output(2)[0].spec.get_string_attribute("focusfall")));
+    EXPECT_TRUE(
+        record.at("background").at("file").get<std::string>().ends_with("wall.0002.exr"));
+    // made again with it, and from it if it is another one
+    const auto before = values(output(2)[0], "G");
+    EXPECT_EQ(values(rendered("--from-record out.0002.exr", "again.exr")[0], "G"),
+              before);
+    fs::last_write_time(write_wall(2, 0.5), fs::file_time_type());
+    const run_result newer = run(line + "--tool layered");
+    EXPECT_NE(newer.errors.find("1 of them stale and rendered again (the first by "
+                                "background/time)\n"),
+              newer.errors.npos)
+        << newer.errors;
+    fs::remove(path("wall.0003.exr"));
+    const run_result missing =
+        run(line + "--tool layered --missing skip --set FocusPosition=301");
+    EXPECT_NE(missing.errors.find("left out: 3\n"), missing.errors.npos)
+        << missing.errors;
+    // other tools do not know what lies behind
+    const run_result fast = run(line + "--tool fast");
+    EXPECT_EQ(fast.status, 1);
+    EXPECT_NE(fast.errors.find("takes no background; take the one that knows what hides "
+                               "what, by --tool layered"),
+              fast.errors.npos)
+        << fast.errors;
+}
+
 TEST_F(shots, MakeAFrameAgainByItsRecord) {
     write_frames(2);
     // one thread: on several, the plain tool adds in the order in which they come
