@@ -57,7 +57,8 @@ class FocusfallFast : public Focusfall {
                                 gather::block_grid::block& block) const {
         return form_ ? loader_.load(run, block) : samples_of(run);
     }
-    // Puts the pixels aside whose bits are set.
+    // Puts the pixels aside whose bits are set, and the kernel of each.
+    std::uint32_t stamp_kernel(float distance) const;
     void append_stamps(const gather::source_run& run, std::uint64_t stamped);
 
     // Writes the pixels of the register tile at (x, y) that are in the picture.
@@ -108,7 +109,6 @@ class FocusfallFast : public Focusfall {
 
     // Bit i is set where pixel i of the run is a sample.
     std::uint64_t samples_of(const gather::source_run& run) const;
-    std::uint32_t stamp_kernel(float distance) const;
 
     // The colours of one row of pixels of a register tile, and their weights.
     using row_values = float[gather::QUANTITIES][gather::TILE_COLUMNS];

@@ -128,15 +128,21 @@ void FocusfallLayered::load_run(std::int32_t x, std::int32_t y, std::int32_t col
                                 gather::block_grid::block& block) {
     if (!layered_) return FocusfallFast::load_run(x, y, columns, block);
     float distances[BLOCK_COLUMNS] = {};
+    const gather::source_run run = layered_run(x, y, columns, distances);
+    if (x == 0) diameters_.clear_margins(y);
+    append_stamps(run, load_gathered(run, block));
+    place_run(run, block);
+}
+
+gather::source_run FocusfallLayered::layered_run(std::int32_t x, std::int32_t y,
+                                                 std::int32_t columns, float* distances) {
     gather::source_run run = run_of(x, y, columns, distances);
     for (std::int32_t i = 0; i < columns; ++i) {
         // the depth of what is empty means nothing: each program writes another one
         if (layered::is_empty(run.pixels + i * run.stride)) distances[i] = max_depth;
     }
-    if (x == 0) diameters_.clear_margins(y);
     run.diameters = diameters_.row(y) + x;
-    append_stamps(run, load_gathered(run, block));
-    place_run(run, block);
+    return run;
 }
 
 void FocusfallLayered::place_run(const gather::source_run& run,
@@ -198,6 +204,7 @@ bool FocusfallLayered::is_flat() const {
 
 void FocusfallLayered::sum_sources(Request* request) {
     if (!layered_) return FocusfallFast::sum_sources(request);
+    repair_edges(request);
     const bool flat = is_flat();
     any_hidden_ = false;
     if (!flat || background_image_) find_hidden(request);
@@ -205,6 +212,13 @@ void FocusfallLayered::sum_sources(Request* request) {
     // all sources are of one group
     for (gather::block_grid::block& block : blocks_.blocks) block.groups = 1;
     FocusfallFast::sum_sources(request);
+}
+
+layered::visible_picture FocusfallLayered::visible() const {
+    return {.colors = input_image,
+            .diameters = &diameters_,
+            .largest = largest_blur(),
+            .tolerance = occlusion_.tolerance};
 }
 
 void FocusfallLayered::guess_hidden(Request* request) {
@@ -219,13 +233,9 @@ void FocusfallLayered::guess_hidden(Request* request) {
 }
 
 void FocusfallLayered::find_hidden(Request* request) {
-    const layered::visible_picture visible = {.colors = input_image,
-                                              .diameters = &diameters_,
-                                              .largest = largest_blur(),
-                                              .tolerance = occlusion_.tolerance};
     bool guessed = false;
     if (occlusion_.hidden_fill) {
-        seeds_.prepare(visible);
+        seeds_.prepare(visible());
         guess_hidden(request);
         guessed = seeds_.any();
     }
@@ -239,7 +249,7 @@ void FocusfallLayered::find_hidden(Request* request) {
             to[i] = signed_diameter(sample_distance(depth));
         }
     };
-    hidden_.prepare(visible, guessed ? &seeds_ : nullptr, background,
+    hidden_.prepare(visible(), guessed ? &seeds_ : nullptr, background,
                     {.layers = &layers_,
                      .form = form_ ? &*form_ : nullptr,
                      .terms = terms_.data(),

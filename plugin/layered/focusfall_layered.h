@@ -1,5 +1,6 @@
 #pragma once
-// The tool that knows what hides what.
+// The tool that knows what hides what. It is longer than a header should be, as one
+// frame's state is listed in one place.
 
 #include <array>
 #include <cstdint>
@@ -13,6 +14,7 @@
 #include "plugin/layered/hidden_sources.h"
 #include "plugin/layered/layer_gather.h"
 #include "plugin/layered/seed_pyramid.h"
+#include "plugin/layered/smoothed_edges.h"
 
 // Blurs by depth as a lens does: what is in front hides what is behind, a sharp subject
 // keeps its edge, and what is blurred in front of it spreads over it on both sides of its
@@ -56,6 +58,7 @@ class FocusfallLayered : public FocusfallFast {
     void lay_over_background();
 
     // Steps of sum_sources. [render thread, which gives chunks to the workers]
+    void repair_edges(Request* request);
     bool is_flat() const;  // no two sources of the frame are a depth edge apart
     void guess_hidden(Request* request);
     void find_hidden(Request* request);
@@ -67,6 +70,8 @@ class FocusfallLayered : public FocusfallFast {
 
     // What their chunks do.
     void find_nearest(std::int32_t block_row);
+    void find_smoothed_edges(std::int32_t block_row);
+    void load_smoothed_edges(std::int32_t block_row);
     void sow_hidden(std::int32_t band);
     void spread_hidden(std::int32_t band);
     void load_hidden(std::int32_t block_row);
@@ -87,6 +92,11 @@ class FocusfallLayered : public FocusfallFast {
     }
     // The blur diameter of a distance, negative in front of the focus, pixels.
     float signed_diameter(float distance) const;
+    layered::visible_picture visible() const;
+    // A run with its distances, BLOCK_COLUMNS of them, which are filled in, and a place
+    // for its diameters.
+    gather::source_run layered_run(std::int32_t x, std::int32_t y, std::int32_t columns,
+                                   float* distances);
     // Places a run in depth: the diameters of pixels that the loader does not know, and
     // the layers of the sources.
     void place_run(const gather::source_run& run, gather::block_grid::block& block);
@@ -125,6 +135,7 @@ class FocusfallLayered : public FocusfallFast {
 
     // a chunk writes what belongs to its rows or tile
     layered::diameter_map diameters_;
+    std::vector<std::vector<layered::smoothed_pixel>> smoothed_;  // by row of blocks
     layered::seed_pyramid seeds_;
     layered::hidden_sources hidden_;
     struct depth_range {

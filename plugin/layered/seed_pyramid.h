@@ -3,46 +3,20 @@
 // the deeper one goes on behind it.
 
 #include <algorithm>
-#include <cmath>
 #include <cstddef>
 #include <cstdint>
 #include <vector>
 
-#include "host/api/image.h"
 #include "plugin/fast/gather/aligned_floats.h"
 #include "plugin/fast/gather/tiling.h"
-#include "plugin/layered/diameter_map.h"
+#include "plugin/layered/visible_picture.h"
 
 namespace layered {
-
-// What is to be seen of a frame; borrowed, and constant meanwhile.
-struct visible_picture {
-    const Image* colors;
-    const diameter_map* diameters;
-    float largest;    // blur diameter, pixels
-    float tolerance;  // pixels of diameter that are no depth edge
-
-    // How far two signed diameters are apart at a depth edge, at least: it grows with the
-    // blur.
-    float gap(float a, float b) const {
-        return std::max(tolerance, 0.1F * std::max(std::abs(a), std::abs(b)));
-    }
-};
 
 // How much of a depth edge a step in depth is that is so many gaps high, 0 .. 1: it
 // becomes one by degrees.
 inline float part_of_edge(float gaps) {
     return std::clamp((gaps - 0.75F) * 0.5F, 0.0F, 1.0F);
-}
-
-// Whether a pixel neither hides nor shows anything, and whether it is a colour at all.
-inline bool is_empty(const float* pixel) {
-    return !(pixel[Image::ALPHA] > 0.0F) && pixel[Image::RED] == 0.0F &&
-           pixel[Image::GREEN] == 0.0F && pixel[Image::BLUE] == 0.0F;
-}
-inline bool is_finite(const float* pixel) {
-    return std::isfinite(pixel[Image::RED] + pixel[Image::GREEN] + pixel[Image::BLUE] +
-                         pixel[Image::ALPHA]);
 }
 
 // What goes on behind up to BLOCK_COLUMNS pixels of a row, or cells of a level: for each

@@ -1,0 +1,55 @@
+// Gives pixels whose depth was smoothed that of the surface that they belong to.
+
+#include "plugin/layered/focusfall_layered.h"
+
+using gather::BLOCK_COLUMNS;
+using gather::BLOCK_ROWS;
+
+namespace {
+
+constexpr double REPAIRED_END = 0.17;  // in the frame's progress
+
+}  // namespace
+
+void FocusfallLayered::repair_edges(Request* request) {
+    smoothed_.resize(static_cast<std::size_t>(blocks_.rows));
+    for (const auto step : {&FocusfallLayered::find_smoothed_edges,
+                            &FocusfallLayered::load_smoothed_edges}) {
+        run_chunks(request, blocks_.rows, static_cast<chunk_step>(step), REPAIRED_END);
+    }
+}
+
+void FocusfallLayered::find_smoothed_edges(std::int32_t block_row) {
+    auto& found = smoothed_[static_cast<std::size_t>(block_row)];
+    found.clear();
+    const std::int32_t first = block_row * BLOCK_ROWS;
+    const std::int32_t last = std::min(first + BLOCK_ROWS, input_image->Height());
+    for (std::int32_t y = first; y < last; ++y)
+        layered::find_smoothed(visible(), max_coc, y, found);
+}
+
+// Loads the runs with such pixels once more. Blocks still know of the layers in between,
+// which costs time alone, and the means of layers count some sources twice.
+void FocusfallLayered::load_smoothed_edges(std::int32_t block_row) {
+    const auto& found = smoothed_[static_cast<std::size_t>(block_row)];
+    for (auto pixel = found.begin(); pixel != found.end();) {
+        const std::int32_t column = pixel->x / BLOCK_COLUMNS;
+        const std::int32_t x = column * BLOCK_COLUMNS;
+        const std::int32_t y = pixel->y;
+        const std::int32_t columns = std::min(BLOCK_COLUMNS, input_image->Width() - x);
+        float distances[BLOCK_COLUMNS] = {};
+        const gather::source_run run = layered_run(x, y, columns, distances);
+        for (; pixel != found.end() && pixel->y == y && pixel->x < x + columns; ++pixel) {
+            float of_surface[BLOCK_COLUMNS] = {};
+            run_of(pixel->from_x, pixel->from_y, 1, of_surface);
+            distances[pixel->x - x] = of_surface[0];
+        }
+        gather::block_grid::block& block = blocks_.row(block_row)[column];
+        load_gathered(run, block);
+        place_run(run, block);
+        for (stamped_source& s : stamps_.row(y)) {
+            if (s.x >= x && s.x < x + columns)
+                s.kernel = stamp_kernel(distances[s.x - x]);
+        }
+    }
+}
