@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <cmath>
 #include <cstdlib>
 #include <future>
 #include <iostream>
@@ -68,6 +69,17 @@ TEST(ExtremeValues, MakeAPolygonOfCountlessSidesADisk) {
     for (std::size_t i = 0; i < disk.values.size(); ++i) {
         ASSERT_NEAR(polygon.values[i], disk.values[i], 1e-5) << i;
     }
+}
+
+// A brighter rim than any picture needs would lead out of the range of floats.
+TEST(ExtremeValues, MakeARimNoBrighterThanFloatsCanSum) {
+    plugin_tool tool;
+    frame_model::controls values = BLURRED;
+    values["BadBokeh"] = 1e9;
+    const frame_model::picture bright = tool.render(small_scene(), nullptr, values);
+    for (const float value : bright.values) ASSERT_TRUE(std::isfinite(value));
+    values["BadBokeh"] = 1e300;
+    EXPECT_EQ(tool.render(small_scene(), nullptr, values).values, bright.values);
 }
 
 }  // namespace
