@@ -12,11 +12,10 @@
 #include <OpenImageIO/filesystem.h>
 
 #include "host/error.h"
-#include "pipeline/pictures/deep_picture.h"
+#include "pipeline/pictures/file_windows.h"
 #include "pipeline/pictures/luminance_chroma.h"
 #include "pipeline/pictures/openexr_header.h"
 #include "pipeline/pictures/picture_format.h"
-#include "pipeline/pictures/file_windows.h"
 #include "pipeline/process/output_file.h"
 
 namespace focusfall {
@@ -198,15 +197,16 @@ picture picture_reader::headers() const {
     return parts;
 }
 
-picture picture_reader::read() {
+picture picture_reader::read(std::size_t halved, deep_halves* halves) {
     picture parts;
     for (std::size_t i = 0; i < specs_.size(); ++i) {
         parts.push_back(empty_part(specs_[i]));
         const int part = static_cast<int>(i);
         const bool is_read =
-            deep_[i] ? read_flattened(*input_, part, parts[i])
-                     : input_->read_image(part, 0, 0, specs_[i].nchannels,
-                                          TypeDesc::UNKNOWN, parts[i].pixels.get());
+            deep_[i]
+                ? read_flattened(*input_, part, parts[i], i == halved ? halves : nullptr)
+                : input_->read_image(part, 0, 0, specs_[i].nchannels, TypeDesc::UNKNOWN,
+                                     parts[i].pixels.get());
         if (!is_read) fail(file_, input_->geterror());
     }
     input_.reset();

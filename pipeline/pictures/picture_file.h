@@ -13,6 +13,7 @@
 
 #include <OpenImageIO/filesystem.h>
 
+#include "pipeline/pictures/deep_picture.h"
 #include "pipeline/pictures/picture.h"
 
 namespace focusfall {
@@ -35,9 +36,12 @@ class picture_reader {
     // What is not read as it stands in the file, as the end of a sentence about it; empty
     // when everything is.
     const std::string& note() const { return note_; }
-    // All parts with their pixels; closes the file, so call it once. Throws
-    // headless::host_error that names the file, and std::bad_alloc.
-    picture read();
+    // Whether a part is deep in the file.
+    bool is_deep(std::size_t part) const { return deep_[part]; }
+    // All parts with their pixels; closes the file, so call it once. With `halves`, those
+    // of the deep part `halved`. Throws headless::host_error that names the file, and
+    // std::bad_alloc.
+    picture read(std::size_t halved = 0, deep_halves* halves = nullptr);
 
   private:
     // Opens the file, or what it was turned into.

@@ -1,5 +1,6 @@
 #include "pipeline/shots/background_loader.h"
 
+#include <algorithm>
 #include <string>
 
 #include "host/error.h"
@@ -9,6 +10,12 @@
 namespace focusfall {
 
 using headless::host_error;
+
+bool takes_background(const headless::tool& tool) {
+    return std::ranges::any_of(tool.controls(), [](const headless::control* control) {
+        return control->info().id == "Background";
+    });
+}
 
 opened_background background_loader::open(const std::filesystem::path& file,
                                           const input_picture& input,

@@ -9,11 +9,15 @@
 #include <vector>
 
 #include "host/api/image.h"
+#include "host/headless_host.h"
 #include "pipeline/pictures/input_picture.h"
 #include "pipeline/pictures/picture_file.h"
 #include "pipeline/shots/load_choices.h"
 
 namespace focusfall {
+
+// Whether the tool takes a background.
+bool takes_background(const headless::tool& tool);
 
 // A background whose file is open. Without a reader there is none, or that of an earlier
 // frame serves.

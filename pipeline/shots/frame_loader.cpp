@@ -103,6 +103,17 @@ auto within_memory(const fs::path& input, Work work) {
 
 }  // namespace
 
+bool is_splittable(const opened_frame& opened) {
+    const input_picture& input = opened.input;
+    const frame_files& files = opened.files;
+    return opened.needs_depth && files.depth_map.empty() && files.background.empty() &&
+           input.further.empty() && input.depth &&
+           input.depth->part == input.color.part &&
+           opened.input_reader.is_deep(input.color.part) &&
+           input.file[input.depth->part].spec.channel_name(
+               static_cast<int>(input.depth->channel)) == "Z";
+}
+
 opened_frame frame_loader::open(const frame_files& files, bool needs_depth) {
     return within_memory(files.input, [&] {
         picture_reader reader(files.input, max_bytes_);
@@ -183,15 +194,20 @@ loaded_frame frame_loader::load(opened_frame opened) {
         loaded_frame frame;
         frame.blur_image = blur_image(opened);
         input_picture& input = opened.input;
-        input.file = opened.input_reader.read();
-        frame.image =
-            host_image(input.file, input.color, input.depth, input.area, input.encoding);
+        if (opened.splits_deep) {
+            load_halves(opened, frame);
+        } else {
+            input.file = opened.input_reader.read();
+            frame.image = host_image(input.file, input.color, input.depth, input.area,
+                                     input.encoding);
+        }
         for (const further_layer& layer : input.further) {
             frame.further.push_back(host_image(input.file, layer.color, layer.depth,
                                                input.area, input.encoding));
         }
         frame.depth_map = depth_map(opened);
-        frame.backgrounds = background_.load(std::move(opened.background));
+        if (!opened.splits_deep)
+            frame.backgrounds = background_.load(std::move(opened.background));
         frame.input_file = opened.files.input;
         frame.input = std::move(input);
         if (frame.depth_map && opened.scales_map) {
@@ -201,6 +217,22 @@ loaded_frame frame_loader::load(opened_frame opened) {
         }
         return frame;
     });
+}
+
+void frame_loader::load_halves(opened_frame& opened, loaded_frame& frame) {
+    input_picture& input = opened.input;
+    const std::size_t part = input.color.part;
+    deep_halves halves;
+    input.file = opened.input_reader.read(part, &halves);
+    input.note = "";  // nothing is lost
+    // the other parts are not looked at
+    picture half(input.file.size());
+    const auto image = [&](picture_part& of) {
+        half[part] = std::move(of);
+        return host_image(half, input.color, input.depth, input.area, input.encoding);
+    };
+    frame.image = image(halves.front);
+    frame.backgrounds.push_back(image(halves.behind));
 }
 
 Owned<Image> frame_loader::depth_map(opened_frame& opened) {

@@ -49,6 +49,9 @@ struct opened_frame {
     Owned<Image> blur_image = nullptr;
     window blur_image_area = {};  // what is used of the blur image; empty: there is none
     opened_background background = {};
+    // the caller's wish: a deep picture is taken as what is in front, and what lies
+    // behind
+    bool splits_deep = false;
 };
 
 // Something about a file that the user should know, as the end of a sentence about it.
@@ -78,6 +81,10 @@ struct loaded_frame {
     depth_reading reading;  // how they were prepared
     std::vector<frame_note> notes;
 };
+
+// Whether a frame can be taken in two halves: its one layer is deep, the depth is that of
+// the samples, and nothing else tells what lies behind.
+bool is_splittable(const opened_frame& opened);
 
 // The image that the tool blurs for a layer, and the one that holds its depth as the file
 // has it, and as the tool gets it.
@@ -126,6 +133,7 @@ class frame_loader {
     void open_depth_map(opened_frame& opened) const;
     void open_blur_image(opened_frame& opened) const;
     bool serves(const kept_image& map, const opened_frame& opened) const;
+    static void load_halves(opened_frame& opened, loaded_frame& frame);
     Owned<Image> depth_map(opened_frame& opened);
     Owned<Image> blur_image(opened_frame& opened);
 

@@ -56,6 +56,7 @@ void reading_stage::run(frame_job& job) {
         // first: a file that changes from now on shall count as changed
         json_record record = record_of(options_, report.files, tool_, time);
         opened_frame opened = loader_.open(report.files, needs_depth(tool_, time));
+        opened.splits_deep = takes_background(tool_) && is_splittable(opened);
         const depth_reading reading =
             depth_reading_of(tool_, time, opened, options_.load);
         job.forecast = forecast_of(tool_, time, opened, reading);

@@ -89,7 +89,8 @@ std::uint64_t render_bytes(const opened_frame& opened, const load_choices& choic
     if (opened.scales_map) read += pixels_of(opened.map_area) * IMAGE_BYTES;
     if (choices.depth.changes_values()) read += image + image / 5;
     // the images, and what the tool makes of them, which is as large
-    if (!opened.files.background.empty()) read += 2 * image;
+    if (!opened.files.background.empty() || opened.splits_deep) read += 2 * image;
+    if (opened.splits_deep) read += 2 * stored_bytes(input.file);
     const std::uint64_t blur_image =
         pixels_of(opened.blur_image_area) * (IMAGE_BYTES + Image::RESIZE_BYTES);
     const std::uint64_t render = read + image + blur_image + forecast.bytes;

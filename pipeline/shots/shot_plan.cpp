@@ -115,11 +115,7 @@ bool planner::is_current(const frame_report& report) {
 }  // namespace
 
 shot_plan plan_of(const shot_options& options, const headless::tool& tool) {
-    const bool takes_background =
-        std::ranges::any_of(tool.controls(), [](const headless::control* control) {
-            return control->info().id == "Background";
-        });
-    if (!options.background.empty() && !takes_background) {
+    if (!options.background.empty() && !takes_background(tool)) {
         throw headless::host_error(options.background +
                                    ": this tool takes no background; take the one that "
                                    "knows what hides what, by --tool layered");
