@@ -86,10 +86,13 @@ float depth_layers::behind(float diameter, float count) const {
     return std::lerp(limits[to], limits[to + 1], place - static_cast<float>(to));
 }
 
-float depth_layers::reach_of(std::int32_t layer) const {
-    const float diameter = std::max(std::abs(limits[layer]), std::abs(limits[layer + 1]));
-    // that of the next layer's sources which are partly of this one, and rounding
-    return diameter * 0.5F * GROWTH + 2.0F;
+float depth_layers::reach_of(std::int32_t layer, float behind_count) const {
+    const auto layers_nearer = static_cast<std::int32_t>(std::ceil(behind_count));
+    // a source near a limit is also of the layer beyond it
+    const std::int32_t first = layers_nearer > 0 ? layer - layers_nearer - 1 : layer;
+    const float nearest = std::abs(limits[std::max(first, 0)]);
+    const float diameter = std::max(nearest, std::abs(limits[layer + 1]));
+    return (diameter + MAX_SOFTNESS) * 0.5F + 2.0F;  // and rounding
 }
 
 }  // namespace layered

@@ -50,8 +50,12 @@ struct depth_layers {
     }
     // The diameter that lies `count` layers further back, at most in the last layer.
     float behind(float diameter, float count) const;
-    // Larger than the reach of all sources of a layer, pixels.
-    float reach_of(std::int32_t layer) const;
+    // What is hidden lies so many layers behind what hides it: nearer, it would dilute
+    // it.
+    static constexpr float LAYERS_BEHIND = 2.0F;
+    // Larger than the reach of all sources of a layer, pixels. Hidden ones may have been
+    // pushed there from `behind_count` layers in front of it.
+    float reach_of(std::int32_t layer, float behind_count = 0.0F) const;
 
   private:
     // The layer that holds most of a source.

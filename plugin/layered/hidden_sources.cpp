@@ -14,9 +14,6 @@ namespace layered {
 
 namespace {
 
-// What is hidden lies so many layers behind what hides it: nearer, it would dilute it.
-constexpr float LAYERS_BEHIND = 2.0F;
-
 // Rounding leaves an alpha of 1 a little below.
 constexpr float OPAQUE = 0.999F;
 
@@ -139,8 +136,9 @@ void hidden_sources::store(const hidden_source& source, std::int32_t x, std::int
     terms.weight *= source.weight;
     const bool opaque = source.alpha > OPAQUE;
     const bool edged = kind_.form && gather::is_edged(*kind_.form);
-    const float position = std::max(
-        source.diameter, kind_.layers->behind(own_diameter(x, y), LAYERS_BEHIND));
+    const float position =
+        std::max(source.diameter,
+                 kind_.layers->behind(own_diameter(x, y), depth_layers::LAYERS_BEHIND));
 
     const std::int32_t i = x % BLOCK_COLUMNS;
     const auto set = [&](std::int32_t plane, float value) {

@@ -87,15 +87,27 @@ inline layers_near layers_that_reach(const gather::gather_frame& sources,
     return result;
 }
 
+// The rows of blocks with sources that may reach the area from up to `reach` pixels off.
+inline vectors::index_range block_rows_within(const gather::gather_frame& sources,
+                                              float reach,
+                                              const vectors::pixel_area& area) {
+    vectors::index_range rows = vectors::block_rows_near(sources, area);
+    if (reach >= static_cast<float>(sources.offsets->reach)) return rows;
+    const auto whole = static_cast<std::int32_t>(reach) + 1;
+    rows.first = std::max(rows.first, (area.y - whole) / gather::BLOCK_ROWS);
+    rows.last =
+        std::min(rows.last, (area.y + area.rows + whole) / gather::BLOCK_ROWS + 1);
+    return rows;
+}
+
 // Adds the sources of a layer to what is left of the macro tile, window by window.
 template <std::int32_t COUNT, class Rule>
 HWY_INLINE void gather_layer(const Rule& rule, const layered_frame& frame,
                              const gather::gather_frame& sources, std::int32_t layer,
                              vectors::source_window& window, layered_tile& tile) {
-    const auto near = vectors::block_rows_near(sources, tile.left);
-    // hidden sources may reach further than the layer that they were pushed to
-    const float reach = frame.hidden ? static_cast<float>(sources.offsets->reach + 1)
-                                     : frame.layers->reach_of(layer);
+    const float reach =
+        frame.layers->reach_of(layer, frame.hidden ? depth_layers::LAYERS_BEHIND : 0.0F);
+    const auto near = block_rows_within(sources, reach, tile.left);
     for (std::int32_t row = near.first; row < near.last; ++row) {
         const auto range =
             vectors::columns_that_reach(sources, row, layer, reach, tile.left);

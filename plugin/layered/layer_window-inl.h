@@ -7,6 +7,8 @@
 #define FOCUSFALL_LAYERED_LAYER_WINDOW_INL_H_
 #endif
 
+#include <algorithm>
+
 #include <hwy/highway.h>
 
 #include "plugin/fast/gather/macro_tile-inl.h"
@@ -98,6 +100,41 @@ HWY_NOINLINE void copy_hidden(const layered_frame& frame,
     }
 }
 
+// How the sources of a layer get into a window.
+enum class copied { NONE, ALL, PARTS };
+
+// Copies `count` columns from column `first` of a row of the window on, which are of one
+// block.
+template <std::int32_t COUNT>
+HWY_INLINE void copy_columns(const layered_frame& frame,
+                             const gather::gather_frame& sources, std::int32_t layer,
+                             const vectors::source_window& window, std::int32_t row,
+                             std::int32_t first, std::int32_t count, copied how) {
+    const vector_tag tag;
+    const std::int32_t x = window.first_column + first;
+    const std::int32_t y = window.first_row + row;
+    const float* const from = sources.planes->row(y, source_planes::SHAPE) + x;
+    const float* const diameters = frame.diameters->row(y) + x;
+    for (std::int32_t i = 0; i < count; i += LANES) {
+        const auto plane = [&](std::int32_t p) {
+            return from + p * sources.planes->plane_stride() + i;
+        };
+        vector part = hn::Set(tag, how == copied::ALL ? 1.0F : 0.0F);
+        if (how == copied::PARTS)
+            part = part_of_layer(*frame.layers, layer, diameters + i);
+        copy_part<COUNT, false>(sources, window, row, first + i, part, plane);
+    }
+}
+
+// How the columns of a window that are of one block are copied.
+inline copied how_to_copy(const gather::block_grid& grid, std::int32_t block_row,
+                          std::int32_t block, std::int32_t layer) {
+    if (block < 0 || block >= grid.columns) return copied::NONE;
+    const std::uint32_t layers = grid.row(block_row)[block].groups;
+    if ((layers >> layer & 1U) == 0) return copied::NONE;
+    return layers == 1U << layer ? copied::ALL : copied::PARTS;
+}
+
 // Copies the sources of the layer that the window is about, with the first COUNT
 // quantities.
 template <std::int32_t COUNT>
@@ -106,18 +143,23 @@ HWY_NOINLINE void copy_layer(const layered_frame& frame,
                              const vectors::source_window& window) {
     // vectors that begin in the last columns read two tiles past them
     const std::int32_t count = window.columns() + 2 * gather::TILE_COLUMNS;
+    const std::int32_t block_row = window.first_row / gather::BLOCK_ROWS;
     for (std::int32_t row = 0; row < window.rows; ++row) {
-        const std::int32_t y = window.first_row + row;
-        const float* const diameters = frame.diameters->row(y) + window.first_column;
-        const float* const first =
-            sources.planes->row(y, source_planes::SHAPE) + window.first_column;
-        for (std::int32_t i = 0; i < count; i += LANES) {
-            const auto plane = [&](std::int32_t p) {
-                return first + p * sources.planes->plane_stride() + i;
+        for (std::int32_t i = 0; i < count;) {
+            const std::int32_t x = window.first_column + i;
+            // some columns lie left of the first block
+            const std::int32_t block = x < 0 ? -1 : x / gather::BLOCK_COLUMNS;
+            const std::int32_t columns =
+                std::min((block + 1) * gather::BLOCK_COLUMNS - x, count - i);
+            const auto copy = [&](copied how) HWY_ATTR {
+                copy_columns<COUNT>(frame, sources, layer, window, row, i, columns, how);
             };
-            copy_part<COUNT, false>(sources, window, row, i,
-                                    part_of_layer(*frame.layers, layer, diameters + i),
-                                    plane);
+            switch (how_to_copy(*sources.blocks, block_row, block, layer)) {
+                case copied::NONE: copy(copied::NONE); break;
+                case copied::ALL: copy(copied::ALL); break;
+                case copied::PARTS: copy(copied::PARTS); break;
+            }
+            i += columns;
         }
     }
     if (frame.hidden) {

@@ -257,12 +257,9 @@ void seed_pyramid::fill(std::int32_t number, std::int32_t first_row,
 void seed_pyramid::fill_run(std::int32_t number, std::int32_t x, std::int32_t y) {
     level& l = levels_[static_cast<std::size_t>(number)];
     const std::int32_t columns = std::min(BLOCK_COLUMNS, l.width - x);
-    seed_run coarse;
-    if (number + 1 < static_cast<std::int32_t>(levels_.size())) {
+    seed_run coarse = {};
+    if (number + 1 < static_cast<std::int32_t>(levels_.size()))
         levels_[static_cast<std::size_t>(number + 1)].between(x, y, columns, coarse);
-    } else {
-        coarse = {};
-    }
     float sums[BLOCK_COLUMNS];
     std::copy_n(l.row(y, seed_run::WEIGHT) + x, columns, sums);
     for (std::int32_t q = 0; q < seed_run::QUANTITIES; ++q) {
@@ -306,25 +303,13 @@ bool seed_pyramid::behind(std::int32_t x, std::int32_t y, std::int32_t columns,
     const float* const own = picture_.diameters->row(y) + x;
     const float* const weights = finest.row(y / 2, seed_run::WEIGHT) + x / 2;
     const float* const diameters = finest.row(y / 2, seed_run::DIAMETER) + x / 2;
-    const std::int32_t* const cells =
-        cells_to_seeds_.data() +
-        (y / DISTANCE_SIDE + 1) * (levels_[DISTANCE_LEVEL].width + 2) + 1;
-    float kept[BLOCK_COLUMNS];
+    float seen[BLOCK_COLUMNS];
+    if (!find_seen(x, y, columns, seen)) return false;
     float any = 0.0F;
     for (std::int32_t i = 0; i < columns; ++i) {
-        const float deeper = diameters[i / 2] - own[i];
-        // it is not seen where all that its blur reaches is covered by the pixel's own
-        // surface: a quarter more, since that may be blurred more towards its edge
-        const float reach =
-            0.625F * (std::min(std::abs(diameters[i / 2]), picture_.largest) +
-                      std::min(std::abs(own[i]), picture_.largest));
-        const auto distance =
-            static_cast<float>((cells[(x + i) / DISTANCE_SIDE] - 1) * DISTANCE_SIDE);
-        const bool seen = distance < reach + static_cast<float>(DISTANCE_SIDE);
-        kept[i] = weights[i / 2] > 0.0F && deeper >= 0.5F * picture_.tolerance && seen
-                      ? 1.0F
-                      : 0.0F;
-        any += kept[i];
+        const bool deeper = diameters[i / 2] - own[i] >= 0.5F * picture_.tolerance;
+        seen[i] = weights[i / 2] > 0.0F && deeper ? seen[i] : 0.0F;
+        any += seen[i];
     }
     if (!(any > 0.0F)) return false;
     finest.between(x, y, columns, to);
@@ -333,9 +318,34 @@ bool seed_pyramid::behind(std::int32_t x, std::int32_t y, std::int32_t columns,
         const float part =
             part_of_edge((diameter - own[i]) / picture_.gap(diameter, own[i]));
         float& weight = to.values[seed_run::WEIGHT][i];
-        weight = weight > 0.0F ? kept[i] * part : 0.0F;
+        weight = weight > 0.0F ? seen[i] * part : 0.0F;
     }
     return true;
+}
+
+bool seed_pyramid::find_seen(std::int32_t x, std::int32_t y, std::int32_t columns,
+                             float* seen) const {
+    const level& finest = levels_.front();
+    const float* const own = picture_.diameters->row(y) + x;
+    const float* const diameters = finest.row(y / 2, seed_run::DIAMETER) + x / 2;
+    const std::int32_t* const cells =
+        cells_to_seeds_.data() + x / DISTANCE_SIDE + 1 +
+        (y / DISTANCE_SIDE + 1) * (levels_[DISTANCE_LEVEL].width + 2);
+    bool any = false;
+    for (std::int32_t first = 0; first < columns; first += DISTANCE_SIDE) {
+        // a quarter more than what the two reach, since a surface may be blurred more
+        // towards its edge, and a cell for what the distance is rounded by
+        const auto distance =
+            static_cast<float>((cells[first / DISTANCE_SIDE] - 2) * DISTANCE_SIDE);
+        const bool near = distance < 1.25F * picture_.largest;
+        any = any || near;
+        for (std::int32_t i = first; i < first + DISTANCE_SIDE; ++i) {
+            const float both = std::min(std::abs(diameters[i / 2]), picture_.largest) +
+                               std::min(std::abs(own[i]), picture_.largest);
+            seen[i] = near && distance < 0.625F * both ? 1.0F : 0.0F;
+        }
+    }
+    return any;
 }
 
 }  // namespace layered

@@ -108,6 +108,10 @@ class seed_pyramid {
     void fill(std::int32_t number, std::int32_t first_row, std::int32_t last_row);
     void fill_run(std::int32_t number, std::int32_t x, std::int32_t y);
     void measure_distances();
+    // Whether what goes on behind pixels can be seen, 1 or 0: it is not where all that
+    // its blur reaches is covered by the surface in front. False where no pixel's can.
+    bool find_seen(std::int32_t x, std::int32_t y, std::int32_t columns,
+                   float* seen) const;
 
     visible_picture picture_ = {};
     std::vector<level> levels_;  // the first has a cell for 2 x 2 pixels
