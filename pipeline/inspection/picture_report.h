@@ -8,8 +8,8 @@
 #include "pipeline/inspection/depth_judgement.h"
 #include "pipeline/pictures/channel_choice.h"
 #include "pipeline/pictures/color_encoding.h"
-#include "pipeline/pictures/picture.h"
 #include "pipeline/pictures/file_windows.h"
+#include "pipeline/pictures/picture.h"
 
 namespace focusfall {
 

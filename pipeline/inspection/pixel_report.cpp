@@ -33,8 +33,8 @@ frame_probe::frame_probe(frame_loader& loader, const load_choices& choices,
     const Image& depth = file_depth(frame_);
     empty_.emplace(depth, forecast_.depth, reading_);
     if (!reading_.choices.changes_values()) return;
-    tool_depth_ =
-        mapped_depth(depth, forecast_.depth, *frame_.image, frame_.input.area, reading_);
+    tool_depth_ = mapped_depth(depth, forecast_.depth, *frame_.image, frame_.input.area,
+                               depth_window(frame_, forecast_.depth), reading_);
 }
 
 void frame_probe::look_again() {

@@ -4,8 +4,8 @@
 #include <string>
 #include <vector>
 
-#include "pipeline/pictures/picture.h"
 #include "pipeline/pictures/file_windows.h"
+#include "pipeline/pictures/picture.h"
 
 namespace focusfall {
 

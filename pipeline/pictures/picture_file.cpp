@@ -12,6 +12,7 @@
 #include <OpenImageIO/filesystem.h>
 
 #include "host/error.h"
+#include "pipeline/pictures/deep_picture.h"
 #include "pipeline/pictures/file_windows.h"
 #include "pipeline/pictures/luminance_chroma.h"
 #include "pipeline/pictures/openexr_header.h"

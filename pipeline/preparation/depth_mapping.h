@@ -3,8 +3,8 @@
 
 #include <cstdint>
 
-#include "pipeline/regions/window.h"
 #include "pipeline/preparation/depth_choices.h"
+#include "pipeline/regions/window.h"
 
 namespace focusfall {
 

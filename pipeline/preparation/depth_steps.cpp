@@ -2,6 +2,8 @@
 
 #include <cmath>
 
+#include "pipeline/regions/outer_depth.h"
+
 namespace focusfall {
 
 namespace {
@@ -82,7 +84,7 @@ bool empty_pixels::holds(float depth, float alpha) const {
 }
 
 Owned<Image> mapped_depth(const Image& depth, Image::Component component,
-                          const Image& alpha, const window& area,
+                          const Image& alpha, const window& area, const window& inside,
                           const depth_reading& reading) {
     Owned<Image> mapped(depth.ResizeOfImage(0));  // a copy, of the same size
     const bool replaces = reading.choices.empty.has_value();
@@ -103,6 +105,7 @@ Owned<Image> mapped_depth(const Image& depth, Image::Component component,
             value = reading.mapping.for_tool(value);
         }
     }
+    extend_depth(*mapped, component, area, inside);
     return mapped;
 }
 

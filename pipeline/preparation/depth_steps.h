@@ -46,10 +46,12 @@ class empty_pixels {
 };
 
 // A copy of `depth`, which shows `area`, with the depths that the tool takes in
-// `component`: empty pixels have the one that the choices ask for, if they ask. `alpha`
-// is the frame's image, as large, and may be the same. Throws std::bad_alloc.
+// `component`: empty pixels have the one that the choices ask for, if they ask, and those
+// outside of `inside`, where the depth has pixels of its own, that of the nearest one
+// there. `alpha` is the frame's image, as large, and may be the same. Throws
+// std::bad_alloc.
 Owned<Image> mapped_depth(const Image& depth, Image::Component component,
-                          const Image& alpha, const window& area,
+                          const Image& alpha, const window& area, const window& inside,
                           const depth_reading& reading);
 
 }  // namespace focusfall

@@ -7,6 +7,7 @@
 #include "host/error.h"
 #include "pipeline/pictures/host_image.h"
 #include "pipeline/preparation/scaled_map.h"
+#include "pipeline/regions/outer_depth.h"
 #include "pipeline/shots/input_choice.h"
 
 namespace focusfall {
@@ -69,13 +70,35 @@ window map_area(picture& file, const input_picture& input) {
     return display_window(file[0].spec) == input.display ? input.area : display;
 }
 
+// The image of a layer, with depth around the file's own pixels as well.
+Owned<Image> layer_image(const input_picture& input, const color_channels& color,
+                         const std::optional<channel_place>& depth) {
+    Owned<Image> image = host_image(input.file, color, depth, input.area, input.encoding);
+    if (depth) {
+        extend_depth(*image, Image::Z, input.area,
+                     data_window(input.file[depth->part].spec));
+    }
+    return image;
+}
+
+// The same for a map, of which any component may be the depth.
+void extend_map(Image& map, const window& area, const window& inside) {
+    for (const auto component :
+         {Image::BLUE, Image::GREEN, Image::RED, Image::ALPHA, Image::Z}) {
+        extend_depth(map, component, area, inside);
+    }
+}
+
 // A map that was loaded in its own size, in that of the input's image.
 Owned<Image> fitted_map(const Image& map, const loaded_frame& frame) {
     const window& area = frame.input.area;
+    const window whole{0, 0, area.width, area.height};
     window inside = frame.input.display;
     inside.x -= area.x;
     inside.y -= area.y;
-    return scaled_map(map, *frame.image, inside);
+    Owned<Image> fitted = scaled_map(map, *frame.image, inside);
+    extend_map(*fitted, whole, inside);
+    return fitted;
 }
 
 std::string scaling_note(const window& map, const window& display) {
@@ -198,12 +221,10 @@ loaded_frame frame_loader::load(opened_frame opened) {
             load_halves(opened, frame);
         } else {
             input.file = opened.input_reader.read();
-            frame.image = host_image(input.file, input.color, input.depth, input.area,
-                                     input.encoding);
+            frame.image = layer_image(input, input.color, input.depth);
         }
         for (const further_layer& layer : input.further) {
-            frame.further.push_back(host_image(input.file, layer.color, layer.depth,
-                                               input.area, input.encoding));
+            frame.further.push_back(layer_image(input, layer.color, layer.depth));
         }
         frame.depth_map = depth_map(opened);
         if (!opened.splits_deep)
@@ -232,6 +253,7 @@ void frame_loader::load_halves(opened_frame& opened, loaded_frame& frame) {
         return host_image(half, input.color, input.depth, input.area, input.encoding);
     };
     frame.image = image(halves.front);
+    extend_depth(*frame.image, Image::Z, input.area, data_window(input.file[part].spec));
     frame.backgrounds.push_back(image(halves.behind));
 }
 
@@ -245,6 +267,8 @@ Owned<Image> frame_loader::depth_map(opened_frame& opened) {
     // numbers, whatever curve the file has: a map holds no light
     Owned<Image> image =
         host_image(file, chosen.color, chosen.depth, area, color_encoding::linear());
+    const std::size_t part = chosen.depth ? chosen.depth->part : chosen.color->part;
+    extend_map(*image, area, data_window(file[part].spec));
     depth_map_ = {.file = opened.files.depth_map,
                   .display = display_window(file[0].spec),
                   .area = area,

@@ -51,8 +51,9 @@ void prepare_depth(loaded_frame& frame, const depth_reading& reading,
         if (!shares) {
             const Image& depth = file_depth(frame, layer);
             prepared.in_file = plane_of(depth, component);
-            prepared.for_tool = mapped_depth(depth, component, image_of(frame, layer),
-                                             frame.input.area, reading);
+            prepared.for_tool =
+                mapped_depth(depth, component, image_of(frame, layer), frame.input.area,
+                             depth_window(frame, component, layer), reading);
         }
         frame.prepared.push_back(std::move(prepared));
     }
@@ -66,8 +67,9 @@ void prepare_backgrounds(loaded_frame& frame, const light_choices& light,
     if (!changes_depth && !light.drop_non_finite && !light.highlights) return;
     const window& area = frame.input.area;
     for (Owned<Image>& image : frame.backgrounds) {
-        image = changes_depth ? mapped_depth(*image, Image::Z, *image, area, reading)
-                              : cropped(*image, area, area);
+        image = changes_depth
+                    ? mapped_depth(*image, Image::Z, *image, area, area, reading)
+                    : cropped(*image, area, area);
         if (light.drop_non_finite) fill_pixels(*image, non_finite_pixels(*image));
         if (light.highlights) lift_highlights(*image, *light.highlights);
     }
@@ -110,6 +112,16 @@ void prepare_light(loaded_frame& frame, const light_choices& light,
 
 }  // namespace
 
+window depth_window(const loaded_frame& frame, Image::Component component,
+                    std::size_t layer) {
+    const input_picture& input = frame.input;
+    if (frame.depth_map) return input.area;
+    const auto& depth = layer == 0 ? input.depth : input.further[layer - 1].depth;
+    const auto& color = layer == 0 ? input.color : input.further[layer - 1].color;
+    const std::size_t part = component == Image::Z && depth ? depth->part : color.part;
+    return common(data_window(input.file[part].spec), input.area);
+}
+
 depth_reading depth_reading_of(const headless::tool& tool, TimeStamp time,
                                const opened_frame& opened, const load_choices& choices) {
     if (!choices.depth.changes_values()) return {};
@@ -149,7 +161,10 @@ void prepare(loaded_frame& frame, const load_choices& choices,
         const bool changes_color = light.drop_non_finite || light.highlights;
         // a colour that is the depth as well keeps its values as depth
         const bool color_is_depth = !frame.depth_map && forecast.depth != Image::Z;
-        if (reading.choices.changes_values() || (changes_color && color_is_depth)) {
+        const bool is_extended =
+            color_is_depth && depth_window(frame, forecast.depth) != frame.input.area;
+        if (reading.choices.changes_values() || (changes_color && color_is_depth) ||
+            is_extended) {
             prepare_depth(frame, reading, forecast.depth);
         }
         frame.reading = reading;

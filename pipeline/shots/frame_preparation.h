@@ -9,8 +9,8 @@
 
 #include "host/headless_host.h"
 #include "pipeline/preparation/depth_steps.h"
-#include "pipeline/shots/frame_loader.h"
 #include "pipeline/regions/overscan_scale.h"
+#include "pipeline/shots/frame_loader.h"
 
 namespace focusfall {
 
@@ -18,6 +18,11 @@ namespace focusfall {
 // host_error that names the file when the controls contradict the choices. [any thread]
 depth_reading depth_reading_of(const headless::tool& tool, TimeStamp time,
                                const opened_frame& opened, const load_choices& choices);
+
+// Where the depth of a layer, in that component, has pixels of its own. A depth map has
+// them everywhere: it was extended when it was loaded.
+window depth_window(const loaded_frame& frame, Image::Component component,
+                    std::size_t layer = 0);
 
 // Values at `time` for the order of a frame: those that overscan asks for, and the
 // control "FocusPosition", which is a depth of the file, as the tool is to have it.

@@ -139,8 +139,8 @@ Owned<Image> row_of(const std::vector<float>& depths, std::vector<float> alphas 
 std::vector<float> mapped(const Image& row, const depth_choices& choices,
                           const depth_controls& controls = {}) {
     const window area{0, 0, row.Width(), 1};
-    const Owned<Image> result =
-        mapped_depth(row, Image::Z, row, area, reading_of(choices, controls, area, 1.0));
+    const Owned<Image> result = mapped_depth(row, Image::Z, row, area, area,
+                                             reading_of(choices, controls, area, 1.0));
     std::vector<float> depths;
     for (std::int32_t x = 0; x < row.Width(); ++x) {
         EXPECT_EQ(result->Pixel(x, 0)[Image::RED], 0.5F);
@@ -215,7 +215,8 @@ TEST(RayDepth, OfAWallIsOneDistanceFromTheCamera) {
     controls.focal_length = focal * controls.filmback_width;
     for (const depth_reading& reading : {reading_of(by_field, {}, display, 2.0),
                                          reading_of(by_lens, controls, display, 2.0)}) {
-        const Owned<Image> planar = mapped_depth(*wall, Image::Z, *wall, area, reading);
+        const Owned<Image> planar =
+            mapped_depth(*wall, Image::Z, *wall, area, area, reading);
         for (int y = 0; y < 50; ++y) {
             for (int x = 0; x < 90; ++x) {
                 ASSERT_NEAR(planar->Pixel(x, y)[Image::Z], 300.0F, 1e-3F)

@@ -1,7 +1,7 @@
 // The windows of pictures: where the output has pixels, and what counts as its width.
 
+#include <algorithm>
 #include <cmath>
-#include <cstring>
 
 #include "tests/pipeline/shots/shot_fixture.h"
 
@@ -14,6 +14,24 @@ using PictureWindows = shot_test;
 
 const window DISPLAY{0, 0, 60, 40};
 
+// The scene as one with a data window counts: outside of it nothing, at the depth of the
+// nearest pixel.
+std::vector<made_channel> continued_channels(const window& data) {
+    std::vector<made_channel> channels = scene_channels();
+    for (made_channel& channel : channels) {
+        channel.value = [data, own = channel.value, is_depth = channel.name == "Z"](
+                            int x, int y) {
+            const auto right = static_cast<int>(data.x + data.width) - 1;
+            const auto bottom = static_cast<int>(data.y + data.height) - 1;
+            const int column = std::clamp(x, static_cast<int>(data.x), right);
+            const int row = std::clamp(y, static_cast<int>(data.y), bottom);
+            const bool inside = column == x && row == y;
+            return is_depth || inside ? own(column, row) : 0.0;
+        };
+    }
+    return channels;
+}
+
 }  // namespace
 
 // The same picture, with its data window as large as the display, shows what a smaller
@@ -21,13 +39,7 @@ const window DISPLAY{0, 0, 60, 40};
 TEST_F(PictureWindows, GrowAsFarAsTheBlurReachesAndNoFurther) {
     const window data{20, 14, 18, 11};
     picture_part small = made_part(data, DISPLAY, scene_channels());
-    picture_part large = made_part(DISPLAY, DISPLAY, scene_channels());
-    for (int i = 0; i < DISPLAY.width * DISPLAY.height; ++i) {
-        const int x = i % 60, y = i / 60;
-        const bool inside = x >= 20 && x < 38 && y >= 14 && y < 25;
-        const std::size_t bytes = large.spec.pixel_bytes(true);
-        if (!inside) std::memset(large.pixels.get() + i * bytes, 0, bytes);
-    }
+    picture_part large = made_part(DISPLAY, DISPLAY, continued_channels(data));
     write("small.exr", std::move(small));
     write("large.exr", std::move(large));
     for (const char* style : {"Disk", "Polygon", "Gaussian", "Airy Disk", "Laplacian"}) {
@@ -54,6 +66,58 @@ TEST_F(PictureWindows, GrowAsFarAsTheBlurReachesAndNoFurther) {
                         ASSERT_EQ(all[static_cast<std::size_t>(i)], 0.0F)
                             << shown(pixel) << name;
                     }
+                }
+            }
+        }
+    }
+}
+
+// Depth in a colour, inverse, along rays, scaled from a small map: around the picture
+// lies nothing, as far away as its border, and not at the lens, from where it would
+// darken the picture.
+TEST_F(PictureWindows, HaveTheDepthOfTheirBorderAroundThem) {
+    const window data{20, 14, 18, 11};
+    const std::vector<made_channel> flat = {
+        {"R", TypeDesc::FLOAT, [](int, int) { return 0.5; }},
+        {"G", TypeDesc::FLOAT, [](int, int) { return 0.5; }},
+        {"B", TypeDesc::FLOAT, [](int, int) { return 0.5; }},
+        {"A", TypeDesc::FLOAT, [](int, int) { return 1.0; }},
+        {"Z", TypeDesc::FLOAT, [](int, int) { return 500.0; }}};
+    write("flat.exr", made_part(data, DISPLAY, flat));
+    write("map.exr", made_part({0, 0, 30, 20}, {0, 0, 30, 20}, {flat.back()}));
+    tool->set("MaxBlurSize", 20);
+    struct {
+        const char* channel;
+        double focus;
+        depth_choices depth;
+        const char* map;
+    } const cases[] = {
+        {"Z", 500.0, {}, ""},
+        {"Red", 0.5, {}, ""},
+        {"Z", 500.0, {.meaning = depth_meaning::INVERSE}, ""},
+        {"Z", 500000.0, {.scale = 1000.0}, ""},
+        {"Z", 500.0, {.empty = empty_depth{}}, ""},
+        {"Z", 500.0, {}, "map.exr"},
+    };
+    for (const auto& one : cases) {
+        SCOPED_TRACE(testing::Message() << one.channel << one.focus << one.map);
+        tool->set("BlurChannel", one.channel);
+        tool->set("FocusPosition", one.depth.scale ? 500.0 : one.focus);
+        shot_options options = shot("flat.exr", "o.exr");
+        options.load.depth = one.depth;
+        if (*one.map) options.depth_map = path(one.map);
+        const picture out = rendered(options);
+        // all is in focus, and so is what lies around it: nothing reaches in
+        const window all = data_window(out[0].spec);
+        ASSERT_EQ(common(all, data), data);
+        for (const char* name : {"R", "A"}) {
+            const double expected = *name == 'R' ? 0.5 : 1.0;
+            const auto kept = values(out[0], name);
+            for (std::int64_t y = data.y; y < data.y + data.height; ++y) {
+                for (std::int64_t x = data.x; x < data.x + data.width; ++x) {
+                    const auto i = (y - all.y) * all.width + x - all.x;
+                    ASSERT_EQ(kept[static_cast<std::size_t>(i)], expected)
+                        << name << x << " " << y;
                 }
             }
         }
