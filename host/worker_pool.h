@@ -35,7 +35,7 @@ class HOST_API worker_pool {
     // Calls work(0) .. work(pieces - 1), each once, on this thread and the workers, and
     // returns when all have returned. After an exception no further piece is begun, and
     // the first exception is thrown here. `progress` is called on this thread with counts
-    // that never fall: after each piece that it does, every 50 ms while it waits for the
+    // that never fall: after each piece that it does, every 10 ms while it waits for the
     // others, the last time with all. What it throws counts as an exception of a piece. A
     // piece may call run too. [any thread]
     void run(std::int32_t pieces, const std::function<void(std::int32_t)>& work,
