@@ -41,3 +41,18 @@ function(focusfall_add_tests name)
         TEST_FILTER "${slow}" TEST_PREFIX "${tests_PREFIX}"
         PROPERTIES LABELS ${tests_LABEL})
 endfunction()
+
+# focusfall_add_inner(NAME OF target... LINKS library...)
+# A library of the sources of those targets, compiled as LINKS ask: for a binary that holds
+# what they otherwise find in the host's library.
+function(focusfall_add_inner name)
+    cmake_parse_arguments(PARSE_ARGV 1 inner "" "" "OF;LINKS")
+    add_library(${name} STATIC EXCLUDE_FROM_ALL)
+    foreach(target IN LISTS inner_OF)
+        get_target_property(folder ${target} SOURCE_DIR)
+        get_target_property(sources ${target} SOURCES)
+        list(TRANSFORM sources PREPEND ${folder}/)
+        target_sources(${name} PRIVATE ${sources})
+    endforeach()
+    target_link_libraries(${name} PUBLIC ${inner_LINKS} PRIVATE focusfall_options)
+endfunction()

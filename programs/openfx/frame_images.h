@@ -1,0 +1,81 @@
+#pragma once
+// The host's pictures for one frame, as the tool takes them.
+
+#include <map>
+#include <string>
+
+#include "pipeline/preparation/depth_steps.h"
+#include "programs/openfx/instance.h"
+#include "programs/openfx/pixels.h"
+
+namespace focusfall {
+
+// What an instance blurs at that time, and the project's format, in canonical
+// coordinates; the format is empty where the host does not say it.
+ofx::rect region_of(ofx::effect handle, const instance& self, ofx::time at);
+ofx::rect format_of(ofx::effect handle);
+
+// The same for the pixels of one frame.
+struct frame_region {
+    ofx::pixel_rect blurred = {};
+    ofx::pixel_rect format = {};
+    pixel_scale scale;
+
+    // What the blur is measured by: the format, however much more of the picture there
+    // is.
+    window measure() const;
+};
+
+// `order` is what the host said with its wish for a frame at the time of `source`.
+frame_region frame_region_of(ofx::effect handle, const instance& self,
+                             const lent_image& source, const ofx::property_set& order);
+
+// Thrown when the host wants a frame to stop.
+struct stopped {};
+
+// All images of one frame. [render thread]
+class frame_images {
+  public:
+    // The source alone. Throws std::bad_alloc, as all that follows.
+    frame_images(const instance& self, const lent_image& source,
+                 const frame_region& region);
+
+    // Fetches the others, depth as the tool reads it in `component`: the first component
+    // of the input Depth where it reads Z, else a picture of its own. Calls `before`
+    // ahead of each, which may throw. Throws ofx::failure when the host does not give
+    // one.
+    template <class Work>
+    void fetch(ofx::time at, Image::Component component, Work before) {
+        for (const clip_link& clip : self_.clips) {
+            if (clip.kind.role == clip_role::SOURCE || !self_.is_used(clip)) continue;
+            before();
+            fetch(clip, at, component);
+        }
+    }
+    // Makes of the depth what the tool takes; outside of a picture's own pixels, that of
+    // the nearest one.
+    void prepare_depth(Image::Component component, const depth_reading& reading);
+
+    Image& source() const { return *images_.at(self_.source().kind.control); }
+    const Image& depth() const;
+    // By the tool's connections; they live as long as this.
+    std::map<std::string, Image*> all() const;
+
+  private:
+    void fetch(const clip_link& clip, ofx::time at, Image::Component component);
+
+    const instance& self_;
+    const frame_region& region_;
+    std::map<std::string, Owned<Image>> images_;  // by connection
+    ofx::pixel_rect depth_bounds_;                // where the depth has pixels of its own
+};
+
+// How the tool, with the values that it holds, is to read the depth of a frame. Throws
+// headless::host_error when parameters contradict each other.
+depth_reading reading_for(const headless::tool& tool, const instance& self, ofx::time at,
+                          const frame_region& region);
+
+// Which component of the depth the tool reads, with the values that it holds.
+Image::Component depth_component(const headless::tool& tool, ofx::time at);
+
+}  // namespace focusfall

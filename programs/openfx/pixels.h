@@ -1,0 +1,61 @@
+#pragma once
+// The host's pictures as the tool's, and back.
+
+#include <cstddef>
+
+#include "host/headless_host.h"
+#include "programs/openfx/geometry.h"
+#include "programs/openfx/host_link.h"
+
+namespace focusfall {
+
+// A picture that the host lent, given back at the end: floats of one, three or four
+// components, rows counted upwards.
+class lent_image {
+  public:
+    // The picture of `from` at that time, or none, when the host has none to give. Throws
+    // ofx::failure for one that is not as it was asked for.
+    lent_image(ofx::clip from, ofx::time at);
+    ~lent_image();
+    lent_image(const lent_image&) = delete;
+    lent_image& operator=(const lent_image&) = delete;
+
+    explicit operator bool() const { return image_ != nullptr; }
+    ofx::property_set properties() const { return ofx::property_set(image_); }
+    const ofx::pixel_rect& bounds() const { return bounds_; }
+    int components() const { return components_; }
+    // Colours are not multiplied by alpha.
+    bool is_unpremultiplied() const;
+
+    // The components of the pixel; the following ones of the row lie behind it.
+    float* pixel(int x, int y) const {
+        return reinterpret_cast<float*>(data_ +
+                                        std::ptrdiff_t{row_bytes_} * (y - bounds_.y1)) +
+               std::ptrdiff_t{components_} * (x - bounds_.x1);
+    }
+
+  private:
+    bool is_usable() const;
+
+    ofx::properties image_ = nullptr;
+    ofx::pixel_rect bounds_ = {};
+    std::byte* data_ = nullptr;
+    int row_bytes_ = 0;  // negative where the top row comes first
+    int components_ = 0;
+};
+
+// The functions below work on all threads of `host`, and throw std::bad_alloc.
+
+// The pixels of `area` as the tool has them, premultiplied, with the first component as
+// depth if the picture has but one; zeros outside of what was lent.
+Owned<Image> tool_picture(headless::host& host, const lent_image& from,
+                          const ofx::pixel_rect& area);
+// Copies the first component to Z, as far as the picture reaches.
+void load_depth(headless::host& host, const lent_image& from, const ofx::pixel_rect& area,
+                Image& image);
+// Writes the pixels of `window`, those of `image`, which shows `area`, and zeros outside
+// of it. Divides by alpha where the host wants that.
+void store_picture(headless::host& host, const Image& image, const ofx::pixel_rect& area,
+                   const ofx::pixel_rect& window, const lent_image& to);
+
+}  // namespace focusfall
