@@ -233,6 +233,7 @@ void FocusfallLayered::guess_hidden(Request* request) {
 }
 
 void FocusfallLayered::find_hidden(Request* request) {
+    separate_edges(request);
     bool guessed = false;
     if (occlusion_.hidden_fill) {
         seeds_.prepare(visible());
@@ -255,6 +256,7 @@ void FocusfallLayered::find_hidden(Request* request) {
                      .terms = terms_.data(),
                      .last = last_kernel_,
                      .keep_transparent = normalize > 0.5F});
+    hidden_.add_mixed(mixed_);
     run_chunks(request, blocks_.rows,
                static_cast<chunk_step>(&FocusfallLayered::load_hidden), HIDDEN_END);
     any_hidden_ = hidden_.any();

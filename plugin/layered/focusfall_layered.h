@@ -13,6 +13,7 @@
 #include "plugin/layered/diameter_map.h"
 #include "plugin/layered/hidden_sources.h"
 #include "plugin/layered/layer_gather.h"
+#include "plugin/layered/mixed_edges.h"
 #include "plugin/layered/seed_pyramid.h"
 #include "plugin/layered/smoothed_edges.h"
 
@@ -59,6 +60,7 @@ class FocusfallLayered : public FocusfallFast {
 
     // Steps of sum_sources. [render thread, which gives chunks to the workers]
     void repair_edges(Request* request);
+    void separate_edges(Request* request);
     bool is_flat() const;  // no two sources of the frame are a depth edge apart
     void guess_hidden(Request* request);
     void find_hidden(Request* request);
@@ -72,6 +74,8 @@ class FocusfallLayered : public FocusfallFast {
     void find_nearest(std::int32_t block_row);
     void find_smoothed_edges(std::int32_t block_row);
     void load_smoothed_edges(std::int32_t block_row);
+    void find_mixed_edges(std::int32_t block_row);
+    void load_mixed_edges(std::int32_t block_row);
     void sow_hidden(std::int32_t band);
     void spread_hidden(std::int32_t band);
     void load_hidden(std::int32_t block_row);
@@ -136,6 +140,7 @@ class FocusfallLayered : public FocusfallFast {
     // a chunk writes what belongs to its rows or tile
     layered::diameter_map diameters_;
     std::vector<std::vector<layered::smoothed_pixel>> smoothed_;  // by row of blocks
+    std::vector<std::vector<layered::mixed_pixel>> mixed_;        // likewise
     layered::seed_pyramid seeds_;
     layered::hidden_sources hidden_;
     struct depth_range {

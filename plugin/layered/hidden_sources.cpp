@@ -17,6 +17,11 @@ namespace {
 // Rounding leaves an alpha of 1 a little below.
 constexpr float OPAQUE = 0.999F;
 
+void clear(hidden_run& run) {
+    run = hidden_run{};
+    std::ranges::fill(run.planes[hidden_run::POSITION], depth_layers::NOWHERE);
+}
+
 }  // namespace
 
 void hidden_sources::prepare(const visible_picture& picture, const seed_pyramid* guess,
@@ -26,6 +31,7 @@ void hidden_sources::prepare(const visible_picture& picture, const seed_pyramid*
     guess_ = guess;
     background_ = background;
     kind_ = kind;
+    mixed_ = nullptr;
     columns_ = pieces(picture.diameters->width(), BLOCK_COLUMNS);
     rows_.resize(
         static_cast<std::size_t>(pieces(picture.diameters->height(), BLOCK_ROWS)));
@@ -63,21 +69,18 @@ bool hidden_sources::load_run(std::int32_t x, std::int32_t y, std::int32_t colum
     if (background_.colors) background_.diameters(x, y, columns, diameters);
     seed_run guess;
     const bool guessed = guess_ && guess_->behind(x, y, columns, guess);
-    if (!background_.colors && !guessed) return false;
     bool any = false;
-    for (std::int32_t i = 0; i < columns; ++i) {
+    for (std::int32_t i = 0; i < columns && (background_.colors || guessed); ++i) {
         hidden_source source;
         if (background_.colors) source = background_at(x + i, y, diameters[i]);
         if (!(source.weight > 0.0F) && guessed) source = source_of(guess, i);
         if (!(source.weight > 0.0F)) continue;
         if (!kind_.keep_transparent && !(source.alpha > 0.0F)) continue;
-        if (!any) {
-            run = hidden_run{};
-            std::ranges::fill(run.planes[hidden_run::POSITION], depth_layers::NOWHERE);
-        }
+        if (!any) clear(run);
         any = true;
         store(source, x + i, y, block, run);
     }
+    any = store_mixed(x, y, any, block, run) || any;
     if (!any) return false;
     const float* const positions = run.planes[hidden_run::POSITION];
     float nearest = depth_layers::NOWHERE;
@@ -154,6 +157,34 @@ void hidden_sources::store(const hidden_source& source, std::int32_t x, std::int
     set(hidden_run::POSITION, position);
     block.reach = std::max(block.reach, edged ? terms.shape : terms.reach);
     block.opaque = block.opaque && opaque;
+}
+
+bool hidden_sources::store_mixed(std::int32_t x, std::int32_t y, bool any,
+                                 gather::block_grid::block& block,
+                                 hidden_run& run) const {
+    if (!mixed_) return false;
+    bool stored = false;
+    for (const mixed_pixel& pixel : (*mixed_)[static_cast<std::size_t>(y / BLOCK_ROWS)]) {
+        if (pixel.y != y || pixel.x < x || pixel.x >= x + BLOCK_COLUMNS) continue;
+        if (!any && !stored) clear(run);
+        stored = true;
+        // not blurred: it is sharp, and what is beside it has its own colour already
+        const gather::kernel_terms& terms = kind_.terms[0];
+        const bool edged = gather::is_edged(*kind_.form);
+        const auto set = [&](std::int32_t plane, float value) {
+            run.planes[plane][pixel.x - x] = value;
+        };
+        set(source_planes::SHAPE, terms.shape);
+        set(source_planes::REACH, edged ? terms.inverse_fourth : terms.reach);
+        set(source_planes::WEIGHT, terms.weight * pixel.part);
+        set(source_planes::RED, terms.weight * pixel.front[0]);
+        set(source_planes::GREEN, terms.weight * pixel.front[1]);
+        set(source_planes::BLUE, terms.weight * pixel.front[2]);
+        set(source_planes::ALPHA, terms.weight * pixel.part);
+        set(hidden_run::POSITION, pixel.diameter);
+        block.reach = std::max(block.reach, edged ? terms.shape : terms.reach);
+    }
+    return stored;
 }
 
 void hidden_sources::release() { rows_ = std::vector<row_of_blocks>(); }

@@ -10,6 +10,7 @@
 #include "host/api/image.h"
 #include "plugin/fast/gather/gather.h"
 #include "plugin/layered/depth_layers.h"
+#include "plugin/layered/mixed_edges.h"
 #include "plugin/layered/seed_pyramid.h"
 
 namespace layered {
@@ -55,6 +56,11 @@ class hidden_sources {
     // std::bad_alloc. [render thread]
     void prepare(const visible_picture& picture, const seed_pyramid* guess,
                  const background_picture& background, const source_kind& kind);
+    // The parts of mixed pixels that a sharp surface before them has, by row of blocks;
+    // they are sources as hidden ones are. Borrowed until all rows are loaded.
+    void add_mixed(const std::vector<std::vector<mixed_pixel>>& mixed) {
+        mixed_ = &mixed;
+    }
     // Makes the sources of a row of blocks and widens what is known of the blocks by
     // them. Throws std::bad_alloc. [one thread a row of blocks]
     void load(std::int32_t block_row, gather::block_grid::block* blocks);
@@ -90,6 +96,9 @@ class hidden_sources {
     static hidden_source source_of(const seed_run& guess, std::int32_t i);
     // The background's source at (x, y), of that diameter.
     hidden_source background_at(std::int32_t x, std::int32_t y, float diameter) const;
+    // Stores the mixed pixels of the run; false where there are none.
+    bool store_mixed(std::int32_t x, std::int32_t y, bool any,
+                     gather::block_grid::block& block, hidden_run& run) const;
     // Where that lies which hides others at (x, y).
     float own_diameter(std::int32_t x, std::int32_t y) const;
     void store(const hidden_source& source, std::int32_t x, std::int32_t y,
@@ -98,6 +107,7 @@ class hidden_sources {
     visible_picture picture_ = {};
     const seed_pyramid* guess_ = nullptr;  // null: none
     background_picture background_;
+    const std::vector<std::vector<mixed_pixel>>* mixed_ = nullptr;  // null: none
     source_kind kind_ = {};
     std::int32_t columns_ = 0;  // blocks
     std::vector<row_of_blocks> rows_;

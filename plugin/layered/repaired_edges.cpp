@@ -1,13 +1,20 @@
-// Gives pixels whose depth was smoothed that of the surface that they belong to.
+// Gives pixels at depth edges to the surfaces that they belong to: those whose depth was
+// smoothed, and those whose colour was.
+
+#include <algorithm>
+#include <cstddef>
 
 #include "plugin/layered/focusfall_layered.h"
 
 using gather::BLOCK_COLUMNS;
 using gather::BLOCK_ROWS;
+using gather::source_planes;
 
 namespace {
 
-constexpr double REPAIRED_END = 0.17;  // in the frame's progress
+// Where in the frame's progress, 0 .. 1, the two end.
+constexpr double REPAIRED_END = 0.17;
+constexpr double SEPARATED_END = 0.18;
 
 }  // namespace
 
@@ -51,5 +58,34 @@ void FocusfallLayered::load_smoothed_edges(std::int32_t block_row) {
             if (s.x >= x && s.x < x + columns)
                 s.kernel = stamp_kernel(distances[s.x - x]);
         }
+    }
+}
+
+void FocusfallLayered::separate_edges(Request* request) {
+    mixed_.assign(static_cast<std::size_t>(blocks_.rows), {});
+    if (!form_ || !occlusion_.hidden_fill) return;
+    for (const auto step :
+         {&FocusfallLayered::find_mixed_edges, &FocusfallLayered::load_mixed_edges}) {
+        run_chunks(request, blocks_.rows, static_cast<chunk_step>(step), SEPARATED_END);
+    }
+}
+
+void FocusfallLayered::find_mixed_edges(std::int32_t block_row) {
+    auto& found = mixed_[static_cast<std::size_t>(block_row)];
+    found.clear();
+    const std::int32_t first = block_row * BLOCK_ROWS;
+    const std::int32_t last = std::min(first + BLOCK_ROWS, input_image->Height());
+    for (std::int32_t y = first; y < last; ++y) layered::find_mixed(visible(), y, found);
+}
+
+// Leaves them the colour of their own surface; the other part is hidden_sources'.
+void FocusfallLayered::load_mixed_edges(std::int32_t block_row) {
+    for (const layered::mixed_pixel& pixel :
+         mixed_[static_cast<std::size_t>(block_row)]) {
+        const float weight = planes_.row(pixel.y, source_planes::WEIGHT)[pixel.x];
+        const source_planes::plane planes[] = {source_planes::RED, source_planes::GREEN,
+                                               source_planes::BLUE};
+        for (std::size_t c = 0; c < 3; ++c)
+            planes_.row(pixel.y, planes[c])[pixel.x] = weight * pixel.deeper[c];
     }
 }

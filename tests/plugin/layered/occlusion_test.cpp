@@ -70,6 +70,21 @@ TEST_F(Occlusion, KeepsASharpSubjectWhateverIsBehindIt) {
     EXPECT_GT(subject, 1500);
 }
 
+// Colours are smoothed at edges where depth is not: the column beside the subject holds
+// half of its colour, and has the background's depth.
+TEST_F(Occlusion, KeepsTheSmoothedRimOfASharpSubject) {
+    const picture input = painted(160, 60, [](int x, int) {
+        if (x < 80) return gray(0.8, 0.0);
+        return gray(x == 80 ? 0.45 : 0.1, 22.0);
+    });
+    const picture result = layered(input);
+    for (const int c : {BLUE, GREEN, RED}) {
+        EXPECT_NEAR(result.at(79, 30, c), 0.8F, 0.001F);
+        EXPECT_NEAR(result.at(80, 30, c), 0.45F, 0.001F);
+        EXPECT_NEAR(result.at(81, 30, c), 0.1F, 0.001F);
+    }
+}
+
 // Out of focus before a sharp board, a bar looks like one of the same blur all over: on
 // both sides of its edge.
 TEST_F(Occlusion, SpreadsWhatIsBlurredInFrontOnBothSidesOfItsEdge) {

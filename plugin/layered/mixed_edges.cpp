@@ -1,0 +1,120 @@
+#include "plugin/layered/mixed_edges.h"
+
+#include <array>
+#include <cstddef>
+
+#include "plugin/fast/gather/tiling.h"
+
+using gather::BLOCK_COLUMNS;
+
+namespace layered {
+
+namespace {
+
+// Blurred less than that, in pixels, the front is sharp; from the second on it is not.
+constexpr float SHARP = 1.0F;
+constexpr float NOT_SHARP = 2.0F;
+// So many gaps deep is an edge at least, far enough for layers of their own, and so many
+// more until its pixels are taken apart wholly.
+constexpr float EDGE_GAPS = 2.75F;
+constexpr float MORE_GAPS = 2.0F;
+constexpr float OPAQUE = 0.999F;
+
+constexpr auto COLORS = std::to_array({Image::RED, Image::GREEN, Image::BLUE});
+
+float squared(const float* a) { return a[0] * a[0] + a[1] * a[1] + a[2] * a[2]; }
+
+bool is_opaque(const float* pixel) {
+    return is_finite(pixel) && pixel[Image::ALPHA] > OPAQUE;
+}
+
+// How much of `mixed` is `front` and the rest `deeper`, as far as it is a mean of them.
+float part_of(const float* mixed, const float* deeper, const float* front) {
+    float span[3];
+    float from[3];
+    float rest[3];
+    float along = 0.0F;
+    for (std::size_t i = 0; i < 3; ++i) {
+        span[i] = front[COLORS[i]] - deeper[COLORS[i]];
+        from[i] = mixed[COLORS[i]] - deeper[COLORS[i]];
+        along += span[i] * from[i];
+    }
+    const float square = squared(span);
+    if (!(square > 1e-6F)) return 0.0F;
+    const float part = std::clamp(along / square, 0.0F, 1.0F);
+    for (std::size_t i = 0; i < 3; ++i) rest[i] = from[i] - part * span[i];
+    const float error = std::sqrt(squared(rest) / square);
+    return part * std::clamp(1.5F - 5.0F * error, 0.0F, 1.0F);
+}
+
+// Widens `found` by the pixel, when it is mixed.
+void find_at(const visible_picture& picture, std::int32_t x, std::int32_t y,
+             std::vector<mixed_pixel>& found) {
+    constexpr std::int32_t STEPS[][2] = {{1, 0}, {-1, 0}, {0, 1}, {0, -1}};
+    const diameter_map& map = *picture.diameters;
+    const float own = map.row(y)[x];
+    const float* const pixel = picture.colors->Pixel(x, y);
+    if (!is_opaque(pixel)) return;
+    mixed_pixel best = {
+        .x = x, .y = y, .diameter = 0.0F, .part = 0.0F, .front = {}, .deeper = {}};
+    for (const auto& [dx, dy] : STEPS) {
+        // the pixel before it is sharp, and the one behind it of its own surface
+        const auto inside = [&](std::int32_t px, std::int32_t py) {
+            return px >= 0 && py >= 0 && px < map.width() && py < map.height();
+        };
+        if (!inside(x + dx, y + dy) || !inside(x - dx, y - dy)) continue;
+        const float front = map.row(y + dy)[x + dx];
+        const float edge = picture.gap(own, front);
+        const float gaps = (own - front) / edge;
+        const float behind = map.row(y - dy)[x - dx];
+        if (!(gaps > EDGE_GAPS) || !(std::abs(front) < NOT_SHARP) ||
+            std::abs(behind - own) > 0.5F * edge + 0.5F) {
+            continue;
+        }
+        const float* const front_color = picture.colors->Pixel(x + dx, y + dy);
+        const float* const deeper = picture.colors->Pixel(x - dx, y - dy);
+        if (!is_opaque(front_color) || !is_opaque(deeper)) continue;
+        const float part = part_of(pixel, deeper, front_color);
+        // by degrees: how far the pixel is taken apart
+        const float sharp = (NOT_SHARP - std::abs(front)) / (NOT_SHARP - SHARP);
+        const float how_far = std::min({sharp, (gaps - EDGE_GAPS) / MORE_GAPS, 1.0F});
+        if (!(part * how_far > best.part)) continue;
+        best.diameter = front;
+        best.part = part * how_far;
+        for (std::size_t i = 0; i < 3; ++i) {
+            const auto c = COLORS[i];
+            const float of_front = std::max(0.0F, pixel[c] - (1.0F - part) * deeper[c]);
+            best.front[i] = of_front * how_far;
+            best.deeper[i] = pixel[c] + (deeper[c] - pixel[c]) * how_far;
+        }
+    }
+    if (best.part > 0.0F) found.push_back(best);
+}
+
+}  // namespace
+
+void find_mixed(const visible_picture& picture, std::int32_t y,
+                std::vector<mixed_pixel>& found) {
+    const diameter_map& map = *picture.diameters;
+    const float* const own = map.row(y);
+    const float* const above = map.row(std::max(y - 1, 0));
+    const float* const below = map.row(std::min(y + 1, map.height() - 1));
+    const float least = EDGE_GAPS * picture.tolerance;
+    for (std::int32_t x = 0; x < map.width(); x += BLOCK_COLUMNS) {
+        const std::int32_t columns = std::min(BLOCK_COLUMNS, map.width() - x);
+        // most runs have no edge: see that in one go
+        float step[BLOCK_COLUMNS];
+        std::int32_t edges = 0;
+        for (std::int32_t i = 0; i < columns; ++i) {
+            const float* const at = own + x + i;
+            step[i] = *at - std::min(std::min(at[-1], at[1]),
+                                     std::min(above[x + i], below[x + i]));
+            edges += step[i] > least ? 1 : 0;
+        }
+        for (std::int32_t i = 0; edges > 0 && i < columns; ++i) {
+            if (step[i] > least) find_at(picture, x + i, y, found);
+        }
+    }
+}
+
+}  // namespace layered

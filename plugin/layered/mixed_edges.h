@@ -1,0 +1,29 @@
+#pragma once
+// Finds pixels at the edge of something sharp that hold some of its colour.
+
+#include <cstdint>
+#include <vector>
+
+#include "plugin/layered/visible_picture.h"
+
+namespace layered {
+
+// A pixel of a deeper surface whose colour is a mean of that surface's and of a sharp
+// one's before it, since colours are smoothed where depth is not: hair, and the rim of a
+// subject. Blurred with the deeper surface, the subject's part would be lost.
+struct mixed_pixel {
+    std::int32_t x;
+    std::int32_t y;
+    float diameter;  // of the sharp surface, signed
+    float part;      // that this has of the pixel, 0 .. 1
+    // red, green and blue: of the sharp surface, times `part`, and of the deeper one
+    float front[3];
+    float deeper[3];
+};
+
+// The pixels of the row that are mixed, from left to right. Throws std::bad_alloc. [any
+// thread]
+void find_mixed(const visible_picture& picture, std::int32_t y,
+                std::vector<mixed_pixel>& found);
+
+}  // namespace layered
