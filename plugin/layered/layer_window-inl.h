@@ -1,4 +1,7 @@
 // Fills a window with the sources of one layer; included once for each kind of vectors.
+//
+// It is longer than a header should be: how visible and hidden sources are copied is read
+// together.
 
 #if defined(FOCUSFALL_LAYERED_LAYER_WINDOW_INL_H_) == defined(HWY_TARGET_TOGGLE)
 #ifdef FOCUSFALL_LAYERED_LAYER_WINDOW_INL_H_

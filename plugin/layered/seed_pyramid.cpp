@@ -201,12 +201,11 @@ void seed_pyramid::level::sum_up(const level& from, std::int32_t x, std::int32_t
                               from.row(rows[1], seed_run::WEIGHT) + 2 * x};
     // a row below the last counts for nothing
     const float second = rows[1] > rows[0] ? 1.0F : 0.0F;
-    float total = 0.0F;
+    float total = 0.0F;  // of most runs 0; then only their weights are read
     for (std::int32_t i = 0; i < 2 * count; ++i) total += weights[0][i] + weights[1][i];
     for (std::int32_t q = 0; q < seed_run::QUANTITIES; ++q) {
         float* const sums = row(y, q) + x;
         if (!(total > 0.0F)) {
-            // most runs are empty, and only that is read of them
             if (q == seed_run::WEIGHT) std::fill_n(sums, count, 0.0F);
             continue;
         }
