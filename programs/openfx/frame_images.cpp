@@ -59,7 +59,8 @@ void frame_images::fetch(const clip_link& clip, ofx::time at,
                 images_[control] = tool_picture(host, lent, area);
             extend_depth(to_z ? source() : *images_[control], component, window_of(area),
                          window_of(lent.bounds()));
-            depth_bounds_ = area;
+            depth_bounds_ = lent.bounds();
+            is_extended_ = true;
             return;
         }
         default: images_[control] = tool_picture(host, lent, area);
@@ -71,7 +72,7 @@ void frame_images::prepare_depth(Image::Component component,
     const window area = window_of(region_.blurred);
     const window inside = window_of(depth_bounds_);
     const bool changes = reading.choices.changes_values();
-    if (changes || common(area, inside) != area) {
+    if (changes || (!is_extended_ && common(area, inside) != area)) {
         images_[DEPTH_CONTROL] =
             mapped_depth(depth(), component, source(), area, inside, reading);
     }

@@ -68,6 +68,7 @@ class frame_images {
     const frame_region& region_;
     std::map<std::string, Owned<Image>> images_;  // by connection
     ofx::pixel_rect depth_bounds_;                // where the depth has pixels of its own
+    bool is_extended_ = false;  // beyond them it has that of the nearest
 };
 
 // How the tool, with the values that it holds, is to read the depth of a frame. Throws
