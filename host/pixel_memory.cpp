@@ -15,21 +15,27 @@ namespace {
 constexpr std::size_t LARGE_FLOATS = std::size_t{1} << 20;
 
 struct kept_block {
+    constexpr kept_block() = default;
+
     std::mutex mutex;
     std::unique_ptr<float[]> pixels;
     std::size_t floats = 0;
 };
 
-// Never destroyed: images may outlive all other objects of the program.
-kept_block& kept() {
-    static kept_block& block = *new kept_block;
-    return block;
-}
+// Never destroyed: images may outlive all other objects of the program. It lies in memory
+// of the binary, so that nothing stays behind when a library that has it is unloaded.
+union undying_block {
+    constexpr undying_block() : block() {}
+    ~undying_block() {}
+
+    kept_block block;
+};
+constinit undying_block undying;
 
 // The kept block, whatever its size.
 std::unique_ptr<float[]> exchange_kept(std::unique_ptr<float[]> pixels,
                                        std::size_t& floats) {
-    kept_block& block = kept();
+    kept_block& block = undying.block;
     const std::lock_guard lock(block.mutex);
     std::swap(block.floats, floats);
     return std::exchange(block.pixels, std::move(pixels));

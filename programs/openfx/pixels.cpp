@@ -120,18 +120,12 @@ lent_image::lent_image(ofx::clip from, ofx::time at) {
     const auto& suite = *ofx::link.image_effect;
     ofx::properties image = nullptr;
     if (suite.get_image(from, at, nullptr, &image) != ofx::OK || !image) return;
-    image_ = image;
+    image_.reset(image);
     bounds_ = properties().pixels("OfxImagePropBounds");
     data_ = static_cast<std::byte*>(properties().pointer("OfxImagePropData"));
     row_bytes_ = properties().integer("OfxImagePropRowBytes", 0);
     components_ = component_count(properties().text("OfxImageEffectPropComponents"));
-    if (is_usable()) return;
-    suite.release_image(image);
-    throw ofx::failure{ofx::FAILED};
-}
-
-lent_image::~lent_image() {
-    if (image_) ofx::link.image_effect->release_image(image_);
+    if (!is_usable()) throw ofx::failure{ofx::FAILED};
 }
 
 bool lent_image::is_usable() const {

@@ -2,6 +2,7 @@
 // The host's pictures as the tool's, and back.
 
 #include <cstddef>
+#include <memory>
 
 #include "host/headless_host.h"
 #include "programs/openfx/geometry.h"
@@ -16,12 +17,8 @@ class lent_image {
     // The picture of `from` at that time, or none, when the host has none to give. Throws
     // ofx::failure for one that is not as it was asked for.
     lent_image(ofx::clip from, ofx::time at);
-    ~lent_image();
-    lent_image(const lent_image&) = delete;
-    lent_image& operator=(const lent_image&) = delete;
-
     explicit operator bool() const { return image_ != nullptr; }
-    ofx::property_set properties() const { return ofx::property_set(image_); }
+    ofx::property_set properties() const { return ofx::property_set(image_.get()); }
     const ofx::pixel_rect& bounds() const { return bounds_; }
     int components() const { return components_; }
     // Colours are not multiplied by alpha.
@@ -35,9 +32,15 @@ class lent_image {
     }
 
   private:
+    struct give_back {
+        void operator()(ofx::properties image) const {
+            ofx::link.image_effect->release_image(image);
+        }
+    };
+
     bool is_usable() const;
 
-    ofx::properties image_ = nullptr;
+    std::unique_ptr<ofx::property_set_body, give_back> image_;
     ofx::pixel_rect bounds_ = {};
     std::byte* data_ = nullptr;
     int row_bytes_ = 0;  // negative where the top row comes first

@@ -59,7 +59,11 @@ loaded_effect::~loaded_effect() { act("OfxActionUnload", nullptr); }
 
 ofx::status loaded_effect::act(const char* action, effect* on, property_bag* in,
                                property_bag* out) {
-    std::string before = action;
+    std::string before;
+    {
+        const host_code within;
+        before = action;
+    }
     before.swap(current_action);
     const ofx::status result = plugin_.main_entry(
         action, on, in ? handle_of(*in) : nullptr, out ? handle_of(*out) : nullptr);
