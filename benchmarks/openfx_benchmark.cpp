@@ -1,0 +1,100 @@
+// What the bridge to OpenFX hosts costs: a 1920 x 1080 frame as the host orders it, and
+// the same frame by the tool alone. Both are the best of several, which take turns, so
+// that other load on the machine affects both.
+
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+
+#include "programs/openfx/entry.h"
+#include "programs/openfx/render_tools.h"
+#include "tests/programs/openfx/mini_host.h"
+
+namespace {
+
+constexpr ofx::pixel_rect FRAME = {0, 0, 1920, 1080};
+constexpr int ROUNDS = 15;
+constexpr mini_host::entries LINKED = {OfxGetNumberOfPlugins, OfxGetPlugin};
+
+template <class Work>
+double milliseconds(const Work& work) {
+    const auto start = std::chrono::steady_clock::now();
+    work();
+    const auto took = std::chrono::steady_clock::now() - start;
+    return std::chrono::duration<double, std::milli>(took).count();
+}
+
+float light(int x, int y) {
+    return x % 53 == 0 && y % 37 == 0 ? 20.0F
+                                      : 0.2F + 0.3F * static_cast<float>(x / 16 % 2);
+}
+float distance(int x, int y) {
+    return 300.0F + static_cast<float>(x) + 0.5F * static_cast<float>(y);
+}
+
+void connect_scene(mini_host::effect& instance) {
+    for (const char* name : {"Source", "Depth", "Output"}) {
+        instance.input(name).connect(FRAME, 4);
+    }
+    for (int y = 0; y < FRAME.y2; ++y) {
+        for (int x = 0; x < FRAME.x2; ++x) {
+            float* pixel = instance.input("Source").image.at(x, y);
+            std::fill_n(pixel, 3, light(x, y));
+            pixel[3] = 1.0F;
+            std::fill_n(instance.input("Depth").image.at(x, y), 4, distance(x, y));
+        }
+    }
+}
+
+Owned<Image> tool_scene() {
+    Owned<Image> image(new Image(FRAME.x2, FRAME.y2, Image::Z + 1));
+    for (int y = 0; y < FRAME.y2; ++y) {
+        for (int x = 0; x < FRAME.x2; ++x) {
+            float* pixel = image->Pixel(x, FRAME.y2 - 1 - y);
+            std::fill_n(pixel, 3, light(x, y));
+            pixel[Image::ALPHA] = 1.0F;
+            pixel[Image::Z] = distance(x, y);
+        }
+    }
+    return image;
+}
+
+void time_blur(mini_host::loaded_effect& effect, int nth, double percent) {
+    const auto instance = effect.instance(mini_host::GENERAL, FRAME.x2, FRAME.y2);
+    connect_scene(*instance);
+    instance->parameters.at("MaxBlurSize")->numbers[0] = percent;
+    instance->parameters.at("FocusPosition")->numbers[0] = 900.0;
+    effect.act("OfxActionCreateInstance", instance.get());
+    const auto tool =
+        focusfall::new_tool(focusfall::rendering_host(), focusfall::EFFECTS[nth]);
+    tool->set("MaxBlurSize", percent);
+    tool->set("FocusPosition", 900.0);
+    const Owned<Image> scene = tool_scene();
+
+    double alone = 1e9;
+    double whole = 1e9;
+    for (int i = 0; i < ROUNDS; ++i) {
+        alone = std::min(alone, milliseconds([&] {
+                             tool->render({.images = {{"Input", scene.get()}}});
+                         }));
+        whole = std::min(whole, milliseconds([&] { effect.render(*instance, FRAME); }));
+    }
+    std::printf("| %s | %.1f px | %.1f ms | %.1f ms | %.1f %% |\n",
+                focusfall::EFFECTS[nth].label, percent * FRAME.x2 / 100.0, alone, whole,
+                100.0 * (whole - alone) / whole);
+    effect.act("OfxActionDestroyInstance", instance.get());
+}
+
+}  // namespace
+
+int main() {
+    mini_host::processors = 0;  // all
+    std::printf(
+        "| effect | largest blur | tool alone | frame of a host | bridge |\n"
+        "|---|--:|--:|--:|--:|\n");
+    for (int nth = 0; nth < focusfall::EFFECT_COUNT; ++nth) {
+        mini_host::loaded_effect effect(LINKED, nth);
+        for (const double percent : {1.0, 2.6}) time_blur(effect, nth, percent);
+    }
+    return mini_host::take_refusals().empty() ? 0 : 1;
+}
