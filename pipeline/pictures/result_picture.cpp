@@ -1,6 +1,7 @@
 #include "pipeline/pictures/result_picture.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <cstring>
 #include <utility>
 
@@ -64,7 +65,9 @@ void forget_storage(OIIO::ImageSpec& spec) {
         spec.erase_attribute(name);
     }
     if (is_environment(spec)) {
-        spec.attribute("openexr:levelmode", 0);  // or the writer would wait for more
+        // or the writer would wait for more; of a type that it does not write out itself
+        const std::uint8_t one_level = 0;
+        spec.attribute("openexr:levelmode", TypeDesc::UINT8, &one_level);
     } else {
         spec.erase_attribute("textureformat");
     }
@@ -119,26 +122,43 @@ void store_color(const Image& result, const color_channels& color, picture_part&
 
 // The channel that takes the tool's depth: the one that the depth came from if that is a
 // Z, for others stay as they are; else the Z beside the colour, if there is one.
-std::optional<channel_place> depth_target(const input_picture& input) {
-    if (input.depth) {
-        const OIIO::ImageSpec& spec = input.file[input.depth->part].spec;
-        const std::string& name = spec.channelnames[input.depth->channel];
-        if (split_name(name).is_depth()) return input.depth;
+std::optional<channel_place> depth_target(const picture& file,
+                                          const color_channels& color,
+                                          const std::optional<channel_place>& depth) {
+    if (depth) {
+        const std::string& name = file[depth->part].spec.channelnames[depth->channel];
+        if (split_name(name).is_depth()) return depth;
     }
-    const OIIO::ImageSpec& spec = input.file[input.color.part].spec;
-    const auto z = find_channel(spec, {input.color.layer, "Z"});
+    const auto z = find_channel(file[color.part].spec, {color.layer, "Z"});
     if (!z) return std::nullopt;
-    return channel_place{input.color.part, *z};
+    return channel_place{color.part, *z};
 }
 
-// Whether part `part` has channels besides those that the tool makes, and a compression
-// that would alter them once more.
+std::optional<channel_place> depth_target(const input_picture& input) {
+    return depth_target(input.file, input.color, input.depth);
+}
+
+// The channels that the tool does not make.
+std::vector<channel_place> untouched_channels(const input_picture& input) {
+    std::vector<channel_place> untouched =
+        other_channels(input.file, input.color, depth_target(input));
+    for (const auto& [color, depth] : input.further) {
+        const auto others =
+            other_channels(input.file, color, depth_target(input.file, color, depth));
+        std::erase_if(untouched, [&](const channel_place& place) {
+            return std::ranges::count(others, place) == 0;
+        });
+    }
+    return untouched;
+}
+
+// Whether part `part` has such channels, and a compression that would alter them once
+// more.
 bool would_alter_others(const input_picture& input, std::size_t part) {
     const std::string compression =
         input.file[part].spec.get_string_attribute("compression");
     if (!compression.starts_with("b44") && !compression.starts_with("dwa")) return false;
-    const auto others = other_channels(input.file, input.color, depth_target(input));
-    return std::ranges::count(others, part, &channel_place::part) > 0;
+    return std::ranges::count(untouched_channels(input), part, &channel_place::part) > 0;
 }
 
 // The headers of an output with all channels, and where the tool's result goes.

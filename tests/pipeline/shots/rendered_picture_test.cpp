@@ -3,6 +3,7 @@
 #include <cmath>
 #include <cstring>
 #include <fstream>
+#include <sstream>
 
 #include "tests/pipeline/shots/shot_fixture.h"
 
@@ -145,6 +146,11 @@ TEST_F(RenderedPicture, OfAnEnvironmentStaysOne) {
             EXPECT_EQ(data_window(out[0].spec), windows);
             EXPECT_EQ(display_window(out[0].spec), windows);
             EXPECT_EQ(out[0].spec.tile_width, tile);
+            const std::ifstream file(path("out.exr"), std::ios::binary);
+            std::ostringstream bytes;
+            bytes << file.rdbuf();
+            EXPECT_EQ(bytes.str().find("levelmode"), std::string::npos)
+                << "the writer's own";
         }
     }
 }
