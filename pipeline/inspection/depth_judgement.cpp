@@ -43,6 +43,9 @@ constexpr std::array<known_writer, 7> WRITERS{{
     {"unreal", length_unit::CENTIMETER},
 }};
 
+constexpr const char* BOTTOM_IS_LARGE =
+    "the bottom of the picture, which is usually nearer, has larger values than the top";
+
 const char* unit_name(length_unit unit) {
     switch (unit) {
         case length_unit::MILLIMETER: return "millimetres";
@@ -96,39 +99,42 @@ class judge {
     depth_judgement opinion_;
 };
 
-// A reading counts when it makes many more of the sloping runs straight than the others
+// A reading counts when it makes many more of the sloping pieces flat than the others
 // do. How many are tried does not matter: most of them cross edges.
 bool judge::judge_by_planes() {
-    constexpr std::uint64_t ENOUGH_RUNS = 40;
+    constexpr std::uint64_t ENOUGH_PIECES = 40;
     constexpr std::uint64_t MARGIN = 4;
     constexpr std::uint64_t WIDE_MARGIN = 20;
     const plane_evidence& planes = facts_.planes;
     const std::uint64_t distance = std::max(planes.planar, planes.ray);
-    const auto decide_by = [&](seeming_depth kind, std::uint64_t straight,
-                               std::uint64_t others, const std::string& otherwise) {
-        if (straight < ENOUGH_RUNS || straight <= MARGIN * others) return false;
-        decide(kind,
-               straight > WIDE_MARGIN * others ? certainty::SURE : certainty::LIKELY,
-               "read so, " + std::to_string(straight) +
-                   " lines across slopes are straight, and read as " + otherwise + " " +
-                   std::to_string(others) + " of them");
-        if (straight > planes.runs / 10 * 9) {
-            opinion_.how_sure = certainty::LIKELY;
-            because("all of it is one slope, though, which may be a painted ramp");
-        }
-        return true;
+    if (facts_.type.size() == 1) return false;  // too coarse to tell what is flat
+    const auto stands_out = [&](std::uint64_t flat, std::uint64_t others) {
+        return flat >= ENOUGH_PIECES && flat > MARGIN * others;
     };
-    if (decide_by(seeming_depth::INVERSE, planes.inverse, distance, "distances")) {
+    const auto decide_by = [&](seeming_depth kind, std::uint64_t flat,
+                               std::uint64_t others, const std::string& otherwise) {
+        decide(kind, flat > WIDE_MARGIN * others ? certainty::SURE : certainty::LIKELY,
+               "read so, " + std::to_string(flat) +
+                   " pieces of slopes are flat, and read as " + otherwise + " " +
+                   std::to_string(others) + " of them");
+    };
+    if (stands_out(planes.inverse, distance)) {
+        const bool is_one_slope = 10 * planes.inverse > 9 * planes.pieces;
+        if (is_one_slope || facts_.rise_to_bottom < -CLEAR_RISE) {
+            because(
+                "its values rise evenly, as disparities of flat things do, but painted "
+                "ramps too: which of them cannot be told");
+            return false;
+        }
+        decide_by(seeming_depth::INVERSE, planes.inverse, distance, "distances");
         return true;
     }
-    if (!decide_by(seeming_depth::DISTANCE, distance, planes.inverse,
-                   "inverse distances")) {
-        return false;
-    }
+    if (!stands_out(distance, planes.inverse)) return false;
+    decide_by(seeming_depth::DISTANCE, distance, planes.inverse, "inverse distances");
     if (planes.ray > MARGIN * planes.planar) {
         opinion_.measure = depth_measure::RAY;
         because("along the camera's axis only " + std::to_string(planes.planar) +
-                " would be straight");
+                " would be flat");
         const double half = std::atan(0.5 / planes.ray_lens);
         because("it fits best through a lens that sees about " +
                 std::to_string(std::lround(half * 360.0 / std::numbers::pi)) +
@@ -136,7 +142,7 @@ bool judge::judge_by_planes() {
     } else if (planes.planar > MARGIN * planes.usual_ray) {
         opinion_.measure = depth_measure::PLANAR;
         because("along the rays of a usual lens only " +
-                std::to_string(planes.usual_ray) + " would be straight");
+                std::to_string(planes.usual_ray) + " would be flat");
     }
     return true;
 }
@@ -156,9 +162,13 @@ bool judge::judge_by_name() {
 
 void judge::judge_by_range() {
     const depth_statistics& s = facts_.statistics;
+    if (!is_within_one() && facts_.rise_to_bottom > CLEAR_RISE) {
+        decide(seeming_depth::INVERSE, certainty::GUESS, BOTTOM_IS_LARGE);
+        return;
+    }
     if (!is_within_one()) {
         decide(seeming_depth::DISTANCE, certainty::LIKELY, "values go beyond 1");
-        if (s.zero_is_empty && s.empty_value == 0.0F) {
+        if (s.empty_value == 0.0F) {
             because("0, which is no distance, marks the empty pixels");
         }
         return;
@@ -194,9 +204,10 @@ void judge::judge_unit() {
     opinion_.how_sure = certainty::GUESS;
     if (tenth >= HAND && tenth < FAR) {
         opinion_.unit = length_unit::METER;
-        because(
-            "the nearest tenth of the picture would lie within that many metres; "
-            "nothing in the file tells the unit");
+        constexpr float CLOSE_IN_CENTIMETERS = 10.0F;
+        because(std::string("the nearest tenth of the picture would lie within that many "
+                            "metres; nothing in the file tells the unit") +
+                (tenth >= CLOSE_IN_CENTIMETERS ? ", and it may be centimetres" : ""));
     } else if (tenth >= FAR && tenth < FAR * 1000.0F) {
         opinion_.unit = length_unit::MILLIMETER;
         because(
@@ -207,13 +218,8 @@ void judge::judge_unit() {
 }
 
 void judge::judge_direction() {
-    constexpr double CLEAR = 0.1;
-    opinion_.near_is_large = facts_.rise_to_bottom > CLEAR;
-    if (opinion_.near_is_large) {
-        because(
-            "the bottom of the picture, which is usually nearer, has larger values "
-            "than the top");
-    }
+    opinion_.near_is_large = facts_.rise_to_bottom > CLEAR_RISE;
+    if (opinion_.near_is_large) because(BOTTOM_IS_LARGE);
 }
 
 void judge::summarize() {

@@ -7,7 +7,7 @@
 #include <OpenImageIO/imageio.h>
 
 #include "pipeline/inspection/plane_test.h"
-#include "pipeline/pictures/depth_statistics.h"
+#include "pipeline/preparation/depth_statistics.h"
 
 namespace focusfall {
 
@@ -23,9 +23,7 @@ struct depth_facts {
     depth_statistics statistics;
     plane_evidence planes;
     std::string writer;  // what the header says of the programs that made the file
-    // Mean of the lower third of the picture, less that of the upper one, as a part of
-    // the whole range.
-    double rise_to_bottom = 0.0;
+    double rise_to_bottom = 0.0;  // see depth_statistics.h
 };
 
 // An opinion on it. A plain value.

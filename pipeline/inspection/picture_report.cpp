@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cctype>
 #include <cmath>
+#include <cstdint>
 #include <limits>
 
 #include "host/error.h"
@@ -41,27 +42,6 @@ part_report report_of(const OIIO::ImageSpec& spec) {
     return part;
 }
 
-// Attributes whose names tell of a camera, each once.
-std::vector<attribute_report> camera_of(const picture& file) {
-    std::vector<attribute_report> camera;
-    for (const picture_part& part : file) {
-        for (const OIIO::ParamValue& attribute : part.spec.extra_attribs) {
-            const std::string name = attribute.name().string();
-            const std::string lower = in_lower_case(name);
-            bool tells = false;
-            for (const char* word :
-                 {"focal", "fstop", "f-stop", "fnumber", "aperture", "focus", "filmback",
-                  "sensor", "lens", "camera", "fieldofview", "fov"}) {
-                tells = tells || lower.find(word) != lower.npos;
-            }
-            if (!tells || lower == "focusfall") continue;
-            if (std::ranges::count(camera, name, &attribute_report::name) > 0) continue;
-            camera.push_back({name, attribute.get_string(100)});
-        }
-    }
-    return camera;
-}
-
 // What the header says of the programs that made the file, names of attributes too: some
 // write only their own kinds of them.
 std::string writer_of(const picture& file) {
@@ -85,44 +65,49 @@ double rounding_of(OIIO::TypeDesc type, const depth_statistics& s) {
     return 0.5 / (steps * std::max(static_cast<double>(s.median), 1e-3));
 }
 
-depth_grid grid_of(const Image& image, const depth_statistics& s, double rounding) {
+depth_grid grid_of(const Image& image, const empty_pixels& empty, double rounding) {
     depth_grid grid{image.Width(), image.Height(), {}, rounding};
     for (std::int32_t y = 0; y < image.Height(); ++y) {
         for (std::int32_t x = 0; x < image.Width(); ++x) {
             const float* pixel = image.Pixel(x, y);
-            const bool empty = s.is_empty(pixel[Image::Z], pixel[Image::ALPHA]);
-            grid.values.push_back(empty ? std::numeric_limits<float>::quiet_NaN()
-                                        : std::abs(pixel[Image::Z]));
+            const bool is_empty = empty.holds(pixel[Image::Z], pixel[Image::ALPHA]);
+            grid.values.push_back(is_empty ? std::numeric_limits<float>::quiet_NaN()
+                                           : std::abs(pixel[Image::Z]));
         }
     }
     return grid;
 }
 
-double mean_of_rows(const depth_grid& grid, std::int32_t first, std::int32_t end) {
-    double sum = 0.0;
-    std::uint64_t count = 0;
-    const auto width = static_cast<std::ptrdiff_t>(grid.width);
-    for (auto v = grid.values.begin() + first * width;
-         v != grid.values.begin() + end * width; ++v) {
-        if (std::isnan(*v)) continue;
-        sum += static_cast<double>(*v);
-        ++count;
+// The colour whose alpha tells which pixels of a depth show something: the one beside it,
+// else the chosen one.
+std::optional<color_channels> color_beside(const picture& file,
+                                           const std::optional<color_channels>& chosen,
+                                           const channel_place& place) {
+    const std::string& name = file[place.part].spec.channelnames[place.channel];
+    for (const color_channels& color : color_candidates(file)) {
+        if (color.part == place.part && color.layer == split_name(name).layer) {
+            return color;
+        }
     }
-    return count > 0 ? sum / static_cast<double>(count) : 0.0;
+    return chosen;
 }
 
-// In parts of the range, how much larger values are at the bottom than at the top.
-double rise_to_bottom(const depth_grid& grid, const depth_statistics& s) {
-    const std::int32_t third = grid.height / 3;
-    const double range = static_cast<double>(s.highest) - static_cast<double>(s.lowest);
-    if (third < 1 || !(range > 0.0)) return 0.0;
-    return (mean_of_rows(grid, grid.height - third, grid.height) -
-            mean_of_rows(grid, 0, third)) /
-           range;
+// The whole of a channel as depth, with an alpha.
+Owned<Image> depth_image(const picture& file, const std::optional<color_channels>& chosen,
+                         const channel_place& place) {
+    const auto color = color_beside(file, chosen, place);
+    Owned<Image> image = host_image(
+        file, color, place, data_window(file[place.part].spec), color_encoding::linear());
+    const std::int64_t pixels =
+        color ? 0 : std::int64_t{image->Width()} * image->Height();
+    for (std::int64_t i = 0; i < pixels; ++i) {
+        image->Pixel(0, 0)[i * image->Components() + Image::ALPHA] = 1.0F;
+    }
+    return image;
 }
 
 depth_report report_of(const picture& file, const std::optional<color_channels>& color,
-                       const channel_place& place) {
+                       const channel_place& place, const depth_choices& choices) {
     const OIIO::ImageSpec& spec = file[place.part].spec;
     const OIIO::TypeDesc type = spec.channelformat(static_cast<int>(place.channel));
     depth_report report;
@@ -130,14 +115,14 @@ depth_report report_of(const picture& file, const std::optional<color_channels>&
     report.place = place;
     report.type = type_name(type);
 
-    const Owned<Image> image =
-        host_image(file, color, place, data_window(spec), color_encoding::linear());
-    report.statistics = statistics_of(*image, Image::Z, *image);
-    const depth_grid grid =
-        grid_of(*image, report.statistics, rounding_of(type, report.statistics));
-    report.planes = tested_for_planes(grid);
-    report.judgement = judged({report.name, type, report.statistics, report.planes,
-                               writer_of(file), rise_to_bottom(grid, report.statistics)});
+    const Owned<Image> image = depth_image(file, color, place);
+    const empty_pixels empty(*image, Image::Z, {.choices = choices});
+    report.statistics = statistics_of(*image, Image::Z, *image, empty);
+    report.planes =
+        tested_for_planes(grid_of(*image, empty, rounding_of(type, report.statistics)));
+    report.judgement =
+        judged({report.name, type, report.statistics, report.planes, writer_of(file),
+                rise_to_bottom(*image, Image::Z, *image, empty)});
     return report;
 }
 
@@ -165,6 +150,28 @@ std::vector<std::string> names_of(const picture& file, const color_channels& col
     return names;
 }
 
+// The colour's channels, curve and views, as far as a render can tell them.
+std::optional<color_channels> report_color(picture_report& report, const picture& file,
+                                           const report_choices& choices) {
+    const auto color = chosen(report, [&]() -> std::optional<color_channels> {
+        return choose_colors(file, choices.layers).front();
+    });
+    // a depth map needs none
+    if (choices.role == picture_role::DEPTH_MAP) report.hints.clear();
+    if (!color) return color;
+    report.color = names_of(file, *color);
+    const auto encoding = chosen(report, [&]() -> std::optional<color_encoding> {
+        if (choices.encoding) return choices.encoding;
+        return stored_encoding(file[color->part].spec);
+    });
+    if (encoding) report.encoding = encoding->name();
+    if (choices.layers.empty() && choices.role != picture_role::DEPTH_MAP) {
+        const std::string note = other_views_note(file, *color);
+        if (!note.empty()) report.hints.push_back(note);
+    }
+    return color;
+}
+
 }  // namespace
 
 picture_report inspected(const picture& file, const std::string& name,
@@ -172,42 +179,36 @@ picture_report inspected(const picture& file, const std::string& name,
     picture_report report;
     report.file = name;
     for (const picture_part& part : file) report.parts.push_back(report_of(part.spec));
-    report.camera = camera_of(file);
+    report.camera = camera_attributes_of(file);
 
-    const auto color = chosen(report, [&]() -> std::optional<color_channels> {
-        return choose_color(file, choices.layer);
-    });
-    std::vector<channel_place> candidates =
-        depth_candidates(file, color.value_or(color_channels{}));
+    const auto color = report_color(report, file, choices);
+    const color_channels beside = color.value_or(color_channels{});
+    std::vector<channel_place> candidates = depth_candidates(file, beside);
+    const bool is_map = choices.role == picture_role::DEPTH_MAP;
+    const bool needs_depth = choices.role != picture_role::INPUT_WITH_MAP;
     std::optional<channel_place> depth;
-    if (color) {
-        report.color = names_of(file, *color);
-        const auto encoding = chosen(report, [&]() -> std::optional<color_encoding> {
-            if (choices.encoding) return choices.encoding;
-            return stored_encoding(file[color->part].spec);
-        });
-        if (encoding) report.encoding = encoding->name();
+    if (needs_depth && (color || is_map)) {
         depth = chosen(report,
-                       [&] { return choose_depth(file, *color, choices.depth_channel); });
-        // the only channel of a grey picture may be a depth map
-        if (candidates.empty() && color->is_grey()) {
-            candidates.push_back({color->part, color->red});
-        }
+                       [&] { return choose_depth(file, beside, choices.depth_channel); });
+    }
+    // the only channel of a grey picture may be a depth map
+    if (needs_depth && candidates.empty() && color && color->is_grey()) {
+        candidates.push_back({color->part, color->red});
+        if (is_map && !depth) depth = candidates.front();
     }
     if (depth && std::ranges::count(candidates, *depth) == 0) {
         candidates.insert(candidates.begin(), *depth);
     }
     for (const channel_place& place : candidates) {
-        const bool is_color = color && color->is_grey() && place.part == color->part &&
-                              place.channel == color->red;
-        report.depths.push_back(report_of(file, is_color ? std::nullopt : color, place));
+        report.depths.push_back(report_of(file, color, place, choices.depth));
         report.depths.back().is_chosen = place == depth;
     }
-    if (report.depths.empty()) {
-        report.hints.emplace_back(
-            "no channel looks like depth; give a depth map by --depth-map, name a "
-            "channel "
-            "by --depth-channel, or use a colour by --set BlurChannel=Red");
+    if (report.depths.empty() && needs_depth) {
+        report.hints.push_back(
+            std::string("no channel looks like depth; ") +
+            (is_map ? "" : "give a depth map by --depth-map, ") +
+            "name a channel by --depth-channel, or use a colour by --set "
+            "BlurChannel=Red");
     }
     return report;
 }

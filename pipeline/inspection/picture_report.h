@@ -6,10 +6,12 @@
 #include <vector>
 
 #include "pipeline/inspection/depth_judgement.h"
+#include "pipeline/pictures/camera_attributes.h"
 #include "pipeline/pictures/channel_choice.h"
 #include "pipeline/pictures/color_encoding.h"
 #include "pipeline/pictures/file_windows.h"
 #include "pipeline/pictures/picture.h"
+#include "pipeline/preparation/depth_choices.h"
 
 namespace focusfall {
 
@@ -33,12 +35,6 @@ struct part_report {
     std::vector<layer_report> layers;
 };
 
-// An attribute of a header that tells of the camera.
-struct attribute_report {
-    std::string name;
-    std::string value;
-};
-
 struct depth_report {
     std::string name;  // as --depth-channel takes it
     channel_place place;
@@ -55,17 +51,23 @@ struct picture_report {
     std::vector<part_report> parts;
     std::vector<std::string> color;  // names of the channels of the colour; none: empty
     std::string encoding;            // of the colour; empty without one
-    std::vector<attribute_report> camera;
+    camera_attributes camera;
     std::vector<depth_report> depths;
-    // Why a render of this file would stop, and what to do, one sentence each.
+    // What a render of this file would stop for or leave out, and what to do, one
+    // sentence each.
     std::vector<std::string> hints;
 };
 
-// Which channels and which curve the caller asks for, as a render takes them.
+// What a render would take the file for.
+enum class picture_role { INPUT, INPUT_WITH_MAP, DEPTH_MAP };
+
+// What the caller asks for, as a render takes it.
 struct report_choices {
-    std::string layer;
+    picture_role role = picture_role::INPUT;
+    std::vector<std::string> layers;  // the first is looked at
     std::string depth_channel;
     std::optional<color_encoding> encoding;
+    depth_choices depth;
 };
 
 // Looks at a whole file, called `name`, whose pixels are read. Throws std::bad_alloc; a

@@ -19,10 +19,10 @@ struct depth_grid {
     double rounding = 0.0;
 };
 
-// How many short runs of pixels are straight in each reading. Only runs count along which
-// the depth changes, for all readings agree about others.
+// How many small pieces of the picture are flat in each reading. Only pieces count along
+// which the depth changes, for all readings agree about others.
 struct plane_evidence {
-    std::uint64_t runs = 0;
+    std::uint64_t pieces = 0;
     std::uint64_t planar = 0;   // the values are distances along the camera's axis
     std::uint64_t inverse = 0;  // they are inverse distances
     std::uint64_t ray = 0;      // they are distances from the camera, with the best lens

@@ -127,6 +127,40 @@ nlohmann::ordered_json json_window(const window& w) {
     return {{"x", w.x}, {"y", w.y}, {"width", w.width}, {"height", w.height}};
 }
 
+// The values of a header's camera: their names for people, for programs, and their unit.
+template <class Work>
+void for_each_value(const camera_attributes& camera, Work work) {
+    const auto visit = [&](const char* name, const char* key, const char* unit,
+                           const std::optional<camera_value>& found) {
+        if (found) work(name, key, unit, *found);
+    };
+    visit("focal length", "focal_length_mm", " mm", camera.focal_length);
+    visit("f-stop", "f_stop", "", camera.f_stop);
+    visit("filmback", "filmback_width_mm", " mm", camera.filmback_width);
+    visit("focus at", "focus_distance_mm", " mm", camera.focus_distance);
+    visit("focus at a depth of", "focus_depth", "", camera.focus_depth);
+}
+
+std::string shown_camera(const camera_attributes& camera) {
+    std::vector<std::string> values;
+    for_each_value(camera, [&](const char* name, const char*, const char* unit,
+                               const camera_value& found) {
+        values.push_back(std::string(name) + " " + brief(found.value) + unit + " (" +
+                         found.attribute + ")");
+    });
+    if (values.empty()) return "";
+    return "camera " + headless::joined(values) + "; --lens-from-header takes it\n";
+}
+
+nlohmann::ordered_json json_camera(const camera_attributes& camera) {
+    auto json = nlohmann::ordered_json::object();
+    for_each_value(camera, [&](const char*, const char* key, const char*,
+                               const camera_value& found) {
+        json[key] = {{"value", found.value}, {"attribute", found.attribute}};
+    });
+    return json;
+}
+
 nlohmann::ordered_json json_part(const part_report& part) {
     auto layers = nlohmann::ordered_json::array();
     for (const layer_report& layer : part.layers) {
@@ -200,10 +234,10 @@ nlohmann::ordered_json json_depth(const depth_report& depth) {
                      {"histogram", s.histogram},
                      {"is_logarithmic", s.is_logarithmic}});
     }
-    json["flat_runs"] = {{"tried", depth.planes.runs},
-                         {"planar", depth.planes.planar},
-                         {"ray", depth.planes.ray},
-                         {"inverse", depth.planes.inverse}};
+    json["flat_pieces"] = {{"tried", depth.planes.pieces},
+                           {"planar", depth.planes.planar},
+                           {"ray", depth.planes.ray},
+                           {"inverse", depth.planes.inverse}};
     json["judgement"] = {{"kind", kind_name(j.kind)},
                          {"unit", unit_name(j.unit)},
                          {"measure", measure_name(j.measure)},
@@ -224,9 +258,7 @@ std::string shown(const picture_report& report) {
         text += "colour " + headless::joined(report.color) +
                 (report.encoding.empty() ? "" : "; " + report.encoding) + "\n";
     }
-    for (const auto& [name, value] : report.camera) {
-        text += "camera " + name + ": " + value + "\n";
-    }
+    text += shown_camera(report.camera);
     for (const depth_report& depth : report.depths) text += shown_depth(depth);
     for (const std::string& hint : report.hints) text += "note: " + hint + "\n";
     return text;
@@ -256,12 +288,14 @@ std::string shown(const pixel_report& pixel) {
 nlohmann::ordered_json json_of(const picture_report& report) {
     auto parts = nlohmann::ordered_json::array();
     for (const part_report& part : report.parts) parts.push_back(json_part(part));
-    auto camera = nlohmann::ordered_json::object();
-    for (const auto& [name, value] : report.camera) camera[name] = value;
     auto depths = nlohmann::ordered_json::array();
     for (const depth_report& depth : report.depths) depths.push_back(json_depth(depth));
-    return {{"file", report.file},         {"parts", parts},   {"color", report.color},
-            {"encoding", report.encoding}, {"camera", camera}, {"depths", depths},
+    return {{"file", report.file},
+            {"parts", parts},
+            {"color", report.color},
+            {"encoding", report.encoding},
+            {"camera", json_camera(report.camera)},
+            {"depths", depths},
             {"hints", report.hints}};
 }
 

@@ -53,6 +53,10 @@ color_channels choose_color(const picture& file, const std::string& layer);
 // The views of the file in its order; empty for a file without.
 std::vector<std::string> views(const picture& file);
 
+// What to say of the other views when `color` was taken unasked, as the end of a sentence
+// about the file; empty where there are none.
+std::string other_views_note(const picture& file, const color_channels& color);
+
 // Stands for every view of a file among the names of layers.
 inline constexpr const char* ALL_VIEWS = "all-views";
 

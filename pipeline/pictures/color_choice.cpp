@@ -266,6 +266,14 @@ std::vector<color_channels> choose_colors(const picture& file,
     return colors;
 }
 
+std::string other_views_note(const picture& file, const color_channels& color) {
+    const std::vector<std::string> all = views(file);
+    if (all.size() < 2) return "";
+    return "has the views " + headless::joined(all) + ", of which " +
+           color_view(file, color) + " is taken; --layer " + ALL_VIEWS +
+           " takes each with its own depth";
+}
+
 std::vector<std::string> views(const picture& file) {
     std::vector<std::string> names;
     for (const color_channels& color : colored_layers(file, false)) {

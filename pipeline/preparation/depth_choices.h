@@ -24,14 +24,15 @@ struct empty_depth {
 
 // How the depth of a file is to be read. As it starts, nothing changes.
 struct depth_choices {
-    depth_meaning meaning = depth_meaning::DISTANCE;
-    std::optional<double> scale = {};  // millimetres for 1 in the map
+    std::optional<depth_meaning> meaning = {};  // absent: DISTANCE
+    std::optional<double> scale = {};           // millimetres for 1 in the map
     // degrees across the display window, for RAY
     std::optional<double> field_of_view = {};
     std::optional<empty_depth> empty = {};  // absent: such pixels keep what they carry
 
     bool changes_values() const {
-        return meaning != depth_meaning::DISTANCE || scale || empty;
+        return meaning.value_or(depth_meaning::DISTANCE) != depth_meaning::DISTANCE ||
+               scale || empty;
     }
 };
 

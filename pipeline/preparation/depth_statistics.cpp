@@ -1,4 +1,4 @@
-#include "pipeline/pictures/depth_statistics.h"
+#include "pipeline/preparation/depth_statistics.h"
 
 #include <algorithm>
 #include <cmath>
@@ -9,26 +9,15 @@ namespace {
 
 constexpr std::size_t BINS = 48;
 
-// Renderers give 1e10, 1e30 or the largest float to rays that met nothing; no scene is a
-// million kilometres deep, in millimetres.
-constexpr float FARTHEST = 1e9F;
-// Maps from 0 to 1 may go a little beyond.
-constexpr float UNIT = 1.01F;
-// What is left of such a value in a channel of 16 bits.
-constexpr float LARGEST_HALF = 65504.0F;
-
-bool says_nothing(float depth) {
-    const float size = std::abs(depth);
-    return !(size < FARTHEST) || size == LARGEST_HALF;
-}
-
-// Calls work(depth, alpha) for every pixel.
+// Calls work(depth, whether it is empty) for every pixel from row `first` to `end`.
 template <class Work>
 void for_each_pixel(const Image& depth, Image::Component component, const Image& color,
+                    const empty_pixels& empty, std::int32_t first, std::int32_t end,
                     Work work) {
-    for (std::int32_t y = 0; y < depth.Height(); ++y) {
+    for (std::int32_t y = first; y < end; ++y) {
         for (std::int32_t x = 0; x < depth.Width(); ++x) {
-            work(depth.Pixel(x, y)[component], color.Pixel(x, y)[Image::ALPHA]);
+            const float value = depth.Pixel(x, y)[component];
+            work(value, empty.holds(value, color.Pixel(x, y)[Image::ALPHA]));
         }
     }
 }
@@ -71,31 +60,23 @@ void fill_histogram(depth_statistics& s, const std::vector<float>& depths) {
 
 }  // namespace
 
-bool depth_statistics::is_empty(float depth, float alpha) const {
-    return (alpha_counts && !(alpha > 0.0F)) || says_nothing(depth) ||
-           (zero_is_empty && depth == 0.0F);
-}
-
 depth_statistics statistics_of(const Image& depth, Image::Component component,
-                               const Image& color) {
-    depth_statistics s;
-    for_each_pixel(depth, component, color, [&](float value, float alpha) {
-        ++s.pixels;
-        if (alpha > 0.0F) s.alpha_counts = true;
-        if (!says_nothing(value) && std::abs(value) > UNIT) s.zero_is_empty = true;
-    });
-
+                               const Image& color, const empty_pixels& empty) {
     std::vector<float> depths;
     std::vector<float> empties;
     std::uint64_t negative = 0;
-    for_each_pixel(depth, component, color, [&](float value, float alpha) {
-        if (s.is_empty(value, alpha)) {
+    const auto sort_in = [&](float value, bool is_empty) {
+        if (is_empty) {
             empties.push_back(value);
         } else {
             depths.push_back(std::abs(value));
             if (value < 0.0F) ++negative;
         }
-    });
+    };
+    for_each_pixel(depth, component, color, empty, 0, depth.Height(), sort_in);
+
+    depth_statistics s;
+    s.pixels = depths.size() + empties.size();
     s.empty = empties.size();
     s.empty_value = commonest(std::move(empties));
     if (depths.empty()) return s;
@@ -113,6 +94,32 @@ depth_statistics statistics_of(const Image& depth, Image::Component component,
     s.highest = highest;
     fill_histogram(s, depths);
     return s;
+}
+
+double rise_to_bottom(const Image& depth, Image::Component component, const Image& color,
+                      const empty_pixels& empty) {
+    float lowest = INFINITY;
+    float highest = 0.0F;
+    const auto mean_of_rows = [&](std::int32_t first, std::int32_t end) {
+        double sum = 0.0;
+        std::uint64_t count = 0;
+        for_each_pixel(depth, component, color, empty, first, end,
+                       [&](float value, bool is_empty) {
+                           if (is_empty) return;
+                           const float size = std::abs(value);
+                           lowest = std::min(lowest, size);
+                           highest = std::max(highest, size);
+                           sum += double{size};
+                           ++count;
+                       });
+        return count > 0 ? sum / static_cast<double>(count) : std::nan("");
+    };
+    const std::int32_t height = depth.Height();
+    const double top = mean_of_rows(0, height / 3);
+    mean_of_rows(height / 3, height - height / 3);
+    const double bottom = mean_of_rows(height - height / 3, height);
+    const double rise = (bottom - top) / (double{highest} - double{lowest});
+    return std::isfinite(rise) ? rise : 0.0;
 }
 
 }  // namespace focusfall

@@ -10,13 +10,22 @@ namespace {
 
 // No camera sees so far, in whatever unit.
 constexpr float FARTHEST_SEEN = 1e9F;
+// What is left of larger depths in a channel of 16 bits.
+constexpr float LARGEST_HALF = 65504.0F;
+// Maps from 0 to 1 may go a little beyond.
+constexpr float END_OF_UNIT = 1.01F;
+
+bool is_seen(float depth) {
+    const float size = std::abs(depth);
+    return size < FARTHEST_SEEN && size != LARGEST_HALF;
+}
 
 // Whether some depth lies beyond the range of maps from 0 to 1.
 bool exceeds_one(const Image& depth, Image::Component component) {
     for (std::int32_t y = 0; y < depth.Height(); ++y) {
         for (std::int32_t x = 0; x < depth.Width(); ++x) {
-            const float value = std::abs(depth.Pixel(x, y)[component]);
-            if (value > 1.0F && value < FARTHEST_SEEN) return true;
+            const float value = depth.Pixel(x, y)[component];
+            if (is_seen(value) && std::abs(value) > END_OF_UNIT) return true;
         }
     }
     return false;
@@ -80,7 +89,7 @@ empty_pixels::empty_pixels(const Image& depth, Image::Component component,
 bool empty_pixels::holds(float depth, float alpha) const {
     if (!(alpha > 0.0F) || !std::isfinite(depth)) return true;
     if (marker_) return is_about(depth, *marker_);
-    return std::abs(depth) >= FARTHEST_SEEN || (zero_is_empty_ && depth == 0.0F);
+    return !is_seen(depth) || (zero_is_empty_ && depth == 0.0F);
 }
 
 Owned<Image> mapped_depth(const Image& depth, Image::Component component,

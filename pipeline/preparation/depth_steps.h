@@ -16,6 +16,11 @@ struct depth_reading {
     depth_controls controls = {};
     depth_mapping mapping = {};
     std::optional<view> camera = {};  // depths are distances along its rays
+    bool whole_numbers = false;       // as stored, which are read as 0 to 1
+
+    bool large_is_near() const {
+        return choices.meaning == depth_meaning::INVERSE || controls.inverted;
+    }
 };
 
 // What the tool's controls say at `time`; those that the tool lacks leave what is there.
@@ -32,8 +37,9 @@ class empty_pixels {
   public:
     // Those without alpha, those whose depth is not finite, and those that carry the
     // `marker` of the choices. Without one, a depth of 1e9 and more is taken for empty,
-    // as renderers write 1e10 or 1e30; and so is a 0, unless 0 stands for an end of the
-    // map: where the map is inverse or normalised, or none of its depths exceeds 1.
+    // as renderers write 1e10 or 1e30, and the 65504 that 16 bits hold of such numbers;
+    // and so is a 0, unless 0 stands for an end of the map: where the map is inverse or
+    // normalised, or none of its depths exceeds 1.
     empty_pixels(const Image& depth, Image::Component component,
                  const depth_reading& reading);
 

@@ -230,7 +230,13 @@ loaded_frame frame_loader::load(opened_frame opened) {
         if (!opened.splits_deep)
             frame.backgrounds = background_.load(std::move(opened.background));
         frame.input_file = opened.files.input;
+        frame.depth_file = frame.depth_map ? opened.files.depth_map : frame.input_file;
         frame.input = std::move(input);
+        if (choices_.layers.empty()) {
+            const std::string note =
+                other_views_note(frame.input.file, frame.input.color);
+            if (!note.empty()) frame.notes.push_back({frame.input_file, note});
+        }
         if (frame.depth_map && opened.scales_map) {
             frame.depth_map = fitted_map(*frame.depth_map, frame);
             frame.notes.push_back({opened.files.depth_map,

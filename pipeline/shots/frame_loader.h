@@ -69,6 +69,7 @@ struct prepared_depth {
 // A layer has the number 0 when it is the first of the input, else 1 and up.
 struct loaded_frame {
     std::filesystem::path input_file;
+    std::filesystem::path depth_file;  // the depth map, else the input
     input_picture input;
     Owned<Image> image;
     std::vector<Owned<Image>> further;  // of the input's further layers

@@ -6,6 +6,7 @@
 
 #include "host/error.h"
 #include "pipeline/pictures/host_image.h"
+#include "pipeline/preparation/depth_statistics.h"
 
 namespace focusfall {
 
@@ -15,10 +16,10 @@ using headless::host_error;
 
 // Maps of whole numbers hold disparities from 0 to 1, the largest and the smallest of
 // the picture: a distance takes more than that.
-void check_scale(const depth_reading& reading, bool whole_numbers) {
+void check_scale(const depth_reading& reading) {
     const bool has_scale = reading.choices.scale || reading.controls.normalized;
     if (reading.choices.meaning != depth_meaning::INVERSE || !reading.controls.is_lens ||
-        has_scale || !whole_numbers) {
+        has_scale || !reading.whole_numbers) {
         return;
     }
     throw host_error(
@@ -75,6 +76,26 @@ void prepare_backgrounds(loaded_frame& frame, const light_choices& light,
     }
 }
 
+// Tells of a depth that looks as if large were near, where neither choices nor controls
+// say which it is.
+void note_direction(loaded_frame& frame, const depth_reading& reading,
+                    Image::Component component) {
+    const bool is_told =
+        reading.choices.meaning || reading.choices.scale || reading.controls.inverted;
+    const bool is_color = !frame.depth_map && component != Image::Z;
+    if (is_told || is_color) return;
+    const Image& depth = file_depth(frame);
+    const empty_pixels empty(depth, component, reading);
+    if (rise_to_bottom(depth, component, *frame.image, empty) < CLEAR_RISE) return;
+    frame.notes.push_back(
+        {frame.depth_file,
+         std::string(reading.whole_numbers ? "white seems to be near, and is"
+                                           : "large depths seem to be near, and are") +
+             " read as far; give --depth-as inverse, or --depth-as distance if far is "
+             "right; `focusfall inspect " +
+             frame.depth_file.string() + "` tells more"});
+}
+
 // Tells how far the blur will spread pixels that are not finite.
 void note_non_finite(loaded_frame& frame, std::size_t layer,
                      const std::vector<pixel_place>& places,
@@ -124,16 +145,21 @@ window depth_window(const loaded_frame& frame, Image::Component component,
 
 depth_reading depth_reading_of(const headless::tool& tool, TimeStamp time,
                                const opened_frame& opened, const load_choices& choices) {
-    if (!choices.depth.changes_values()) return {};
+    const depth_controls controls = depth_controls_of(tool, time);
+    if (!choices.depth.changes_values()) {
+        return {.choices = choices.depth,
+                .controls = controls,
+                .whole_numbers = opened.depth_is_whole_numbers};
+    }
     const input_picture& input = opened.input;
     const bool has_map = !opened.files.depth_map.empty();
     try {
-        const depth_controls controls = depth_controls_of(tool, time);
         depth_reading reading =
             reading_of(choices.depth, controls, input.display,
                        input.file[input.color.part].spec.get_float_attribute(
                            "PixelAspectRatio", 1.0F));
-        check_scale(reading, opened.depth_is_whole_numbers);
+        reading.whole_numbers = opened.depth_is_whole_numbers;
+        check_scale(reading);
         return reading;
     } catch (const host_error& error) {
         const auto& file = has_map ? opened.files.depth_map : opened.files.input;
@@ -168,6 +194,7 @@ void prepare(loaded_frame& frame, const load_choices& choices,
             prepare_depth(frame, reading, forecast.depth);
         }
         frame.reading = reading;
+        if (forecast.blur_of) note_direction(frame, reading, forecast.depth);
         prepare_light(frame, light, forecast);
         prepare_backgrounds(frame, light, reading);
     } catch (const std::bad_alloc&) {

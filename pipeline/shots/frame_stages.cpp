@@ -163,9 +163,12 @@ Owned<Image> rendering_stage::rendered(const frame_job& job, std::size_t layer) 
     return std::move(frame.image);
 }
 
-// Each further layer takes the picture with those before it as its input.
+// Each further layer takes the picture with those before it as its input, in which the
+// first one is a further layer.
 picture writing_stage::output_of(const frame_job& job) const {
     const input_picture& input = job.loaded.input;
+    std::vector<further_layer> layers = input.further;
+    layers.push_back({input.color, input.depth});
     picture output = result_picture(input, *job.result, job.written, format_,
                                     options_.output_as, job.record);
     const std::optional<channel_place> first_depth = written_depth(input, output);
@@ -176,7 +179,8 @@ picture writing_stage::output_of(const frame_job& job) const {
                                  .depth = depth == input.depth ? first_depth : depth,
                                  .encoding = input.encoding,
                                  .display = input.display,
-                                 .area = input.area};
+                                 .area = input.area,
+                                 .further = layers};
         output = result_picture(next, *job.further_results[i], job.written, format_,
                                 options_.output_as, job.record);
     }
@@ -221,8 +225,13 @@ Owned<Image> writing_stage::preview_of(const frame_job& job) const {
         return cropped(image, input.area, input.display);
     };
     if (options_.view == view_kind::RESULT) return shown(*job.result);
-    return made_view(options_.view, *shown(*job.loaded.image),
-                     *shown(tool_depth(job.loaded)), job.forecast);
+    const loaded_frame& loaded = job.loaded;
+    const empty_pixels empty(file_depth(loaded), job.forecast.depth, loaded.reading);
+    const Owned<Image> in_file = shown(file_depth(loaded));
+    const Owned<Image> for_tool = shown(tool_depth(loaded));
+    return made_view(options_.view, *shown(*loaded.image),
+                     {*in_file, *for_tool, empty, loaded.reading.large_is_near()},
+                     job.forecast);
 }
 
 }  // namespace focusfall

@@ -7,7 +7,7 @@
 
 #include "host/error.h"
 #include "host/text.h"
-#include "pipeline/pictures/depth_statistics.h"
+#include "pipeline/preparation/depth_statistics.h"
 #include "pipeline/views/palette.h"
 #include "pipeline/views/scale_strip.h"
 #include "pipeline/views/signed_blur.h"
@@ -39,20 +39,24 @@ void for_each_pixel(Image& view, Work work) {
     }
 }
 
-// A wide range is spread as blur spreads it, by the inverse: so what is near differs, as
-// it does for the eye.
-Owned<Image> depth_view(const Image& color, const Image& depth,
+// From near to far. A wide range of distances is spread as blur spreads it, by the
+// inverse: so what is near differs, as it does for the eye.
+Owned<Image> depth_view(const Image& color, const viewed_depth& depth,
                         Image::Component component) {
-    const depth_statistics s = statistics_of(depth, component, color);
+    const depth_statistics s =
+        statistics_of(depth.in_file, component, color, depth.empty);
+    const bool is_inverse = s.is_logarithmic && !depth.large_is_near;
     const auto place = [&](float value) {
-        return s.is_logarithmic ? -1.0F / value : value;
+        return is_inverse ? -1.0F / value : depth.large_is_near ? -value : value;
     };
-    const float start = place(s.lowest);
-    const float range = place(s.highest) - start;
+    const float nearest = depth.large_is_near ? s.highest : s.lowest;
+    const float farthest = depth.large_is_near ? s.lowest : s.highest;
+    const float start = place(nearest);
+    const float range = place(farthest) - start;
     Owned<Image> view = blank_like(color);
     for_each_pixel(*view, [&](float* pixel, std::int32_t x, std::int32_t y) {
-        const float value = depth.Pixel(x, y)[component];
-        if (s.is_empty(value, color.Pixel(x, y)[Image::ALPHA])) {
+        const float value = depth.in_file.Pixel(x, y)[component];
+        if (depth.empty.holds(value, color.Pixel(x, y)[Image::ALPHA])) {
             return paint(pixel, EMPTY);
         }
         const float part = range > 0.0F ? (place(std::abs(value)) - start) / range : 0.0F;
@@ -63,9 +67,9 @@ Owned<Image> depth_view(const Image& color, const Image& depth,
     std::vector<std::string> labels;
     for (int i = 0; i < TICKS && s.has_depth(); ++i) {
         const float at = start + range * static_cast<float>(i) / (TICKS - 1);
-        const float value = i + 1 == TICKS     ? s.highest
-                            : s.is_logarithmic ? -1.0F / at
-                                               : at;
+        const float value = i + 1 == TICKS ? farthest
+                            : is_inverse   ? -1.0F / at
+                                           : std::abs(at);
         labels.push_back(tick(static_cast<double>(value)));
     }
     return with_scale(*view, depth_color, labels);
@@ -124,15 +128,15 @@ view_kind view_named(const std::string& name) {
                                "\"; choose depth, focus or diameter");
 }
 
-Owned<Image> made_view(view_kind kind, const Image& color, const Image& depth,
+Owned<Image> made_view(view_kind kind, const Image& color, const viewed_depth& depth,
                        const FrameForecast& forecast) {
     if (!forecast.blur_of) {
         throw headless::host_error("this tool does not blur by depth: there is no view");
     }
     switch (kind) {
         case view_kind::DEPTH: return depth_view(color, depth, forecast.depth);
-        case view_kind::FOCUS: return focus_view(color, depth, forecast);
-        default: return diameter_view(depth, forecast);
+        case view_kind::FOCUS: return focus_view(color, depth.for_tool, forecast);
+        default: return diameter_view(depth.for_tool, forecast);
     }
 }
 

@@ -5,7 +5,6 @@
 
 #include "host/text.h"
 #include "pipeline/shots/header_lens.h"
-#include "programs/command/message.h"
 
 namespace focusfall {
 
@@ -100,13 +99,12 @@ void input_options::prepare_lens(shared_options& shared) const {
     shared.edits.insert(shared.edits.begin(), "SettingsType=Advanced");
 }
 
-void input_options::take_lens(headless::tool& tool, const shot_options& shot,
-                              const shared_options& shared) const {
-    if (!lens_from_header) return;
+std::string input_options::take_lens(headless::tool& tool, const shot_options& shot,
+                                     const shared_options& shared) const {
+    if (!lens_from_header) return "";
     std::vector<std::string> kept;
     for (const std::string& edit : shared.edits) kept.push_back(edited_control(edit));
-    const std::string told = set_lens(tool, shot, kept);
-    if (!shared.quiet) print_message(shot.input + ": " + told);
+    return set_lens(tool, shot, kept);
 }
 
 }  // namespace focusfall

@@ -31,7 +31,8 @@ struct inspect_line {
 struct findings {
     std::vector<picture_report> files;  // the input, and the depth map if there is one
     std::vector<pixel_report> pixels;
-    std::string focus;  // the edit that the focus was set by; may be empty
+    std::string lens;   // what was taken of the header; may be empty, as the next
+    std::string focus;  // the edit that the focus was set by
 };
 
 // Nothing about settings that nobody gave.
@@ -41,7 +42,8 @@ pixel_report without_settings(pixel_report pixel) {
     return pixel;
 }
 
-// Looks at pixels as a render would get them; gives the input's file.
+// Looks at pixels as a render would get them; gives the input's file. Without pixels the
+// frame need not be one that can be rendered.
 picture look_at_frame(const inspect_line& line, std::uint64_t max_bytes,
                       findings& found) {
     shared_options shared = line.shared;
@@ -53,7 +55,10 @@ picture look_at_frame(const inspect_line& line, std::uint64_t max_bytes,
     shot.input = line.input.input;
     shot.depth_map = line.input.depth_map;
     shot.load = line.input.load;
-    line.input.take_lens(*tool, shot, shared);
+    found.lens = line.input.take_lens(*tool, shot, shared);
+    if (line.pixels.empty() && !line.focus.is_given()) {
+        return read_picture(line.input.input, max_bytes);
+    }
     frame_loader loader(line.input.load, max_bytes);
     frame_files files;
     files.input = line.input.input;
@@ -78,21 +83,25 @@ picture look_at_frame(const inspect_line& line, std::uint64_t max_bytes,
 
 findings found_by(const inspect_line& line) {
     const std::uint64_t max_bytes = available_memory();
-    const bool asks_frame = !line.pixels.empty() || line.focus.is_given();
+    const bool asks_frame =
+        !line.pixels.empty() || line.focus.is_given() || line.input.lens_from_header;
     const load_choices& load = line.input.load;
     const bool has_map = !line.input.depth_map.empty();
-    const bool names_one = !load.layers.empty() && load.layers.front() != ALL_VIEWS;
-    const std::string layer = names_one ? load.layers.front() : "";
     findings found;
     const picture input = asks_frame ? look_at_frame(line, max_bytes, found)
                                      : read_picture(line.input.input, max_bytes);
     found.files.push_back(
         inspected(input, line.input.input,
-                  {layer, has_map ? "" : load.depth_channel, load.encoding}));
+                  {has_map ? picture_role::INPUT_WITH_MAP : picture_role::INPUT,
+                   load.layers, load.depth_channel, load.encoding, load.depth}));
     if (has_map) {
         found.files.push_back(inspected(read_picture(line.input.depth_map, max_bytes),
                                         line.input.depth_map,
-                                        {"", load.depth_channel, load.encoding}));
+                                        {picture_role::DEPTH_MAP,
+                                         {},
+                                         load.depth_channel,
+                                         load.encoding,
+                                         load.depth}));
     }
     return found;
 }
@@ -100,6 +109,7 @@ findings found_by(const inspect_line& line) {
 void print_text(const findings& found) {
     std::string text;
     for (const picture_report& file : found.files) text += shown(file);
+    if (!found.lens.empty()) text += found.lens + "\n";
     if (!found.focus.empty()) text += "focus " + found.focus + "\n";
     for (const pixel_report& pixel : found.pixels) text += shown(pixel) + "\n";
     std::istringstream lines(text);
@@ -111,6 +121,7 @@ void print_text(const findings& found) {
 void print_json(const findings& found) {
     nlohmann::ordered_json all = json_of(found.files.front());
     if (found.files.size() > 1) all["depth_map"] = json_of(found.files.back());
+    if (!found.lens.empty()) all["lens"] = found.lens;
     if (!found.focus.empty()) all["focus"] = found.focus;
     if (!found.pixels.empty()) {
         all["pixels"] = nlohmann::ordered_json::array();

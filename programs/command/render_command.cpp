@@ -118,7 +118,8 @@ void render(const render_line& line) {
     shared.hide_times = !options.frames.empty();  // a shot prints its own, frame by frame
     line.input.prepare_lens(shared);
     rendering_session session(shared);
-    line.input.take_lens(session.tool(), options, shared);
+    const std::string lens = line.input.take_lens(session.tool(), options, shared);
+    if (!lens.empty() && !shared.quiet) print_message(options.input + ": " + lens);
     options.tool_id = session.opened().tool_class().id;
     options.version = FOCUSFALL_VERSION;
     line.focus.apply(session.tool(), options, shared.quiet);

@@ -114,13 +114,42 @@ TEST(DepthJudgement, ClaimsNothingThatThePictureDoesNotShow) {
     EXPECT_EQ(within.how_sure, certainty::GUESS);
 }
 
+// A painted ramp is as even as the disparities of a floor; and the lines through the
+// middle of a round one are straight, though nothing is flat.
+TEST(DepthJudgement, TakesNoRampForInverseDepth) {
+    const std::function<double(int, int)> ramps[] = {
+        [](int x, int) { return (x + 1.0) / WIDTH; },
+        [](int x, int) { return 100.0 + 5.0 * x; },
+        [](int, int y) { return y < 60 ? 1.0 : 1.0 - (y - 60.0) / HEIGHT; },
+        [](int x, int y) { return std::hypot(x - WIDTH / 2, y - HEIGHT / 2) / WIDTH; }};
+    for (std::size_t i = 0; i < std::size(ramps); ++i) {
+        for (const TypeDesc type : {TypeDesc::FLOAT, TypeDesc::HALF}) {
+            const auto judgement = reported(with_depth("Z", type, ramps[i])).judgement;
+            EXPECT_NE(judgement.kind, seeming_depth::INVERSE) << i;
+            EXPECT_EQ(judgement.how_sure, certainty::GUESS) << i;
+        }
+        picture map;
+        map.push_back(made_part(FRAME, FRAME, {{"Y", TypeDesc::UINT8, ramps[i]}}));
+        EXPECT_EQ(reported(map).judgement.how_sure, certainty::GUESS) << i;
+    }
+}
+
+TEST(DepthJudgement, TakesWhatIsLargeBelowForInverseDepthWithoutBeingSure) {
+    const auto bumps = [](int x, int y) {
+        return 20.0 + 0.3 * y + 5.0 * std::sin(x * 0.11) * std::cos(y * 0.13);
+    };
+    const auto judgement = reported(with_depth("Z", TypeDesc::FLOAT, bumps)).judgement;
+    EXPECT_EQ(judgement.kind, seeming_depth::INVERSE);
+    EXPECT_EQ(judgement.how_sure, certainty::GUESS);
+}
+
 TEST(DepthJudgement, FindsTheUnitOfAKnownProgramAndAnEmptySky) {
     const auto with_sky = [](double empty) {
         return with_depth("Z", TypeDesc::FLOAT, [empty](int x, int y) {
             return y < 30 ? empty : room_at(x, y) * 100.0;
         });
     };
-    for (const double empty : {0.0, 1e10, 1e30, static_cast<double>(INFINITY)}) {
+    for (const double empty : {0.0, 65504.0, 1e10, 1e30, HUGE_VAL}) {
         picture file = with_sky(empty);
         file[0].spec.attribute("Software", "Maya 2024");
         const depth_report report = reported(file);
@@ -155,4 +184,27 @@ TEST(DepthStatistics, LeaveOutWhatIsTransparentAndCountTheRest) {
     std::uint64_t counted = 0;
     for (const std::uint64_t bin : s.histogram) counted += bin;
     EXPECT_EQ(counted, s.pixels - s.empty);
+}
+
+// A depth counts where its own view shows something.
+TEST(DepthStatistics, GoByTheAlphaBesideTheDepth) {
+    const auto left_half = [](int x, int) { return x < WIDTH / 2 ? 1.0 : 0.0; };
+    const auto right_half = [](int x, int) { return x < WIDTH / 2 ? 0.0 : 1.0; };
+    const auto depth = [](int x, int) { return 2.0 + x; };
+    picture file;
+    file.push_back(made_part(FRAME, FRAME,
+                             {{"R", TypeDesc::HALF, left_half},
+                              {"G", TypeDesc::HALF, left_half},
+                              {"B", TypeDesc::HALF, left_half},
+                              {"A", TypeDesc::HALF, left_half},
+                              {"Z", TypeDesc::FLOAT, depth},
+                              {"left.R", TypeDesc::HALF, right_half},
+                              {"left.G", TypeDesc::HALF, right_half},
+                              {"left.B", TypeDesc::HALF, right_half},
+                              {"left.A", TypeDesc::HALF, right_half},
+                              {"left.Z", TypeDesc::FLOAT, depth}}));
+    const picture_report report = inspected(file, "in.exr", {});
+    ASSERT_EQ(report.depths.size(), 2U);
+    EXPECT_EQ(report.depths[0].statistics.highest, 2.0F + WIDTH / 2 - 1);
+    EXPECT_EQ(report.depths[1].statistics.lowest, 2.0F + WIDTH / 2);
 }

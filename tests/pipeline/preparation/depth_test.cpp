@@ -151,11 +151,11 @@ std::vector<float> mapped(const Image& row, const depth_choices& choices,
 
 TEST(EmptyDepth, IsFoundByAlphaAndByWhatRenderersWrite) {
     const Owned<Image> row =
-        row_of({5.0F, 7.0F, 0.0F, 1e10F, 1e30F, INF, NAN}, {1.0F, 0.0F});
+        row_of({5.0F, 7.0F, 0.0F, 1e10F, 1e30F, INF, 65504.0F, NAN}, {1.0F, 0.0F});
     const float far = 99.0F;
     const depth_choices choices{.empty = parsed_empty_depth("99")};
     EXPECT_EQ(mapped(*row, choices),
-              (std::vector<float>{5.0F, far, far, far, far, far, far}));
+              (std::vector<float>{5.0F, far, far, far, far, far, far, far}));
     // 0 is an end of maps from 0 to 1, and of normalised and inverse ones
     const Owned<Image> unit = row_of({0.0F, 0.25F, 1.0F});
     EXPECT_EQ(mapped(*unit, choices)[0], 0.0F);

@@ -158,6 +158,44 @@ TEST_F(FramePreparation, AsksForTheScaleThatALensNeeds) {
     EXPECT_NO_THROW(rendered(options));
 }
 
+// Nothing in a map tells whether white is near, or what is large.
+TEST_F(FramePreparation, TellsOfAMapWhoseWhiteSeemsToBeNear) {
+    write_scene("in.exr", DISPLAY, DISPLAY);
+    const auto map = [&](const std::string& name, double top, double bottom) {
+        write(name, made_part(DISPLAY, DISPLAY, {{"Y", TypeDesc::UINT16, [=](int, int y) {
+                                                      return top +
+                                                             (bottom - top) * y / 39.0;
+                                                  }}}));
+        return path(name);
+    };
+    tool->set("MaxBlurSize", 5);
+    tool->set("FocusPosition", 0.5);
+    shot_options options = shot("in.exr", "out.exr");
+    const auto is_told = [&] {
+        rendered(options);
+        if (noted.empty()) return false;
+        EXPECT_NE(noted[0].find("to be near"), std::string::npos) << noted[0];
+        return true;
+    };
+    options.depth_map = map("black.png", 0.9, 0.1);
+    EXPECT_FALSE(is_told());
+    options.depth_map = map("white.png", 0.1, 0.9);
+    EXPECT_TRUE(is_told());
+    for (const auto meaning : {depth_meaning::DISTANCE, depth_meaning::INVERSE}) {
+        options.load.depth.meaning = meaning;
+        EXPECT_FALSE(is_told());
+    }
+    options.load.depth.meaning.reset();
+    tool->set("InvertDepthMap", "on");
+    EXPECT_FALSE(is_told());
+    tool->set("InvertDepthMap", "off");
+    const auto large_below = [](int, int y) { return y < 10 ? 0.0 : 2.0 + y; };
+    write("floor.exr",
+          made_part(DISPLAY, DISPLAY, {{"depth.Z", TypeDesc::FLOAT, large_below}}));
+    options.depth_map = path("floor.exr");
+    EXPECT_TRUE(is_told());
+}
+
 TEST_F(FramePreparation, ScalesAMapOfAnotherSizeAndSaysSo) {
     write_scene("in.exr", DISPLAY, DISPLAY);
     const auto coarse = [](int x, int y) { return (x / 2) * 10.0 + y / 2; };

@@ -105,6 +105,47 @@ TEST_F(Layers, OfAllViewsHaveTheirOwnDepths) {
     EXPECT_EQ(values(left[0], "Z"), values(read_picture(path("in.exr"))[0], "Z"));
 }
 
+// A compression that loses a little may alter what is new, not what passes through.
+TEST_F(Layers, KeepALossyCompressionWhereAllAreReplaced) {
+    const auto compression_of = [&](std::vector<made_channel> channels,
+                                    const std::vector<std::string>& layers) {
+        picture_part part = made_part(DISPLAY, DISPLAY, channels);
+        part.spec.attribute("compression", "dwaa");
+        write("in.exr", std::move(part));
+        const picture out = rendered_layers("in.exr", layers);
+        return std::string(out[0].spec.get_string_attribute("compression"));
+    };
+    auto channels = joined(named_scene("", 1), named_scene("light.", 2));
+    channels.pop_back();  // a depth of its own
+    tool->set("FocusPosition", 300.0);
+    EXPECT_EQ(compression_of(channels, {"rgba", "light"}), "dwaa");
+    EXPECT_TRUE(noted.empty()) << noted[0];
+    EXPECT_EQ(compression_of(channels, {"light"}), "zip");
+    EXPECT_EQ(noted.size(), 1U);
+    channels.push_back({"id.R", TypeDesc::HALF, [](int x, int) { return x; }});
+    EXPECT_EQ(compression_of(channels, {"rgba", "light"}), "zip");
+}
+
+// The first view of a single part needs no name, and would be taken for the whole
+// picture.
+TEST_F(Layers, TellsOfTheViewsThatAreNotTaken) {
+    picture_part part =
+        made_part(DISPLAY, DISPLAY, joined(named_scene("", 1), named_scene("left.", 2)));
+    const char* const names[] = {"right", "left"};
+    part.spec.attribute("multiView", TypeDesc(TypeDesc::STRING, 2), names);
+    write("in.exr", std::move(part));
+    tool->set("FocusPosition", 300.0);
+    rendered_layers("in.exr", {});
+    ASSERT_EQ(noted.size(), 1U);
+    EXPECT_EQ(noted[0],
+              "in.exr: has the views right, left, of which right is taken; --layer "
+              "all-views takes each with its own depth");
+    for (const char* layer : {"rgba", "left", "all-views"}) {
+        rendered_layers("in.exr", {layer});
+        EXPECT_TRUE(noted.empty()) << noted[0];
+    }
+}
+
 TEST_F(Layers, AreRefusedWhereTheyCannotBe) {
     write("in.exr",
           both_parts(view_part("left", 1, DISPLAY), view_part("right", 2, DISPLAY)));

@@ -34,6 +34,12 @@ Owned<Image> ramp() {
     return image;
 }
 
+Owned<Image> view_of(view_kind kind, const Image& image, const FrameForecast& forecast,
+                     bool large_is_near = false) {
+    const empty_pixels empty(image, Image::Z, {});
+    return made_view(kind, image, {image, image, empty, large_is_near}, forecast);
+}
+
 float light(const float* pixel) {
     return 0.2F * pixel[Image::RED] + 0.7F * pixel[Image::GREEN] +
            0.1F * pixel[Image::BLUE];
@@ -44,13 +50,16 @@ float light(const float* pixel) {
 TEST_F(Views, OfDepthGetDarkerWithTheDistanceAndShowEmptyPixelsGrey) {
     const Owned<Image> image = ramp();
     image->Pixel(17, 3)[Image::Z] = 1e10F;
-    const Owned<Image> view =
-        made_view(view_kind::DEPTH, *image, *image,
-                  tool->forecast({}, {.width = WIDTH, .height = HEIGHT}));
+    const FrameForecast forecast = tool->forecast({}, {.width = WIDTH, .height = HEIGHT});
+    const Owned<Image> view = view_of(view_kind::DEPTH, *image, forecast);
     EXPECT_EQ(view->Width(), WIDTH);
     EXPECT_GT(view->Height(), HEIGHT) << "the scale lies below";
     for (int x = 1; x < WIDTH; ++x) {
         ASSERT_LT(light(view->Pixel(x, 5)), light(view->Pixel(x - 1, 5))) << x;
+    }
+    const Owned<Image> turned = view_of(view_kind::DEPTH, *image, forecast, true);
+    for (int x = 1; x < WIDTH; ++x) {
+        ASSERT_GT(light(turned->Pixel(x, 5)), light(turned->Pixel(x - 1, 5))) << x;
     }
     const float* empty = view->Pixel(17, 3);
     EXPECT_EQ(empty[Image::RED], empty[Image::BLUE]);
@@ -66,8 +75,8 @@ TEST_F(Views, MarkWhatIsSharpInFrontAndBehindByTheToolsOwnDiameters) {
     tool->set("MaxBlurSize", 5.0);
     const FrameForecast forecast = tool->forecast({}, {.width = WIDTH, .height = HEIGHT});
     const Owned<Image> image = ramp();
-    const Owned<Image> focus = made_view(view_kind::FOCUS, *image, *image, forecast);
-    const Owned<Image> size = made_view(view_kind::DIAMETER, *image, *image, forecast);
+    const Owned<Image> focus = view_of(view_kind::FOCUS, *image, forecast);
+    const Owned<Image> size = view_of(view_kind::DIAMETER, *image, forecast);
     std::set<float> sharp_greens;
     for (int x = 0; x < WIDTH; ++x) {
         const float* mark = focus->Pixel(x, 0);

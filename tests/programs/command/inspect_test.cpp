@@ -32,7 +32,7 @@ TEST_F(inspects, PicturesOfEveryKindAndSaysWhatToDoNext) {
     EXPECT_EQ(scene.status, 0) << scene.errors;
     for (const char* part :
          {"80 x 60", "R, G, B, A half; Z float", "Linear", "depth Z", "from 163 to 405.9",
-          "█", "probably inverse", "ramp", "fits: --depth-as inverse"}) {
+          "█", "perhaps distances", "ramp", "fits: --set SettingsType=Advanced"}) {
         EXPECT_TRUE(has(scene.output, part)) << part << "\n" << scene.output;
     }
 
@@ -81,6 +81,38 @@ TEST_F(inspects, PixelsByTheSettingsThatAreGiven) {
     }
     EXPECT_EQ(run("inspect in.exr --at 1,2,3,4").status, 2);
     EXPECT_EQ(run("inspect in.exr --at 5:1,2").status, 2);
+}
+
+TEST_F(inspects, ADepthMapBesideThePictureWithoutAskingForIt) {
+    auto channels = scene_channels();
+    channels.pop_back();
+    write("in.exr", made_part(FRAME, FRAME, channels));
+    write("map.png",
+          made_part(FRAME, FRAME,
+                    {{"Y", OIIO::TypeDesc::UINT8, [](int, int y) { return y / 60.0; }}}));
+    const json both = printed(run("inspect in.exr --depth-map map.png --json"));
+    EXPECT_TRUE(both["hints"].empty()) << both["hints"];
+    EXPECT_TRUE(both["depth_map"]["hints"].empty()) << both["depth_map"]["hints"];
+    EXPECT_EQ(both["depth_map"]["depths"][0]["is_chosen"], true);
+    const json colours = printed(run("inspect in.exr --depth-map in.exr --json"));
+    ASSERT_EQ(colours["depth_map"]["hints"].size(), 1U);
+    EXPECT_TRUE(has(colours["depth_map"]["hints"][0], "BlurChannel=Red"));
+}
+
+TEST_F(inspects, TheLensAsItWouldBeTaken) {
+    picture_part part = made_part(FRAME, FRAME, scene_channels());
+    part.spec.attribute("effectiveFocalLength", 52.0F);
+    part.spec.attribute("lensSerialNumber", "17");
+    write("in.exr", std::move(part));
+    const run_result plain = run("inspect in.exr");
+    EXPECT_TRUE(has(plain.output, "camera focal length 52 mm (effectiveFocalLength);"))
+        << plain.output;
+    EXPECT_FALSE(has(plain.output, "Serial")) << plain.output;
+    const run_result lens = run("inspect in.exr --lens-from-header");
+    EXPECT_TRUE(has(lens.output, "FocalLength=52 (effectiveFocalLength)")) << lens.output;
+    const json told = printed(run("inspect in.exr --lens-from-header --json"));
+    EXPECT_EQ(told["camera"]["focal_length_mm"]["value"], 52.0);
+    EXPECT_TRUE(has(told["lens"], "it does not tell FilmbackWidth")) << told["lens"];
 }
 
 TEST_F(inspects, AndRenderAndControlsFocusOnTheSamePixel) {
