@@ -27,6 +27,7 @@ std::vector<preset> installed_presets() {
 fs::path settings_file_named(const std::string& name) {
     std::error_code error;
     if (fs::exists(name, error) && !fs::is_directory(name, error)) return name;
+    if (error) throw headless::host_error(name + ": cannot be read: " + error.message());
     std::vector<std::string> names;
     for (const preset& installed : installed_presets()) {
         if (installed.name == name) return installed.file;

@@ -1,5 +1,7 @@
 #include "pipeline/settings/settings_file.h"
 
+#include <cerrno>
+#include <cstring>
 #include <fstream>
 #include <iostream>
 #include <iterator>
@@ -56,11 +58,12 @@ struct line_counter {
 
 std::string content_of(const fs::path& file) {
     std::ifstream stream(file, std::ios::binary);
+    if (!stream.is_open()) {
+        throw host_error(file.string() + ": cannot be read: " + std::strerror(errno));
+    }
     std::ostringstream text;
     text << stream.rdbuf();
-    if (!stream.is_open() || text.fail()) {
-        throw host_error(file.string() + ": cannot be read, or is empty");
-    }
+    if (text.fail()) throw host_error(file.string() + ": cannot be read, or is empty");
     return text.str();
 }
 
@@ -97,7 +100,9 @@ void write_whole(const fs::path& file, const std::string& content) {
     output_file output(file);
     std::ofstream stream(output.temporary_name(), std::ios::binary);
     stream << content << std::flush;
-    if (!stream) throw host_error(file.string() + ": cannot be written");
+    if (!stream) {
+        throw host_error(file.string() + ": cannot be written: " + std::strerror(errno));
+    }
     output.commit();
 }
 

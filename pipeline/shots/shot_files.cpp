@@ -44,7 +44,8 @@ std::set<file_identity> input_identities(const shot_options& options) {
 void check_patterns(const shot_options& options) {
     if (!options.frames.empty()) return;
     // an input may really be called so
-    if (has_frame_pattern(options.input) && !fs::exists(options.input)) {
+    std::error_code unreadable;
+    if (has_frame_pattern(options.input) && !fs::exists(options.input, unreadable)) {
         throw host_error(
             options.input +
             ": there is no such file; give the frames of a shot by --frames");
@@ -145,7 +146,11 @@ std::vector<int> frames_there(const std::string& pattern) {
     }
     std::vector<int> frames;
     std::error_code unreadable;
-    for (const auto& entry : fs::directory_iterator(folder, unreadable)) {
+    const fs::directory_iterator entries(folder, unreadable);
+    if (unreadable && unreadable != std::errc::no_such_file_or_directory) {
+        throw host_error(folder.string() + ": cannot be read: " + unreadable.message());
+    }
+    for (const auto& entry : entries) {
         const std::string file = entry.path().filename().string();
         if (const auto frame = frame_number(name, file)) frames.push_back(*frame);
     }

@@ -1,6 +1,8 @@
 #include "pipeline/shots/shot_log.h"
 
+#include <cerrno>
 #include <cmath>
+#include <cstring>
 #include <utility>
 
 #include <nlohmann/json.hpp>
@@ -40,7 +42,9 @@ nlohmann::ordered_json line_of(const frame_report& report) {
 
 shot_log::shot_log(std::filesystem::path file)
     : file_(std::move(file)), stream_(file_, std::ios::app) {
-    if (!stream_) throw headless::host_error(file_.string() + ": cannot be written");
+    if (stream_) return;
+    throw headless::host_error(file_.string() +
+                               ": cannot be written: " + std::strerror(errno));
 }
 
 void shot_log::add(const frame_report& report) {
@@ -48,7 +52,8 @@ void shot_log::add(const frame_report& report) {
     constexpr auto REPLACE = nlohmann::ordered_json::error_handler_t::replace;
     stream_ << line_of(report).dump(-1, ' ', false, REPLACE) << std::endl;
     if (stream_) return;
-    throw headless::host_error(file_.string() + ": cannot be written any more");
+    throw headless::host_error(file_.string() +
+                               ": cannot be written any more: " + std::strerror(errno));
 }
 
 }  // namespace focusfall

@@ -16,10 +16,12 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// The first file of a frame that is to be read and is not there.
+// The first file of a frame that is to be read and is not there. One that cannot be asked
+// for is: reading it tells why it cannot.
 fs::path missing_file(const frame_files& files) {
     for (const fs::path& file : read_files(files)) {
-        if (!file.empty() && !fs::exists(file)) return file;
+        std::error_code unknown;
+        if (!file.empty() && !fs::exists(file, unknown) && !unknown) return file;
     }
     return {};
 }
@@ -64,7 +66,7 @@ void planner::add(int frame) {
     frame_report report;
     report.frame = frame;
     report.files = files_of(options_, frame);
-    if (options_.missing != missing_frames::FAIL) {
+    if (options_.missing != missing_frames::FAIL && !options_.frames.empty()) {
         const fs::path missing = missing_file(report.files);
         if (!missing.empty()) replace_missing(report, missing);
     }

@@ -1,4 +1,8 @@
+#include <cerrno>
+#include <cstring>
 #include <exception>
+#include <filesystem>
+#include <iostream>
 #include <string>
 #include <vector>
 
@@ -53,11 +57,23 @@ int parse_and_run(int argc, const char* const* argv) {
     return 0;
 }
 
+// Says so where what was printed has not arrived.
+int checked_output(int status) {
+    errno = 0;
+    if (std::cout.flush()) return status;
+    const std::string reason = errno == 0 ? "" : std::string(": ") + std::strerror(errno);
+    print_message("the output cannot be written" + reason);
+    return 1;
+}
+
 }  // namespace
 
 int run_command(int argc, const char* const* argv) {
     try {
-        return parse_and_run(argc, argv);
+        return checked_output(parse_and_run(argc, argv));
+    } catch (const std::filesystem::filesystem_error& error) {
+        print_message(error.path1().string() + ": " + error.code().message());
+        return 1;
     } catch (const interrupted&) {
         return INTERRUPTED_STATUS;
     } catch (const std::exception& error) {

@@ -29,7 +29,9 @@ void shot_console::begins(const shot_plan& plan) {
     }
     if (plan.missing.empty()) return;
     const bool skipped = plan.left_out.size() > plan.current;
-    print_message("no files for " + std::to_string(plan.missing.size()) + " frames, " +
+    const std::size_t count = plan.missing.size();
+    print_message("no files for " + std::to_string(count) +
+                  (count == 1 ? " frame, " : " frames, ") +
                   (skipped ? "left out: " : "made from the nearest: ") +
                   shown_frames(plan.missing));
 }

@@ -69,6 +69,10 @@ TEST_F(ShotPlan, LeavesOutMissingFramesOrTakesTheNearestThatIsComplete) {
         EXPECT_EQ(files.output,
                   path("out." + std::to_string(options.frames[i]) + ".exr"));
     }
+    // a single picture is no frame to leave out
+    shot_options single = shot("none.exr", "out.exr");
+    single.missing = missing_frames::SKIP;
+    EXPECT_EQ(plan_of(single, *tool).to_render.size(), 1U);
     for (const char* name : {"z.1.exr", "z.4.exr", "z.9.exr"}) fs::remove(path(name));
     EXPECT_NE(error_of([&] { plan_of(options, *tool); }).find("no frame is complete"),
               std::string::npos);
