@@ -1,13 +1,17 @@
-// Any text as an argument of --set, --frames or --focus-at, as a file name with frame
-// numbers, or as the names of channels and a name to find among them, chosen by its first
-// letter.
+// Any text as an argument of --set, --frames, --focus-at or the options that say how
+// depth and light are read, as a file name with frame numbers, or as the names of
+// channels and a name to find among them, chosen by its first letter.
 
+#include <cmath>
 #include <set>
 #include <sstream>
 
 #include "host/text.h"
 #include "pipeline/inspection/focus_points.h"
 #include "pipeline/pictures/channel_choice.h"
+#include "pipeline/pictures/color_encoding.h"
+#include "pipeline/preparation/depth_mapping.h"
+#include "pipeline/preparation/light_steps.h"
 #include "pipeline/session/session.h"
 #include "pipeline/settings/setting_value.h"
 #include "pipeline/shots/frame_range.h"
@@ -107,6 +111,51 @@ void check_focus(const std::string& text) {
     });
 }
 
+// What is accepted must be accepted again as it is shown, and show the same.
+template <class Parse, class Show>
+void check_shown(const std::string& text, const Parse& parse, const Show& show) {
+    expect_named_errors("\"" + text, [&] {
+        const std::string shown = show(parse(text));
+        expect(show(parse(shown)) == shown, shown + " does not come back");
+    });
+}
+
+void check_reading(const std::string& text) {
+    const auto shows = [](const auto& choice) { return shown(choice); };
+    check_shown(text, named_depth_meaning, shows);
+    check_shown(text, parsed_empty_depth, shows);
+    check_shown(text, parsed_highlights, shows);
+    check_shown(text, color_encoding::named,
+                [](const color_encoding& encoding) { return encoding.name(); });
+}
+
+// The words are a meaning, millimetres, a near and a far distance and depths: what is a
+// depth stays one, and comes back.
+void check_mapping(const std::string& text) {
+    std::istringstream words(text);
+    std::string meaning;
+    depth_choices choices;
+    depth_controls controls{.is_lens = true, .normalized = true};
+    words >> meaning;
+    if (double scale = 0.0; words >> scale && scale >= 1e-30 && scale <= 1e30) {
+        choices.scale = scale;
+        controls.normalized = false;
+    }
+    words.clear();
+    words >> controls.near_distance >> controls.far_distance;
+    if (!(controls.near_distance >= 1e-4 && controls.far_distance >= 1e-4)) return;
+    expect_named_errors("", [&] {
+        choices.meaning = named_depth_meaning(meaning);
+        const depth_mapping mapping(choices, controls);
+        for (float depth = 0.0F; words >> depth;) {
+            if (!std::isfinite(depth)) continue;
+            const float for_tool = mapping.for_tool(depth);
+            expect(!std::isnan(for_tool), "a depth becomes none");
+            expect(!std::isnan(mapping.in_map(for_tool)), "a depth does not come back");
+        }
+    });
+}
+
 }  // namespace
 
 extern "C" int LLVMFuzzerInitialize(int* argc, char*** argv) {
@@ -119,9 +168,29 @@ extern "C" int LLVMFuzzerInitialize(int* argc, char*** argv) {
         std::ofstream(folder / ("seed-" + std::to_string(++seeds))) << text;
     };
     for (const char* text :
-         {"f1-48", "f1-96x2", "f-3--1,1-10,20,30-40", "pname.####.exr", "pname.%04d.exr",
-          "sFocusPosition=1:1200,24:3,48:1e3,smooth", "a480,270",
+         {"f1-48",
+          "f1-96x2",
+          "f-3--1,1-10,20,30-40",
+          "pname.####.exr",
+          "pname.%04d.exr",
+          "sFocusPosition=1:1200,24:3,48:1e3,smooth",
+          "a480,270",
           "a1:480,270,24:700,-300,smooth",
+          "rinverse",
+          "rray",
+          "rfar",
+          "rnear",
+          "r0=far",
+          "r65504=1e30",
+          "r-inf=near",
+          "r8,0.8",
+          "rCineon",
+          "rGamma2.2",
+          "rrec709",
+          "minverse 10 300 1000 0 0.5 1 1e30",
+          "minverse 0 300 1000 0 0.5 1",
+          "mray 1000 1 1 5",
+          "mdistance 1e-30 1 1 1e38",
           "nCombined ViewLayer.Combined.R ViewLayer.Combined.G ViewLayer.Combined.B",
           "nrgba R G B A rgba.r rgba.g rgba.b depth.Z N.X N.Y N.Z Mist.Z"}) {
         seed(text);
@@ -143,6 +212,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         case 'f': check_frames(text); break;
         case 'p': check_pattern(text); break;
         case 'n': check_names(text); break;
+        case 'r': check_reading(text); break;
+        case 'm': check_mapping(text); break;
         default: return -1;
     }
     return 0;
