@@ -55,7 +55,7 @@ struct synonym {
 constexpr synonym SYNONYMS[] = {
     {"triangle", "Polygon"}, {"pentagon", "Polygon"}, {"hexagon", "Polygon"},
     {"octagon", "Polygon"},  {"circle", "Disk"},      {"round", "Disk"},
-    {"millimetre", "mm"},    {"metre", "meter"},      {"centimetre", "cm"},
+    {"millimetre", "mm"},    {"metre", "meter"},
 };
 
 // The end of a message about an unknown item: the one that may be meant.
@@ -64,6 +64,10 @@ std::string item_hint(const control_info& info, std::string_view text) {
         const bool known = std::ranges::find(info.items, item) != info.items.end();
         if (!known || !headless::same_ignoring_case(text, word)) continue;
         return "; did you mean \"" + std::string(item) + "\"?";
+    }
+    // what is spelt alike is another unit
+    if (info.id == "DepthMapUnits") {
+        return "; --depth-scale takes any other unit, as 10 for centimetres";
     }
     return headless::suggestion(text, info.items);
 }

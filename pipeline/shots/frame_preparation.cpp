@@ -29,6 +29,11 @@ void check_scale(const depth_reading& reading) {
         "SettingsType=Simple");
 }
 
+void check_field_of_view(const depth_choices& choices) {
+    if (!choices.field_of_view || choices.meaning == depth_meaning::RAY) return;
+    throw host_error("--field-of-view is for --depth-as ray; leave it out, or give both");
+}
+
 std::vector<float> plane_of(const Image& image, Image::Component component) {
     std::vector<float> plane;
     plane.reserve(static_cast<std::size_t>(std::int64_t{image.Width()} * image.Height()));
@@ -146,14 +151,15 @@ window depth_window(const loaded_frame& frame, Image::Component component,
 depth_reading depth_reading_of(const headless::tool& tool, TimeStamp time,
                                const opened_frame& opened, const load_choices& choices) {
     const depth_controls controls = depth_controls_of(tool, time);
-    if (!choices.depth.changes_values()) {
-        return {.choices = choices.depth,
-                .controls = controls,
-                .whole_numbers = opened.depth_is_whole_numbers};
-    }
     const input_picture& input = opened.input;
     const bool has_map = !opened.files.depth_map.empty();
     try {
+        check_field_of_view(choices.depth);
+        if (!choices.depth.changes_values()) {
+            return {.choices = choices.depth,
+                    .controls = controls,
+                    .whole_numbers = opened.depth_is_whole_numbers};
+        }
         depth_reading reading =
             reading_of(choices.depth, controls, input.display,
                        input.file[input.color.part].spec.get_float_attribute(

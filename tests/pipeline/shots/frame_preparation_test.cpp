@@ -156,6 +156,10 @@ TEST_F(FramePreparation, AsksForTheScaleThatALensNeeds) {
     tool->set("InvertDepthMap", "off");
     tool->set("SettingsType", "Simple");
     EXPECT_NO_THROW(rendered(options));
+    // which other depths have no use for
+    options.load.depth = {.field_of_view = 40.0};
+    EXPECT_NE(error_of([&] { rendered(options); }).find("--depth-as ray"),
+              std::string::npos);
 }
 
 // Nothing in a map tells whether white is near, or what is large.

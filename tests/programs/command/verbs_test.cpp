@@ -318,6 +318,10 @@ TEST_F(verbs, TellOfValuesThatAreNotTakenAsTheyAre) {
         << errors;
     EXPECT_EQ(errors.find("MaxBlurSize: 3"), errors.npos) << errors;
     EXPECT_EQ(errors.find("FocusPosition:"), errors.npos) << errors;
+
+    const std::string unit = run("controls --set DepthMapUnits=cm").errors;
+    EXPECT_NE(unit.find("--depth-scale"), unit.npos) << unit;
+    EXPECT_EQ(unit.find("did you mean"), unit.npos) << unit;
 }
 
 }  // namespace
