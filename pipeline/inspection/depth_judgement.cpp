@@ -162,7 +162,9 @@ bool judge::judge_by_name() {
 
 void judge::judge_by_range() {
     const depth_statistics& s = facts_.statistics;
-    if (!is_within_one() && facts_.rise_to_bottom > CLEAR_RISE) {
+    // distances may rise downward too, but not from next to nothing
+    const bool begins_near_zero = s.lowest < 0.1F * s.highest;
+    if (!is_within_one() && begins_near_zero && facts_.rise_to_bottom > CLEAR_RISE) {
         decide(seeming_depth::INVERSE, certainty::GUESS, BOTTOM_IS_LARGE);
         return;
     }

@@ -81,23 +81,21 @@ void prepare_backgrounds(loaded_frame& frame, const light_choices& light,
     }
 }
 
-// Tells of a depth that looks as if large were near, where neither choices nor controls
-// say which it is.
+// Tells of a map of whole numbers that looks as if white were near, where neither choices
+// nor controls say which it is.
 void note_direction(loaded_frame& frame, const depth_reading& reading,
                     Image::Component component) {
     const bool is_told =
         reading.choices.meaning || reading.choices.scale || reading.controls.inverted;
     const bool is_color = !frame.depth_map && component != Image::Z;
-    if (is_told || is_color) return;
+    if (!reading.whole_numbers || is_told || is_color) return;
     const Image& depth = file_depth(frame);
     const empty_pixels empty(depth, component, reading);
     if (rise_to_bottom(depth, component, *frame.image, empty) < CLEAR_RISE) return;
     frame.notes.push_back(
         {frame.depth_file,
-         std::string(reading.whole_numbers ? "white seems to be near, and is"
-                                           : "large depths seem to be near, and are") +
-             " read as far; give --depth-as inverse, or --depth-as distance if far is "
-             "right; `focusfall inspect " +
+         "white seems to be near, and is read as far; give --depth-as inverse, or "
+         "--depth-as distance if far is right; `focusfall inspect " +
              frame.depth_file.string() + "` tells more"});
 }
 

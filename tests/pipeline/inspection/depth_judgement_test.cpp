@@ -136,11 +136,14 @@ TEST(DepthJudgement, TakesNoRampForInverseDepth) {
 
 TEST(DepthJudgement, TakesWhatIsLargeBelowForInverseDepthWithoutBeingSure) {
     const auto bumps = [](int x, int y) {
-        return 20.0 + 0.3 * y + 5.0 * std::sin(x * 0.11) * std::cos(y * 0.13);
+        return 6.0 + 0.3 * y + 5.0 * std::sin(x * 0.11) * std::cos(y * 0.13);
     };
     const auto judgement = reported(with_depth("Z", TypeDesc::FLOAT, bumps)).judgement;
     EXPECT_EQ(judgement.kind, seeming_depth::INVERSE);
     EXPECT_EQ(judgement.how_sure, certainty::GUESS);
+    const auto far_bumps = [&](int x, int y) { return 100.0 + bumps(x, y); };
+    EXPECT_EQ(reported(with_depth("Z", TypeDesc::FLOAT, far_bumps)).judgement.kind,
+              seeming_depth::DISTANCE);
 }
 
 TEST(DepthJudgement, FindsTheUnitOfAKnownProgramAndAnEmptySky) {
