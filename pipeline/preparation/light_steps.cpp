@@ -18,6 +18,12 @@ bool is_finite(const float* pixel) {
     return std::all_of(pixel, pixel + COLORS, [](float c) { return std::isfinite(c); });
 }
 
+// By the weights of Rec. 709.
+float luminance_of(const float* pixel) {
+    return 0.2126F * pixel[Image::RED] + 0.7152F * pixel[Image::GREEN] +
+           0.0722F * pixel[Image::BLUE];
+}
+
 // Calls work(x, y) for the pixels next to one, in the image.
 template <class Work>
 void for_each_neighbour(const Image& image, const pixel_place& at, Work work) {
@@ -117,8 +123,8 @@ void lift_highlights(Image& image, const highlight_gain& highlights) {
         for (std::int32_t x = 0; x < image.Width(); ++x) {
             float* pixel = image.Pixel(x, y);
             const float alpha = pixel[Image::ALPHA];
-            const float brightest = *std::max_element(pixel, pixel + Image::ALPHA);
-            const float light = alpha > 0.0F ? brightest / alpha : brightest;
+            const float luminance = luminance_of(pixel);
+            const float light = alpha > 0.0F ? luminance / alpha : luminance;
             if (!(light > highlights.threshold)) continue;
             const float part = std::min(
                 (light - highlights.threshold) / (1.0F - highlights.threshold), 1.0F);

@@ -31,8 +31,9 @@ highlight_gain parsed_highlights(const std::string& text);
 std::string shown(const highlight_gain& highlights);
 
 // Multiplies each pixel's colour by 1 at the threshold and below, by the gain from a
-// brightness of 1 on, and in between by what a smooth step makes of it. The brightest
-// colour counts, not multiplied by alpha. Never throws.
+// brightness of 1 on, and in between by what a smooth step makes of it. The luminance of
+// the colour counts, not multiplied by alpha: a red that is clipped stays red. Never
+// throws.
 void lift_highlights(Image& image, const highlight_gain& highlights);
 
 // A pixel with a colour or an alpha that is not a number or infinite.

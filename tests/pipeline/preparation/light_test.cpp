@@ -26,22 +26,21 @@ Owned<Image> grey_image(std::int32_t width, std::int32_t height, float light) {
 
 // The red of a pixel of that light and alpha, once highlights are lifted.
 float lifted(float light, float alpha = 1.0F) {
-    const Owned<Image> image = grey_image(1, 1, 0.1F * light * alpha);
-    image->Pixel(0, 0)[Image::RED] = light * alpha;
+    const Owned<Image> image = grey_image(1, 1, light * alpha);
     image->Pixel(0, 0)[Image::ALPHA] = alpha;
     lift_highlights(*image, {8.0F, 0.5F});
-    EXPECT_NEAR(image->Pixel(0, 0)[Image::GREEN], 0.1F * image->Pixel(0, 0)[Image::RED],
-                1e-6F)
-        << "the hue changes";
+    EXPECT_EQ(image->Pixel(0, 0)[Image::GREEN], image->Pixel(0, 0)[Image::RED]);
     EXPECT_EQ(image->Pixel(0, 0)[Image::ALPHA], alpha);
     EXPECT_EQ(image->Pixel(0, 0)[Image::Z], 7.0F);
     return image->Pixel(0, 0)[Image::RED];
 }
 
 TEST(Highlights, RiseSmoothlyFromTheThresholdToTheGain) {
-    for (const float light : {-1.0F, 0.0F, 0.2F, 0.5F}) EXPECT_EQ(lifted(light), light);
-    for (const float light : {1.0F, 2.0F, 30.0F}) EXPECT_EQ(lifted(light), 8.0F * light);
-    EXPECT_EQ(lifted(1.0F, 0.25F), 2.0F);  // what is half covered is as white
+    for (const float light : {-1.0F, 0.0F, 0.2F, 0.5F})
+        EXPECT_FLOAT_EQ(lifted(light), light);
+    for (const float light : {1.0F, 2.0F, 30.0F})
+        EXPECT_FLOAT_EQ(lifted(light), 8.0F * light);
+    EXPECT_FLOAT_EQ(lifted(1.0F, 0.25F), 2.0F);  // what is half covered is as white
     // no step, no bend, and never less for more
     float before = lifted(0.49F);
     float rise = 0.01F;
@@ -52,6 +51,14 @@ TEST(Highlights, RiseSmoothlyFromTheThresholdToTheGain) {
         rise = after - before;
         before = after;
     }
+}
+
+TEST(Highlights, LeaveSaturatedColoursAsTheyAre) {
+    const Owned<Image> red = grey_image(1, 1, 0.2F);
+    red->Pixel(0, 0)[Image::RED] = 1.0F;
+    lift_highlights(*red, {.gain = 8.0F, .threshold = 0.5F});
+    EXPECT_EQ(red->Pixel(0, 0)[Image::RED], 1.0F);
+    EXPECT_EQ(red->Pixel(0, 0)[Image::GREEN], 0.2F);
 }
 
 TEST(NonFinitePixels, AreFoundWhateverComponentIsAtFault) {
