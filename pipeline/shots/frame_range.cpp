@@ -2,7 +2,9 @@
 
 #include <algorithm>
 #include <charconv>
+#include <cstdint>
 #include <cstdlib>
+#include <numeric>
 #include <string_view>
 #include <unordered_set>
 
@@ -93,6 +95,26 @@ std::vector<int> parse_frames(const std::string& text) {
     } while (take(rest, ','));
     if (!rest.empty()) fail("\"" + std::string(rest) + "\" is not understood");
     return frames;
+}
+
+std::vector<int> without_holes(const std::vector<int>& frames) {
+    if (frames.size() < 2) return frames;
+    const auto from_first = [&](int frame) {
+        return std::int64_t{frame} - frames.front();
+    };
+    std::int64_t step = 0;
+    for (const int frame : frames) step = std::gcd(step, from_first(frame));
+    if (from_first(frames.back()) / step >= MAX_FRAMES) {
+        throw headless::host_error("frames " + std::to_string(frames.front()) + " to " +
+                                   std::to_string(frames.back()) +
+                                   ": are more than a hundred thousand; name those to "
+                                   "render by --frames 1-48");
+    }
+    std::vector<int> all;
+    for (std::int64_t frame = frames.front(); frame <= frames.back(); frame += step) {
+        all.push_back(static_cast<int>(frame));
+    }
+    return all;
 }
 
 std::string shown_frames(const std::vector<int>& frames) {

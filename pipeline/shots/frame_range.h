@@ -13,6 +13,11 @@ namespace focusfall {
 // than a hundred thousand frames.
 std::vector<int> parse_frames(const std::string& text);
 
+// `frames`, which ascend, and those that are missing between them: from the first to the
+// last at the largest step that meets all of them. Throws headless::host_error for more
+// than a hundred thousand.
+std::vector<int> without_holes(const std::vector<int>& frames);
+
 // The frames as parse_frames reads them, in few words: "1-48,60".
 std::string shown_frames(const std::vector<int>& frames);
 

@@ -82,7 +82,7 @@ shot_options checked(const render_line& line, shared_options& shared) {
     options.load = line.input.load;
     options.output_as.encoding = options.load.encoding;
     if (line.frames == ALL_FRAMES) {
-        options.frames = frames_there(options.input);
+        options.frames = without_holes(frames_there(options.input));
     } else if (!line.frames.empty()) {
         options.frames = parse_frames(line.frames);
     }

@@ -14,6 +14,14 @@ TEST(FrameRange, ListsEachFrameOnceInTheOrderOfTheText) {
     EXPECT_EQ(parse_frames("2147483646-2147483647x9").size(), 1U);
 }
 
+TEST(FrameRange, HasNoHolesAtItsOwnStep) {
+    EXPECT_EQ(without_holes({1, 2, 4}), (std::vector{1, 2, 3, 4}));
+    EXPECT_EQ(without_holes({-3, 1, 9}), (std::vector{-3, 1, 5, 9}));
+    EXPECT_EQ(without_holes({7}), std::vector{7});
+    EXPECT_EQ(without_holes({-2147483648, 2147483647}).size(), 2U);
+    EXPECT_THROW(without_holes({1, 2, 2000000000}), headless::host_error);
+}
+
 TEST(FrameRange, IsShownInFewWordsThatReadBack) {
     EXPECT_EQ(shown_frames({1, 2, 3, 7, 9, 10, -5}), "1-3,7,9-10,-5");
     for (const std::vector<int>& frames :
