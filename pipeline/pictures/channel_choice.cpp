@@ -96,6 +96,13 @@ std::optional<channel_place> likeliest(const picture& file,
     if (candidates.size() == 1 || candidates[0].likeness() != candidates[1].likeness()) {
         return candidates[0].place;
     }
+    // the name that OpenEXR gives depth, and under which ours is written
+    for (const depth_candidate& candidate : candidates) {
+        if (candidate.likeness() == candidates[0].likeness() &&
+            name_of(file, candidate.place) == "Z") {
+            return candidate.place;
+        }
+    }
     throw host_error("has several depth channels; choose one by --depth-channel: " +
                      listed_channels(file, places_of(candidates)));
 }

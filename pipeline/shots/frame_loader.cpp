@@ -101,6 +101,18 @@ Owned<Image> fitted_map(const Image& map, const loaded_frame& frame) {
     return fitted;
 }
 
+// Tells that viewers show the picture turned.
+void note_orientation(loaded_frame& frame) {
+    const OIIO::ImageSpec& spec = frame.input.file[frame.input.color.part].spec;
+    const int orientation = spec.get_int_attribute("Orientation", 1);
+    if (orientation == 1) return;
+    frame.notes.push_back(
+        {frame.input_file,
+         "viewers show it turned (its Orientation is " + std::to_string(orientation) +
+             "); pixels and depth maps count as it is stored, " +
+             std::to_string(spec.width) + " x " + std::to_string(spec.height)});
+}
+
 std::string scaling_note(const window& map, const window& display) {
     std::string note =
         "is " + shown(map) + ", and is scaled to the input's " + shown(display);
@@ -237,6 +249,7 @@ loaded_frame frame_loader::load(opened_frame opened) {
                 other_views_note(frame.input.file, frame.input.color);
             if (!note.empty()) frame.notes.push_back({frame.input_file, note});
         }
+        note_orientation(frame);
         if (frame.depth_map && opened.scales_map) {
             frame.depth_map = fitted_map(*frame.depth_map, frame);
             frame.notes.push_back({opened.files.depth_map,

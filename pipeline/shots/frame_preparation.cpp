@@ -99,6 +99,27 @@ void note_direction(loaded_frame& frame, const depth_reading& reading,
              frame.depth_file.string() + "` tells more"});
 }
 
+// Tells of depths that are no distance and stay so.
+void note_zeros(loaded_frame& frame, const depth_reading& reading,
+                Image::Component component) {
+    const bool is_color = !frame.depth_map && component != Image::Z;
+    if (is_color || reading.choices.empty || reading.controls.inverted) return;
+    const Image& depth = file_depth(frame);
+    if (!empty_pixels(depth, component, reading).holds(0.0F, 1.0F)) return;
+    std::size_t zeros = 0;
+    for (std::int32_t y = 0; y < depth.Height(); ++y) {
+        for (std::int32_t x = 0; x < depth.Width(); ++x) {
+            zeros += depth.Pixel(x, y)[component] == 0.0F ? 1 : 0;
+        }
+    }
+    if (zeros == 0) return;
+    frame.notes.push_back(
+        {frame.depth_file,
+         std::to_string(zeros) + (zeros == 1 ? " pixel has" : " pixels have") +
+             " a depth of 0, which is no distance, and count as nearest of all; "
+             "--empty-depth far puts them behind everything"});
+}
+
 // Tells how far the blur will spread pixels that are not finite.
 void note_non_finite(loaded_frame& frame, std::size_t layer,
                      const std::vector<pixel_place>& places,
@@ -198,7 +219,10 @@ void prepare(loaded_frame& frame, const load_choices& choices,
             prepare_depth(frame, reading, forecast.depth);
         }
         frame.reading = reading;
-        if (forecast.blur_of) note_direction(frame, reading, forecast.depth);
+        if (forecast.blur_of) {
+            note_direction(frame, reading, forecast.depth);
+            note_zeros(frame, reading, forecast.depth);
+        }
         prepare_light(frame, light, forecast);
         prepare_backgrounds(frame, light, reading);
     } catch (const std::bad_alloc&) {

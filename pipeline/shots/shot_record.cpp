@@ -168,6 +168,28 @@ std::string first_difference(json_record a, json_record b) {
     return steps.empty() ? "" : steps[0]["path"].get<std::string>().substr(1);
 }
 
+// Whether the last row of each part can be read, as it cannot where a file was cut off.
+bool has_its_end(const fs::path& file) {
+    const auto input = OIIO::ImageInput::open(file.string());
+    for (int part = 0; input && input->seek_subimage(part, 0); ++part) {
+        const OIIO::ImageSpec& spec = input->spec();
+        const int end = spec.y + spec.height;
+        const int rows = std::max(spec.tile_height, 1);
+        const int begin = spec.y + (spec.height - 1) / rows * rows;
+        std::vector<float> values(static_cast<std::size_t>(spec.width) *
+                                  static_cast<std::size_t>(rows * spec.nchannels));
+        const bool is_read =
+            spec.tile_width > 0
+                ? input->read_tiles(part, 0, spec.x, spec.x + spec.width, begin, end, 0,
+                                    1, 0, spec.nchannels, OIIO::TypeDesc::FLOAT,
+                                    values.data())
+                : input->read_scanlines(part, 0, begin, end, 0, 0, spec.nchannels,
+                                        OIIO::TypeDesc::FLOAT, values.data());
+        if (!is_read) return false;
+    }
+    return input != nullptr;
+}
+
 }  // namespace
 
 json_record record_of(const shot_options& options, const frame_files& files,
@@ -217,6 +239,7 @@ std::string difference(const fs::path& file, const frame_files& files,
     std::set<std::string> texts;
     try {
         texts = records_in(file);
+        if (!has_its_end(file)) return "a damaged file";
     } catch (const host_error&) {
         return "a damaged file";
     }

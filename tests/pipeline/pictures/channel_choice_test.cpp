@@ -182,6 +182,7 @@ TEST(ChannelChoice, TakesTheDepthNamesOfRenderersAndNoZOfAVector) {
         {{"depth"}, "depth"},
         {{"Depth.V"}, "Depth.V"},
         {{"z"}, "z"},
+        {{"VRayZDepth", "Z"}, "Z"},
         {{"depth.red", "depth.Z"}, "depth.Z"},
         {{"Mist.Z", "Z Depth.X"}, "Z Depth.X"},
         {{"Mist.Z"}, "Mist.Z"},

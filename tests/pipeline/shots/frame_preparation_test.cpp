@@ -194,10 +194,27 @@ TEST_F(FramePreparation, TellsOfAMapWhoseWhiteSeemsToBeNear) {
     EXPECT_FALSE(is_told());
 }
 
+TEST_F(FramePreparation, TellsOfDepthsThatAreNoDistance) {
+    write_scene("in.exr", DISPLAY, DISPLAY);
+    const auto sky_above = [](int, int y) { return y < 10 ? 0.0 : 60.0 - y; };
+    write("sky.exr",
+          made_part(DISPLAY, DISPLAY, {{"depth.Z", TypeDesc::FLOAT, sky_above}}));
+    tool->set("MaxBlurSize", 5);
+    tool->set("FocusPosition", 30);
+    shot_options options = shot("in.exr", "out.exr");
+    options.depth_map = path("sky.exr");
+    rendered(options);
+    ASSERT_EQ(noted.size(), 1U);
+    EXPECT_NE(noted[0].find("600 pixels have a depth of 0"), std::string::npos);
+    options.load.depth.empty = parsed_empty_depth("far");
+    rendered(options);
+    EXPECT_TRUE(noted.empty()) << noted.front();
+}
+
 TEST_F(FramePreparation, ScalesAMapOfAnotherSizeAndSaysSo) {
     write_scene("in.exr", DISPLAY, DISPLAY);
-    const auto coarse = [](int x, int y) { return (x / 2) * 10.0 + y / 2; };
-    const auto fine = [](int x, int y) { return x * 10.0 + y; };
+    const auto coarse = [](int x, int y) { return 1.0 + (x / 2) * 10.0 + y / 2; };
+    const auto fine = [](int x, int y) { return 1.0 + x * 10.0 + y; };
     write("small.exr",
           made_part({0, 0, 30, 20}, {0, 0, 30, 20}, {{"Z", TypeDesc::FLOAT, fine}}));
     write("same.exr", made_part(DISPLAY, DISPLAY, {{"Z", TypeDesc::FLOAT, coarse}}));

@@ -86,6 +86,21 @@ TEST_F(shots, SayWhichFramesAreStaleAndRenderThoseAgain) {
               other.errors.npos)
         << other.errors;
     EXPECT_EQ(run(line + "310").errors, "focusfall: 3 of 3 frames were there\n");
+
+    fs::resize_file(path("out.0002.exr"), fs::file_size(path("out.0002.exr")) - 40);
+    const run_result cut = run(line + "310");
+    EXPECT_NE(cut.errors.find("(the first by a damaged file)\n"), std::string::npos)
+        << cut.errors;
+    EXPECT_EQ(run(line + "310").errors, "focusfall: 3 of 3 frames were there\n");
+}
+
+TEST_F(shots, OfAllFramesHaveTheMissingOnesBetweenThem) {
+    write_frames(4);
+    fs::remove(path(in(3)));
+    EXPECT_EQ(run(SHOT + "--frames all").status, 1);
+    EXPECT_TRUE(is_there(4));
+    EXPECT_EQ(run(SHOT + "--frames all --missing nearest").status, 0);
+    EXPECT_TRUE(is_there(3));
 }
 
 TEST_F(shots, LeaveOutMissingFramesOrFillThemUp) {
