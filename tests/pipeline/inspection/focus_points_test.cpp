@@ -2,6 +2,8 @@
 
 #include "pipeline/inspection/focus_points.h"
 
+#include <cmath>
+
 #include "pipeline/inspection/pixel_report.h"
 #include "tests/pipeline/shots/shot_fixture.h"
 
@@ -90,6 +92,18 @@ TEST_F(FocusPoints, CountInTheDisplayWindowAndInTheDepthMap) {
     options.depth_map = path("map.exr");
     set_focus(*tool, parse_focus_points("8,9"), options);
     EXPECT_EQ(value("FocusPosition"), 2.0);
+
+    // a wall along the rays of a lens that sees 90 degrees: its corner pixel
+    write("wall.exr",
+          made_part(FRAME, FRAME, {{"Z", TypeDesc::FLOAT, [](int x, int y) {
+                                        const double across = (x - 19.5) / 20.0;
+                                        const double down = (y - 14.5) / 20.0;
+                                        return 7.0 * std::hypot(1.0, across, down);
+                                    }}}));
+    options.depth_map = path("wall.exr");
+    options.load.depth = {.meaning = depth_meaning::RAY, .field_of_view = 90.0};
+    set_focus(*tool, parse_focus_points("38,28"), options);
+    EXPECT_NEAR(value("FocusPosition"), 7.0, 1e-5);
 }
 
 // The diameter is the tool's own, with a sign; distances are told where there is a unit.

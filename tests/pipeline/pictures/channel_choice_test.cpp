@@ -217,6 +217,11 @@ TEST(ChannelChoice, TakesEveryViewWithItsDepthHoweverTheFileHoldsViews) {
     }
     EXPECT_EQ(chosen_depth(part_per_view, "right"), "right.Z");
     EXPECT_EQ(chosen_depth(part_per_view, "right", "Z"), "right.Z");
+
+    // a doubtful depth of the same view is better than another view's
+    const picture poor = file_of(part_with({"R", "G", "B", "Z"}, "left", "left"),
+                                 part_with({"R", "G", "B", "Mist.Z"}, "right", "right"));
+    EXPECT_EQ(chosen_depth(poor, "right"), "right.Mist.Z");
 }
 
 TEST(ChannelChoice, OffersNamesThatItTakes) {

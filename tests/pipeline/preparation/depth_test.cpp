@@ -173,6 +173,10 @@ TEST(EmptyDepth, MayBeStated) {
               (std::vector<float>{5.0F, 8.0F, 0.0F, 1e10F, 8.0F}));
     EXPECT_EQ(mapped(*row, {.empty = parsed_empty_depth("0=far")}),
               (std::vector<float>{5.0F, 65504.0F, INF, 1e10F, INF}));
+    // as a viewer rounds it
+    EXPECT_EQ(mapped(*row_of({1234.5678F, 1235.0F}),
+                     {.empty = parsed_empty_depth("1234.57=8")}),
+              (std::vector<float>{8.0F, 1235.0F}));
 }
 
 TEST(EmptyDepth, IsWhereTheMapHasItsEndsOrAValueOfTheMap) {

@@ -194,6 +194,15 @@ TEST_F(FramePreparation, TellsOfAMapWhoseWhiteSeemsToBeNear) {
     EXPECT_FALSE(is_told());
 }
 
+TEST_F(FramePreparation, InvertsNoDistances) {
+    tool->set("InvertDepthMap", "on");
+    EXPECT_TRUE(depth_controls_of(*tool, 0).inverted);
+    tool->set("SettingsType", "Advanced");
+    EXPECT_FALSE(depth_controls_of(*tool, 0).inverted);
+    tool->set("DepthMapType", "Normalized");
+    EXPECT_TRUE(depth_controls_of(*tool, 0).inverted);
+}
+
 TEST_F(FramePreparation, TellsOfDepthsThatAreNoDistance) {
     write_scene("in.exr", DISPLAY, DISPLAY);
     const auto sky_above = [](int, int y) { return y < 10 ? 0.0 : 60.0 - y; };

@@ -1,5 +1,7 @@
 // Several layers or views of a file, rendered in one run.
 
+#include <cmath>
+
 #include "pipeline/shots/shot_files.h"
 #include "tests/pipeline/shots/shot_fixture.h"
 
@@ -103,6 +105,26 @@ TEST_F(Layers, OfAllViewsHaveTheirOwnDepths) {
     }
     EXPECT_EQ(data_window(both[0].spec), wide);
     EXPECT_EQ(values(left[0], "Z"), values(read_picture(path("in.exr"))[0], "Z"));
+
+    shot_options options = shot("in.exr", "out.exr");
+    options.output_as.diameter_channel = "blur";
+    options.load.layers = {"right"};
+    const picture alone = rendered(options);
+    options.load.layers = {ALL_VIEWS};
+    EXPECT_EQ(values(rendered(options)[1], "blur"), values(alone[1], "blur"));
+}
+
+TEST_F(Layers, AreAllFreedOfWhatIsNotFinite) {
+    auto broken = named_scene("b.", 2);
+    broken[0].value = [](int x, int y) { return x == 9 && y == 9 ? NAN : 0.5; };
+    write("in.exr", made_part(DISPLAY, DISPLAY, joined(named_scene("a.", 1), broken)));
+    shot_options options = shot("in.exr", "out.exr");
+    options.load.layers = {"a", "b"};
+    options.load.depth_channel = "a.Z";
+    options.load.light.drop_non_finite = true;
+    for (const float red : values(rendered(options)[0], "b.R")) {
+        ASSERT_TRUE(std::isfinite(red));
+    }
 }
 
 // A compression that loses a little may alter what is new, not what passes through.
