@@ -15,8 +15,6 @@ namespace {
 constexpr std::size_t LARGE_FLOATS = std::size_t{1} << 20;
 
 struct kept_block {
-    constexpr kept_block() = default;
-
     std::mutex mutex;
     std::unique_ptr<float[]> pixels;
     std::size_t floats = 0;
@@ -25,17 +23,21 @@ struct kept_block {
 // Never destroyed: images may outlive all other objects of the program. It lies in memory
 // of the binary, so that nothing stays behind when a library that has it is unloaded.
 union undying_block {
-    constexpr undying_block() : block() {}
+    undying_block() : block() {}
     ~undying_block() {}
 
     kept_block block;
 };
-constinit undying_block undying;
+
+kept_block& kept() {
+    static undying_block undying;
+    return undying.block;
+}
 
 // The kept block, whatever its size.
 std::unique_ptr<float[]> exchange_kept(std::unique_ptr<float[]> pixels,
                                        std::size_t& floats) {
-    kept_block& block = undying.block;
+    kept_block& block = kept();
     const std::lock_guard lock(block.mutex);
     std::swap(block.floats, floats);
     return std::exchange(block.pixels, std::move(pixels));
