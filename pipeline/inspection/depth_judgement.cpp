@@ -2,22 +2,16 @@
 
 #include <algorithm>
 #include <array>
-#include <cctype>
 #include <cmath>
 #include <initializer_list>
 #include <numbers>
 #include <string_view>
 
+#include "pipeline/pictures/lower_case.h"
+
 namespace focusfall {
 
 namespace {
-
-std::string in_lower_case(std::string text) {
-    std::ranges::transform(text, text.begin(), [](unsigned char c) {
-        return static_cast<char>(std::tolower(c));
-    });
-    return text;
-}
 
 // The first of `words` that the text holds; empty for none.
 std::string_view word_in(const std::string& text,
@@ -60,7 +54,7 @@ const char* unit_name(length_unit unit) {
 class judge {
   public:
     explicit judge(const depth_facts& facts)
-        : facts_(facts), name_(in_lower_case(facts.name)) {}
+        : facts_(facts), name_(lowered(facts.name)) {}
 
     depth_judgement opinion() {
         if (!facts_.statistics.has_depth()) {
@@ -189,7 +183,7 @@ void judge::judge_by_range() {
 }
 
 void judge::judge_unit() {
-    const std::string writer = in_lower_case(facts_.writer);
+    const std::string writer = lowered(facts_.writer);
     for (const known_writer& known : WRITERS) {
         if (writer.find(known.name) == writer.npos) continue;
         opinion_.unit = known.unit;

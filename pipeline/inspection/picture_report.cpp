@@ -1,24 +1,17 @@
 #include "pipeline/inspection/picture_report.h"
 
 #include <algorithm>
-#include <cctype>
 #include <cmath>
 #include <cstdint>
 #include <limits>
 
 #include "host/error.h"
 #include "pipeline/pictures/host_image.h"
+#include "pipeline/pictures/lower_case.h"
 
 namespace focusfall {
 
 namespace {
-
-std::string in_lower_case(std::string text) {
-    std::ranges::transform(text, text.begin(), [](unsigned char c) {
-        return static_cast<char>(std::tolower(c));
-    });
-    return text;
-}
 
 std::string type_name(OIIO::TypeDesc type) { return type.c_str(); }
 
@@ -49,7 +42,7 @@ std::string writer_of(const picture& file) {
     for (const OIIO::ParamValue& attribute : file[0].spec.extra_attribs) {
         const std::string name = attribute.name().string();
         text += name + " ";
-        const std::string lower = in_lower_case(name);
+        const std::string lower = lowered(name);
         for (const char* word : {"software", "renderer", "creator", "writer"}) {
             if (lower.find(word) != lower.npos) text += attribute.get_string(200) + " ";
         }

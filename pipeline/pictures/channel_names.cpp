@@ -6,17 +6,11 @@
 #include <vector>
 
 #include "host/text.h"
+#include "pipeline/pictures/lower_case.h"
 
 namespace focusfall {
 
 namespace {
-
-std::string lowered(std::string text) {
-    std::ranges::transform(text, text.begin(), [](char c) {
-        return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
-    });
-    return text;
-}
 
 template <std::size_t N>
 bool is_one_of(std::string_view text, const std::array<const char*, N>& words) {

@@ -1,11 +1,11 @@
 #include "pipeline/pictures/color_encoding.h"
 
 #include <algorithm>
-#include <cctype>
 #include <charconv>
 #include <cmath>
 
 #include "host/error.h"
+#include "pipeline/pictures/lower_case.h"
 
 namespace focusfall {
 
@@ -59,17 +59,10 @@ float encoded_film(float seen) {
     return code / FILM_LAST_CODE;
 }
 
-std::string lower(std::string text) {
-    std::ranges::transform(text, text.begin(), [](unsigned char c) {
-        return static_cast<char>(std::tolower(c));
-    });
-    return text;
-}
-
 }  // namespace
 
 color_encoding color_encoding::named(const std::string& name) {
-    const std::string wanted = lower(name);
+    const std::string wanted = lowered(name);
     if (wanted == "linear" || wanted == "scene_linear") return linear();
     if (wanted == "srgb") return srgb();
     if (wanted == "rec709") return color_encoding(curve::REC709, REC709_EXPONENT);
