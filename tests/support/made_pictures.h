@@ -6,8 +6,8 @@
 #include <string>
 #include <vector>
 
-#include "pipeline/pictures/picture_file.h"
 #include "pipeline/pictures/file_windows.h"
+#include "pipeline/pictures/picture_file.h"
 
 namespace focusfall {
 
