@@ -122,10 +122,13 @@ ofx::status loaded_effect::change(effect& on, const std::string& id, double time
 ofx::status loaded_effect::edit(effect& on, const std::string& id, double number,
                                 double time) {
     parameter& edited = *on.parameters.at(id);
-    if (edited.keys.empty())
-        edited.numbers[0] = number;
-    else
-        edited.keys[time] = number;
+    {
+        const std::scoped_lock lock(values_mutex);
+        if (edited.keys.empty())
+            edited.numbers[0] = number;
+        else
+            edited.keys[time] = number;
+    }
     return change(on, id, time);
 }
 

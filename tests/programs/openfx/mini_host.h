@@ -2,9 +2,11 @@
 // A strict little OpenFX host: it refuses, and notes, whatever the interface does not
 // allow an effect to do.
 
+#include <atomic>
 #include <functional>
 #include <map>
 #include <memory>
+#include <mutex>
 #include <string>
 #include <vector>
 
@@ -49,6 +51,9 @@ struct clip {
     }
 };
 
+// Held while values of parameters are read or set: artists edit while frames render.
+inline std::mutex values_mutex;
+
 struct parameter {
     std::string type;
     property_bag properties{bag_kind::PARAMETER};
@@ -66,7 +71,7 @@ struct effect {
     std::vector<std::string> parameter_order = {};
     std::string message = {};  // the persistent one, behind its type
     std::function<bool()> wants_abort = {};
-    int asked = 0;  // for an abort
+    std::atomic<int> asked = 0;  // for an abort
 
     clip& input(const std::string& name) { return *clips.at(name); }
     double number(const std::string& id) const { return parameters.at(id)->numbers[0]; }

@@ -175,13 +175,11 @@ ofx::status get_parameter_properties(ofx::parameter of, ofx::properties* found) 
     return ofx::OK;
 }
 
-std::mutex values_mutex;
-
 ofx::status get_value_at_time(ofx::parameter handle, ofx::time at, ...) {
     const host_code within;
     const parameter& of = parameter_of(handle);
-    double first = of.numbers[0];
     const std::scoped_lock lock(values_mutex);
+    double first = of.numbers[0];
     if (!of.keys.empty()) {
         auto key = of.keys.upper_bound(at);
         first = key == of.keys.begin() ? key->second : std::prev(key)->second;
