@@ -21,7 +21,7 @@ struct load_choices {
 
     // Calls visit(name, choice) for every choice with the name of its option: records of
     // renders are made so. A type that JSON does not know needs an overload of `json_of`
-    // and `take` in shot_record.cpp. `choices` may be constant.
+    // and `take` in choices_json.h. `choices` may be constant.
     template <class Choices, class Visit>
     static void for_each(Choices& choices, const Visit& visit) {
         visit("layer", choices.layers);

@@ -10,6 +10,7 @@
 #include "host/error.h"
 #include "pipeline/pictures/picture_file.h"
 #include "pipeline/settings/setting_value.h"
+#include "pipeline/shots/choices_json.h"
 #include "pipeline/shots/shot_files.h"
 
 namespace focusfall {
@@ -48,68 +49,6 @@ json_record record_of_file(const fs::path& file) {
     const fs::file_time_type time = fs::last_write_time(file, missing);
     if (!missing) record["time"] = shown_time(time);
     return record;
-}
-
-// Choices to JSON and back. Unset ones are null.
-template <class T>
-json_record json_of(const T& choice) {
-    return choice;
-}
-json_record json_of(const color_encoding& choice) { return choice.name(); }
-json_record json_of(const OIIO::TypeDesc& choice) { return choice.c_str(); }
-json_record json_of(depth_meaning choice) { return shown(choice); }
-json_record json_of(const empty_depth& choice) { return shown(choice); }
-json_record json_of(const highlight_gain& choice) { return shown(choice); }
-template <class T>
-json_record json_of(const std::optional<T>& choice) {
-    return choice ? json_of(*choice) : json_record();
-}
-
-template <class T>
-void take(const json_record& from, T& choice) {
-    from.get_to(choice);
-}
-void take(const json_record& from, depth_meaning& choice) {
-    choice = named_depth_meaning(from.get<std::string>());
-}
-void take(const json_record& from, empty_depth& choice) {
-    choice = parsed_empty_depth(from.get<std::string>());
-}
-void take(const json_record& from, highlight_gain& choice) {
-    choice = parsed_highlights(from.get<std::string>());
-}
-template <class T>
-void take(const json_record& from, std::optional<T>& choice) {
-    take(from, choice.emplace());
-}
-void take(const json_record& from, std::optional<color_encoding>& choice) {
-    choice = color_encoding::named(from.get<std::string>());
-}
-void take(const json_record& from, OIIO::TypeDesc& choice) {
-    choice = OIIO::TypeDesc(from.get<std::string>());
-}
-
-// The choices that differ from the defaults.
-template <class Choices>
-json_record json_of_choices(const Choices& choices) {
-    const Choices usual;
-    json_record record = json_record::object();
-    json_record defaults;
-    Choices::for_each(usual, [&](const char* name, const auto& choice) {
-        defaults[name] = json_of(choice);
-    });
-    Choices::for_each(choices, [&](const char* name, const auto& choice) {
-        json_record value = json_of(choice);
-        if (value != defaults[name]) record[name] = std::move(value);
-    });
-    return record;
-}
-
-template <class Choices>
-void take_choices(const json_record& record, Choices& choices) {
-    Choices::for_each(choices, [&](const char* name, auto& choice) {
-        if (record.contains(name)) take(record[name], choice);
-    });
 }
 
 // The values at `time` that differ from the defaults.

@@ -17,14 +17,11 @@
 #include <string>
 #include <vector>
 
-#include <nlohmann/json.hpp>
-
 #include "host/headless_host.h"
+#include "pipeline/shots/choices_json.h"
 #include "pipeline/shots/shot_options.h"
 
 namespace focusfall {
-
-using json_record = nlohmann::ordered_json;
 
 // The record of a frame, before its files are read: all but the last three. Files that
 // are missing have no time. [any thread, as all here]
