@@ -41,4 +41,20 @@ picture_format format_of(const std::filesystem::path& file) {
     return format;
 }
 
+picture_format output_format(const std::filesystem::path& file) {
+    if (std::filesystem::is_directory(file)) {
+        throw headless::host_error(file.string() + ": is a folder; name a picture in it");
+    }
+    return format_of(file);
+}
+
+void check_compression(const std::string& name) {
+    static const std::set<std::string> KNOWN{
+        "", "none", "rle", "zip", "zips", "piz", "pxr24", "b44", "b44a", "dwaa", "dwab"};
+    if (KNOWN.contains(name.substr(0, name.find(':')))) return;
+    throw headless::host_error("OpenEXR has no compression \"" + name +
+                               "\"; choose none, rle, zip, zips, piz, pxr24, b44, b44a, "
+                               "dwaa or dwab");
+}
+
 }  // namespace focusfall

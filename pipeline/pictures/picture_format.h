@@ -3,6 +3,7 @@
 
 #include <filesystem>
 #include <memory>
+#include <string>
 
 #include <OpenImageIO/imageio.h>
 
@@ -24,6 +25,14 @@ struct picture_format {
 // library, so keep the answer. Throws headless::host_error for an ending that no format
 // has. [any thread]
 picture_format format_of(const std::filesystem::path& file);
+
+// The same for a picture that is to be written. Throws also for the name of a folder.
+picture_format output_format(const std::filesystem::path& file);
+
+// Throws headless::host_error unless OpenEXR, whose writer silently replaces others by
+// ZIP, has the compression, or `name` is empty. A level may follow the name, as in
+// "dwaa:60". [any thread]
+void check_compression(const std::string& name);
 
 // The picture library's writer for that format, nothing opened. Throws as above.
 std::unique_ptr<OIIO::ImageOutput> writer_for(const std::filesystem::path& file);

@@ -3,10 +3,10 @@
 #include <algorithm>
 #include <filesystem>
 #include <memory>
-#include <set>
 
 #include "host/error.h"
 #include "host/text.h"
+#include "pipeline/pictures/picture_format.h"
 #include "pipeline/process/memory_limit.h"
 #include "pipeline/shots/frame_range.h"
 #include "pipeline/shots/shot.h"
@@ -35,27 +35,6 @@ struct render_line {
     std::string frames;
     std::string from_record;  // optional: empty
 };
-
-// The compressions of OpenEXR, whose writer silently replaces others by ZIP. A level may
-// follow the name, as in "dwaa:60".
-void check_compression(const std::string& name) {
-    const std::set<std::string> known{"",      "none", "rle",  "zip",  "zips", "piz",
-                                      "pxr24", "b44",  "b44a", "dwaa", "dwab"};
-    if (known.contains(name.substr(0, name.find(':')))) return;
-    throw CLI::ValidationError(
-        "--compression", "OpenEXR has no compression \"" + name +
-                             "\"; choose none, rle, zip, zips, piz, pxr24, b44, b44a, "
-                             "dwaa or dwab");
-}
-
-// The format of a picture to write. Throws headless::host_error when the name of `file`
-// cannot be that of a picture.
-picture_format output_format(const std::string& file) {
-    if (std::filesystem::is_directory(file)) {
-        throw headless::host_error(file + ": is a folder; name a picture in it");
-    }
-    return format_of(file);
-}
 
 // Completes the options by the record of the picture that is made again.
 void take_record(const render_line& line, shot_options& options, shared_options& shared) {
@@ -92,7 +71,9 @@ shot_options checked(const render_line& line, shared_options& shared) {
     if (!line.from_record.empty()) take_record(line, options, shared);
 
     if (output_format(options.output).has_named_channels) {
-        check_compression(options.output_as.compression);
+        const std::string& name = options.output_as.compression;
+        const std::string fault = accepted_by(check_compression)(name);
+        if (!fault.empty()) throw CLI::ValidationError("--compression", fault);
     }
     if (!options.preview.empty()) output_format(options.preview);  // only its errors
     check_names(options);
