@@ -22,6 +22,14 @@ struct empty_depth {
         {};  // the depth that such pixels carry; else it is detected
 };
 
+// The lowest and the highest number that a choice takes.
+struct choice_range {
+    double lowest;
+    double highest;
+};
+inline constexpr choice_range DEPTH_SCALES{1e-30, 1e30};
+inline constexpr choice_range FIELDS_OF_VIEW{0.001, 179.0};
+
 // How the depth of a file is to be read. As it starts, nothing changes.
 struct depth_choices {
     std::optional<depth_meaning> meaning = {};  // absent: DISTANCE

@@ -11,13 +11,14 @@ namespace focusfall {
 namespace {
 
 // A check for CLI11 that names its range in the message alone: help shows a word.
-std::function<std::string(const std::string&)> number_between(double lowest,
-                                                              double highest) {
-    return [=](const std::string& text) {
+std::function<std::string(const std::string&)> number_in(const choice_range& range) {
+    return [range](const std::string& text) {
         const std::optional<double> number = headless::number_in(text);
-        if (number && *number >= lowest && *number <= highest) return std::string();
-        return "\"" + text + "\" is no number from " + headless::shortest(lowest) +
-               " to " + headless::shortest(highest);
+        if (number && *number >= range.lowest && *number <= range.highest) {
+            return std::string();
+        }
+        return "\"" + text + "\" is no number from " + headless::shortest(range.lowest) +
+               " to " + headless::shortest(range.highest);
     };
 }
 
@@ -63,12 +64,12 @@ void input_options::add_depth_options(CLI::App& verb) {
         ->type_name("{distance,inverse,ray}");
     verb.add_option("--depth-scale", depth.scale,
                     "Millimetres for a depth of 1, as 10 for centimetres")
-        ->check(number_between(1e-30, 1e30))
+        ->check(number_in(DEPTH_SCALES))
         ->type_name("MM");
     verb.add_option("--field-of-view", depth.field_of_view,
                     "Degrees across the picture, for --depth-as ray (default: the "
                     "lens's)")
-        ->check(number_between(0.001, 179.0))
+        ->check(number_in(FIELDS_OF_VIEW))
         ->type_name("DEGREES");
     verb.add_option_function<std::string>(
             "--empty-depth",
