@@ -6,6 +6,11 @@
 
 namespace focusfall {
 
+// Looks from now on where the programs beside those files are, in `programs`, instead of
+// where the running program is: for a library that another program loads. [once, before
+// the others]
+void use_installation_of(const std::filesystem::path& programs);
+
 // The folder of the plug-in libraries, which may be missing. Throws
 // std::filesystem::filesystem_error where the system does not say which program runs.
 std::filesystem::path installed_plugin_folder();
