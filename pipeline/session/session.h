@@ -41,6 +41,7 @@ class session {
     explicit session(session_options options, FusionDoc::Console console = {});
 
     const headless::host& host() const { return host_; }
+    headless::host& host() { return host_; }
     // The class that the options choose. Throws headless::host_error when no plug-in
     // registers it.
     headless::class_info tool_class() const;
