@@ -19,6 +19,9 @@ that runs them, and the headers of the host for programs that embed it.")
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 set(CPACK_DEBIAN_PACKAGE_SECTION graphics)
 set(CPACK_DEBIAN_PACKAGE_SUGGESTS "cmake, g++")  # for what embeds the host
+# the module is of little weight, but for those who use it alone numpy is needed
+set(CPACK_DEBIAN_PACKAGE_PROVIDES python3-focusfall)
+set(CPACK_DEBIAN_PACKAGE_RECOMMENDS python3-numpy)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${CMAKE_LIBRARY_OUTPUT_DIRECTORY})
 # which package a program needs that links the host, and that the loader's list changes
