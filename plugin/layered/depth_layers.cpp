@@ -42,8 +42,11 @@ depth_layers::depth_layers() {
 }
 
 std::int32_t depth_layers::layer_at(float diameter) const {
-    const float* const above = std::upper_bound(limits + 1, limits + COUNT, diameter);
-    return static_cast<std::int32_t>(above - limits) - 1;
+    // most of what is looked for lies near the focus, or where its neighbour did
+    std::int32_t layer = FOCUS;
+    while (layer + 1 < COUNT && diameter >= limits[layer + 1]) ++layer;
+    while (layer > 0 && diameter < limits[layer]) --layer;
+    return layer;
 }
 
 std::uint32_t depth_layers::layers_of(float diameter) const {

@@ -129,9 +129,9 @@ void FocusfallLayered::load_run(std::int32_t x, std::int32_t y, std::int32_t col
     if (!layered_) return FocusfallFast::load_run(x, y, columns, block);
     float distances[BLOCK_COLUMNS] = {};
     const gather::source_run run = layered_run(x, y, columns, distances);
-    if (x == 0) diameters_.clear_margins(y);
     append_stamps(run, load_gathered(run, block));
     place_run(run, block);
+    if (x + columns == diameters_.width()) diameters_.fill_margins(y);
 }
 
 gather::source_run FocusfallLayered::layered_run(std::int32_t x, std::int32_t y,
@@ -159,11 +159,14 @@ void FocusfallLayered::place_run(const gather::source_run& run,
         nearest = std::min(nearest, diameter);
         deepest = std::max(deepest, diameter);
     }
+    std::uint32_t& layers = diameters_.layers(run.x / BLOCK_COLUMNS, run.y);
+    layers = 0;
     if (nearest > deepest) return;  // no source
     range.nearest = std::min(range.nearest, nearest);
     range.deepest = std::max(range.deepest, deepest);
     add_to_means(run);
-    block.groups |= layers_.layers_between(nearest, deepest, run.diameters, run.columns);
+    layers = layers_.layers_between(nearest, deepest, run.diameters, run.columns);
+    block.groups |= layers;
 }
 
 float FocusfallLayered::signed_diameter(float distance) const {

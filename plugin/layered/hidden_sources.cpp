@@ -38,27 +38,31 @@ void hidden_sources::prepare(const visible_picture& picture, const seed_pyramid*
 }
 
 bool hidden_sources::any() const {
-    return std::ranges::any_of(
-        rows_, [](const row_of_blocks& row) { return !row.runs.empty(); });
+    return std::ranges::any_of(rows_,
+                               [](const row_of_blocks& row) { return row.used > 0; });
 }
 
 void hidden_sources::load(std::int32_t block_row, gather::block_grid::block* blocks) {
     const diameter_map& map = *picture_.diameters;
     row_of_blocks& row = rows_[static_cast<std::size_t>(block_row)];
-    row.index.assign(static_cast<std::size_t>(BLOCK_ROWS * columns_), -1);
-    row.runs.clear();
+    row.by_place.assign(
+        static_cast<std::size_t>(BLOCK_ROWS) * static_cast<std::size_t>(columns_),
+        nullptr);
+    row.layers.assign(static_cast<std::size_t>(columns_), 0);
+    row.used = 0;
+    auto place = row.by_place.begin();
     const std::int32_t first = block_row * BLOCK_ROWS;
     for (std::int32_t y = first; y < std::min(first + BLOCK_ROWS, map.height()); ++y) {
-        for (std::int32_t column = 0; column < columns_; ++column) {
-            const std::int32_t x = column * BLOCK_COLUMNS;
-            hidden_run run;
-            if (!load_run(x, y, std::min(BLOCK_COLUMNS, map.width() - x), blocks[column],
-                          run)) {
+        for (std::int32_t x = 0; x < map.width(); x += BLOCK_COLUMNS, ++place) {
+            if (row.used == row.runs.size()) row.runs.emplace_back();
+            hidden_run& run = row.runs[row.used];
+            if (!load_run(x, y, std::min(BLOCK_COLUMNS, map.width() - x),
+                          blocks[x / BLOCK_COLUMNS], run)) {
                 continue;
             }
-            row.index[static_cast<std::size_t>((y - first) * columns_ + column)] =
-                static_cast<std::int32_t>(row.runs.size());
-            row.runs.push_back(run);
+            row.layers[static_cast<std::size_t>(x / BLOCK_COLUMNS)] |= run.layers;
+            *place = &run;
+            ++row.used;
         }
     }
 }

@@ -4,6 +4,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <deque>
 #include <functional>
 #include <vector>
 
@@ -67,13 +68,18 @@ class hidden_sources {
     // Whether there are any. [render thread, after all rows]
     bool any() const;
 
+    // Whether block `column` of the row of blocks with row y may have some of that layer.
+    bool has(std::int32_t layer, std::int32_t column, std::int32_t y) const {
+        const row_of_blocks& row =
+            rows_[static_cast<std::size_t>(y / gather::BLOCK_ROWS)];
+        return (row.layers[static_cast<std::size_t>(column)] >> layer & 1U) != 0;
+    }
     // The sources of the pixels of block `column` in row y; null where there are none.
     const hidden_run* run_at(std::int32_t column, std::int32_t y) const {
         const row_of_blocks& row =
             rows_[static_cast<std::size_t>(y / gather::BLOCK_ROWS)];
-        const std::int32_t run = row.index[static_cast<std::size_t>(
-            y % gather::BLOCK_ROWS * columns_ + column)];
-        return run < 0 ? nullptr : &row.runs[static_cast<std::size_t>(run)];
+        const std::ptrdiff_t below = y % gather::BLOCK_ROWS;
+        return row.by_place[static_cast<std::size_t>(below * columns_ + column)];
     }
     void release();
 
@@ -87,8 +93,10 @@ class hidden_sources {
         float diameter = 0.0F;  // signed
     };
     struct row_of_blocks {
-        std::vector<std::int32_t> index;  // of the run of each row and block; -1: none
-        std::vector<hidden_run> runs;
+        std::vector<const hidden_run*> by_place;  // row by row; null: none
+        std::vector<std::uint32_t> layers;        // by block: those of its runs
+        std::deque<hidden_run> runs;  // those of an earlier frame are used again
+        std::size_t used = 0;
     };
 
     bool load_run(std::int32_t x, std::int32_t y, std::int32_t columns,

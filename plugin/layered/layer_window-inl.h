@@ -44,33 +44,41 @@ HWY_INLINE vector part_of_layer(const depth_layers& layers, std::int32_t layer,
     return hn::Min(part_from(layer), hn::Sub(one, part_from(layer + 1)));
 }
 
-// Copies `from[i]` of the first COUNT quantities, with what the form needs of the shape,
-// to column `i` of a row of the window, for LANES sources. Each is multiplied by its
-// part; sources without a part become none, or with KEEP leave what is there.
-template <std::int32_t COUNT, bool KEEP, class Plane>
-HWY_INLINE void copy_part(const gather::gather_frame& frame,
-                          const vectors::source_window& window, std::int32_t row,
-                          std::int32_t column, vector part, const Plane& from) {
+// Calls `use(plane, value)` for each plane that the form and the first COUNT quantities
+// need, with the value of no source.
+template <std::int32_t COUNT, class Use>
+HWY_INLINE void for_each_plane(gather::closed_form form, const Use& use) {
+    const gather::kernel_terms none = gather::no_source(form);
+    use(source_planes::SHAPE, none.shape);
+    // INVERSE_FOURTH for a rim
+    if (form != gather::closed_form::EDGE) use(source_planes::REACH, none.reach);
+    for (std::int32_t q = 0; q < COUNT; ++q) use(vectors::plane_of(q), 0.0F);
+}
+
+// Copies the parts of `count` sources, a multiple of LANES, that are of the layer, by
+// their signed diameters. Sources without a part become none, or with KEEP leave what is
+// there. `from` and `to` give the first float of a plane.
+template <std::int32_t COUNT, bool KEEP, class From, class To>
+HWY_INLINE void copy_parts(const layered_frame& frame, gather::closed_form form,
+                           std::int32_t layer, const float* diameters, std::int32_t count,
+                           const From& from, const To& to) {
     const vector_tag tag;
-    const auto some = hn::Gt(part, hn::Zero(tag));
-    const auto store = [&](std::int32_t plane, vector value, vector otherwise) HWY_ATTR {
-        float* const to = window.at(row, plane) + column;
-        hn::StoreU(hn::IfThenElse(some, value, KEEP ? hn::LoadU(tag, to) : otherwise),
-                   tag, to);
-    };
-    const auto load = [&](std::int32_t plane)
-                          HWY_ATTR { return hn::LoadU(tag, from(plane)); };
-    const gather::kernel_terms none = gather::no_source(frame.form);
-    store(source_planes::SHAPE, load(source_planes::SHAPE), hn::Set(tag, none.shape));
-    if (frame.form != gather::closed_form::EDGE) {
-        // INVERSE_FOURTH for a rim
-        store(source_planes::REACH, load(source_planes::REACH),
-              hn::Set(tag, gather::is_edged(frame.form) ? 0.0F : none.reach));
-    }
-    for (std::int32_t q = 0; q < COUNT; ++q) {
-        const std::int32_t plane = vectors::plane_of(q);
-        store(plane, hn::Mul(part, load(plane)), hn::Zero(tag));
-    }
+    alignas(64) float parts[gather::BLOCK_COLUMNS];
+    for (std::int32_t i = 0; i < count; i += LANES)
+        hn::Store(part_of_layer(*frame.layers, layer, diameters + i), tag, parts + i);
+    for_each_plane<COUNT>(form, [&](std::int32_t plane, float none) HWY_ATTR {
+        const float* const source = from(plane);
+        float* const copy = to(plane);
+        for (std::int32_t i = 0; i < count; i += LANES) {
+            const vector part = hn::Load(tag, parts + i);
+            vector value = hn::LoadU(tag, source + i);
+            // the terms of the kernel stay what they are
+            if (plane >= source_planes::WEIGHT) value = hn::Mul(part, value);
+            const vector otherwise = KEEP ? hn::LoadU(tag, copy + i) : hn::Set(tag, none);
+            hn::StoreU(hn::IfThenElse(hn::Gt(part, hn::Zero(tag)), value, otherwise), tag,
+                       copy + i);
+        }
+    });
 }
 
 // Copies the hidden sources of the layer over the visible ones, which are not of it where
@@ -79,63 +87,59 @@ template <std::int32_t COUNT>
 HWY_NOINLINE void copy_hidden(const layered_frame& frame,
                               const gather::gather_frame& sources, std::int32_t layer,
                               const vectors::source_window& window, std::int32_t end) {
-    const std::int32_t blocks = frame.sources.blocks->columns;
     const std::int32_t first_block =
         std::max(window.first_column, 0) / gather::BLOCK_COLUMNS;
-    for (std::int32_t row = 0; row < window.rows; ++row) {
-        for (std::int32_t block = first_block;
-             block < blocks && block * gather::BLOCK_COLUMNS < end; ++block) {
+    const std::int32_t last_block = std::min(gather::pieces(end, gather::BLOCK_COLUMNS),
+                                             frame.sources.blocks->columns);
+    for (std::int32_t block = first_block; block < last_block; ++block) {
+        const std::int32_t x = block * gather::BLOCK_COLUMNS;
+        const std::int32_t first = std::max(0, window.first_column - x);
+        const std::int32_t count = std::min(gather::BLOCK_COLUMNS, end - x) - first;
+        if (!frame.hidden->has(layer, block, window.first_row)) continue;
+        for (std::int32_t row = 0; row < window.rows; ++row) {
             const hidden_run* run = frame.hidden->run_at(block, window.first_row + row);
             if (!run || (run->layers >> layer & 1U) == 0) continue;
-            const std::int32_t x = block * gather::BLOCK_COLUMNS;
-            const std::int32_t from = std::max(0, window.first_column - x);
-            const std::int32_t to = std::min(gather::BLOCK_COLUMNS, end - x);
-            for (std::int32_t i = from; i < to; i += LANES) {
-                const vector part = part_of_layer(*frame.layers, layer,
-                                                  run->planes[hidden_run::POSITION] + i);
-                const auto plane = [run, i](std::int32_t p) {
-                    return run->planes[p] + i;
-                };
-                copy_part<COUNT, true>(sources, window, row, x + i - window.first_column,
-                                       part, plane);
-            }
+            const auto from = [&](std::int32_t plane) {
+                return run->planes[plane] + first;
+            };
+            const auto to = [&](std::int32_t plane) {
+                return window.at(row, plane) + x + first - window.first_column;
+            };
+            copy_parts<COUNT, true>(frame, sources.form, layer,
+                                    from(hidden_run::POSITION), count, from, to);
         }
     }
 }
 
-// How the sources of a layer get into a window.
-enum class copied { NONE, ALL, PARTS };
-
-// Copies `count` columns from column `first` of a row of the window on, which are of one
-// block.
+// Copies `count` sources of a row, which are of one run, from column `first` of the
+// window on.
 template <std::int32_t COUNT>
-HWY_INLINE void copy_columns(const layered_frame& frame,
-                             const gather::gather_frame& sources, std::int32_t layer,
-                             const vectors::source_window& window, std::int32_t row,
-                             std::int32_t first, std::int32_t count, copied how) {
-    const vector_tag tag;
+HWY_INLINE void copy_run(const layered_frame& frame, const gather::gather_frame& sources,
+                         std::int32_t layer, const vectors::source_window& window,
+                         std::int32_t row, std::int32_t first, std::int32_t count) {
     const std::int32_t x = window.first_column + first;
     const std::int32_t y = window.first_row + row;
-    const float* const from = sources.planes->row(y, source_planes::SHAPE) + x;
-    const float* const diameters = frame.diameters->row(y) + x;
-    for (std::int32_t i = 0; i < count; i += LANES) {
-        const auto plane = [&](std::int32_t p) {
-            return from + p * sources.planes->plane_stride() + i;
-        };
-        vector part = hn::Set(tag, how == copied::ALL ? 1.0F : 0.0F);
-        if (how == copied::PARTS)
-            part = part_of_layer(*frame.layers, layer, diameters + i);
-        copy_part<COUNT, false>(sources, window, row, first + i, part, plane);
-    }
-}
+    const float* const original = sources.planes->row(y, source_planes::SHAPE) + x;
+    const std::ptrdiff_t stride = sources.planes->plane_stride();
+    const auto from = [=](std::int32_t plane) { return original + plane * stride; };
+    const auto to = [&](std::int32_t plane) { return window.at(row, plane) + first; };
 
-// How the columns of a window that are of one block are copied.
-inline copied how_to_copy(const gather::block_grid& grid, std::int32_t block_row,
-                          std::int32_t block, std::int32_t layer) {
-    if (block < 0 || block >= grid.columns) return copied::NONE;
-    const std::uint32_t layers = grid.row(block_row)[block].groups;
-    if ((layers >> layer & 1U) == 0) return copied::NONE;
-    return layers == 1U << layer ? copied::ALL : copied::PARTS;
+    // outside the picture are no sources
+    const bool inside = x >= 0 && x < frame.diameters->width();
+    const std::uint32_t layers =
+        inside ? frame.diameters->layers(x / gather::BLOCK_COLUMNS, y) : 0;
+    if ((layers >> layer & 1U) == 0) {
+        for_each_plane<COUNT>(sources.form, [&](std::int32_t plane, float none) {
+            std::fill_n(to(plane), count, none);
+        });
+    } else if (layers == 1U << layer) {
+        for_each_plane<COUNT>(sources.form, [&](std::int32_t plane, float /*none*/) {
+            std::copy_n(from(plane), count, to(plane));
+        });
+    } else {
+        copy_parts<COUNT, false>(frame, sources.form, layer, frame.diameters->row(y) + x,
+                                 count, from, to);
+    }
 }
 
 // Copies the sources of the layer that the window is about, with the first COUNT
@@ -146,22 +150,14 @@ HWY_NOINLINE void copy_layer(const layered_frame& frame,
                              const vectors::source_window& window) {
     // vectors that begin in the last columns read two tiles past them
     const std::int32_t count = window.columns() + 2 * gather::TILE_COLUMNS;
-    const std::int32_t block_row = window.first_row / gather::BLOCK_ROWS;
     for (std::int32_t row = 0; row < window.rows; ++row) {
         for (std::int32_t i = 0; i < count;) {
+            // up to the end of the run
             const std::int32_t x = window.first_column + i;
-            // some columns lie left of the first block
-            const std::int32_t block = x < 0 ? -1 : x / gather::BLOCK_COLUMNS;
+            const std::int32_t left = x & (gather::BLOCK_COLUMNS - 1);
             const std::int32_t columns =
-                std::min((block + 1) * gather::BLOCK_COLUMNS - x, count - i);
-            const auto copy = [&](copied how) HWY_ATTR {
-                copy_columns<COUNT>(frame, sources, layer, window, row, i, columns, how);
-            };
-            switch (how_to_copy(*sources.blocks, block_row, block, layer)) {
-                case copied::NONE: copy(copied::NONE); break;
-                case copied::ALL: copy(copied::ALL); break;
-                case copied::PARTS: copy(copied::PARTS); break;
-            }
+                std::min(gather::BLOCK_COLUMNS - left, count - i);
+            copy_run<COUNT>(frame, sources, layer, window, row, i, columns);
             i += columns;
         }
     }

@@ -1,9 +1,10 @@
 #include "plugin/layered/mixed_edges.h"
 
 #include <array>
+#include <bit>
 #include <cstddef>
 
-#include "plugin/fast/gather/tiling.h"
+#include "plugin/layered/depth_steps.h"
 
 using gather::BLOCK_COLUMNS;
 
@@ -96,24 +97,11 @@ void find_at(const visible_picture& picture, std::int32_t x, std::int32_t y,
 void find_mixed(const visible_picture& picture, std::int32_t y,
                 std::vector<mixed_pixel>& found) {
     const diameter_map& map = *picture.diameters;
-    const float* const own = map.row(y);
-    const float* const above = map.row(std::max(y - 1, 0));
-    const float* const below = map.row(std::min(y + 1, map.height() - 1));
     const float least = EDGE_GAPS * picture.tolerance;
     for (std::int32_t x = 0; x < map.width(); x += BLOCK_COLUMNS) {
-        const std::int32_t columns = std::min(BLOCK_COLUMNS, map.width() - x);
-        // most runs have no edge: see that in one go
-        float step[BLOCK_COLUMNS];
-        std::int32_t edges = 0;
-        for (std::int32_t i = 0; i < columns; ++i) {
-            const float* const at = own + x + i;
-            step[i] = *at - std::min(std::min(at[-1], at[1]),
-                                     std::min(above[x + i], below[x + i]));
-            edges += step[i] > least ? 1 : 0;
-        }
-        for (std::int32_t i = 0; edges > 0 && i < columns; ++i) {
-            if (step[i] > least) find_at(picture, x + i, y, found);
-        }
+        run_bits left = nearer_beside(map, x, y, least);
+        for (; left != 0; left &= left - 1)
+            find_at(picture, x + std::countr_zero(left), y, found);
     }
 }
 

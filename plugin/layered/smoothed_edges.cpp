@@ -1,8 +1,9 @@
 #include "plugin/layered/smoothed_edges.h"
 
+#include <bit>
 #include <limits>
 
-#include "plugin/fast/gather/tiling.h"
+#include "plugin/layered/depth_steps.h"
 
 using gather::BLOCK_COLUMNS;
 
@@ -10,8 +11,6 @@ namespace layered {
 
 namespace {
 
-// How far surfaces may go on unevenly beyond an edge, as a part of the step between them.
-constexpr float EVEN = 0.1F;
 // So near to the front surface a pixel belongs to it: a part of the step, and so many
 // times what the surface changes by from pixel to pixel.
 constexpr float AT_FRONT = 0.03F;
@@ -19,11 +18,10 @@ constexpr float BEND = 2.0F;
 // How much brighter than both surfaces a mean of them may be, for noise.
 constexpr float BRIGHTER = 1.1F;
 
-struct step {
+struct pixel_place {
     std::int32_t x;
     std::int32_t y;
 };
-constexpr step LINES[] = {{1, 0}, {0, 1}, {1, 1}, {1, -1}};
 
 // How far the two surfaces lie from the pixel between them.
 struct span {
@@ -41,38 +39,30 @@ class line_finder {
   public:
     line_finder(const visible_picture& picture, float max_coc, std::int32_t x,
                 std::int32_t y)
-        : picture_(picture), max_coc_(max_coc), x_(x), y_(y) {}
+        : picture_(picture), max_coc_(max_coc), x_(x), y_(y), surface_{x, y} {}
 
-    // The pixel whose depth it gets; itself when its depth is one. Bit l of `lines` says
-    // whether line l is looked at.
-    step surface(std::int32_t lines) {
-        step best = {x_, y_};
-        float highest = 0.0F;
-        for (const step& line : LINES) {
-            const bool is_looked_at = (lines & 1) != 0;
-            lines >>= 1;
-            if (!is_looked_at) continue;
-            for (std::int32_t i = -REACH; i <= REACH; ++i) {
-                const step to = place(line, i);
-                line_[REACH + i] = picture_.diameters->row(to.y)[to.x];
-            }
-            for (const span& s : SPANS) {
-                const float height = std::abs(at(s.after) - at(-s.before));
-                if (!(height > highest) || !is_between(s, height)) continue;
-                const step from = place(line, -s.before);
-                const step to = place(line, s.after);
-                if (is_light(from, to)) continue;
-                highest = height;
-                best = belongs_to_first(s) ? from : to;
-            }
+    void look_along(const line_step& line) {
+        for (std::int32_t i = -REACH; i <= REACH; ++i) {
+            const pixel_place to = place(line, i);
+            line_[REACH + i] = picture_.diameters->row(to.y)[to.x];
         }
-        return best;
+        for (const span& s : SPANS) {
+            const float height = std::abs(at(s.after) - at(-s.before));
+            if (!(height > highest_) || !is_between(s, height)) continue;
+            const pixel_place from = place(line, -s.before);
+            const pixel_place to = place(line, s.after);
+            if (is_light(from, to)) continue;
+            highest_ = height;
+            surface_ = belongs_to_first(s) ? from : to;
+        }
     }
+    // The pixel whose depth it gets; itself when its depth is one.
+    pixel_place surface() const { return surface_; }
 
   private:
     static constexpr std::int32_t REACH = 3;
 
-    step place(const step& line, std::int32_t count) const {
+    pixel_place place(const line_step& line, std::int32_t count) const {
         return {std::clamp(x_ + count * line.x, 0, picture_.diameters->width() - 1),
                 std::clamp(y_ + count * line.y, 0, picture_.diameters->height() - 1)};
     }
@@ -91,7 +81,7 @@ class line_finder {
         const float at_front = AT_FRONT * height + BEND * (a < b ? a_goes_on : b_goes_on);
         return at(0) > std::min(a, b) + at_front && at(0) < std::max(a, b);
     }
-    bool is_light(const step& a, const step& b) const {
+    bool is_light(const pixel_place& a, const pixel_place& b) const {
         const auto light = [&](std::int32_t x, std::int32_t y) {
             return brightness(picture_.colors->Pixel(x, y));
         };
@@ -118,67 +108,29 @@ class line_finder {
     const float max_coc_;
     const std::int32_t x_;
     const std::int32_t y_;
-    float line_[2 * REACH + 1] = {};  // the diameters along it
+    float line_[2 * REACH + 1] = {};  // the diameters along the present line
+    float highest_ = 0.0F;            // step so far
+    pixel_place surface_;
 };
-
-// Rows from two above to two below one, at the first pixel of a run of BLOCK_COLUMNS.
-using rows_around = const float* const[5];
-
-// Whether the run has steps at all; most have none.
-bool has_steps(const rows_around& rows, float tolerance) {
-    std::int32_t steps = 0;
-    for (std::int32_t i = 0; i < BLOCK_COLUMNS; ++i) {
-        const float across = std::abs(rows[2][i + 2] - rows[2][i - 2]);
-        const float down = std::abs(rows[4][i] - rows[0][i]);
-        steps += (across >= tolerance ? 1 : 0) | (down >= tolerance ? 1 : 0);
-    }
-    return steps > 0;
-}
-
-// Sets bit l of a pixel's mark where line l is worth a look: the pixel lies between its
-// neighbours there, on a step that goes on evenly on one side.
-void mark_steps(const rows_around& rows, float tolerance, std::int32_t* marks) {
-    std::fill_n(marks, BLOCK_COLUMNS, 0);
-    const float* const own = rows[2];
-    std::int32_t bit = 1;
-    for (const step& line : LINES) {
-        const float* const a = rows[2 - 2 * line.y] - 2 * line.x;
-        const float* const b = rows[2 - line.y] - line.x;
-        const float* const c = rows[2 + line.y] + line.x;
-        const float* const d = rows[2 + 2 * line.y] + 2 * line.x;
-        for (std::int32_t i = 0; i < BLOCK_COLUMNS; ++i) {
-            const float height = std::abs(d[i] - a[i]);
-            const float before = std::abs(b[i] - a[i]);
-            const float after = std::abs(d[i] - c[i]);
-            const float even = before < after ? before : after;
-            const float rise = (own[i] - b[i]) * (c[i] - own[i]);
-            const std::int32_t is_step =
-                (height >= tolerance ? 1 : 0) & (even <= EVEN * height ? 1 : 0);
-            marks[i] |= is_step & (rise > 0.0F ? 1 : 0) ? bit : 0;
-        }
-        bit <<= 1;
-    }
-}
 
 }  // namespace
 
 void find_smoothed(const visible_picture& picture, float max_coc, std::int32_t y,
                    std::vector<smoothed_pixel>& found) {
     const diameter_map& map = *picture.diameters;
-    for (std::int32_t x = 0; x < map.width(); x += BLOCK_COLUMNS) {
-        const std::int32_t columns = std::min(BLOCK_COLUMNS, map.width() - x);
-        const auto row = [&](std::int32_t above) {
-            return map.row(std::clamp(y + above, 0, map.height() - 1)) + x;
-        };
-        const rows_around rows = {row(-2), row(-1), row(0), row(1), row(2)};
-        if (!has_steps(rows, picture.tolerance)) continue;
-        std::int32_t marks[BLOCK_COLUMNS];
-        mark_steps(rows, picture.tolerance, marks);
-        for (std::int32_t i = 0; i < columns; ++i) {
-            if (marks[i] == 0) continue;
-            const step from = line_finder(picture, max_coc, x + i, y).surface(marks[i]);
-            if (from.x == x + i && from.y == y) continue;
-            found.push_back({x + i, y, from.x, from.y});
+    for (std::int32_t first = 0; first < map.width(); first += BLOCK_COLUMNS) {
+        run_bits steps[LINE_COUNT];
+        if (!steps_along_lines(map, first, y, picture.tolerance, steps)) continue;
+        run_bits left = steps[0] | steps[1] | steps[2] | steps[3];
+        for (; left != 0; left &= left - 1) {
+            const std::int32_t i = std::countr_zero(left);
+            const std::int32_t x = first + i;
+            line_finder finder(picture, max_coc, x, y);
+            for (std::int32_t l = 0; l < LINE_COUNT; ++l) {
+                if ((steps[l] >> i & 1U) != 0) finder.look_along(LINES[l]);
+            }
+            const auto [from_x, from_y] = finder.surface();
+            if (from_x != x || from_y != y) found.push_back({x, y, from_x, from_y});
         }
     }
 }

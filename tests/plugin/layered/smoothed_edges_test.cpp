@@ -82,11 +82,11 @@ struct made_picture {
         : colors(new Image(WIDTH, HEIGHT, 5)) {
         diameters.resize(WIDTH, HEIGHT);
         for (int y = 0; y < HEIGHT; ++y) {
-            diameters.clear_margins(y);
             for (int x = 0; x < WIDTH; ++x) {
                 diameters.row(y)[x] = diameter(x, y);
                 std::fill_n(colors->Pixel(x, y), 5, value(x, y));
             }
+            diameters.fill_margins(y);
         }
     }
     std::vector<layered::smoothed_pixel> found() const {
