@@ -1,7 +1,7 @@
 # Times a peer: the Defocus node of Blender, on a picture with its depth.
 #
 # usage: blender --background --factory-startup --python blender_defocus.py -- \
-#            SCENE.exr FOCUS DIAMETER_PX [THREADS]
+#            SCENE.exr FOCUS DIAMETER_PX [THREADS [RESULT.exr]]
 # prints a row of a Markdown table: peer, largest blur diameter, median of five frames with
 # the node less that of five without it, so that files and start-up do not count.
 #
@@ -65,5 +65,15 @@ def median_ms(output):
     return statistics.median(times)
 
 
+def write(output, name):
+    tree.links.new(output, result.inputs["Image"])
+    scene.render.image_settings.file_format = "OPEN_EXR"
+    scene.render.image_settings.color_depth = "32"
+    scene.render.filepath = name
+    bpy.ops.render.render(write_still=True)
+
+
 without = median_ms(picture.outputs["Image"])
 print(f"| Blender Defocus | {diameter:.1f} px | {median_ms(blur.outputs[0]) - without:.1f} ms |")
+if len(arguments) > 4:
+    write(blur.outputs[0], arguments[4])

@@ -1,8 +1,9 @@
 // Times a peer: GEGL's lens blur of a picture with its depth as the mask. Only the blur
 // is timed: no start-up, no files, buffers in memory on both sides.
 //
-// usage: gegl_lens_blur SCENE.exr FOCUS_MM DIAMETER_PX [THREADS]
-// prints a row of a Markdown table: peer, largest blur diameter, median of seven runs
+// usage: gegl_lens_blur SCENE.exr FOCUS DIAMETER_PX [THREADS [RESULT.exr]]
+// prints a row of a Markdown table: peer, largest blur diameter, median of seven runs;
+// FOCUS is in the unit of the scene's depth
 //
 // The work differs: flat discs only, their radius given as a mask.
 
@@ -48,7 +49,8 @@ scene read_scene(const char* file, float focus) {
     return result;
 }
 
-double blur_once(const scene& input, double diameter) {
+// Milliseconds of one blur; `blurred` becomes its colours.
+double blur_once(const scene& input, double diameter, std::vector<float>& blurred) {
     const GeglRectangle area{0, 0, input.width, input.height};
     GeglBuffer* color = gegl_buffer_new(&area, babl_format("RaGaBaA float"));
     GeglBuffer* mask = gegl_buffer_new(&area, babl_format("Y float"));
@@ -73,9 +75,20 @@ double blur_once(const scene& input, double diameter) {
     const std::chrono::duration<double, std::milli> took =
         std::chrono::steady_clock::now() - start;
 
+    blurred.resize(input.color.size());
+    gegl_buffer_get(result, &area, 1.0, babl_format("RaGaBaA float"), blurred.data(),
+                    GEGL_AUTO_ROWSTRIDE, GEGL_ABYSS_NONE);
     g_object_unref(graph);
     for (GeglBuffer* buffer : {color, mask, result}) g_object_unref(buffer);
     return took.count();
+}
+
+void write_picture(const char* file, const scene& input, std::vector<float>& color) {
+    OIIO::ImageSpec spec(input.width, input.height, 4, OIIO::TypeDesc::FLOAT);
+    if (!OIIO::ImageBuf(spec, color.data()).write(file)) {
+        std::fprintf(stderr, "%s: cannot be written\n", file);
+        std::exit(1);
+    }
 }
 
 }  // namespace
@@ -83,7 +96,8 @@ double blur_once(const scene& input, double diameter) {
 int main(int argc, char** argv) {
     if (argc < 4) {
         std::fprintf(stderr,
-                     "usage: gegl_lens_blur SCENE.exr FOCUS_MM DIAMETER_PX [THREADS]\n");
+                     "usage: gegl_lens_blur SCENE.exr FOCUS DIAMETER_PX [THREADS "
+                     "[RESULT.exr]]\n");
         return 2;
     }
     gegl_init(nullptr, nullptr);
@@ -91,8 +105,11 @@ int main(int argc, char** argv) {
     const double diameter = std::atof(argv[3]);
     const scene input = read_scene(argv[1], static_cast<float>(std::atof(argv[2])));
 
+    std::vector<float> blurred;
     std::vector<double> times;
-    for (int run = 0; run < 7; ++run) times.push_back(blur_once(input, diameter));
+    for (int run = 0; run < 7; ++run)
+        times.push_back(blur_once(input, diameter, blurred));
+    if (argc > 5) write_picture(argv[5], input, blurred);
     std::ranges::sort(times);
     std::printf("| gegl:lens-blur | %.1f px | %.1f ms |\n", diameter,
                 times[times.size() / 2]);
