@@ -1,5 +1,6 @@
 #include "host/pixel_memory.h"
 
+#include <array>
 #include <mutex>
 #include <utility>
 
@@ -14,33 +15,42 @@ namespace {
 // 4 MB: the allocator itself keeps smaller blocks
 constexpr std::size_t LARGE_FLOATS = std::size_t{1} << 20;
 
-struct kept_block {
+struct kept_blocks {
     std::mutex mutex;
-    std::unique_ptr<float[]> pixels;
+    std::array<std::unique_ptr<float[]>, 2> pixels;  // all of one size
     std::size_t floats = 0;
 };
 
-// Never destroyed: images may outlive all other objects of the program. It lies in memory
-// of the binary, so that nothing stays behind when a library that has it is unloaded.
-union undying_block {
-    undying_block() : block() {}
-    ~undying_block() {}
+// Never destroyed: images may outlive all other objects of the program. They lie in
+// memory of the binary, so that nothing stays behind when a library that has it is
+// unloaded.
+union undying_blocks {
+    undying_blocks() : blocks() {}
+    ~undying_blocks() {}
 
-    kept_block block;
+    kept_blocks blocks;
 };
 
-kept_block& kept() {
-    static undying_block undying;
-    return undying.block;
+kept_blocks& kept() {
+    static undying_blocks undying;
+    return undying.blocks;
 }
 
-// The kept block, whatever its size.
+// Puts a block of that size among the kept ones. A null block takes one out, if there is
+// any. Kept ones of another size are freed: no frame needs more memory because of them.
 std::unique_ptr<float[]> exchange_kept(std::unique_ptr<float[]> pixels,
-                                       std::size_t& floats) {
-    kept_block& block = kept();
-    const std::lock_guard lock(block.mutex);
-    std::swap(block.floats, floats);
-    return std::exchange(block.pixels, std::move(pixels));
+                                       std::size_t floats) {
+    kept_blocks& kept_now = kept();
+    std::array<std::unique_ptr<float[]>, 2> freed;  // after the lock is gone
+    const std::lock_guard lock(kept_now.mutex);
+    if (kept_now.floats != floats) freed.swap(kept_now.pixels);
+    kept_now.floats = floats;
+    for (std::unique_ptr<float[]>& block : kept_now.pixels) {
+        if (!block == !pixels) continue;
+        block.swap(pixels);
+        break;
+    }
+    return pixels;
 }
 
 // Asks for large pages where the pixels fill at least one: the first touch of a page
@@ -60,10 +70,8 @@ void prefer_large_pages([[maybe_unused]] float* pixels,
 
 std::unique_ptr<float[]> new_pixels(std::size_t floats) {
     if (floats >= LARGE_FLOATS) {
-        // a kept block of another size is freed: no frame needs more memory because of it
-        std::size_t size = 0;
-        auto pixels = exchange_kept(nullptr, size);
-        if (pixels && size == floats) return pixels;
+        auto pixels = exchange_kept(nullptr, floats);
+        if (pixels) return pixels;
     }
     auto pixels = std::make_unique_for_overwrite<float[]>(floats);
     prefer_large_pages(pixels.get(), floats);
@@ -74,9 +82,6 @@ void recycle_pixels(std::unique_ptr<float[]> pixels, std::size_t floats) noexcep
     if (pixels && floats >= LARGE_FLOATS) exchange_kept(std::move(pixels), floats);
 }
 
-void forget_kept_pixels() noexcept {
-    std::size_t none = 0;
-    exchange_kept(nullptr, none);
-}
+void forget_kept_pixels() noexcept { exchange_kept(nullptr, 0); }
 
 }  // namespace headless

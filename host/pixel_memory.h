@@ -10,13 +10,13 @@ namespace headless {
 // the system. Throws std::bad_alloc. [any thread]
 std::unique_ptr<float[]> new_pixels(std::size_t floats);
 
-// Takes back memory that new_pixels gave for `floats`. The last block of 4 MB or more is
-// kept for the next image of its size: the frames of a shot have images of one size, and
-// fresh memory costs a page fault for each page, up to a fifth of a fast frame's time.
-// [any thread]
+// Takes back memory that new_pixels gave for `floats`. Two blocks of 4 MB or more are
+// kept for the next images of their size: the frames of a shot have a source and a result
+// of one size, and fresh memory costs a page fault for each page, up to a fifth of a fast
+// frame's time. [any thread]
 void recycle_pixels(std::unique_ptr<float[]> pixels, std::size_t floats) noexcept;
 
-// Gives the kept block back to the system. [any thread]
+// Gives the kept blocks back to the system. [any thread]
 void forget_kept_pixels() noexcept;
 
 }  // namespace headless
