@@ -28,43 +28,66 @@ frame_region frame_region_of(ofx::effect handle, const instance& self,
             .scale = scale};
 }
 
+namespace {
+
+// The picture that the host has to give of an input that is connected.
+lent_image existing(const clip_link& clip, ofx::time at) {
+    lent_image lent(clip.handle, at);
+    if (!lent) throw ofx::failure{ofx::FAILED};
+    return lent;
+}
+
+}  // namespace
+
 frame_images::frame_images(const instance& self, const lent_image& source,
                            const frame_region& region)
-    : self_(self), region_(region), depth_bounds_(source.bounds()) {
-    images_[self.source().kind.control] =
-        tool_picture(rendering_host(), source, region.blurred);
-}
+    : self_(self),
+      lent_source_(source),
+      region_(region),
+      depth_bounds_(source.bounds()) {}
 
 void frame_images::fetch(const clip_link& clip, ofx::time at,
                          Image::Component component) {
-    const lent_image lent(clip.handle, at);
-    if (!lent) throw ofx::failure{ofx::FAILED};
     headless::host& host = rendering_host();
     const ofx::pixel_rect& area = region_.blurred;
-    const std::string& control = clip.kind.control;
+    Owned<Image>& image = images_[clip.kind.control];
+    const clip_link* const map = self_.connected_depth();
     switch (clip.kind.role) {
-        case clip_role::SHAPE:
-            images_[control] = tool_picture(host, lent, lent.bounds());
-            return;
-        case clip_role::PICTURE_DEPTH:
-            // its picture came just before
-            if (images_.contains(control))
-                load_depth(host, lent, area, *images_[control]);
-            return;
+        case clip_role::SOURCE:
+            if (component == Image::Z && map) {
+                const lent_image depth = existing(*map, at);
+                image = tool_picture(host, lent_source_, area, &depth);
+                extend(*image, component, depth);
+            } else {
+                image = tool_picture(host, lent_source_, area);
+            }
+            break;
         case clip_role::DEPTH: {
-            const bool to_z = component == Image::Z;
-            if (to_z)
-                load_depth(host, lent, area, source());
-            else
-                images_[control] = tool_picture(host, lent, area);
-            extend_depth(to_z ? source() : *images_[control], component, window_of(area),
-                         window_of(lent.bounds()));
-            depth_bounds_ = lent.bounds();
-            is_extended_ = true;
-            return;
+            const lent_image depth = existing(clip, at);
+            image = tool_picture(host, depth, area);
+            extend(*image, component, depth);
+            break;
         }
-        default: images_[control] = tool_picture(host, lent, area);
+        case clip_role::SHAPE: {
+            const lent_image shape = existing(clip, at);
+            image = tool_picture(host, shape, shape.bounds());
+            break;
+        }
+        case clip_role::PICTURE: {
+            const lent_image picture = existing(clip, at);
+            const lent_image depth = existing(self_.depth_of(clip), at);
+            image = tool_picture(host, picture, area, &depth);
+            break;
+        }
+        case clip_role::PICTURE_DEPTH: break;  // came with its picture
     }
+}
+
+void frame_images::extend(Image& image, Image::Component component,
+                          const lent_image& depth) {
+    extend_depth(image, component, window_of(region_.blurred), window_of(depth.bounds()));
+    depth_bounds_ = depth.bounds();
+    is_extended_ = true;
 }
 
 void frame_images::prepare_depth(Image::Component component,

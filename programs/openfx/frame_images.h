@@ -36,18 +36,22 @@ struct stopped {};
 // All images of one frame. [render thread]
 class frame_images {
   public:
-    // The source alone. Throws std::bad_alloc, as all that follows.
+    // Borrows the three.
     frame_images(const instance& self, const lent_image& source,
                  const frame_region& region);
 
-    // Fetches the others, depth as the tool reads it in `component`: the first component
-    // of the input Depth where it reads Z, else a picture of its own. Calls `before`
-    // ahead of each, which may throw. Throws ofx::failure when the host does not give
-    // one.
+    // Fetches all that are used, depth as the tool reads it in `component`: the first
+    // component of the input Depth where it reads Z, else a picture of its own. A picture
+    // and its depth become one image in one pass. Calls `before` ahead of each, which may
+    // throw. Throws ofx::failure when the host does not give one, and std::bad_alloc, as
+    // all that follows.
     template <class Work>
     void fetch(ofx::time at, Image::Component component, Work before) {
         for (const clip_link& clip : self_.clips) {
-            if (clip.kind.role == clip_role::SOURCE || !self_.is_used(clip)) continue;
+            const bool comes_with_picture =
+                clip.kind.role == clip_role::PICTURE_DEPTH ||
+                (clip.kind.role == clip_role::DEPTH && component == Image::Z);
+            if (comes_with_picture || !self_.is_used(clip)) continue;
             before();
             fetch(clip, at, component);
         }
@@ -63,8 +67,10 @@ class frame_images {
 
   private:
     void fetch(const clip_link& clip, ofx::time at, Image::Component component);
+    void extend(Image& image, Image::Component component, const lent_image& depth);
 
     const instance& self_;
+    const lent_image& lent_source_;
     const frame_region& region_;
     std::map<std::string, Owned<Image>> images_;  // by connection
     ofx::pixel_rect depth_bounds_;                // where the depth has pixels of its own

@@ -1,5 +1,7 @@
 #include "programs/openfx/instance.h"
 
+#include <algorithm>
+
 namespace focusfall {
 
 namespace {
@@ -28,6 +30,13 @@ const clip_link* instance::connected_depth() const {
         if (clip.kind.role == clip_role::DEPTH && clip.is_connected()) return &clip;
     }
     return nullptr;
+}
+
+const clip_link& instance::depth_of(const clip_link& picture) const {
+    return *std::ranges::find_if(clips, [&](const clip_link& clip) {
+        return clip.kind.role == clip_role::PICTURE_DEPTH &&
+               clip.kind.control == picture.kind.control;
+    });
 }
 
 bool instance::is_used(const clip_link& clip) const {

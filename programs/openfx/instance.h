@@ -20,6 +20,9 @@ struct instance {
     // The input for depth; null in a context that has none, or when nothing is connected.
     const clip_link* connected_depth() const;
 
+    // The input for the depth of a further picture.
+    const clip_link& depth_of(const clip_link& picture) const;
+
     // Whether a frame needs the clip: it is connected, and so is what belongs to it, as a
     // picture is of no use without its depth.
     bool is_used(const clip_link& clip) const;

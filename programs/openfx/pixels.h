@@ -49,13 +49,11 @@ class lent_image {
 
 // The functions below work on all threads of `host`, and throw std::bad_alloc.
 
-// The pixels of `area` as the tool has them, premultiplied, with the first component as
-// depth if the picture has but one; zeros outside of what was lent.
+// The pixels of `area` as the tool has them, premultiplied; zeros outside of what was
+// lent. Z is the first component of `depth`, as far as that reaches, else that of a
+// picture that has but one.
 Owned<Image> tool_picture(headless::host& host, const lent_image& from,
-                          const ofx::pixel_rect& area);
-// Copies the first component to Z, as far as the picture reaches.
-void load_depth(headless::host& host, const lent_image& from, const ofx::pixel_rect& area,
-                Image& image);
+                          const ofx::pixel_rect& area, const lent_image* depth = nullptr);
 // Writes the pixels of `window`, those of `image`, which shows `area`, and zeros outside
 // of it. Divides by alpha where the host wants that.
 void store_picture(headless::host& host, const Image& image, const ofx::pixel_rect& area,

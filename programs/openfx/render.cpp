@@ -67,16 +67,18 @@ void render_frame(ofx::effect handle, const instance& self,
     lent_tool tool(self.kind);
     restore(*tool, self.parameters.values(at));
     const Image::Component component = depth_component(*tool, at);
-    frame_images images(self, source, region);
     if (component == Image::Z && !self.connected_depth()) {
         // an error would stop all that follows in the artist's tree
         ofx::show_message(handle, ofx::WARNING_MESSAGE,
                           "Connect a picture of the depth to Depth, or choose a Depth "
                           "Channel; until then nothing is blurred.");
-        store_picture(rendering_host(), images.source(), region.blurred, window, output);
+        const Owned<Image> unblurred =
+            tool_picture(rendering_host(), source, region.blurred);
+        store_picture(rendering_host(), *unblurred, region.blurred, window, output);
         return;
     }
     const depth_reading reading = reading_for(*tool, self, at, region);
+    frame_images images(self, source, region);
     images.fetch(at, component, [handle] { stop_if_wanted(handle); });
     images.prepare_depth(component, reading);
     const Owned<Image> result =
