@@ -199,6 +199,20 @@ TEST_P(OpenfxFrame, StopsAtOnceWhenTheHostWantsThat) {
     destroy(*instance);
 }
 
+// So that a frame ends soon after the host's wish: a thread can ask only between two
+// pieces of work.
+TEST_P(OpenfxFrame, AsksTheHostForEachSmallPieceOfWork) {
+    mini_host::processors = 1;
+    const ofx::pixel_rect format = {0, 0, 640, 360};
+    const auto instance = scene_instance(GENERAL, format);
+    edit(*instance, "FocusPosition", 480.0);
+    edit(*instance, "MaxBlurSize", 6.0);
+    EXPECT_EQ(effect_.render(*instance, format), ofx::OK);
+    EXPECT_GE(instance->asked, width(format) * height(format) / (128 * 64));
+    destroy(*instance);
+    mini_host::processors = 2;
+}
+
 // Two instances and, though that is not promised to hosts, one of them twice; an artist
 // edits meanwhile, and the host wants memory back.
 TEST_P(OpenfxFrame, MayBeMadeWhileOthersAreAndArtistsEdit) {
