@@ -18,10 +18,12 @@ int old_create(pthread_t*, const pthread_attr_t*, void* (*)(void*), void*);
 int old_join(pthread_t, void**);
 int old_once(pthread_once_t*, void (*)());
 int old_clockwait(pthread_cond_t*, pthread_mutex_t*, clockid_t, const timespec*);
+unsigned long old_strtoul(const char*, char**, int);
 __asm__(".symver old_create, pthread_create@GLIBC_2.2.5");
 __asm__(".symver old_join, pthread_join@GLIBC_2.2.5");
 __asm__(".symver old_once, pthread_once@GLIBC_2.2.5");
 __asm__(".symver old_clockwait, pthread_cond_clockwait@GLIBC_2.30");
+__asm__(".symver old_strtoul, strtoul@GLIBC_2.2.5");
 
 int __wrap_pthread_create(pthread_t* thread, const pthread_attr_t* attributes,
                           void* (*work)(void*), void* argument) {
@@ -36,6 +38,10 @@ int __wrap_pthread_once(pthread_once_t* once, void (*work)()) {
 int __wrap_pthread_cond_clockwait(pthread_cond_t* condition, pthread_mutex_t* mutex,
                                   clockid_t clock, const timespec* until) {
     return old_clockwait(condition, mutex, clock, until);
+}
+// The C++ library of GCC 14 calls it; it also reads binary numbers.
+unsigned long __wrap___isoc23_strtoul(const char* text, char** end, int base) {
+    return old_strtoul(text, end, base);
 }
 
 }  // extern "C"
