@@ -96,7 +96,7 @@ void load_row(const array_view& from, std::int32_t y, Image& image) {
 py::capsule owner_of(Owned<Image> image) {
     py::capsule owner(image.get(),
                       [](void* kept) { static_cast<Image*>(kept)->Release(); });
-    image.release();
+    static_cast<void>(image.release());  // the capsule's
     return owner;
 }
 
