@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <charconv>
 #include <cmath>
+#include <iterator>
 #include <numeric>
 #include <utility>
 
@@ -34,6 +35,32 @@ std::size_t edit_distance(std::string_view a, std::string_view b) {
         }
     }
     return row.back();
+}
+
+// The name spelled most like `name`, whatever the case; empty when none is close.
+std::string similar_name(std::string_view name, const std::vector<std::string>& names) {
+    std::string nearest;
+    std::size_t nearest_distance = name.size() / 2 + 1;
+    for (const std::string& candidate : names) {
+        const std::size_t distance = edit_distance(name, candidate);
+        if (distance < nearest_distance) {
+            nearest_distance = distance;
+            nearest = candidate;
+        }
+    }
+    return nearest;
+}
+
+// The names that contain `name`; none for a short one.
+std::vector<std::string> longer_names(std::string_view name,
+                                      const std::vector<std::string>& names) {
+    std::vector<std::string> found;
+    if (name.size() < MIN_PART) return found;
+    std::ranges::copy_if(names, std::back_inserter(found), [&](const auto& candidate) {
+        return std::search(candidate.begin(), candidate.end(), name.begin(), name.end(),
+                           same_letter) != candidate.end();
+    });
+    return found;
 }
 
 template <class Float>
@@ -81,27 +108,17 @@ std::string without_line_end(std::string text) {
 }
 
 std::string nearest_name(std::string_view name, const std::vector<std::string>& names) {
-    std::string nearest;
-    std::size_t nearest_distance = name.size() / 2 + 1;
-    for (const std::string& candidate : names) {
-        const std::size_t distance = edit_distance(name, candidate);
-        if (distance < nearest_distance) {
-            nearest_distance = distance;
-            nearest = candidate;
-        }
-    }
-    if (!nearest.empty() || name.size() < MIN_PART) return nearest;
-    for (const std::string& candidate : names) {
-        const auto part = std::search(candidate.begin(), candidate.end(), name.begin(),
-                                      name.end(), same_letter);
-        if (part != candidate.end()) return candidate;
-    }
-    return nearest;
+    const std::string nearest = similar_name(name, names);
+    if (!nearest.empty()) return nearest;
+    const std::vector<std::string> longer = longer_names(name, names);
+    return longer.empty() ? "" : longer.front();
 }
 
 std::string suggestion(std::string_view name, const std::vector<std::string>& names) {
-    const std::string nearest = nearest_name(name, names);
-    return nearest.empty() ? "" : "; did you mean \"" + nearest + "\"?";
+    const std::string nearest = similar_name(name, names);
+    const std::vector<std::string> meant =
+        nearest.empty() ? longer_names(name, names) : std::vector{nearest};
+    return meant.empty() ? "" : "; did you mean \"" + joined(meant, "\" or \"") + "\"?";
 }
 
 }  // namespace headless

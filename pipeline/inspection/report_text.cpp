@@ -10,10 +10,11 @@ namespace focusfall {
 
 namespace {
 
-// A measured value in a few digits.
+// A measured value in a few digits; large ones whole, as 65504.
 std::string brief(double value) {
+    const bool is_large = std::abs(value) >= 1000.0 && std::abs(value) < 1e7;
     char text[32];
-    std::snprintf(text, sizeof text, "%.4g", value);
+    std::snprintf(text, sizeof text, is_large ? "%.0f" : "%.4g", value);
     return text;
 }
 std::string brief(float value) { return brief(static_cast<double>(value)); }

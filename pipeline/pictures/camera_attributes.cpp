@@ -81,6 +81,8 @@ class header {
         return std::isfinite(value) && value > 0.0 ? std::optional(value) : std::nullopt;
     }
     int pixels_across() const { return spec_.full_width; }
+    // Whether it is one of OpenEXR, where this attribute must be.
+    bool is_openexr() const { return spec_.find_attribute("screenWindowWidth"); }
 
   private:
     const OIIO::ImageSpec& spec_;
@@ -120,12 +122,17 @@ std::optional<camera_value> focal_length(const header& attributes) {
 std::optional<camera_value> f_stop(const header& attributes) {
     // the picture library calls OpenEXR's "aperture" so, as photographs do
     const auto from_apex = [](double value) { return std::exp2(value / 2.0); };
-    const std::array<known_attribute, 5> known{{{"FNumber", nullptr},
+    const std::array<known_attribute, 6> known{{{"FNumber", nullptr},
                                                 {"aperture", nullptr},
+                                                {"Exif:FNumber", nullptr},
                                                 {"cameraFNumber", nullptr},
                                                 {"Exif:ApertureValue", from_apex},
                                                 {"tStop", nullptr}}};
-    return first_of(attributes, known);
+    std::optional<camera_value> found = first_of(attributes, known);
+    if (found && found->attribute == known[0].name && attributes.is_openexr()) {
+        found->attribute = "aperture";
+    }
+    return found;
 }
 
 // The width of the sensor by the pitch of a photograph's pixels.

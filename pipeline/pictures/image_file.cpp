@@ -26,16 +26,15 @@ void write_components(const Image& image, OIIO::ImageSpec spec,
     write_picture(parts, file);
 }
 
-void write_encoded(const Image& image, const std::filesystem::path& file,
-                   const picture_format& format, TypeDesc type) {
-    const int channels = format.has_alpha ? 4 : 3;
-    OIIO::ImageSpec spec(image.Width(), image.Height(), channels, type);
+void write_encoded(const Image& image, const std::filesystem::path& file, TypeDesc type,
+                   bool with_alpha) {
+    OIIO::ImageSpec spec(image.Width(), image.Height(), with_alpha ? 4 : 3, type);
     spec.attribute("oiio:UnassociatedAlpha", 1);
     spec.attribute("oiio:ColorSpace", "sRGB");
 
     const window area{0, 0, image.Width(), image.Height()};
     const Owned<Image> encoded = cropped(image, area, area);
-    encode_image(*encoded, color_encoding::srgb(), format.has_alpha);
+    encode_image(*encoded, color_encoding::srgb(), with_alpha);
     clamp_image(*encoded);
     write_components(*encoded, std::move(spec), file);
 }
@@ -62,12 +61,14 @@ void write_image(const Image& image, const std::filesystem::path& file, TypeDesc
     if (stored.is_floating_point()) {
         write_linear(image, file, format, stored);
     } else {
-        write_encoded(image, file, format, stored);
+        write_encoded(image, file, stored, format.has_alpha);
     }
 }
 
+// Without alpha it is the picture before black: a light's alpha is far below its colour,
+// and a viewer that divides by one and lays it over white or black would dim the light.
 void write_preview(const Image& image, const std::filesystem::path& file) {
-    write_encoded(image, file, format_of(file), TypeDesc::UINT8);
+    write_encoded(image, file, TypeDesc::UINT8, /*with_alpha=*/false);
 }
 
 }  // namespace focusfall

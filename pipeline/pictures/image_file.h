@@ -16,8 +16,8 @@ namespace focusfall {
 void write_image(const Image& image, const std::filesystem::path& file,
                  OIIO::TypeDesc type = OIIO::TypeDesc::HALF);
 
-// Writes the colour for viewing: 8 bits a channel, sRGB, not premultiplied. Throws
-// headless::host_error. [any thread]
+// Writes the colour for viewing, as it looks before black: 8 bits a channel, sRGB,
+// without alpha. Throws headless::host_error. [any thread]
 void write_preview(const Image& image, const std::filesystem::path& file);
 
 }  // namespace focusfall

@@ -31,6 +31,12 @@ using OIIO::TypeDesc;
     throw headless::host_error(file.string() + ": " + what.substr(0, what.find('\n')));
 }
 
+// What the library for picture files says of a file that it refuses.
+[[noreturn]] void fail_to_read(const fs::path& file, const std::string& fault) {
+    fail(file, "cannot be read, and may be damaged or cut off" +
+                   (fault.empty() ? "" : ": " + fault));
+}
+
 // Opening a pipe would wait for its other end, a folder gives baffling errors.
 void expect_regular_file(const fs::path& file) {
     std::error_code error;
@@ -162,7 +168,12 @@ picture_reader::picture_reader(fs::path file, std::uint64_t max_bytes)
     expect_regular_file(file_);
     // by its name: else each of many readers would try what one of them refuses
     input_ = OIIO::ImageInput::create(file_.string());
-    if (!input_) fail(file_, OIIO::geterror());
+    if (!input_) {
+        OIIO::geterror();  // or the library would keep it for the next fault
+        fail(file_,
+             "is no picture of a kind that is read, as OpenEXR, PNG, TIFF, JPEG, DPX and "
+             "HDR are");
+    }
     const bool is_openexr = std::string(input_->format_name()) == "openexr";
     if (is_openexr) lost_ = checked_openexr_header(file_, max_bytes);
     open(max_bytes);
@@ -185,10 +196,12 @@ void picture_reader::open(std::uint64_t max_bytes) {
     OIIO::ImageSpec first;
     if (input_->open(file_.string(), first, config)) return;
     const std::string fault = input_->geterror();
-    if (!is_luminance_chroma(file_)) fail(file_, fault);
+    if (!is_luminance_chroma(file_)) fail_to_read(file_, fault);
     memory_ = std::make_unique<memory_file>(as_rgb_file(file_, max_bytes));
     input_->set_ioproxy(&memory_->reader);
-    if (!input_->open(file_.string(), first, config)) fail(file_, input_->geterror());
+    if (!input_->open(file_.string(), first, config)) {
+        fail_to_read(file_, input_->geterror());
+    }
     note_ = "is luminance with small chroma, and is taken as R, G and B";
 }
 
@@ -208,7 +221,7 @@ picture picture_reader::read(std::size_t halved, deep_halves* halves) {
                 ? read_flattened(*input_, part, parts[i], i == halved ? halves : nullptr)
                 : input_->read_image(part, 0, 0, specs_[i].nchannels, TypeDesc::UNKNOWN,
                                      parts[i].pixels.get());
-        if (!is_read) fail(file_, input_->geterror());
+        if (!is_read) fail_to_read(file_, input_->geterror());
     }
     input_.reset();
     memory_.reset();
@@ -236,7 +249,7 @@ void write_picture(const picture& parts, const fs::path& file) {
         fail(file,
              std::string("cannot be written: ") + std::strerror(writer.error_number()));
     }
-    if (!written || !closed) fail(file, output->geterror());
+    if (!written || !closed) fail(file, "cannot be written: " + output->geterror());
     target.commit();
 }
 

@@ -15,7 +15,8 @@ OIIO::TypeDesc picture_format::nearest_type(OIIO::TypeDesc type) const {
 
 std::unique_ptr<OIIO::ImageOutput> writer_for(const std::filesystem::path& file) {
     auto writer = OIIO::ImageOutput::create(file.string());
-    if (!writer) {
+    // one of the library's writers throws everything away
+    if (!writer || std::string(writer->format_name()) == "null") {
         OIIO::geterror();  // or the library would keep it for the next fault
         throw headless::host_error(
             file.string() +

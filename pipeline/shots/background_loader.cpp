@@ -40,7 +40,11 @@ opened_background background_loader::open(const std::filesystem::path& file,
             // several may look like it
             chosen.depth = choose_depth(chosen.file, chosen.color, choices.depth_channel);
         }
-        if (!chosen.depth) throw host_error("has no depth, which a background must have");
+        if (!chosen.depth)
+            throw host_error(
+                "has no depth, which a background must have: render it with a channel Z, "
+                "or append one, as by oiiotool back.exr depth.exr --ch Z --chappend -o "
+                "back_z.exr");
         if (chosen.display != input.display) {
             throw host_error("is " + shown(chosen.display) + ", the input is " +
                              shown(input.display));

@@ -99,25 +99,32 @@ void note_direction(loaded_frame& frame, const depth_reading& reading,
              frame.depth_file.string() + "` tells more"});
 }
 
-// Tells of depths that are no distance and stay so.
-void note_zeros(loaded_frame& frame, const depth_reading& reading,
-                Image::Component component) {
+// Tells of depths that are no distance and stay so: 0, and what is not a number.
+void note_no_distances(loaded_frame& frame, const depth_reading& reading,
+                       Image::Component component) {
     const bool is_color = !frame.depth_map && component != Image::Z;
-    if (is_color || reading.choices.empty || reading.controls.inverted) return;
+    if (is_color || reading.choices.empty) return;
     const Image& depth = file_depth(frame);
-    if (!empty_pixels(depth, component, reading).holds(0.0F, 1.0F)) return;
+    const bool zero_counts = !reading.controls.inverted &&
+                             empty_pixels(depth, component, reading).holds(0.0F, 1.0F);
     std::size_t zeros = 0;
+    std::size_t no_numbers = 0;
     for (std::int32_t y = 0; y < depth.Height(); ++y) {
         for (std::int32_t x = 0; x < depth.Width(); ++x) {
-            zeros += depth.Pixel(x, y)[component] == 0.0F ? 1 : 0;
+            const float value = depth.Pixel(x, y)[component];
+            zeros += zero_counts && value == 0.0F ? 1 : 0;
+            no_numbers += std::isnan(value) ? 1 : 0;
         }
     }
-    if (zeros == 0) return;
-    frame.notes.push_back(
-        {frame.depth_file,
-         std::to_string(zeros) + (zeros == 1 ? " pixel has" : " pixels have") +
-             " a depth of 0, which is no distance, and count as nearest of all; "
-             "--empty-depth far puts them behind everything"});
+    const auto tell = [&](std::size_t count, const char* what) {
+        if (count == 0) return;
+        frame.notes.push_back(
+            {frame.depth_file, std::to_string(count) +
+                                   (count == 1 ? " pixel has" : " pixels have") + what +
+                                   "; --empty-depth far puts them behind everything"});
+    };
+    tell(zeros, " a depth of 0, which is no distance, and count as nearest of all");
+    tell(no_numbers, " a depth that is not a number, and a blur that says nothing");
 }
 
 // Tells how far the blur will spread pixels that are not finite.
@@ -221,7 +228,7 @@ void prepare(loaded_frame& frame, const load_choices& choices,
         frame.reading = reading;
         if (forecast.blur_of) {
             note_direction(frame, reading, forecast.depth);
-            note_zeros(frame, reading, forecast.depth);
+            note_no_distances(frame, reading, forecast.depth);
         }
         prepare_light(frame, light, forecast);
         prepare_backgrounds(frame, light, reading);

@@ -131,6 +131,16 @@ void rendering_stage::tell_notes(const frame_job& job) {
     tell(report.files.input, job.loaded.input.note);
     tell(report.files.output,
          expected_losses(job.loaded.input, format_, options_.output_as));
+    const OIIO::TypeDesc type = options_.output_as.type;
+    if (type != OIIO::TypeDesc::UNKNOWN && format_.nearest_type(type) != type) {
+        tell(report.files.output,
+             std::string("holds whole numbers, not ") + type.c_str());
+    }
+    if (!report.files.preview.empty() && !job.loaded.further.empty()) {
+        tell(report.files.preview, "shows the first of " +
+                                       std::to_string(1 + job.loaded.further.size()) +
+                                       " layers; --layer chooses another");
+    }
 }
 
 // Layer 0 is the first, others are the further ones.

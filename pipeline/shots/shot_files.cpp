@@ -40,8 +40,15 @@ std::set<file_identity> input_identities(const shot_options& options) {
     return inputs;
 }
 
-// Refuses places for a frame number without frame numbers.
+// Refuses places for a view, which other programs fill in, and places for a frame number
+// without frame numbers.
 void check_patterns(const shot_options& options) {
+    for (const std::string& file : {options.output, options.preview}) {
+        if (file.find("%V") == file.npos && file.find("%v") == file.npos) continue;
+        throw host_error(file +
+                         ": a name has no place for a view; one file takes all views by "
+                         "--layer all-views, and one view by --layer and its name");
+    }
     if (!options.frames.empty()) return;
     // an input may really be called so
     std::error_code unreadable;

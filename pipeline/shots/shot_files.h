@@ -27,7 +27,8 @@ std::vector<int> frames_there(const std::string& pattern);
 bool are_there(const frame_files& files);
 
 // Checks the names before anything is written. Throws headless::host_error that names the
-// file when a name has a place for a frame number and there are no frames, when an output
+// file when a name has a place for a view, or one for a frame number and there are no
+// frames, when an output
 // or the log is an input, when two outputs are one file, when a folder is missing,
 // when the output has no room for several layers, and for a view or a channel that has no
 // file to go to.

@@ -91,6 +91,15 @@ std::set<std::string> records_in(const fs::path& file) {
     return texts;
 }
 
+// Where what a picture was made from can be named instead, by its name in the record.
+std::string missing_source(const std::string& name, const std::string& file) {
+    std::string option = "--" + name;
+    std::ranges::replace(option, '_', '-');
+    return "was made from " + file +
+           ", which cannot be found; if it lies elsewhere now, " +
+           (name == "input" ? "give it as the picture to blur" : "give it by " + option);
+}
+
 bool is_younger(const fs::path& file, fs::file_time_type than) {
     std::error_code missing;
     const fs::file_time_type time = fs::last_write_time(file, missing);
@@ -200,6 +209,30 @@ std::string difference(const fs::path& file, const frame_files& files,
     return first;
 }
 
+std::string change_since(const fs::path& file) {
+    try {
+        const std::set<std::string> texts = records_in(file);
+        if (!has_its_end(file)) return "the file is damaged";
+        for (const std::string& text : texts) {
+            const json_record record = parsed_record(text);
+            for (const char* name : {"input", "depth_map", "blur_image", "background"}) {
+                if (!record.is_object() || !record.contains(name)) continue;
+                const auto source = record.at(name).at("file").get<std::string>();
+                const json_record now = record_of_file(source);
+                // what is gone cannot be newer
+                if (now.contains("time") && now != record.at(name)) {
+                    return source + " has changed since";
+                }
+            }
+        }
+    } catch (const host_error&) {
+        return "the file is damaged";
+    } catch (const json_record::exception&) {
+        return "its record is damaged";
+    }
+    return "";
+}
+
 recorded_render render_recorded_in(const fs::path& file, const shot_options& given) {
     const auto fail = [&](const std::string& what) -> host_error {
         return host_error(file.string() + ": " + what);
@@ -213,11 +246,15 @@ recorded_render render_recorded_in(const fs::path& file, const shot_options& giv
     }
     recorded_render render{given, {}, {}};
     shot_options& shot = render.shot;
+    std::string missing;  // the first file that is not there
     const auto take_file = [&](const char* name, std::string& chosen) {
         if (!chosen.empty() || !record.contains(name)) return;
         chosen = record.at(name).at("file").get<std::string>();
-        if (record_of_file(chosen) != record.at(name))
-            render.changed.emplace_back(chosen);
+        const json_record now = record_of_file(chosen);
+        if (!now.contains("time") && missing.empty()) {
+            missing = missing_source(name, chosen);
+        }
+        if (now != record.at(name)) render.changed.emplace_back(chosen);
     };
     try {
         take_file("input", shot.input);
@@ -233,9 +270,10 @@ recorded_render render_recorded_in(const fs::path& file, const shot_options& giv
         record.at("tool").get_to(shot.tool_id);
         record.at("version").get_to(shot.version);
         render.settings = record.at("settings");
-    } catch (const json_record::exception& error) {
+    } catch (const std::exception& error) {  // also choices and names that are none
         throw fail(std::string("its record is damaged: ") + error.what());
     }
+    if (!missing.empty()) throw fail(missing);
     return render;
 }
 

@@ -38,6 +38,11 @@ std::string record_text(json_record record, const input_picture& input);
 std::string difference(const std::filesystem::path& file, const frame_files& files,
                        const json_record& record);
 
+// What is wrong with the picture in `file` as far as it tells itself: that it is damaged,
+// or which file that it was made from has changed since, as a sentence; empty when
+// nothing is, and for a picture without a record. Never throws but std::bad_alloc.
+std::string change_since(const std::filesystem::path& file);
+
 // What a record says for making its picture again.
 struct recorded_render {
     shot_options shot;  // its files, how they are read and written, tool and version
@@ -46,7 +51,8 @@ struct recorded_render {
 };
 
 // The record in `file`, with the choices that `given` makes in place of its own. Throws
-// headless::host_error that names the file, when it has no record or a damaged one.
+// headless::host_error that names the file, when it has no record or a damaged one, and
+// when a file that the picture was made from is gone and `given` names no other.
 recorded_render render_recorded_in(const std::filesystem::path& file,
                                    const shot_options& given);
 

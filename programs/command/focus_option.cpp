@@ -4,10 +4,12 @@
 
 #include "programs/command/input_options.h"
 #include "programs/command/message.h"
+#include "programs/command/option_words.h"
 
 namespace focusfall {
 
 void focus_option::add_to(CLI::App& verb) {
+    const option_group group(verb, TOOL_GROUP);
     verb.add_option(
             "--focus-at", text,
             "Pixel that is to be sharp, from 0,0 at the top left: its depth becomes "

@@ -5,6 +5,7 @@
 
 #include "host/text.h"
 #include "pipeline/shots/header_lens.h"
+#include "programs/command/option_words.h"
 
 namespace focusfall {
 
@@ -26,15 +27,12 @@ std::function<std::string(const std::string&)> number_in(const choice_range& ran
 
 void input_options::add_to(CLI::App& verb, const std::string& purpose) {
     verb.add_option("input", input, purpose)->required()->type_name("FILE");
-    verb.add_option("--depth-map", depth_map, "Picture with the depth")
-        ->type_name("FILE");
+    const option_group group(verb, "What is read");
     verb.add_option("--layer", load.layers,
                     "Layer, view or part with the colour, or all-views (repeatable: "
                     "layers share one depth, views have their own)")
         ->type_name("NAME")
         ->allow_extra_args(false);
-    verb.add_option("--depth-channel", load.depth_channel, "Channel with the depth")
-        ->type_name("NAME");
     verb.add_option_function<std::string>(
             "--colorspace",
             [this](const std::string& name) {
@@ -52,7 +50,12 @@ void input_options::add_to(CLI::App& verb, const std::string& purpose) {
 }
 
 void input_options::add_depth_options(CLI::App& verb) {
+    const option_group group(verb, "Depth");
     depth_choices& depth = load.depth;
+    verb.add_option("--depth-map", depth_map, "Picture with the depth")
+        ->type_name("FILE");
+    verb.add_option("--depth-channel", load.depth_channel, "Channel with the depth")
+        ->type_name("NAME");
     verb.add_option_function<std::string>(
             "--depth-as",
             [&depth](const std::string& name) {
@@ -81,6 +84,7 @@ void input_options::add_depth_options(CLI::App& verb) {
 }
 
 void input_options::add_light_options(CLI::App& verb) {
+    const option_group group(verb, "Light");
     light_choices& light = load.light;
     verb.add_flag("--drop-non-finite", light.drop_non_finite,
                   "Fill pixels that are infinite or not a number from those around");

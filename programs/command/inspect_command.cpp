@@ -33,6 +33,7 @@ struct findings {
     std::vector<pixel_report> pixels;
     std::string lens;   // what was taken of the header; may be empty, as the next
     std::string focus;  // the edit that the focus was set by
+    std::string fault;  // why pixels could not be told
 };
 
 // Nothing about settings that nobody gave.
@@ -88,8 +89,17 @@ findings found_by(const inspect_line& line) {
     const load_choices& load = line.input.load;
     const bool has_map = !line.input.depth_map.empty();
     findings found;
-    const picture input = asks_frame ? look_at_frame(line, max_bytes, found)
-                                     : read_picture(line.input.input, max_bytes);
+    const auto looked_at = [&] {
+        if (!asks_frame) return read_picture(line.input.input, max_bytes);
+        try {
+            return look_at_frame(line, max_bytes, found);
+        } catch (const headless::host_error& error) {
+            // what the file holds is told even so, for it leads to what can be asked
+            found.fault = error.what();
+            return read_picture(line.input.input, max_bytes);
+        }
+    };
+    const picture input = looked_at();
     found.files.push_back(
         inspected(input, line.input.input,
                   {has_map ? picture_role::INPUT_WITH_MAP : picture_role::INPUT,
@@ -136,6 +146,7 @@ void inspect(const inspect_line& line) {
     guard_memory(available_memory());
     const findings found = found_by(line);
     line.as_json ? print_json(found) : print_text(found);
+    if (!found.fault.empty()) throw headless::host_error(found.fault);
 }
 
 // What is wrong with a pixel to look at; empty when nothing is.

@@ -1,5 +1,5 @@
 #pragma once
-// The words that a verb's options are written with, as CLI11 keeps them.
+// The words that a verb's options are written with, as CLI11 keeps them, and their order.
 
 #include <CLI/CLI.hpp>
 
@@ -7,6 +7,25 @@
 #include <vector>
 
 namespace focusfall {
+
+// The heading of the options that choose and set the tool.
+inline constexpr const char* TOOL_GROUP = "Tool";
+
+// While it lives, options that are added to the verb stand in help under this heading.
+class option_group {
+  public:
+    option_group(CLI::App& verb, const std::string& heading)
+        : verb_(verb), earlier_(verb.option_defaults()->get_group()) {
+        verb_.option_defaults()->group(heading);
+    }
+    ~option_group() { verb_.option_defaults()->group(earlier_); }
+    option_group(const option_group&) = delete;
+    option_group& operator=(const option_group&) = delete;
+
+  private:
+    CLI::App& verb_;
+    std::string earlier_;
+};
 
 // The verbs that --help lists.
 std::vector<const CLI::App*> verbs_of(const CLI::App& app);

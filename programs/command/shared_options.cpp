@@ -10,6 +10,7 @@
 #include "pipeline/settings/lens_note.h"
 #include "pipeline/settings/setting_value.h"
 #include "programs/command/message.h"
+#include "programs/command/option_words.h"
 
 namespace focusfall {
 
@@ -32,6 +33,7 @@ std::string fault_of_edit(const std::string& edit) {
 }  // namespace
 
 void shared_options::add_plugin_options(CLI::App& verb) {
+    const option_group group(verb, TOOL_GROUP);
     verb.add_option("--plugin", plugins,
                     "Plug-in library to load instead of the installed ones")
         ->type_name("FILE");
@@ -39,6 +41,7 @@ void shared_options::add_plugin_options(CLI::App& verb) {
 
 void shared_options::add_class_options(CLI::App& verb) {
     add_plugin_options(verb);
+    const option_group group(verb, TOOL_GROUP);
     verb.add_option("--tool", tool_id,
                     "Tool that renders, by its short name or its identifier, as "
                     "`focusfall tools` lists them (default: " +
@@ -48,6 +51,7 @@ void shared_options::add_class_options(CLI::App& verb) {
 
 void shared_options::add_tool_options(CLI::App& verb) {
     add_class_options(verb);
+    const option_group group(verb, TOOL_GROUP);
     verb.add_option("--settings", settings,
                     "Settings file, or preset by its name (repeatable)")
         ->type_name("PRESET|FILE")

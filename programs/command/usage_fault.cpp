@@ -3,7 +3,10 @@
 #include <algorithm>
 #include <cctype>
 
+#include "host/error.h"
 #include "host/text.h"
+#include "pipeline/pictures/lower_case.h"
+#include "pipeline/session/session.h"
 #include "programs/command/option_words.h"
 
 namespace focusfall {
@@ -49,14 +52,72 @@ std::string help_line(const CLI::App& app, const CLI::App& verb) {
            "`";
 }
 
-std::string unknown_option(const CLI::App& app, const walked_line& line) {
+// The long options of a verb, without their dashes.
+texts options_of(const CLI::App& verb) {
     texts names;
-    for (const CLI::Option* option : line.verb->get_options()) {
-        for (const std::string& name : names_of(*option)) {
-            if (name.size() > 2) names.push_back(name);
+    for (const CLI::Option* option : verb.get_options()) {
+        for (const std::string& name : option->get_lnames()) names.push_back(name);
+    }
+    return names;
+}
+
+// The controls that a verb sets; none where no plug-in can be loaded.
+texts controls_of(const CLI::App& verb) {
+    if (!verb.get_option_no_throw("--set")) return {};
+    texts names;
+    try {
+        session opened({});
+        const auto tool = opened.create_tool();
+        for (const headless::control* control : tool->controls()) {
+            names.push_back(control->info().id);
+        }
+    } catch (const headless::host_error&) {
+        return {};
+    }
+    return names;
+}
+
+// Those of the names that hold the word; shorter words are in too many.
+texts holding(const texts& names, const std::string& word) {
+    constexpr std::size_t MIN_WORD = 3;
+    texts found;
+    for (const std::string& name : names) {
+        const bool holds = lowered(name).find(lowered(word)) != name.npos;
+        if (holds && word.size() >= MIN_WORD) found.push_back(name);
+    }
+    return found;
+}
+
+// Options and controls that hold the word that was taken for an option; without such the
+// one that is spelled most like it. Empty when there is none.
+std::string option_hint(const CLI::App& verb, const std::string& word) {
+    const texts options = options_of(verb);
+    const texts controls = controls_of(verb);
+    for (const std::string& id : controls) {
+        if (headless::same_ignoring_case(id, word)) {
+            return "; " + id + " is a control, write --set " + id + "=VALUE";
         }
     }
-    const std::string hint = headless::suggestion(line.unknown, names);
+    texts meant = holding(options, word);
+    texts also = holding(controls, word);
+    if (meant.empty() && also.empty()) {
+        texts all = options;
+        all.insert(all.end(), controls.begin(), controls.end());
+        const std::string nearest = headless::nearest_name(word, all);
+        const bool is_option = std::ranges::count(options, nearest) > 0;
+        if (!nearest.empty()) (is_option ? meant : also) = {nearest};
+    }
+    for (std::string& name : meant) name = "\"--" + name + "\"";
+    for (std::string& id : also) id = "\"--set " + id + "=VALUE\"";
+    meant.insert(meant.end(), also.begin(), also.end());
+    return meant.empty() ? "" : "; did you mean " + headless::joined(meant, " or ") + "?";
+}
+
+std::string unknown_option(const CLI::App& app, const walked_line& line) {
+    const std::size_t dashes = line.unknown.find_first_not_of('-');
+    const std::string word =
+        dashes == std::string::npos ? "" : line.unknown.substr(dashes);
+    const std::string hint = option_hint(*line.verb, word);
     return "there is no option \"" + line.unknown + "\"" +
            (line.verb == &app ? "" : " of " + line.verb->get_name()) +
            (hint.empty() ? "; " + help_line(app, *line.verb) + " lists all" : hint);
@@ -94,7 +155,8 @@ std::string usage_fault(const CLI::App& app, const texts& words,
         return "no command is given; " + help_line(app, app) + " lists all";
     }
     const std::string message = error.what();
-    if (error.get_name() == "ExtrasError" || app.remaining_size(true) > 0) {
+    // a value that is refused may be one that others were meant to follow
+    if (app.remaining_size(true) > 0 && error.get_name() != "ValidationError") {
         return too_many(app, *line.verb);
     }
     if (error.get_name() == "RequiredError") {

@@ -1,6 +1,6 @@
 // Any text as an argument of --set, --frames, --focus-at or the options that say how
-// depth and light are read, as a file name with frame numbers, or as the names of
-// channels and a name to find among them, chosen by its first letter.
+// depth and light are read, as a file name with frame numbers, as the record of a render,
+// or as the names of channels and a name to find among them, chosen by its first letter.
 
 #include <cmath>
 #include <set>
@@ -15,6 +15,7 @@
 #include "pipeline/session/session.h"
 #include "pipeline/settings/setting_value.h"
 #include "pipeline/shots/frame_range.h"
+#include "pipeline/shots/shot_record.h"
 #include "tests/fuzz/fuzzing.h"
 
 using namespace focusfall;
@@ -129,6 +130,25 @@ void check_reading(const std::string& text) {
                 [](const color_encoding& encoding) { return encoding.name(); });
 }
 
+// The record of a picture: refused by a message that names the picture, or settings that
+// a tool takes or refuses by a message.
+void check_record(const std::string& text) {
+    OIIO::ImageSpec spec(1, 1, 1, OIIO::TypeDesc::HALF);
+    spec.attribute("focusfall", text);
+    picture file;
+    file.push_back(empty_part(spec));
+    static const std::filesystem::path name = write_scratch_file("-record.exr", {}, 0);
+    write_picture(file, name);
+    expect_named_errors(name.string(), [&] {
+        session_options options = options_with("");
+        shot_options given;
+        given.input = given.depth_map = given.blur_image = given.background = "there";
+        options.start = render_recorded_in(name, given).settings;
+        expect_named_errors("", [&] { session(options).create_tool(); });
+        render_recorded_in(name, {});  // with the files that it names
+    });
+}
+
 // The words are a meaning, millimetres, a near and a far distance and depths: what is a
 // depth stays one, and comes back.
 void check_mapping(const std::string& text) {
@@ -187,6 +207,11 @@ extern "C" int LLVMFuzzerInitialize(int* argc, char*** argv) {
           "rCineon",
           "rGamma2.2",
           "rrec709",
+          R"(j{"tool": "x", "version": "1", "input": {"file": "/in.exr", "time": "a"},)"
+          R"( "read": {"layer": ["left"], "depth-as": "ray", "empty-depth": "0=far",)"
+          R"( "highlights": "8,0.8", "colorspace": "sRGB", "depth-scale": 10},)"
+          R"( "write": {"data-type": "float"}, "settings": {"MaxBlurSize": 4,)"
+          R"( "BlurStyle": "Polygon", "FocusPosition": [[1, 2], [3, 4]]}})",
           "minverse 10 300 1000 0 0.5 1 1e30",
           "minverse 0 300 1000 0 0.5 1",
           "mray 1000 1 1 5",
@@ -212,6 +237,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         case 'f': check_frames(text); break;
         case 'p': check_pattern(text); break;
         case 'n': check_names(text); break;
+        case 'j': check_record(text); break;
         case 'r': check_reading(text); break;
         case 'm': check_mapping(text); break;
         default: return -1;

@@ -1,5 +1,5 @@
 #pragma once
-// What the fuzz targets share: a file in memory, seeds, and what counts as a fault.
+// What the fuzz targets share: a file for the input, seeds, and what counts as a fault.
 
 #include <unistd.h>
 
@@ -31,15 +31,13 @@ void expect_named_errors(const std::string& culprit, const Work& work) {
     }
 }
 
-// A file in memory of this process, which a crash leaves behind.
+// A file of this process, which a crash leaves behind.
 inline std::filesystem::path write_scratch_file(const std::string& ending,
                                                 const std::uint8_t* data,
                                                 std::size_t size) {
     namespace fs = std::filesystem;
-    static const fs::path folder =
-        fs::is_directory("/dev/shm") ? fs::path("/dev/shm") : fs::temp_directory_path();
-    const fs::path file =
-        folder / ("focusfall-fuzz-" + std::to_string(getpid()) + ending);
+    const fs::path file = fs::temp_directory_path() /
+                          ("focusfall-fuzz-" + std::to_string(getpid()) + ending);
     std::ofstream stream(file, std::ios::binary);
     stream.write(reinterpret_cast<const char*>(data), static_cast<std::streamsize>(size));
     expect(stream.flush().good(), file.string() + " cannot be written");

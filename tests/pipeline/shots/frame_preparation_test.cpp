@@ -211,13 +211,23 @@ TEST_F(FramePreparation, TellsOfDepthsThatAreNoDistance) {
     tool->set("MaxBlurSize", 5);
     tool->set("FocusPosition", 30);
     shot_options options = shot("in.exr", "out.exr");
-    options.depth_map = path("sky.exr");
-    rendered(options);
-    ASSERT_EQ(noted.size(), 1U);
-    EXPECT_NE(noted[0].find("600 pixels have a depth of 0"), std::string::npos);
-    options.load.depth.empty = parsed_empty_depth("far");
-    rendered(options);
-    EXPECT_TRUE(noted.empty()) << noted.front();
+    const auto broken = [](int x, int) { return x == 7 ? NAN : 60.0 - x; };
+    write("broken.exr",
+          made_part(DISPLAY, DISPLAY, {{"depth.Z", TypeDesc::FLOAT, broken}}));
+    const std::pair<const char*, const char*> cases[] = {
+        {"sky.exr", "600 pixels have a depth of 0"},
+        {"broken.exr", "40 pixels have a depth that is not a number"}};
+    for (const auto& [file, told] : cases) {
+        options.depth_map = path(file);
+        options.load.depth.empty.reset();
+        options.load.light.drop_non_finite = true;  // colours only
+        rendered(options);
+        ASSERT_EQ(noted.size(), 1U);
+        EXPECT_NE(noted[0].find(told), std::string::npos) << noted[0];
+        options.load.depth.empty = parsed_empty_depth("far");
+        rendered(options);
+        EXPECT_TRUE(noted.empty()) << noted.front();
+    }
 }
 
 TEST_F(FramePreparation, ScalesAMapOfAnotherSizeAndSaysSo) {

@@ -51,7 +51,8 @@ TEST_F(HeaderLens, ComesFromTheAttributesOfTheStandard) {
     write_with("in.exr", add_standard_lens);
     const std::string told = set_lens_of("in.exr");
     expect_lens(50.0, 24.9, 2.8, 3500.0);
-    for (const char* text : {"FocalLength=50 (nominalFocalLength)", "(focus)"}) {
+    for (const char* text :
+         {"FocalLength=50 (nominalFocalLength)", "(focus)", "FStop=2.8 (aperture)"}) {
         EXPECT_NE(told.find(text), std::string::npos) << told;
     }
     EXPECT_EQ(told.find("does not tell"), std::string::npos) << told;
@@ -101,6 +102,11 @@ TEST_F(HeaderLens, ComesFromTheAttributesOfRenderersAndPhotographs) {
     });
     set_lens_of("photo.exr");
     expect_lens(6.0, 8.0, 1.8, 1500.0);
+    write_with("exif.exr",
+               [](OIIO::ImageSpec& spec) { spec.attribute("Exif:FNumber", 2.5F); });
+    set_lens_of("exif.exr");
+    EXPECT_NEAR(value("FStop"), 2.5, 1e-6);
+    tool->set("FStop", "1.8");
 
     // numbers for "none", and values that no control takes
     write_with("odd.exr", [](OIIO::ImageSpec& spec) {

@@ -111,7 +111,11 @@ TEST_F(Layers, OfAllViewsHaveTheirOwnDepths) {
     options.load.layers = {"right"};
     const picture alone = rendered(options);
     options.load.layers = {ALL_VIEWS};
+    options.preview = path("look.png");
     EXPECT_EQ(values(rendered(options)[1], "blur"), values(alone[1], "blur"));
+    const std::string told = "look.png: shows the first of 2 layers";
+    EXPECT_TRUE(std::ranges::any_of(
+        noted, [&](const std::string& note) { return note.starts_with(told); }));
 }
 
 TEST_F(Layers, AreAllFreedOfWhatIsNotFinite) {

@@ -254,6 +254,24 @@ TEST_F(RenderedPicture, IsWrittenAsTheOptionsAsk) {
     EXPECT_EQ(preview[0].spec.format, TypeDesc::UINT8);
     EXPECT_EQ(data_window(preview[0].spec), DISPLAY);
 
+    // a light on transparent film keeps its brightness where it is looked at
+    write("light.exr", made_part(DISPLAY, DISPLAY,
+                                 {{"R", TypeDesc::HALF, [](int, int) { return 1.0; }},
+                                  {"G", TypeDesc::HALF, [](int, int) { return 1.0; }},
+                                  {"B", TypeDesc::HALF, [](int, int) { return 1.0; }},
+                                  {"A", TypeDesc::HALF, [](int, int) { return 0.1; }},
+                                  {"Z", TypeDesc::FLOAT, ramp}}));
+    options.input = path("light.exr");
+    tool->set("MaxBlurSize", 0);
+    rendered(options);
+    const picture light = read_picture(options.preview);
+    EXPECT_EQ(light[0].spec.nchannels, 3);
+    EXPECT_EQ(values(light[0], "R").front(), 1.0F);
+
+    options.output = path("bytes.png");
+    rendered(options);
+    EXPECT_EQ(noted.back(), "bytes.png: holds whole numbers, not float");
+
     write("grey.tif", made_part(DISPLAY, DISPLAY, {{"Y", TypeDesc::UINT16, ramp}}));
     tool->set("MaxBlurSize", 0);
     tool->set("BlurChannel", "Green");

@@ -31,6 +31,7 @@ TEST_F(ShotFiles, AreCheckedBeforeAnythingIsWritten) {
          "out.exr: would be written twice, as output and preview"},
         {[&](auto& o) { o.log = path("in.exr"); }, "in.exr: is an input"},
         {[&](auto& o) { o.output = path("none/out.exr"); }, "its folder is missing"},
+        {[&](auto& o) { o.output = path("out_%V.exr"); }, "--layer all-views"},
         {[&](auto& o) { o.preview = path("p.##.png"); }, "--frames"},
         {[&](auto& o) { o.input = path("in.####.exr"); }, "--frames"},
         {[&](auto& o) { o.frames = two; }, "out.exr: would be written twice; put ####"},

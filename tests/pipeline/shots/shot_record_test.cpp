@@ -129,11 +129,26 @@ TEST_F(ShotRecord, MakesThePictureAgainBitForBit) {
     EXPECT_EQ(changed.shot.output_as.compression, "zips");
 }
 
+TEST_F(ShotRecord, SaysWhatIsGoneAndHowToNameItInstead) {
+    shot_options options = shot("in.exr", "out.exr");
+    options.depth_map = path("map.exr");
+    rendered(options);
+    fs::rename(path("map.exr"), path("moved.exr"));
+    const std::string error = error_of([&] { render_recorded_in(options.output, {}); });
+    EXPECT_NE(error.find(path("map.exr") + ", which cannot be found"), error.npos);
+    EXPECT_NE(error.find("--depth-map"), error.npos) << error;
+    shot_options given;
+    given.depth_map = path("moved.exr");
+    EXPECT_TRUE(render_recorded_in(options.output, given).changed.empty());
+}
+
 TEST_F(ShotRecord, IsRefusedWhenThereIsNoneOrItIsDamaged) {
     const std::pair<const char*, const char*> cases[] = {
         {"", "no record"},
         {"Focusfall 0.1; FStop=4", "older version"},
-        {"{\"tool\": 3}", "damaged"}};
+        {R"({"tool": 3})", "damaged"},
+        {R"({"input": {"file": ""}})", "damaged"},
+        {R"({"read": {"depth-as": "tree"}, "write": {}})", "damaged"}};
     for (const auto& [text, told] : cases) {
         picture_part part = made_part(DISPLAY, DISPLAY, scene_channels());
         if (*text) part.spec.attribute("focusfall", text);

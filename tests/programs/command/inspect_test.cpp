@@ -79,6 +79,19 @@ TEST_F(inspects, PixelsByTheSettingsThatAreGiven) {
         EXPECT_EQ(ran.status, 1) << wrong;
         EXPECT_TRUE(has(ran.errors, "outside the picture")) << ran.errors;
     }
+    // which of two views is meant is for the caller to say; the views are told
+    std::vector<picture_part> parts;
+    for (const char* view : {"left", "right"}) {
+        parts.push_back(made_part(FRAME, FRAME, scene_channels()));
+        parts.back().spec.attribute("oiio:subimagename", view);
+        parts.back().spec.attribute("view", view);
+    }
+    write("views.exr", parts);
+    const run_result views = run("inspect views.exr --json --at 1,2");
+    EXPECT_EQ(views.status, 1);
+    EXPECT_TRUE(has(views.errors, "--layer: left, right")) << views.errors;
+    EXPECT_EQ(json::parse(views.output)["parts"].size(), 2U);
+
     EXPECT_EQ(run("inspect in.exr --at 1,2,3,4").status, 2);
     EXPECT_EQ(run("inspect in.exr --at 5:1,2").status, 2);
 }

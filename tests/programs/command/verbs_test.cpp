@@ -240,8 +240,14 @@ TEST_F(verbs, TellWhatMayBeMeantByAWrongWord) {
     } cases[] = {
         {render + "--setting super-35",
          "no option \"--setting\" of render; did you mean "
-         "\"--settings\"?"},
-        {"render --Set FStop=4 in.exr -o out.exr", "did you mean \"--set\"?"},
+         "\"--settings\" or \"--set SettingsType=VALUE\"?"},
+        {"render --Set FStop=4 in.exr -o out.exr", "did you mean \"--set"},
+        {render + "--depth Z", "\"--depth-channel\""},
+        {render + "--blur 3", "\"--set MaxBlurSize=VALUE\""},
+        {render + "--maxblursize=3",
+         "MaxBlurSize is a control, write --set MaxBlurSize="},
+        {render + "--FocusPositon 3", "did you mean \"--set FocusPosition=VALUE\"?"},
+        {render + "--set MaxBlurSize 3", "has no value; write MaxBlurSize=VALUE"},
         {render + "--frame=1-4", "did you mean \"--frames\"?"},
         {render + "--wholly-unknown", "`focusfall help render` lists all"},
         {render + "--data-type flaot", "did you mean \"float\"?"},
@@ -271,6 +277,10 @@ TEST_F(verbs, HelpExplainsEachCommandAsItsOptionDoes) {
         EXPECT_EQ(explained.output, run(verb + " --help").output);
     }
     EXPECT_NE(run("complete -- help re").output.find("render"), std::string::npos);
+    const std::string render = run("help render").output;
+    for (const char* text : {"\nDepth:", "\nShots:", "MaxBlurSize"}) {
+        EXPECT_NE(render.find(text), std::string::npos) << text;
+    }
 }
 
 TEST_F(verbs, ControlsSavesWhatWasEditedOrAll) {
