@@ -38,6 +38,8 @@ int parse_and_run(int argc, const char* const* argv) {
     add_tools_command(app);
     add_kernels_command(app);
     add_demo_command(app);
+    add_submit_command(app);
+    add_shot_status_command(app);
     add_help_commands(app);
 
     const std::string fault = argc > 1 ? fault_of_verb(app, argv[1]) : "";

@@ -1,0 +1,164 @@
+#include "programs/command/render_line.h"
+
+#include <filesystem>
+#include <utility>
+
+#include "pipeline/pictures/picture_format.h"
+#include "pipeline/process/memory_limit.h"
+#include "pipeline/shots/frame_range.h"
+#include "pipeline/shots/shot_files.h"
+#include "pipeline/shots/shot_record.h"
+#include "programs/command/message.h"
+#include "programs/command/option_words.h"
+
+namespace focusfall {
+
+namespace {
+
+constexpr const char* ALL_FRAMES = "all";
+
+}  // namespace
+
+void render_line::add_to(CLI::App& verb) {
+    add_file_options(verb);
+    add_tool_options(verb);
+    add_shot_options(verb);
+    shared.add_run_options(verb);
+    verb.footer(
+        "MaxBlurSize, FocusPosition and all other controls of the tool are set by "
+        "--set;\n"
+        "`focusfall controls` lists them.");
+}
+
+void render_line::add_file_options(CLI::App& verb) {
+    input.add_to(verb, "Picture to blur");
+    const option_group group(verb, "What is written");
+    CLI::Option* output = verb.add_option("-o,--output", shot.output, "Picture to write")
+                              ->required()
+                              ->type_name("FILE");
+    verb.add_option_function<std::string>(
+            "--from-record",
+            [this, output, picture = verb.get_option("input")](const std::string& file) {
+                from_record = file;
+                picture->required(false);
+                output->required(false);
+            },
+            "Make this picture again, by the record that it carries; what else is given "
+            "counts instead of the record")
+        ->trigger_on_parse()  // before the other two are missed
+        ->type_name("FILE");
+    verb.add_option("--preview", shot.preview,
+                    "8-bit sRGB picture to look at; for a shot with #### too")
+        ->type_name("FILE");
+    verb.add_option_function<std::string>(
+            "--view", [this](const std::string& name) { shot.view = view_named(name); },
+            "What the preview shows instead of the blur: the depth in false colours, "
+            "what "
+            "is sharp (green) in front (orange) or behind (blue), or the blur's diameter")
+        ->check(accepted_by(view_named))
+        ->type_name("{depth,focus,diameter}");
+    verb.add_option(
+            "--diameter-channel", shot.output_as.diameter_channel,
+            "Channel to add with the blur's diameter in pixels, negative in front "
+            "of the focus")
+        ->type_name("NAME");
+    verb.add_option("--data-type", data_type, "Pixel type (default: the input's)")
+        ->check(CLI::IsMember({"half", "float"}));
+    verb.add_option("--compression", shot.output_as.compression,
+                    "Compression of the output (default: the input's)")
+        ->type_name("{none,rle,zips,zip,piz,pxr24,b44,b44a,dwaa,dwab,lzw}");
+}
+
+void render_line::add_tool_options(CLI::App& verb) {
+    shared.add_tool_options(verb);
+    focus.add_to(verb);
+    const option_group group(verb, TOOL_GROUP);
+    verb.add_option("--blur-image", shot.blur_image, "Picture of the blur's shape")
+        ->type_name("FILE");
+    verb.add_option("--background", shot.background,
+                    "Picture of what lies behind, with depth, read as the input is "
+                    "(layered tool)")
+        ->type_name("FILE");
+}
+
+void render_line::add_shot_options(CLI::App& verb) {
+    const option_group group(verb, "Shots");
+    verb.add_option("--frames", frames,
+                    "Frames, as in 1-48, 1-96x2 or 1-10,20, or all that there are; file "
+                    "names need #### or %04d")
+        ->check(accepted_by([](const std::string& text) {
+            if (text != ALL_FRAMES) parse_frames(text);
+        }))
+        ->excludes("--from-record")
+        ->type_name("LIST|all");
+    verb.add_option_function<std::string>(
+            "--missing",
+            [this](const std::string& what) {
+                if (what == "skip") shot.missing = missing_frames::SKIP;
+                if (what == "nearest") shot.missing = missing_frames::NEAREST;
+            },
+            "What to do for frames whose files are not there (default: error)")
+        ->check(CLI::IsMember({"error", "skip", "nearest"}));
+    verb.add_flag("--skip-existing", shot.skip_existing,
+                  "Leave out frames whose output and preview exist, made from the same "
+                  "files with the same settings");
+    verb.add_option("--log", shot.log, "Append a line of JSON for each frame")
+        ->type_name("FILE");
+    verb.add_option("--memory-limit", shot.memory_limit,
+                    "Memory to use, as in 8GB (default: what is free, less a margin)")
+        ->transform(CLI::AsSizeValue(false))
+        ->type_name("SIZE");
+}
+
+// Completes the options by the record of the picture that is made again.
+void render_line::take_record(shot_options& options, shared_options& complete) const {
+    recorded_render recorded = render_recorded_in(from_record, options);
+    options = std::move(recorded.shot);
+    if (options.output.empty()) options.output = from_record;
+    if (complete.tool_id.empty()) complete.tool_id = options.tool_id;
+    complete.start = std::move(recorded.settings);
+    if (complete.quiet) return;
+    for (const std::filesystem::path& file : recorded.changed) {
+        print_message(file.string() + ": has changed since " + from_record +
+                      " was made from it");
+    }
+    if (options.version == FOCUSFALL_VERSION) return;
+    print_message(from_record + ": was made by version " + options.version);
+}
+
+shot_options render_line::checked(shared_options& complete) const {
+    shot_options options = shot;
+    options.input = input.input;
+    options.depth_map = input.depth_map;
+    options.load = input.load;
+    options.output_as.encoding = options.load.encoding;
+    if (frames == ALL_FRAMES) {
+        options.frames = without_holes(frames_there(options.input));
+    } else if (!frames.empty()) {
+        options.frames = parse_frames(frames);
+    }
+    if (data_type == "half") options.output_as.type = OIIO::TypeDesc::HALF;
+    if (data_type == "float") options.output_as.type = OIIO::TypeDesc::FLOAT;
+    if (options.memory_limit == UINT64_MAX) options.memory_limit = available_memory();
+    if (!from_record.empty()) take_record(options, complete);
+
+    if (output_format(options.output).has_named_channels) {
+        const std::string& name = options.output_as.compression;
+        const std::string fault = accepted_by(check_compression)(name);
+        if (!fault.empty()) throw CLI::ValidationError("--compression", fault);
+    }
+    if (!options.preview.empty()) output_format(options.preview);  // only its errors
+    check_names(options);
+    return options;
+}
+
+void render_line::finish_tool(headless::tool& tool, const shot_options& options,
+                              const shared_options& complete) const {
+    const std::string lens = input.take_lens(tool, options, complete);
+    if (!lens.empty() && !complete.quiet) {
+        print_message(options.input + ": " + lens);
+    }
+    focus.apply(tool, options, complete.quiet);
+}
+
+}  // namespace focusfall
