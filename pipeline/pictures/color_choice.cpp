@@ -96,8 +96,8 @@ std::vector<color_channels> colored_layers(const picture& file, bool incomplete)
     return layers;
 }
 
-// Every Y, and the only channel of a part, whatever its name, unless it is depth or
-// alpha.
+// Every Y that is not beside a red, and the only channel of a part, whatever its name,
+// unless it is depth or alpha.
 std::vector<color_channels> grey_layers(const picture& file) {
     std::vector<color_channels> layers;
     for (std::size_t part = 0; part < file.size(); ++part) {
@@ -108,7 +108,12 @@ std::vector<color_channels> grey_layers(const picture& file) {
             const bool lone = spec.nchannels == 1 && last != "Z" &&
                               role != color_role::RED && role != color_role::ALPHA;
             if (last != "Y" && !lone) continue;
-            layers.push_back({part, layer, i, i, i, roles_in(spec, layer).alpha});
+            const layer_roles roles = roles_in(spec, layer);
+            // two pictures of one name could not be told apart
+            const bool is_taken = !layers.empty() && layers.back().part == part &&
+                                  layers.back().layer == layer;
+            if (roles.red || is_taken) continue;
+            layers.push_back({part, layer, i, i, i, roles.alpha});
         }
     }
     return layers;

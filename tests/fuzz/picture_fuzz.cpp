@@ -115,17 +115,18 @@ void check_frame(const std::filesystem::path& file) {
     static const std::unique_ptr<headless::tool> tool = opened.create_tool();
     expect_named_errors(file.string(), [&] {
         frame_loader loader({}, MAX_BYTES);
-        opened_frame frame = loader.open({file, "", "", "", ""}, false);
+        opened_frame frame = loader.open({.input = file}, false);
         frame.splits_deep = is_splittable(frame);
         loader.load(std::move(frame));
     });
     expect_named_errors(file.string(), [&] {
         frame_loader loader({}, MAX_BYTES);
-        loader.load(loader.open({file, file, file, "", ""}, true));
+        loader.load(
+            loader.open({.input = file, .depth_map = file, .blur_image = file}, true));
     });
     expect_named_errors(file.string(), [&] {
         frame_loader loader({}, MAX_BYTES);
-        const frame_probe probe(loader, {}, {file, "", "", "", ""}, *tool, 0, false);
+        const frame_probe probe(loader, {}, {.input = file}, *tool, 0, false);
         json_of(probe.at(0, 0)).dump();
         probe.depth_around(0, 0);
     });

@@ -225,6 +225,10 @@ TEST(ChannelChoice, TakesEveryViewWithItsDepthHoweverTheFileHoldsViews) {
 }
 
 TEST(ChannelChoice, OffersNamesThatItTakes) {
+    // a luminance beside red is no picture of its own, which would have the same name
+    EXPECT_EQ(choose_color(file_of(part_with({"Y", "R", ".Y"})), "").red, 1U);
+    EXPECT_EQ(choose_color(file_of(part_with({"Y", ".Y"})), "").red, 0U);
+
     const picture files[] = {
         blender_file(), stereo_in_one_part(), two_views(),
         file_of(part_with({"R", "G", "B"}, "a"), part_with({"b.R", "b.G", "b.B"}, "b"),
