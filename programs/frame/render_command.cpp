@@ -9,8 +9,6 @@
 
 namespace {
 
-constexpr const char* TOOL = "kestrelworks.Focusfall";
-
 struct render_options {
     std::string plugin;
     std::string input;  // empty: the made-up scene
@@ -90,7 +88,7 @@ void run_render_command(const std::vector<std::string>& arguments) {
     const render_options options = options_in(arguments);
     headless::host host(options.threads, print_to_standard_error);
     host.load_plugin(options.plugin);
-    const auto tool = host.create_tool(TOOL);
+    const auto tool = host.create_tool(host.classes().front().id);
 
     const auto input = options.input.empty()
                            ? made_up_scene(options.width, options.height)
