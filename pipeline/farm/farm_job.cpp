@@ -100,7 +100,7 @@ fs::path job_folder(const std::string& output) {
 // the process, whatever ends it, takes the lock away.
 std::string job_script(const farm_job& job) {
     std::string render = quoted(job.command.string());
-    for (const std::string& word : job.words) render += " " + quoted(word);
+    for (const std::string& word : job.words) render.append(" ").append(quoted(word));
     if (!job.sets_threads) {
         render += " ${SLURM_CPUS_PER_TASK:+--threads \"$SLURM_CPUS_PER_TASK\"}";
     }
