@@ -27,26 +27,37 @@ frame_probe::frame_probe(frame_loader& loader, const load_choices& choices,
     const bool reads_z = tool.forecast({.time = time}, {}).depth == Image::Z;
     opened_frame opened = loader.open(files, needs_depth && reads_z);
     reading_ = depth_reading_of(tool, time, opened, choices);
-    frame_ = loader.load(std::move(opened));
+    frame_ = std::make_shared<loaded_frame>(loader.load(std::move(opened)));
     look_again();
 
-    const Image& depth = file_depth(frame_);
+    const Image& depth = file_depth(*frame_);
     empty_.emplace(depth, forecast_.depth, reading_);
     if (!reading_.choices.changes_values()) return;
-    tool_depth_ = mapped_depth(depth, forecast_.depth, *frame_.image, frame_.input.area,
-                               depth_window(frame_, forecast_.depth), reading_);
+    tool_depth_ = mapped_depth(depth, forecast_.depth, *frame_->image, frame_->input.area,
+                               depth_window(*frame_, forecast_.depth), reading_);
+}
+
+frame_probe::frame_probe(std::shared_ptr<loaded_frame> frame, const frame_files& files,
+                         const headless::tool& tool, TimeStamp time)
+    : files_(files),
+      tool_(tool),
+      time_(time),
+      reading_(frame->reading),
+      frame_(std::move(frame)) {
+    look_again();
+    empty_.emplace(file_depth(*frame_), forecast_.depth, reading_);
 }
 
 void frame_probe::look_again() {
-    forecast_ = forecast_of(tool_, time_, frame_.input, reading_, false);
+    forecast_ = forecast_of(tool_, time_, frame_->input, reading_, false);
 }
 
 bool frame_probe::has_depth() const {
-    return frame_.depth_map || frame_.input.depth || forecast_.depth != Image::Z;
+    return frame_->depth_map || frame_->input.depth || forecast_.depth != Image::Z;
 }
 
 void frame_probe::check(std::int64_t x, std::int64_t y) const {
-    const window& display = frame_.input.display;
+    const window& display = frame_->input.display;
     if (x >= 0 && y >= 0 && x < display.width && y < display.height) return;
     throw headless::host_error(
         files_.input.string() + ": " + shown_pixel(x, y) +
@@ -56,10 +67,10 @@ void frame_probe::check(std::int64_t x, std::int64_t y) const {
 
 pixel_report frame_probe::at(std::int64_t x, std::int64_t y) const {
     check(x, y);
-    const window& area = frame_.input.area;
-    const auto column = static_cast<std::int32_t>(frame_.input.display.x + x - area.x);
-    const auto row = static_cast<std::int32_t>(frame_.input.display.y + y - area.y);
-    const float* color = frame_.image->Pixel(column, row);
+    const window& area = frame_->input.area;
+    const auto column = static_cast<std::int32_t>(frame_->input.display.x + x - area.x);
+    const auto row = static_cast<std::int32_t>(frame_->input.display.y + y - area.y);
+    const float* color = frame_->image->Pixel(column, row);
     pixel_report pixel;
     pixel.x = x;
     pixel.y = y;
@@ -68,10 +79,10 @@ pixel_report frame_probe::at(std::int64_t x, std::int64_t y) const {
     pixel.blue = color[Image::BLUE];
     pixel.alpha = color[Image::ALPHA];
     if (!has_depth()) return pixel;
-    pixel.depth = file_depth(frame_).Pixel(column, row)[forecast_.depth];
+    pixel.depth = file_depth(*frame_).Pixel(column, row)[forecast_.depth];
     pixel.is_empty = empty_->holds(*pixel.depth, pixel.alpha);
-    const float depth =
-        tool_depth_ ? tool_depth_->Pixel(column, row)[forecast_.depth] : *pixel.depth;
+    const float depth = (tool_depth_ ? *tool_depth_ : tool_depth(*frame_))
+                            .Pixel(column, row)[forecast_.depth];
     if (forecast_.distance_of && forecast_.is_measured) {
         pixel.distance_mm = forecast_.distance_of(depth);
     }
@@ -86,7 +97,7 @@ float frame_probe::depth_around(std::int64_t x, std::int64_t y) const {
                                    ": has no depth; give a depth map by --depth-map, or "
                                    "a channel by --depth-channel");
     }
-    const window& display = frame_.input.display;
+    const window& display = frame_->input.display;
     std::vector<float> depths;
     for (std::int64_t row = std::max<std::int64_t>(y - 1, 0);
          row <= std::min(y + 1, display.height - 1); ++row) {

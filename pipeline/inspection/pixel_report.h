@@ -2,6 +2,7 @@
 // What a frame holds at one pixel, and what a tool makes of it.
 
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <utility>
 
@@ -35,6 +36,9 @@ class frame_probe {
     frame_probe(frame_loader& loader, const load_choices& choices,
                 const frame_files& files, const headless::tool& tool, TimeStamp time,
                 bool needs_depth);
+    // Looks at a frame that was loaded, and prepared by its reading.
+    frame_probe(std::shared_ptr<loaded_frame> frame, const frame_files& files,
+                const headless::tool& tool, TimeStamp time);
 
     // Follows an edit of the tool's focus.
     void look_again();
@@ -48,7 +52,7 @@ class frame_probe {
     float depth_around(std::int64_t x, std::int64_t y) const;
 
     // The input's file with all its pixels, which this then no longer has.
-    picture take_file() { return std::move(frame_.input.file); }
+    picture take_file() { return std::move(frame_->input.file); }
 
   private:
     void check(std::int64_t x, std::int64_t y) const;
@@ -58,10 +62,10 @@ class frame_probe {
     const headless::tool& tool_;
     TimeStamp time_;
     depth_reading reading_;
-    loaded_frame frame_;  // with the depth as the file has it
+    std::shared_ptr<loaded_frame> frame_;
     FrameForecast forecast_;
     std::optional<empty_pixels> empty_;
-    Owned<Image> tool_depth_;  // null: as the file has it
+    Owned<Image> tool_depth_;  // null: that of the frame
 };
 
 }  // namespace focusfall

@@ -238,6 +238,23 @@ void prepare(loaded_frame& frame, const load_choices& choices,
     }
 }
 
+headless::render_order order_of(const headless::tool& tool, TimeStamp time,
+                                const loaded_frame& frame, std::size_t layer) {
+    headless::render_order order{
+        .time = time,
+        .instead = order_values(tool, time, frame.input, frame.reading),
+        .images = {{"Input", &image_of(frame, layer)}}};
+    // a tool without a lens may have no such connections
+    if (frame.depth_map || !frame.prepared.empty()) {
+        order.images["DepthMap"] = &tool_depth(frame, layer);
+    }
+    if (frame.blur_image) order.images["BlurImage"] = frame.blur_image.get();
+    if (!frame.backgrounds.empty()) {
+        order.images["Background"] = frame.backgrounds[layer].get();
+    }
+    return order;
+}
+
 void restore_depth(Image& result, const loaded_frame& frame, std::size_t layer) {
     if (frame.prepared.empty()) return;
     const std::vector<float>& own = frame.prepared[layer].in_file;

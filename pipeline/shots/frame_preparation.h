@@ -37,6 +37,11 @@ control_values order_values(const headless::tool& tool, TimeStamp time,
 void prepare(loaded_frame& frame, const load_choices& choices,
              const depth_reading& reading, const FrameForecast& forecast);
 
+// The order by which the tool renders a layer of a frame that was prepared; its images
+// are those of the frame. [any thread]
+headless::render_order order_of(const headless::tool& tool, TimeStamp time,
+                                const loaded_frame& frame, std::size_t layer = 0);
+
 // Puts the depth of the file in the place of the tool's into a result of a layer.
 void restore_depth(Image& result, const loaded_frame& frame, std::size_t layer);
 

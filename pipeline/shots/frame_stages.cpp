@@ -147,22 +147,11 @@ void rendering_stage::tell_notes(const frame_job& job) {
 Owned<Image> rendering_stage::rendered(const frame_job& job, std::size_t layer) {
     const TimeStamp time = job.report.frame;
     const loaded_frame& loaded = job.loaded;
-    headless::render_order order{
-        .time = time,
-        .instead = order_values(tool_, time, loaded.input, loaded.reading),
-        .images = {{"Input", &image_of(loaded, layer)}},
-        .progress = [&](double part) {
-            const auto layers = static_cast<double>(1 + loaded.further.size());
-            observer_.renders(job.before, (static_cast<double>(layer) + part) / layers);
-        }};
-    // a tool without a lens may have no such connections
-    if (loaded.depth_map || !loaded.prepared.empty()) {
-        order.images["DepthMap"] = &tool_depth(loaded, layer);
-    }
-    if (loaded.blur_image) order.images["BlurImage"] = loaded.blur_image.get();
-    if (!loaded.backgrounds.empty()) {
-        order.images["Background"] = loaded.backgrounds[layer].get();
-    }
+    headless::render_order order = order_of(tool_, time, loaded, layer);
+    order.progress = [&](double part) {
+        const auto layers = static_cast<double>(1 + loaded.further.size());
+        observer_.renders(job.before, (static_cast<double>(layer) + part) / layers);
+    };
     headless::frame frame = tool_.render(order);
     check_stopped(observer_);
     if (frame.how == headless::frame::end::ABORTED) throw interrupted();

@@ -166,6 +166,10 @@ std::vector<int> frames_there(const std::string& pattern) {
     return frames;
 }
 
+std::vector<int> listed_frames(const std::string& text, const std::string& pattern) {
+    return text == ALL_FRAMES ? without_holes(frames_there(pattern)) : parse_frames(text);
+}
+
 bool are_there(const frame_files& files) {
     for (const fs::path& file : {files.output, files.preview}) {
         std::error_code missing;

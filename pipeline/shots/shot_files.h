@@ -15,6 +15,9 @@ frame_files files_of(const shot_options& options, int frame);
 // The files that a frame is made from; names may be empty.
 std::vector<std::filesystem::path> read_files(const frame_files& files);
 
+// Stands for every frame of a shot.
+inline constexpr const char* ALL_FRAMES = "all";
+
 // The frames to render: 0 alone when the options have none.
 std::vector<int> frames_of(const shot_options& options);
 
@@ -22,6 +25,10 @@ std::vector<int> frames_of(const shot_options& options);
 // places for the number in the file's name alone. Throws headless::host_error when it has
 // none or others, and when there is no such file.
 std::vector<int> frames_there(const std::string& pattern);
+
+// The frames that a text like "1-48", or "all" for those that are there and what is
+// missing between them, lists of the shot `pattern`. Throws headless::host_error.
+std::vector<int> listed_frames(const std::string& text, const std::string& pattern);
 
 // Whether all that a frame writes has been written.
 bool are_there(const frame_files& files);

@@ -15,8 +15,6 @@ namespace focusfall {
 
 namespace {
 
-constexpr const char* ALL_FRAMES = "all";
-
 }  // namespace
 
 void render_line::add_to(CLI::App& verb) {
@@ -132,11 +130,7 @@ shot_options render_line::checked(shared_options& complete) const {
     options.depth_map = input.depth_map;
     options.load = input.load;
     options.output_as.encoding = options.load.encoding;
-    if (frames == ALL_FRAMES) {
-        options.frames = without_holes(frames_there(options.input));
-    } else if (!frames.empty()) {
-        options.frames = parse_frames(frames);
-    }
+    if (!frames.empty()) options.frames = listed_frames(frames, options.input);
     if (data_type == "half") options.output_as.type = OIIO::TypeDesc::HALF;
     if (data_type == "float") options.output_as.type = OIIO::TypeDesc::FLOAT;
     if (options.memory_limit == UINT64_MAX) options.memory_limit = available_memory();
