@@ -18,6 +18,7 @@ int run_command(int argc, const char* const* argv);
 void add_tools_command(CLI::App& app);        // lists the registered tool classes
 void add_controls_command(CLI::App& app);     // lists, edits and saves controls
 void add_render_command(CLI::App& app);       // renders pictures
+void add_view_command(CLI::App& app);         // shows a picture in the browser
 void add_inspect_command(CLI::App& app);      // tells what is in a picture
 void add_kernels_command(CLI::App& app);      // draws kernels
 void add_demo_command(CLI::App& app);         // makes and renders a scene

@@ -18,7 +18,7 @@ class rendering_session {
 
     headless::tool& tool() { return *tool_; }
     interruption& stop() { return stop_; }
-    const session& opened() const { return session_; }
+    session& opened() { return session_; }
 
   private:
     session session_;

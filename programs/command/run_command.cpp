@@ -33,6 +33,7 @@ int parse_and_run(int argc, const char* const* argv) {
     app.require_subcommand(1);
     app.set_version_flag("--version", FOCUSFALL_VERSION);
     add_render_command(app);
+    add_view_command(app);
     add_inspect_command(app);
     add_controls_command(app);
     add_tools_command(app);

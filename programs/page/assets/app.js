@@ -1,0 +1,229 @@
+// Puts the page together: its parts, the keyboard, and what the page remembers.
+
+import { addFileActions, showRender } from "./files.js";
+import { Drag, edit, get, listen, onState } from "./server.js";
+import { Panel } from "./panel.js";
+import { Picture } from "./picture.js";
+import { Timeline } from "./timeline.js";
+
+const VIEWS = [
+  ["result", "Result"], ["input", "Input"], ["depth", "Depth"], ["focus", "Focus"],
+  ["diameter", "Diameter"],
+];
+const element = (id) => document.getElementById(id);
+
+// How the picture is looked at stays with the tab, also when the page is loaded again.
+const look = Object.assign({ view: "result", wipe: "", exposure: 0, transform: "srgb" },
+  JSON.parse(sessionStorage.getItem("look") ?? "{}"));
+
+function say(text) {
+  element("message").textContent = text;
+  element("message").hidden = !text;
+}
+
+async function tried(what, body) {
+  try {
+    say("");
+    return await edit(what, body);
+  } catch (error) {
+    say(error.message);
+    return null;
+  }
+}
+
+const drag = new Drag((error) => say(error.message));
+let asked = null; // the pixel that the loupe is to tell about
+let isAsking = false;
+
+async function lookAt(pixel) {
+  asked = pixel;
+  if (isAsking) return;
+  isAsking = true;
+  while (asked) {
+    const { x, y } = asked;
+    asked = null;
+    try {
+      element("loupe").textContent = shown(await get(`pixel?x=${x}&y=${y}`));
+    } catch {
+      element("loupe").textContent = "";
+    }
+  }
+  isAsking = false;
+}
+
+const digits = (value) => (typeof value === "number" ? String(Number(value.toPrecision(5))) : value);
+
+function shownDistance(mm) {
+  return mm < 1000 ? `${digits(mm)} mm` : `${digits(mm / 1000)} m`;
+}
+
+function shown(pixel) {
+  const parts = [`${pixel.x}, ${pixel.y}`];
+  if (pixel.empty) parts.push("nothing there");
+  else if (pixel.depth !== undefined) parts.push(`depth ${digits(pixel.depth)}`);
+  if (typeof pixel.distance_mm === "number") parts.push(shownDistance(pixel.distance_mm));
+  if (typeof pixel.diameter === "number") {
+    const side = pixel.diameter < 0 ? " in front" : pixel.diameter > 0 ? " behind" : "";
+    parts.push(`blur ${digits(Math.abs(pixel.diameter))} px${side}`);
+  }
+  return parts.join("   ·   ");
+}
+
+const picture = new Picture({
+  focus: (x, y, group) => {
+    say("");
+    element("hint").hidden = true;
+    drag.edit("focus", { x, y, group });
+  },
+  look: lookAt,
+  zoomed: (zoom) => { element("zoom").textContent = `${Math.round(zoom * 100)} %`; },
+  message: say,
+});
+
+function showLook() {
+  sessionStorage.setItem("look", JSON.stringify(look));
+  picture.show(look.view, look.wipe, { exposure: look.exposure, transform: look.transform });
+  element("exposure").value = look.exposure;
+  element("stops").textContent = (look.exposure > 0 ? "+" : "") + look.exposure;
+  element("transform").value = look.transform;
+  element("wipe").value = look.wipe;
+  element("legend").hidden = look.view !== "focus" && look.wipe !== "focus";
+  for (const radio of document.querySelectorAll("#views input")) {
+    radio.checked = radio.value === look.view;
+  }
+}
+
+function change(part) {
+  Object.assign(look, part);
+  showLook();
+}
+
+function fillHeader() {
+  element("wipe").append(new Option("nothing", ""));
+  VIEWS.forEach(([view, name], index) => {
+    const label = document.createElement("label");
+    label.title = `${name} (${index + 1} with Shift)`;
+    const radio = document.createElement("input");
+    radio.type = "radio";
+    radio.name = "view";
+    radio.value = view;
+    radio.addEventListener("change", () => change({ view }));
+    const text = document.createElement("span");
+    text.textContent = name;
+    label.append(radio, text);
+    element("views").append(label);
+    element("wipe").append(new Option(name, view));
+  });
+  const exposure = element("exposure");
+  exposure.addEventListener("input", () => change({ exposure: Number(exposure.value) }));
+  exposure.addEventListener("dblclick", () => change({ exposure: 0 }));
+  element("transform").addEventListener("change",
+    (event) => change({ transform: event.target.value }));
+  element("wipe").addEventListener("change", (event) => change({ wipe: event.target.value }));
+  element("fit").addEventListener("click", () => picture.fit());
+  element("one").addEventListener("click", () => picture.zoomTo(1));
+  element("full").addEventListener("click", toggleFullScreen);
+  for (const what of ["undo", "redo", "reset"]) {
+    element(what).addEventListener("click", () => tried(what));
+  }
+}
+
+function toggleFullScreen() {
+  if (document.fullscreenElement) document.exitFullscreen();
+  else document.documentElement.requestFullscreen();
+}
+
+const stops = (by) => change({ exposure: Math.min(Math.max(look.exposure + by, -6), 6) });
+
+const KEYS = {
+  f: () => picture.fit(),
+  F: toggleFullScreen,
+  1: () => picture.zoomTo(1),
+  "+": () => picture.zoomBy(1.25),
+  "-": () => picture.zoomBy(0.8),
+  "[": () => stops(-0.25),
+  "]": () => stops(0.25),
+  w: () => change({ wipe: look.wipe ? "" : look.view === "input" ? "result" : "input" }),
+};
+
+function addKeyboard() {
+  document.addEventListener("keydown", (event) => {
+    if (event.target.matches("input[type=text], select")) return;
+    if (document.querySelector("dialog[open]")) return;
+    if ((event.ctrlKey || event.metaKey) && event.key.toLowerCase() === "z") {
+      event.preventDefault();
+      return void tried(event.shiftKey ? "redo" : "undo");
+    }
+    if (event.ctrlKey || event.metaKey || event.altKey) return;
+    const digit = event.shiftKey && event.code.match(/^Digit([1-5])$/);
+    if (digit) return change({ view: VIEWS[digit[1] - 1][0] });
+    if (event.key === " " && event.target === element("viewport")) {
+      picture.isPanning = true;
+      event.preventDefault();
+    }
+    KEYS[event.key]?.();
+  });
+  document.addEventListener("keyup", (event) => {
+    if (event.key === " ") picture.isPanning = false;
+  });
+}
+
+async function fillPresets() {
+  const select = element("preset");
+  for (const { name, comment } of await get("presets")) {
+    const option = new Option(name.replaceAll("-", " "), name);
+    option.title = comment;
+    select.append(option);
+  }
+  select.addEventListener("change", () => {
+    tried("preset", { name: select.value });
+    select.value = "";
+  });
+}
+
+async function begin() {
+  let latest = null;
+  fillHeader();
+  fillPresets();
+  addFileActions(say, () => latest);
+  addKeyboard();
+  showLook();
+  const controls = await get("controls");
+  const timeline = new Timeline(picture, {
+    tried,
+    info: (id) => controls.find((one) => one.id === id),
+  });
+  timeline.setControls(controls);
+  KEYS[","] = () => timeline.step(-1);
+  KEYS["."] = () => timeline.step(1);
+  KEYS.k = () => timeline.toggleKey();
+  KEYS.p = () => element("play").click();
+  element("panel").addEventListener("focusin", (event) => {
+    const control = event.target.closest(".control");
+    if (control) timeline.choose(control.dataset.id);
+  });
+  const panel = new Panel(element("panel"), controls, {
+    edit: tried,
+    drag: (what, body) => { say(""); drag.edit(what, body); },
+    settle: () => {},
+  });
+  onState((state) => {
+    latest = state;
+    const name = state.file.split("/").at(-1);
+    document.title = `${name} · Focusfall`;
+    element("file").textContent = name;
+    element("file").title = `${state.file}, ${state.width} × ${state.height}`;
+    element("undo").disabled = !state.can_undo;
+    element("redo").disabled = !state.can_redo;
+    element("notes").textContent = [...state.notes, state.lens_note].filter(Boolean).join("; ");
+    if (state.mark) element("hint").hidden = true;
+    panel.setState(state);
+    picture.setState(state);
+    timeline.setState(state);
+  });
+  listen((isThere) => say(isThere ? "" : "The program has ended; start it again with focusfall view"),
+    showRender);
+  window.focusfall = { picture, look };
+}
+
+begin();

@@ -1,0 +1,98 @@
+// What leaves the page: settings files, the command line, and rendered pictures.
+
+import { edit, get } from "./server.js";
+
+const element = (id) => document.getElementById(id);
+
+// Asks for a file's name until `action(name, replaces)` accepts it, or the user gives up.
+function askForFile({ title, note, name, go, canReplace }, action) {
+  const dialog = element("file-dialog");
+  const field = element("file-name");
+  const replace = element("file-replace").querySelector("input");
+  element("file-title").textContent = title;
+  element("file-note").textContent = note;
+  element("file-go").textContent = go;
+  element("file-replace").hidden = !canReplace;
+  element("file-fault").textContent = "";
+  field.value = name;
+  replace.checked = false;
+  dialog.onsubmit = async (event) => {
+    event.preventDefault();
+    try {
+      await action(field.value.trim(), replace.checked);
+      dialog.close();
+    } catch (error) {
+      element("file-fault").textContent = error.message;
+    }
+  };
+  dialog.querySelector("button[value=cancel]").onclick = () => dialog.close();
+  dialog.showModal();
+  field.setSelectionRange(0, field.value.lastIndexOf("."));
+}
+
+let settingsName = "settings.json";
+
+function save() {
+  askForFile({
+    title: "Save settings", go: "Save", name: settingsName, canReplace: true,
+    note: "All values that were edited, for --settings and for this page.",
+  }, async (file, replace) => {
+    await edit("save", { file, replace });
+    settingsName = file;
+  });
+}
+
+function open() {
+  askForFile({
+    title: "Open settings", go: "Open", name: settingsName, canReplace: false,
+    note: "A settings file, as this page or focusfall controls --save writes it.",
+  }, (file) => edit("open", { file }));
+}
+
+async function copyLine(say) {
+  const { line } = await get("line");
+  try {
+    await navigator.clipboard.writeText(line);
+    say("The command line is copied");
+  } catch {
+    say(line); // to be copied by hand
+  }
+}
+
+async function render(state) {
+  const { output } = await get("line");
+  const isShot = state.frames.length > 0;
+  askForFile({
+    title: isShot ? `Render ${state.frames.length} frames` : "Render the picture",
+    go: "Render", name: output, canReplace: !isShot,
+    note: "By the same code as focusfall render; files appear whole or not at all.",
+  }, (file, replace) => edit("render", { file, replace }));
+}
+
+// How far a render is.
+export function showRender(news) {
+  const progress = element("progress");
+  progress.hidden = false;
+  progress.querySelector("progress").value = news.part;
+  progress.querySelector("progress").hidden = !news.running;
+  progress.querySelector("output").textContent = `${news.file}: ${news.text}`;
+  progress.classList.toggle("failed", Boolean(news.failed));
+  element("stop").hidden = !news.running;
+  element("render").disabled = news.running;
+}
+
+// `tell(text)` shows a line; `stateNow()` gives the state.
+export function addFileActions(tell, stateNow) {
+  const tried = (action) => async () => {
+    try {
+      await action();
+    } catch (error) {
+      tell(error.message);
+    }
+  };
+  element("save").addEventListener("click", save);
+  element("open").addEventListener("click", open);
+  element("copy").addEventListener("click", tried(() => copyLine(tell)));
+  element("render").addEventListener("click", tried(() => render(stateNow())));
+  element("stop").addEventListener("click", tried(() => edit("stop")));
+}

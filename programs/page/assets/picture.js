@@ -1,0 +1,285 @@
+// The picture: what is shown, how large, and what pointer and wheel do to it.
+
+const pageId = crypto.getRandomValues(new Uint32Array(2)).join("-");
+
+// One view, always the newest that the server has. Each request waits on the server until
+// there is a newer picture than the one that is shown.
+class Layer {
+  #request = null;
+  #turn = 0;
+
+  constructor(place, onChange, onMessage) {
+    this.place = place;
+    this.onChange = onChange;
+    this.onMessage = onMessage;
+    this.picture = null; // {bitmap, rows, version, detail, frame}
+    this.look = null;
+  }
+
+  // Null shows nothing.
+  show(look) {
+    if (JSON.stringify(look) === JSON.stringify(this.look)) return;
+    this.look = look;
+    this.#request?.abort();
+    this.#turn += 1;
+    if (look) this.#follow(this.#turn);
+    else this.picture = null;
+    this.onChange();
+  }
+
+  async #follow(turn) {
+    let version = 0;
+    let detail = "small";
+    while (turn === this.#turn) {
+      try {
+        this.#request = new AbortController();
+        const query = new URLSearchParams({
+          place: `${pageId}.${this.place}`, version, detail, ...this.look,
+        });
+        const response = await fetch(`api/picture?${query}`, { signal: this.#request.signal });
+        const bitmap = response.status === 200
+          ? await createImageBitmap(await response.blob()) : null;
+        if (turn !== this.#turn) return;
+        const made = Number(response.headers.get("X-Version") ?? 0);
+        if (bitmap) {
+          version = made;
+          detail = response.headers.get("X-Detail");
+          const rows = Number(response.headers.get("X-Rows"));
+          const frame = Number(response.headers.get("X-Frame"));
+          this.picture = { bitmap, rows, version, detail, frame };
+          this.onMessage("");
+          this.onChange();
+        } else if (response.status === 422) {
+          version = made;
+          detail = "full";
+          this.onMessage(await response.text());
+        } else if (response.status !== 204) {
+          throw new Error(await response.text());
+        }
+      } catch (error) {
+        if (turn !== this.#turn) return;
+        await new Promise((done) => setTimeout(done, 1000));
+      }
+    }
+  }
+}
+
+const MARK = 9; // radius of the focus mark
+const LARGEST_ZOOM = 64;
+
+export class Picture {
+  #canvas = document.getElementById("canvas");
+  #viewport = document.getElementById("viewport");
+  #zoom = 0; // screen pixels for one of the picture; 0: fit
+  #center = { x: 0.5, y: 0.5 }; // of the viewport, in parts of the picture
+  #wipe = 0.5; // part of the viewport's width
+  #drag = null;
+  #isDrawn = true;
+
+  // `actions`: focus(x, y, group), look(x, y) or look(null), zoomed(zoom), message(text)
+  constructor(actions) {
+    this.actions = actions;
+    const draw = () => this.draw();
+    this.left = new Layer("left", draw, actions.message);
+    this.right = new Layer("right", draw, actions.message);
+    this.size = { width: 1, height: 1 };
+    this.mark = null;
+    this.playing = null; // a picture that was kept, in place of the left one
+    new ResizeObserver(draw).observe(this.#viewport);
+    this.#viewport.addEventListener("wheel", (event) => this.#wheel(event), { passive: false });
+    this.#viewport.addEventListener("pointerdown", (event) => this.#down(event));
+    this.#viewport.addEventListener("pointermove", (event) => this.#move(event));
+    this.#viewport.addEventListener("pointerup", (event) => this.#up(event));
+    this.#viewport.addEventListener("pointercancel", () => { this.#drag = null; });
+    this.#viewport.addEventListener("pointerleave", () => actions.look(null));
+    this.#viewport.addEventListener("contextmenu", (event) => event.preventDefault());
+  }
+
+  // Views by name; `right` may be empty: no wipe.
+  show(view, right, look) {
+    this.left.show({ view, ...look });
+    this.right.show(right ? { view: right, ...look } : null);
+  }
+
+  setState(state) {
+    const isNew = state.width !== this.size.width || state.height !== this.size.height;
+    this.size = { width: state.width, height: state.height };
+    this.mark = state.mark && state.mark.frame === state.frame ? state.mark : null;
+    if (isNew) this.fit();
+    this.draw();
+  }
+
+  fit() { this.#zoom = 0; this.#center = { x: 0.5, y: 0.5 }; this.draw(); }
+
+  // `zoom` counts pixels of the screen itself.
+  zoomTo(zoom, at = null) {
+    const box = this.#box();
+    const point = at ?? { x: box.width / 2, y: box.height / 2 };
+    const held = this.#toPicture(point);
+    this.#zoom = Math.min(Math.max(zoom / devicePixelRatio, this.#fitZoom() / 4), LARGEST_ZOOM);
+    this.#center = {
+      x: (held.x - (point.x - box.width / 2) / this.#zoom) / this.size.width,
+      y: (held.y - (point.y - box.height / 2) / this.#zoom) / this.size.height,
+    };
+    this.draw();
+  }
+
+  zoomBy(factor, at = null) { this.zoomTo(this.#shownZoom() * factor * devicePixelRatio, at); }
+
+  moveWipe(by) { this.#wipe = Math.min(Math.max(this.#wipe + by, 0), 1); this.draw(); }
+
+  // What is shown now, for whoever wants to know whether it is the newest.
+  get shown() { return this.left.picture; }
+
+  draw() {
+    if (!this.#isDrawn) return;
+    this.#isDrawn = false;
+    requestAnimationFrame(() => { this.#isDrawn = true; this.#paint(); });
+  }
+
+  #box() { return this.#viewport.getBoundingClientRect(); }
+
+  #fitZoom() {
+    const box = this.#box();
+    return Math.min(box.width / this.size.width, box.height / this.size.height);
+  }
+
+  #shownZoom() { return this.#zoom || this.#fitZoom(); }
+
+  // Where the picture's top left corner is, in the viewport.
+  #origin() {
+    const box = this.#box();
+    const zoom = this.#shownZoom();
+    return {
+      x: box.width / 2 - this.#center.x * this.size.width * zoom,
+      y: box.height / 2 - this.#center.y * this.size.height * zoom,
+    };
+  }
+
+  #toPicture(point) {
+    const origin = this.#origin();
+    const zoom = this.#shownZoom();
+    return { x: (point.x - origin.x) / zoom, y: (point.y - origin.y) / zoom };
+  }
+
+  #pixelAt(event) {
+    const box = this.#box();
+    const at = this.#toPicture({ x: event.clientX - box.left, y: event.clientY - box.top });
+    const pixel = { x: Math.floor(at.x), y: Math.floor(at.y) };
+    const isInside = pixel.x >= 0 && pixel.y >= 0
+      && pixel.x < this.size.width && pixel.y < this.size.height;
+    return isInside ? pixel : null;
+  }
+
+  #isOnWipe(event) {
+    const box = this.#box();
+    return this.right.picture && Math.abs(event.clientX - box.left - this.#wipe * box.width) < 8;
+  }
+
+  #wheel(event) {
+    event.preventDefault();
+    const box = this.#box();
+    this.zoomBy(2 ** (-event.deltaY / 300),
+      { x: event.clientX - box.left, y: event.clientY - box.top });
+  }
+
+  // The main button sets the focus; another one, or the space bar held, pans.
+  #down(event) {
+    this.#viewport.setPointerCapture(event.pointerId);
+    const pans = event.button !== 0 || event.altKey || this.isPanning;
+    const kind = pans ? "pan" : this.#isOnWipe(event) ? "wipe" : "focus";
+    this.#drag = { kind, x: event.clientX, y: event.clientY, group: `focus ${Date.now()}` };
+    if (kind === "focus") this.#focus(event);
+  }
+
+  #focus(event) {
+    const pixel = this.#pixelAt(event);
+    if (pixel) this.actions.focus(pixel.x, pixel.y, this.#drag.group);
+  }
+
+  #move(event) {
+    const pixel = this.#pixelAt(event);
+    this.actions.look(pixel);
+    this.#viewport.classList.toggle("on-wipe", Boolean(this.#isOnWipe(event)));
+    if (!this.#drag) return;
+    if (this.#drag.kind === "focus") return void this.#focus(event);
+    const box = this.#box();
+    if (this.#drag.kind === "wipe") {
+      this.#wipe = Math.min(Math.max((event.clientX - box.left) / box.width, 0), 1);
+    } else {
+      const zoom = this.#shownZoom();
+      this.#zoom = zoom;
+      this.#center.x -= (event.clientX - this.#drag.x) / zoom / this.size.width;
+      this.#center.y -= (event.clientY - this.#drag.y) / zoom / this.size.height;
+      this.#drag.x = event.clientX;
+      this.#drag.y = event.clientY;
+    }
+    this.draw();
+  }
+
+  #up() { this.#drag = null; }
+
+  #paint() {
+    const box = this.#box();
+    const ratio = devicePixelRatio;
+    const width = Math.round(box.width * ratio);
+    const height = Math.round(box.height * ratio);
+    if (this.#canvas.width !== width) this.#canvas.width = width;
+    if (this.#canvas.height !== height) this.#canvas.height = height;
+    const context = this.#canvas.getContext("2d");
+    context.setTransform(ratio, 0, 0, ratio, 0, 0);
+    context.clearRect(0, 0, box.width, box.height);
+    const zoom = this.#shownZoom();
+    this.actions.zoomed(zoom * ratio);
+    context.imageSmoothingEnabled = zoom * ratio < 3;
+    context.imageSmoothingQuality = "high";
+    const split = this.right.picture ? this.#wipe * box.width : box.width;
+    this.#paintLayer(context, this.playing ?? this.left.picture, 0, split, box);
+    if (this.right.picture) {
+      this.#paintLayer(context, this.right.picture, split, box.width, box);
+      context.fillStyle = "#fff";
+      context.fillRect(split - 1, 0, 2, box.height);
+    }
+    this.#paintMark(context);
+  }
+
+  #paintLayer(context, picture, from, to, box) {
+    if (!picture) return;
+    const origin = this.#origin();
+    const zoom = this.#shownZoom();
+    const { bitmap, rows } = picture;
+    context.save();
+    context.beginPath();
+    context.rect(from, 0, to - from, box.height);
+    context.clip();
+    context.drawImage(bitmap, 0, 0, bitmap.width, rows, origin.x, origin.y,
+      this.size.width * zoom, this.size.height * zoom);
+    if (bitmap.height > rows) {
+      const wide = Math.min(to - from - 32, 560);
+      const high = (bitmap.height - rows) * wide / bitmap.width;
+      context.imageSmoothingEnabled = true;
+      context.drawImage(bitmap, 0, rows, bitmap.width, bitmap.height - rows,
+        (from + to - wide) / 2, box.height - high - 16, wide, high);
+    }
+    context.restore();
+  }
+
+  #paintMark(context) {
+    if (!this.mark) return;
+    const origin = this.#origin();
+    const zoom = this.#shownZoom();
+    const x = origin.x + (this.mark.x + 0.5) * zoom;
+    const y = origin.y + (this.mark.y + 0.5) * zoom;
+    for (const [color, wide] of [["#000a", 4], ["#7dffa0", 1.5]]) {
+      context.strokeStyle = color;
+      context.lineWidth = wide;
+      context.beginPath();
+      context.arc(x, y, MARK, 0, 2 * Math.PI);
+      for (const [dx, dy] of [[1, 0], [-1, 0], [0, 1], [0, -1]]) {
+        context.moveTo(x + dx * (MARK - 4), y + dy * (MARK - 4));
+        context.lineTo(x + dx * (MARK + 5), y + dy * (MARK + 5));
+      }
+      context.stroke();
+    }
+  }
+}

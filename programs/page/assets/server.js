@@ -1,0 +1,75 @@
+// Talks to the server: requests, and the state that it keeps and tells every page.
+
+export class Refusal extends Error {}
+
+const listeners = new Set();
+let latest = null;
+
+// Calls `listener(state)` now, if the state is known, and whenever it changes.
+export function onState(listener) {
+  listeners.add(listener);
+  if (latest) listener(latest);
+}
+
+function take(state) {
+  // answers and events may overtake each other
+  if (latest && state.version < latest.version) return;
+  latest = state;
+  for (const listener of listeners) listener(state);
+}
+
+async function checked(response) {
+  if (response.ok) return response;
+  throw new Refusal((await response.text()).trim());
+}
+
+export async function get(path) {
+  return (await checked(await fetch(`api/${path}`))).json();
+}
+
+// Sends an edit and takes the state that it leads to. Throws Refusal with the reason.
+export async function edit(what, body = {}) {
+  const options = { method: "POST", body: JSON.stringify(body) };
+  const state = await (await checked(await fetch(`api/${what}`, options))).json();
+  if (state.version !== undefined) take(state);
+  return state;
+}
+
+// Edits that follow each other quickly, as those of a drag: while one is on its way only
+// the last of the others is kept.
+export class Drag {
+  #next = null;
+  #runs = false;
+
+  constructor(onRefusal) {
+    this.onRefusal = onRefusal;
+  }
+
+  async edit(what, body) {
+    this.#next = { what, body };
+    if (this.#runs) return;
+    this.#runs = true;
+    while (this.#next) {
+      const { what: now, body: sent } = this.#next;
+      this.#next = null;
+      try {
+        await edit(now, sent);
+      } catch (error) {
+        this.onRefusal(error);
+      }
+    }
+    this.#runs = false;
+  }
+}
+
+// Listens until the page closes; `onConnection(false)` when the server is gone.
+// `onRender(news)` hears how far a render is.
+export function listen(onConnection, onRender) {
+  const events = new EventSource("api/events");
+  events.addEventListener("state", (event) => {
+    onConnection(true);
+    take(JSON.parse(event.data));
+  });
+  events.addEventListener("render", (event) => onRender(JSON.parse(event.data)));
+  events.addEventListener("error", () => onConnection(false));
+}

@@ -1,0 +1,19 @@
+#pragma once
+// Pictures for a browser.
+
+#include <string>
+
+#include "host/api/image.h"
+#include "pipeline/regions/window.h"
+#include "programs/page/page_view.h"
+
+namespace focusfall {
+
+// The pixels of `inside`, a part of the image, as a JPEG file: premultiplied colour over
+// black, by the `look`, which colours that are no light (`is_light` false) do not follow.
+// `quality` is 1 to 100. Throws headless::host_error for an unknown transform, and
+// std::bad_alloc. [any thread]
+std::string display_picture(const Image& image, const window& inside,
+                            const display_look& look, bool is_light, int quality);
+
+}  // namespace focusfall

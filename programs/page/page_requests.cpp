@@ -1,0 +1,303 @@
+#include "programs/page/page_requests.h"
+
+#include <algorithm>
+#include <charconv>
+#include <cmath>
+#include <map>
+#include <utility>
+
+#include "host/error.h"
+#include "pipeline/inspection/report_text.h"
+#include "pipeline/settings/presets.h"
+#include "pipeline/settings/settings_file.h"
+#include "pipeline/shots/render_forecast.h"
+#include "pipeline/shots/shot_files.h"
+#include "programs/page/page_files.h"
+#include "programs/page/page_paths.h"
+#include "programs/page/render_line.h"
+
+namespace focusfall {
+
+namespace {
+
+using headless::host_error;
+
+constexpr double MAX_STOPS = 20.0;
+
+// JSON of a few levels at most.
+constexpr int MAX_DEPTH = 4;
+
+page_json parsed(const std::string& text) {
+    const auto check_depth = [](int depth, page_json::parse_event_t, const page_json&) {
+        if (depth > MAX_DEPTH) throw host_error("the request is nested too deeply");
+        return true;
+    };
+    page_json body;
+    try {
+        body = page_json::parse(text, check_depth);
+    } catch (const page_json::exception&) {
+        throw host_error("the request is not valid JSON");
+    }
+    if (!body.is_object()) throw host_error("the request must be one JSON object, {...}");
+    return body;
+}
+
+// A member of the request's body of that type. Throws host_error that names it.
+template <class T>
+T member(const page_json& body, const char* name) {
+    try {
+        return body.at(name).get<T>();
+    } catch (const page_json::exception&) {
+        throw host_error(std::string("the request needs \"") + name +
+                         "\" of another type, or at all");
+    }
+}
+
+std::int64_t whole_member(const page_json& body, const char* name) {
+    const auto found = body.find(name);
+    if (found == body.end() || !found->is_number_integer()) {
+        throw host_error(std::string("the request needs a whole number \"") + name +
+                         "\"");
+    }
+    return found->get<std::int64_t>();
+}
+
+std::string text_or_empty(const page_json& body, const char* name) {
+    return body.contains(name) ? member<std::string>(body, name) : "";
+}
+
+// A number of the query; `otherwise` when there is none. Throws host_error.
+template <class T>
+T query_number(const page_request& request, const char* name, T otherwise) {
+    const auto found = request.query.find(name);
+    if (found == request.query.end()) return otherwise;
+    const std::string& text = found->second;
+    T number{};
+    const auto [stop, error] =
+        std::from_chars(text.data(), text.data() + text.size(), number);
+    if (error != std::errc() || stop != text.data() + text.size()) {
+        throw host_error(std::string("\"") + name + "\" must be a number");
+    }
+    return number;
+}
+
+std::string query_text(const page_request& request, const char* name,
+                       const std::string& otherwise) {
+    const auto found = request.query.find(name);
+    return found == request.query.end() ? otherwise : found->second;
+}
+
+bool is_true(const page_json& body, const char* name) {
+    return body.contains(name) && member<bool>(body, name);
+}
+
+page_json presets() {
+    page_json all = page_json::array();
+    for (const preset& one : installed_presets()) {
+        all.push_back(
+            {{"name", one.name}, {"comment", one.content.value("comment", "")}});
+    }
+    return all;
+}
+
+std::string preset_file(const std::string& name) {
+    for (const preset& one : installed_presets()) {
+        if (one.name == name) return one.file.string();
+    }
+    throw host_error("there is no preset \"" + name + "\"");
+}
+
+std::string dumped(const page_json& json) {
+    return json.dump(-1, ' ', false, page_json::error_handler_t::replace);
+}
+
+page_answer json_answer(const page_json& json) {
+    return {.type = "application/json", .body = dumped(json)};
+}
+
+}  // namespace
+
+page_requests::page_requests(const shot_options& shot, session& opened,
+                             headless::tool& tool)
+    : shot_(shot),
+      session_(opened),
+      tool_(tool),
+      settings_(tool, frames_of(shot).front()),
+      maker_(shot, tool, frames_of(shot).front()) {}
+
+void page_requests::answer(const page_request& request,
+                           std::shared_ptr<pending_answer> to) {
+    try {
+        if (request.path == "api/picture") {
+            return wait_for_picture(request, to);
+        }
+        to->send(request.method == "POST" ? edited(request) : answered(request));
+    } catch (const host_error& error) {
+        to->send(refused(400, error.what()));
+    } catch (const std::exception& error) {
+        to->send(refused(500, error.what()));
+    }
+}
+
+page_answer page_requests::answered(const page_request& request) {
+    if (request.path == "api/state") return json_answer(state());
+    if (request.path == "api/controls") return json_answer(settings_.controls());
+    if (request.path == "api/line") return json_answer(line(request));
+    if (request.path == "api/presets") return json_answer(presets());
+    if (request.path == "api/pixel") return json_answer(pixel(request));
+    const page_file* file = find_page_file(request.path);
+    if (!file) return refused(404, "there is nothing of that name");
+    return {.type = file->type, .body = std::string(file->content)};
+}
+
+page_answer page_requests::edited(const page_request& request) {
+    constexpr std::string_view API = "api/";
+    if (!request.path.starts_with(API)) {
+        return refused(405, "files of the page are only read");
+    }
+    const std::string what = request.path.substr(API.size());
+    const page_json body = parsed(request.body);
+    if (what == "save") return json_answer(save(body));
+    if (what == "render") return json_answer(render(body));
+    if (what == "stop") {
+        if (job_) job_->stop();
+        return json_answer(page_json::object());
+    }
+    edit(what, body);
+    page_json now = state();
+    tell_(event_text("state", dumped(now)));
+    return json_answer(now);
+}
+
+void page_requests::edit(const std::string& what, const page_json& body) {
+    const std::string group = text_or_empty(body, "group");
+    if (what == "frame") return show(static_cast<int>(whole_member(body, "frame")));
+    if (what == "set") {
+        settings_.set(member<std::string>(body, "id"), member<page_json>(body, "value"),
+                      group);
+    } else if (what == "replace") {
+        settings_.replace(member<std::string>(body, "id"),
+                          member<page_json>(body, "value"), group);
+    } else if (what == "focus") {
+        set_focus(body);
+    } else if (what == "reset") {
+        settings_.reset(text_or_empty(body, "id"));
+    } else if (what == "open") {
+        settings_.open(page_path(member<std::string>(body, "file"), ".json"));
+    } else if (what == "preset") {
+        settings_.open(preset_file(member<std::string>(body, "name")));
+    } else if (what == "undo") {
+        settings_.undo();
+    } else if (what == "redo") {
+        settings_.redo();
+    } else {
+        throw host_error("there is no request \"" + what + "\"");
+    }
+    maker_.values_changed();
+}
+
+void page_requests::set_focus(const page_json& body) {
+    const focus_mark mark{whole_member(body, "x"), whole_member(body, "y"),
+                          settings_.frame()};
+    const auto depth = static_cast<double>(probe().depth_around(mark.x, mark.y));
+    settings_.set_focus(mark, depth, text_or_empty(body, "group"));
+}
+
+void page_requests::show(int frame) {
+    const std::vector<int> frames = frames_of(shot_);
+    if (std::ranges::count(frames, frame) == 0) {
+        throw host_error("there is no frame " + std::to_string(frame) + " in this shot");
+    }
+    settings_.show(frame);
+    maker_.show(frame);
+}
+
+const frame_probe& page_requests::probe() {
+    const auto frame = maker_.frame();
+    if (frame->number() != settings_.frame()) {
+        throw host_error("this frame is still being read; try again");
+    }
+    if (frame != probed_frame_) {
+        probe_ = std::make_unique<frame_probe>(frame->full(), frame->files(), tool_,
+                                               frame->number());
+        probed_frame_ = frame;
+    }
+    probe_->look_again();
+    return *probe_;
+}
+
+page_json page_requests::pixel(const page_request& request) {
+    const auto x = query_number<std::int64_t>(request, "x", 0);
+    const auto y = query_number<std::int64_t>(request, "y", 0);
+    return json_of(probe().at(x, y));
+}
+
+page_json page_requests::line(const page_request& request) {
+    if (!scratch_) scratch_ = session_.create_tool();
+    shot_options shot = shot_;
+    shot.output = query_text(request, "output", output_name(shot_));
+    return {{"line", render_line(shot, tool_, *scratch_)}, {"output", shot.output}};
+}
+
+page_json page_requests::save(const page_json& body) {
+    const auto name = member<std::string>(body, "file");
+    save_edited_settings(page_output(name, ".json", is_true(body, "replace")), tool_, {});
+    return {{"file", name}};
+}
+
+// With a tool of its own, which has the values of this moment.
+page_json page_requests::render(const page_json& body) {
+    if (job_ && job_->is_running()) {
+        throw host_error("a render is under way; stop it first");
+    }
+    shot_options shot = shot_;
+    shot.output = page_output(member<std::string>(body, "file"), "",
+                              is_true(body, "replace") || !shot_.frames.empty());
+    if (is_true(body, "only_this_frame") && !shot.frames.empty()) {
+        shot.frames = {settings_.frame()};
+    }
+    auto tool = session_.create_tool();
+    tool->restore(values_of(tool_));
+    job_ = std::make_unique<render_job>(
+        std::move(shot), std::move(tool),
+        [this](const page_json& news) { tell_(event_text("render", dumped(news))); });
+    return {{"file", body.at("file")}};
+}
+
+void page_requests::wait_for_picture(const page_request& request,
+                                     const std::shared_ptr<pending_answer>& to) {
+    picture_wish wish;
+    wish.view = page_view_named(query_text(request, "view", "result"));
+    wish.look.exposure = query_number<double>(request, "exposure", 0.0);
+    wish.look.transform = query_text(request, "transform", "srgb");
+    wish.shown_version = query_number<std::uint64_t>(request, "version", 0);
+    const bool has_full = query_text(request, "detail", "small") == "full";
+    wish.shown_detail = has_full ? detail::FULL : detail::SMALL;
+    wish.place = query_text(request, "place", "");
+    if (!(std::abs(wish.look.exposure) <= MAX_STOPS)) {
+        throw host_error("\"exposure\" must be from -20 to 20 stops");
+    }
+    wish.to = to;
+    maker_.add(std::move(wish));
+}
+
+page_json page_requests::state() const {
+    const auto frame = maker_.frame();
+    const input_picture& input = frame->full()->input;
+    page_json now{{"file", shot_.input},          {"tool", shot_.tool_id},
+                  {"width", input.display.width}, {"height", input.display.height},
+                  {"frames", shot_.frames},       {"version", maker_.version()},
+                  {"busy", maker_.is_busy()}};
+    now.update(settings_.values());
+    const TimeStamp time = settings_.frame();
+    const FrameForecast forecast =
+        forecast_of(tool_, time, input, frame->full()->reading, false);
+    if (const auto range = frame->depth_range()) now["depth_range"] = *range;
+    now["notes"] = page_json::array();
+    const std::string no_blur = no_blur_note(forecast);
+    if (!no_blur.empty()) now["notes"].push_back(no_blur);
+    for (const frame_note& note : frame->full()->notes) now["notes"].push_back(note.text);
+    return now;
+}
+
+}  // namespace focusfall

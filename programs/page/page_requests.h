@@ -1,0 +1,62 @@
+#pragma once
+// What a page may ask for. docs/page.md describes every request.
+
+#include <functional>
+#include <memory>
+#include <string>
+
+#include "pipeline/inspection/pixel_report.h"
+#include "pipeline/session/session.h"
+#include "pipeline/shots/shot_options.h"
+#include "programs/page/messages.h"
+#include "programs/page/page_settings.h"
+#include "programs/page/picture_maker.h"
+#include "programs/page/render_job.h"
+
+namespace focusfall {
+
+// Answers requests about one picture or shot. Give it to a server, and stop the server
+// before it goes.
+class page_requests : public page_application {
+  public:
+    // `tool`, one of the session, has the settings to begin with. Throws
+    // headless::host_error when the first frame cannot be read.
+    page_requests(const shot_options& shot, session& opened, headless::tool& tool);
+
+    // Where events go; set it before the first request comes.
+    void set_teller(std::function<void(const std::string&)> tell) {
+        tell_ = std::move(tell);
+    }
+
+    void answer(const page_request& request, std::shared_ptr<pending_answer> to) override;
+    std::string greeting() override { return event_text("state", state().dump()); }
+
+  private:
+    page_answer answered(const page_request& request);
+    page_answer edited(const page_request& request);
+    void wait_for_picture(const page_request& request,
+                          const std::shared_ptr<pending_answer>& to);
+    page_json state() const;
+    page_json pixel(const page_request& request);
+    page_json line(const page_request& request);
+    page_json save(const page_json& body);
+    page_json render(const page_json& body);
+    void edit(const std::string& what, const page_json& body);
+    void set_focus(const page_json& body);
+    void show(int frame);
+    const frame_probe& probe();
+
+    const shot_options shot_;
+    session& session_;
+    headless::tool& tool_;
+    std::function<void(const std::string&)> tell_ = [](const std::string&) {};
+    page_settings settings_;
+    picture_maker maker_;
+    // of the frame on show; made when it is needed
+    std::shared_ptr<const shown_frame> probed_frame_;
+    std::unique_ptr<frame_probe> probe_;
+    std::unique_ptr<headless::tool> scratch_;  // for lines; made when it is needed
+    std::unique_ptr<render_job> job_;          // the last one
+};
+
+}  // namespace focusfall

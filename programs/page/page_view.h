@@ -1,0 +1,23 @@
+#pragma once
+// What a page can look at, and how.
+
+#include <string>
+
+namespace focusfall {
+
+enum class page_view { RESULT, INPUT, DEPTH, FOCUS, DIAMETER };
+
+// Throws headless::host_error for a name that is none of "result", "input", "depth",
+// "focus" and "diameter".
+page_view page_view_named(const std::string& name);
+
+// How light is shown.
+struct display_look {
+    double exposure = 0.0;  // in stops
+    // "srgb", "rec709", "linear", or "soft": sRGB with highlights that roll off
+    std::string transform = "srgb";
+
+    friend bool operator==(const display_look&, const display_look&) = default;
+};
+
+}  // namespace focusfall
