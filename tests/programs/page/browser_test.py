@@ -1,0 +1,391 @@
+#!/usr/bin/python3
+"""Drives the page in a real browser, as an artist does.
+
+usage: browser_test.py COMMAND SCENE [--screenshots FOLDER | unittest's arguments]
+
+COMMAND is the built focusfall, SCENE a picture of `focusfall demo`. With --screenshots it
+takes the pictures of docs/page.md instead. Needs chromium, chromium-driver and
+python3-selenium.
+"""
+
+import argparse
+import json
+import os
+import pathlib
+import shlex
+import shutil
+import signal
+import subprocess
+import sys
+import tempfile
+import time
+import unittest
+import urllib.request
+
+from selenium import webdriver
+from selenium.webdriver.chrome.options import Options
+from selenium.webdriver.chrome.service import Service
+from selenium.webdriver.common.action_chains import ActionChains
+from selenium.webdriver.common.by import By
+from selenium.webdriver.common.keys import Keys
+
+ARGUMENTS = argparse.Namespace()
+PATIENCE = 20.0  # seconds, on a machine that has other work
+
+
+def started_browser(folder, width=1280, height=800):
+    """A browser of its own, that talks to nobody but the page."""
+    options = Options()
+    for word in (
+        "--headless=new",
+        "--no-sandbox",
+        f"--user-data-dir={folder}",
+        "--disable-background-networking",
+        "--disable-component-update",
+        "--disable-sync",
+        "--disable-quic",
+        "--disable-gpu",
+        "--no-first-run",
+        "--hide-scrollbars",
+        f"--window-size={width},{height}",
+    ):
+        options.add_argument(word)
+    options.set_capability("goog:loggingPrefs", {"browser": "ALL"})
+    return webdriver.Chrome(options=options, service=Service("/usr/bin/chromedriver"))
+
+
+class Page:
+    """`focusfall view LINE`, run in `folder`, and its state as another client sees it."""
+
+    def __init__(self, folder, *line):
+        self.process = subprocess.Popen(
+            [ARGUMENTS.command, "view", "--no-browser", *line],
+            cwd=folder, stdout=subprocess.PIPE, text=True)
+        self.address = self.process.stdout.readline().strip()
+        assert self.address.startswith("http://127.0.0.1:"), self.address
+
+    def ask(self, path, body=None):
+        data = None if body is None else json.dumps(body).encode()
+        with urllib.request.urlopen(self.address + "api/" + path, data, PATIENCE) as answer:
+            return json.load(answer)
+
+    def state(self):
+        return self.ask("state")
+
+    def value(self, control):
+        return self.state()["values"][control]["value"]
+
+    def stop(self):
+        self.process.send_signal(signal.SIGINT)
+        self.process.wait(PATIENCE)
+        self.process.stdout.close()
+
+
+def eventually(condition, what):
+    """Waits until `condition` gives something true, and returns that."""
+    end = time.monotonic() + PATIENCE
+    while time.monotonic() < end:
+        result = condition()
+        if result:
+            return result
+        time.sleep(0.05)
+    raise AssertionError(f"never happened: {what}")
+
+
+class BrowserTest(unittest.TestCase):
+    @classmethod
+    def setUpClass(cls):
+        cls.folder = pathlib.Path(tempfile.mkdtemp(prefix="focusfall-page-"))
+        shutil.copy(ARGUMENTS.scene, cls.folder / "scene.exr")
+        cls.browser = started_browser(cls.folder / "browser")
+
+    @classmethod
+    def tearDownClass(cls):
+        cls.browser.quit()
+        shutil.rmtree(cls.folder, ignore_errors=True)
+
+    def open(self, *line):
+        page = Page(self.folder, *line)
+        self.addCleanup(page.stop)
+        self.browser.get(page.address)
+        self.settle(page)
+        return page
+
+    def settle(self, page):
+        """Waits until the page shows the newest picture in full."""
+        def is_settled():
+            version = page.state()["version"]
+            shown = self.browser.execute_script(
+                "const shown = window.focusfall?.picture.shown;"
+                "return shown && [shown.version, shown.detail];")
+            return shown == [version, "full"]
+        eventually(is_settled, "the newest picture in full")
+        self.browser.execute_async_script(
+            "const done = arguments[0];"
+            "requestAnimationFrame(() => requestAnimationFrame(() => done()));")
+
+    def find(self, selector):
+        return self.browser.find_element(By.CSS_SELECTOR, selector)
+
+    def control(self, name, field="input"):
+        return self.find(f'[data-id="{name}"] {field}')
+
+    def type(self, name, text):
+        field = self.find(f"#control-{name}")
+        field.send_keys(Keys.CONTROL, "a")
+        field.send_keys(text, Keys.ENTER)
+
+    def choose(self, name, item):
+        """Clicks an item of a button list."""
+        self.find(f'[data-id="{name}"]').find_element(
+            By.XPATH, f'.//span[text()="{item}"]').click()
+
+    def box(self):
+        return self.find("#viewport").rect
+
+    def place(self, x, y):
+        """Where the pixel of the picture is, from the middle of the viewport."""
+        box, state = self.box(), self.size
+        zoom = min(box["width"] / state[0], box["height"] / state[1])
+        return (round((x + 0.5 - state[0] / 2) * zoom), round((y + 0.5 - state[1] / 2) * zoom))
+
+    def click(self, page, x, y):
+        state = page.state()
+        self.size = (state["width"], state["height"])
+        right, down = self.place(x, y)
+        ActionChains(self.browser).move_to_element_with_offset(
+            self.find("#viewport"), right, down).click().perform()
+
+    def pixels(self):
+        """What the canvas shows, as one number that any change alters."""
+        return self.browser.execute_script(
+            "const canvas = document.getElementById('canvas');"
+            "const data = canvas.getContext('2d')"
+            "    .getImageData(0, 0, canvas.width, canvas.height).data;"
+            "let sum = 0; for (let i = 0; i < data.length; ++i)"
+            "    sum = (sum * 31 + data[i]) % 4294967291;"
+            "return sum;")
+
+    # --- what an artist does ---
+
+    def test_a_click_sets_the_focus_to_the_depth_under_it(self):
+        page = self.open("scene.exr", "--set", "MaxBlurSize=3")
+        before = self.pixels()
+        self.click(page, 760, 400)
+        eventually(lambda: page.state()["mark"], "a mark")
+        mark = page.state()["mark"]
+        self.assertLessEqual(abs(mark["x"] - 760), 2)
+        self.assertLessEqual(abs(mark["y"] - 400), 2)
+        pixel = page.ask(f"pixel?x={mark['x']}&y={mark['y']}")
+        self.assertAlmostEqual(page.value("FocusPosition"), pixel["depth"], delta=0.5)
+        self.assertLess(abs(pixel["diameter"]), 0.5)
+        self.settle(page)
+        self.assertNotEqual(self.pixels(), before)
+        shown = float(self.control("FocusPosition", "input[type=text]").get_property("value"))
+        self.assertAlmostEqual(shown, page.value("FocusPosition"), delta=0.5)
+
+    def test_controls_are_hidden_and_follow_each_other(self):
+        page = self.open("scene.exr")
+        self.assertFalse(self.find('[data-id="FStop"]').is_displayed())
+        self.choose("SettingsType", "Advanced")
+        eventually(lambda: self.find('[data-id="FStop"]').is_displayed(), "a lens")
+        self.assertFalse(self.find('[data-id="MaxBlurSize"]').is_displayed())
+        self.type("FocalLength", "50")
+        self.type("FStop", "2.5")
+        aperture = self.find("#control-ApertureDiameter")
+        eventually(lambda: aperture.get_property("value") == "20", "the aperture follows")
+        self.type("ApertureDiameter", "10")
+        eventually(lambda: self.find("#control-FStop").get_property("value") == "5",
+                   "the f-stop follows")
+        self.assertEqual(page.value("FStop"), 5)
+
+    def test_undo_restores_picture_and_panel(self):
+        page = self.open("scene.exr", "--focus-at", "760,400", "--set", "MaxBlurSize=3")
+        before = self.pixels()
+        self.type("MaxBlurSize", "8")
+        eventually(lambda: page.value("MaxBlurSize") == 8, "the edit")
+        self.settle(page)
+        self.assertNotEqual(self.pixels(), before)
+        ActionChains(self.browser).click(self.find("h1")).key_down(Keys.CONTROL).send_keys(
+            "z").key_up(Keys.CONTROL).perform()
+        eventually(lambda: page.value("MaxBlurSize") == 3, "undo")
+        self.settle(page)
+        self.assertEqual(self.pixels(), before)
+        self.assertEqual(self.find("#control-MaxBlurSize").get_property("value"), "3")
+        self.find("#redo").click()
+        eventually(lambda: page.value("MaxBlurSize") == 8, "redo")
+
+    def test_the_last_of_300_slider_events_is_shown_and_nothing_renders_after(self):
+        page = self.open("scene.exr", "--focus-at", "760,400")
+        self.browser.set_script_timeout(60)
+        pictures = self.browser.execute_async_script(
+            "const done = arguments[0];"
+            "const slider = document.getElementById('control-MaxBlurSize-slider');"
+            "const seen = new Set();"
+            "let i = 0;"
+            "const timer = setInterval(() => {"
+            "  slider.value = 100 + 2 * i;"
+            "  slider.dispatchEvent(new Event('input'));"
+            "  const shown = window.focusfall.picture.shown;"
+            "  seen.add(shown.version + shown.detail);"
+            "  if (++i === 300) { clearInterval(timer); done(seen.size); }"
+            "}, 1000 / 60);")
+        last = float(self.find("#control-MaxBlurSize").get_property("value"))
+        eventually(lambda: page.value("MaxBlurSize") == last, "the last value")
+        self.settle(page)
+        self.assertFalse(page.state()["busy"])
+        self.assertGreater(pictures, 10)
+        print(f"{pictures} pictures during 300 slider events", file=sys.stderr)
+
+    def test_a_reload_keeps_the_state_and_two_pages_do_not_mix(self):
+        page = self.open("scene.exr", "--set", "MaxBlurSize=3")
+        shutil.copy(self.folder / "scene.exr", self.folder / "other.exr")
+        other = Page(self.folder, "other.exr")
+        self.addCleanup(other.stop)
+        first = self.browser.current_window_handle
+        self.browser.switch_to.new_window("tab")
+        self.browser.get(other.address)
+        self.settle(other)
+        self.assertEqual(self.find("#file").text, "other.exr")
+        self.type("MaxBlurSize", "1.5")
+        eventually(lambda: other.value("MaxBlurSize") == 1.5, "the other's edit")
+        self.browser.close()
+        self.browser.switch_to.window(first)
+        self.assertEqual(page.value("MaxBlurSize"), 3)
+
+        self.type("MaxBlurSize", "6.5")
+        eventually(lambda: page.value("MaxBlurSize") == 6.5, "the edit")
+        self.find('#views input[value="focus"] + span').click()
+        self.browser.refresh()
+        self.settle(page)
+        self.assertEqual(self.find("#control-MaxBlurSize").get_property("value"), "6.5")
+        self.assertTrue(self.find('#views input[value="focus"]').is_selected())
+
+    def test_what_leaves_the_page_makes_the_very_picture(self):
+        page = self.open("scene.exr", "--set", "MaxBlurSize=3")
+        self.click(page, 760, 400)
+        eventually(lambda: page.state()["mark"], "a mark")
+        self.find("[data-id=BlurStyle] select").send_keys("Polygon")
+        eventually(lambda: page.value("BlurStyle") == 1, "hexagons")
+        self.find("#save").click()
+        name = self.find("#file-name")
+        name.clear()
+        name.send_keys("look.json", Keys.ENTER)
+        eventually((self.folder / "look.json").exists, "the settings")
+        eventually(lambda: not self.find("#file-dialog").is_displayed(), "the dialog closes")
+        self.find("#render").click()
+        name.clear()
+        name.send_keys("page.exr", Keys.ENTER)
+        eventually((self.folder / "page.exr").exists, "the picture")
+        eventually(lambda: "done" in self.find("#progress output").text, "the end")
+
+        line = shlex.split(page.ask("line?output=line.exr")["line"])
+        for command in (line, ["focusfall", "render", "scene.exr", "-o", "saved.exr",
+                               "--settings", "look.json"]):
+            subprocess.run([ARGUMENTS.command, *command[1:], "--quiet"],
+                           cwd=self.folder, check=True)
+        # the headers tell when a picture was made, the ends hold pixels alone
+        ends = {(self.folder / name).read_bytes()[-2_000_000:]
+                for name in ("page.exr", "line.exr", "saved.exr")}
+        self.assertEqual(len(ends), 1)
+
+    def test_a_shot_has_frames_and_keys(self):
+        for frame in range(1, 6):
+            link = self.folder / f"shot.{frame:04}.exr"
+            if not link.exists():
+                os.link(self.folder / "scene.exr", link)
+        page = self.open("shot.####.exr", "--frames", "1-5", "--set", "MaxBlurSize=3")
+        self.assertTrue(self.find("#timeline").is_displayed())
+        self.click(page, 760, 400)
+        eventually(lambda: page.state()["mark"], "a mark")
+        near = page.value("FocusPosition")
+        self.find("#key").click()
+        eventually(lambda: len(self.browser.find_elements(By.CSS_SELECTOR, ".key")) == 1, "a key")
+        for _ in range(4):
+            before = page.state()["frame"]
+            self.find("#next").click()
+            eventually(lambda: page.state()["frame"] == before + 1, "the next frame")
+        self.settle(page)
+        self.click(page, 300, 980)
+        eventually(lambda: len(self.browser.find_elements(By.CSS_SELECTOR, ".key")) == 2, "a key")
+        far = page.value("FocusPosition")
+        self.assertNotAlmostEqual(near, far, delta=1)
+        self.assertEqual(page.state()["values"]["FocusPosition"]["keys"][0], [1, near])
+        page.ask("frame", {"frame": 3})
+        self.assertAlmostEqual(page.value("FocusPosition"), (near + far) / 2, delta=1)
+        self.find("#between").send_keys("Smooth")
+        eventually(lambda: page.state()["values"]["FocusPosition"]["keys"][-1] == "smooth",
+                   "a curve")
+        self.find("#play").click()
+        seen = set()
+        eventually(lambda: seen.add(self.find("#frame-number").text) or len(seen) == 5,
+                   "all frames play")
+        self.find("#play").click()
+
+    def test_everything_has_a_name_and_the_keyboard_reaches_it(self):
+        page = self.open("scene.exr")
+        nameless = self.browser.execute_script(
+            "return [...document.querySelectorAll('input, select, button')].filter((field) =>"
+            "  !field.labels?.length && !field.ariaLabel && !field.textContent.trim()"
+            "  && !field.getAttribute('aria-labelledby')).map((field) => field.outerHTML);")
+        self.assertEqual(nameless, [])
+        slider = self.find("#control-MaxBlurSize-slider")
+        before = page.value("MaxBlurSize")
+        slider.send_keys(Keys.ARROW_RIGHT)
+        eventually(lambda: page.value("MaxBlurSize") > before, "a step of the slider")
+        ActionChains(self.browser).click(self.find("h1")).key_down(Keys.SHIFT).send_keys(
+            "3").key_up(Keys.SHIFT).perform()
+        self.assertTrue(self.find('#views input[value="depth"]').is_selected())
+        faults = [entry["message"] for entry in self.browser.get_log("browser")
+                  if entry["level"] == "SEVERE"]
+        self.assertEqual(faults, [])
+
+
+def take_screenshots(folder):
+    """The page at a laptop's size and at that of a wide screen."""
+    test = BrowserTest()
+    test.setUpClass()
+    for frame in range(1, 25):
+        os.link(test.folder / "scene.exr", test.folder / f"shot.{frame:04}.exr")
+    lens = ("--settings", "full-frame", "--set", "FocalLength=60", "--set", "FStop=2.8")
+    shows = {
+        "first": ((), {}),
+        "focus": ((), {"view": "focus"}),
+        "wipe": ((), {"wipe": "input"}),
+        "shot": (("--set", "FocusPosition=1:640,10:640,20:1800,smooth"), {}),
+    }
+    for width, height in ((1280, 800), (2560, 1440)):
+        test.browser.set_window_size(width, height)
+        for name, (edits, look) in shows.items():
+            line = ("shot.####.exr", "--frames", "1-24") if name == "shot" else ("scene.exr",)
+            focus = () if edits else ("--focus-at", "760,400")
+            page = Page(test.folder, *line, *lens, *focus, *edits)
+            test.browser.get(page.address)
+            test.browser.execute_script(
+                "sessionStorage.setItem('look', JSON.stringify(arguments[0]));", look)
+            test.browser.refresh()
+            test.settle(page)
+            if not edits:
+                test.click(page, 760, 400)
+            test.settle(page)
+            test.browser.save_screenshot(f"{folder}/page-{name}-{width}.png")
+            page.stop()
+    test.doClassCleanups()
+    test.tearDownClass()
+
+
+def main():
+    parser = argparse.ArgumentParser(description=__doc__)
+    parser.add_argument("command")
+    parser.add_argument("scene")
+    parser.add_argument("--screenshots")
+    known, rest = parser.parse_known_args(namespace=ARGUMENTS)
+    known.command = os.path.abspath(known.command)
+    known.scene = os.path.abspath(known.scene)
+    if known.screenshots:
+        return take_screenshots(known.screenshots)
+    return unittest.main(argv=[sys.argv[0], *rest])
+
+
+if __name__ == "__main__":
+    main()
