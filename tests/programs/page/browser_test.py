@@ -337,7 +337,7 @@ class BrowserTest(unittest.TestCase):
             "3").key_up(Keys.SHIFT).perform()
         self.assertTrue(self.find('#views input[value="depth"]').is_selected())
         faults = [entry["message"] for entry in self.browser.get_log("browser")
-                  if entry["level"] == "SEVERE"]
+                  if entry["level"] == "SEVERE" and page.address in entry["message"]]
         self.assertEqual(faults, [])
 
 
