@@ -13,10 +13,6 @@
 
 namespace focusfall {
 
-namespace {
-
-}  // namespace
-
 void render_line::add_to(CLI::App& verb) {
     add_file_options(verb);
     add_tool_options(verb);
