@@ -100,7 +100,9 @@ std::vector<frame_job> shot_renderer::frames_to_render() {
             if (file.empty() || !folders.insert(file.parent_path()).second) continue;
             remove_abandoned_files(file.parent_path());
         }
-        jobs.emplace_back(std::move(report), jobs.size());
+        frame_job& job = jobs.emplace_back();
+        job.report = std::move(report);
+        job.before = jobs.size() - 1;
     }
     return jobs;
 }
