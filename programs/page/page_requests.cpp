@@ -12,9 +12,9 @@
 #include "pipeline/settings/settings_file.h"
 #include "pipeline/shots/render_forecast.h"
 #include "pipeline/shots/shot_files.h"
+#include "programs/page/copied_line.h"
 #include "programs/page/page_files.h"
 #include "programs/page/page_paths.h"
-#include "programs/page/render_line.h"
 
 namespace focusfall {
 
@@ -236,7 +236,7 @@ page_json page_requests::line(const page_request& request) {
     if (!scratch_) scratch_ = session_.create_tool();
     shot_options shot = shot_;
     shot.output = query_text(request, "output", output_name(shot_));
-    return {{"line", render_line(shot, tool_, *scratch_)}, {"output", shot.output}};
+    return {{"line", copied_line(shot, tool_, *scratch_)}, {"output", shot.output}};
 }
 
 page_json page_requests::save(const page_json& body) {

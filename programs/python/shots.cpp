@@ -104,8 +104,7 @@ missing_frames missing_named(const std::string& name) {
 // Frames as the command lists them, or their numbers.
 std::vector<int> frames_in(const json& frames, const std::string& input) {
     if (frames.is_null()) return {};
-    if (frames == "all") return without_holes(frames_there(input));
-    if (frames.is_string()) return parse_frames(frames.get<std::string>());
+    if (frames.is_string()) return listed_frames(frames.get<std::string>(), input);
     std::vector<int> numbers;
     for (const json& frame : frames) {
         if (!frame.is_number_integer()) {

@@ -31,14 +31,18 @@ void raw_client::send(const std::string& bytes) const {
     ::send(socket_, bytes.data(), bytes.size(), MSG_NOSIGNAL);
 }
 
+bool raw_client::receive() {
+    pollfd waiting{socket_, POLLIN, 0};
+    char bytes[65536];
+    if (poll(&waiting, 1, PATIENCE_MS) != 1) return false;
+    const ssize_t count = recv(socket_, bytes, sizeof bytes, 0);
+    if (count <= 0) return false;
+    left_.append(bytes, static_cast<std::size_t>(count));
+    return true;
+}
+
 std::string raw_client::read_until(const std::string& end) {
-    while (left_.find(end) == left_.npos) {
-        pollfd waiting{socket_, POLLIN, 0};
-        char bytes[65536];
-        if (poll(&waiting, 1, PATIENCE_MS) != 1) break;
-        const ssize_t count = recv(socket_, bytes, sizeof bytes, 0);
-        if (count <= 0) break;
-        left_.append(bytes, static_cast<std::size_t>(count));
+    while (left_.find(end) == left_.npos && receive()) {
     }
     const std::size_t found = left_.find(end);
     const std::size_t size = found == left_.npos ? left_.size() : found + end.size();
@@ -53,13 +57,7 @@ std::string raw_client::read_answer() {
     const std::size_t length = head.find(name);
     if (length == head.npos) return head;
     const std::size_t wanted = std::stoul(head.substr(length + name.size()));
-    while (left_.size() < wanted) {
-        pollfd waiting{socket_, POLLIN, 0};
-        char bytes[65536];
-        if (poll(&waiting, 1, PATIENCE_MS) != 1) break;
-        const ssize_t count = recv(socket_, bytes, sizeof bytes, 0);
-        if (count <= 0) break;
-        left_.append(bytes, static_cast<std::size_t>(count));
+    while (left_.size() < wanted && receive()) {
     }
     head += left_.substr(0, wanted);
     left_.erase(0, wanted);

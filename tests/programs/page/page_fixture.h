@@ -33,6 +33,9 @@ class raw_client {
     bool is_closed_within(int milliseconds) const;
 
   private:
+    // Whether more came, in time.
+    bool receive();
+
     int socket_;
     std::string left_;  // read, and not yet given
 };

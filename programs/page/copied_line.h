@@ -12,7 +12,7 @@ namespace focusfall {
 // `tool` that a new tool would not have, for a shell. `scratch` is another tool of the
 // class, which this edits: so it is found out which edits lead to these values, for one
 // edit may change several. Throws headless::host_error. [the editing thread of `scratch`]
-std::string render_line(const shot_options& shot, const headless::tool& tool,
+std::string copied_line(const shot_options& shot, const headless::tool& tool,
                         headless::tool& scratch);
 
 // A name for the output of that shot, in the present folder: "scene.blurred.exr".

@@ -1,4 +1,4 @@
-#include "programs/page/render_line.h"
+#include "programs/page/copied_line.h"
 
 #include <algorithm>
 #include <cctype>
@@ -84,7 +84,7 @@ std::string output_name(const shot_options& shot) {
     return "blurred." + input.filename().string();
 }
 
-std::string render_line(const shot_options& shot, const headless::tool& tool,
+std::string copied_line(const shot_options& shot, const headless::tool& tool,
                         headless::tool& scratch) {
     const int frame = frames_of(shot).front();
     const json_record record = record_of(shot, files_of(shot, frame), tool, frame);
