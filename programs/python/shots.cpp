@@ -9,7 +9,6 @@
 #include "pipeline/inspection/focus_points.h"
 #include "pipeline/pictures/picture_format.h"
 #include "pipeline/process/memory_limit.h"
-#include "pipeline/shots/frame_range.h"
 #include "pipeline/shots/header_lens.h"
 #include "pipeline/shots/shot.h"
 #include "pipeline/shots/shot_files.h"
