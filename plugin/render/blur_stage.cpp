@@ -56,7 +56,8 @@ void render_driver::build_kernel_table() {
     kernels.push_back({1.0F});
     const std::size_t last = last_kernel_index();
     BeginStep(KERNELS_END);
-    for (std::size_t i = 1; i <= last; ++i) {
+    // a table of large kernels takes seconds
+    for (std::size_t i = 1; i <= last && !IsAborted(); ++i) {
         const double diameter = lens::kernel_diameter(i);
         const Owned<Image> kernel(
             make_kernel(*this, diameter, diameter, blur_image, KERNEL_MIN_SIZE));

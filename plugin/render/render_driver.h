@@ -84,7 +84,7 @@ class render_driver : public ThreadedOperator, public focusfall_interface {
     static Image::Component component_of(float channel);
 
     // The steps of the plain blur. [render thread]
-    void build_kernel_table();     // fills `kernels`
+    void build_kernel_table();     // fills `kernels`, until an abort
     void splat(Request* request);  // adds all samples, or fewer when the host stops it
     bool write_back();             // sums to pixels; true when the host asked to stop
 };

@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "host/error.h"
+#include "pipeline/process/interruption.h"
 
 namespace focusfall {
 
@@ -60,8 +61,9 @@ array_view view_of(const py::array& array) {
 
 // Calls work(y) for each row, on all threads.
 template <class Work>
-void for_each_row(headless::host& host, std::int32_t height, Work work) {
-    host.run((height + PIECE_ROWS - 1) / PIECE_ROWS, [&](std::int32_t piece) {
+void for_each_row(const row_workers& workers, std::int32_t height, Work work) {
+    workers.host.run((height + PIECE_ROWS - 1) / PIECE_ROWS, [&](std::int32_t piece) {
+        if (workers.stopped) throw interrupted();
         const std::int32_t first = piece * PIECE_ROWS;
         const std::int32_t last = std::min(first + PIECE_ROWS, height);
         for (std::int32_t y = first; y < last; ++y) work(y);
@@ -127,16 +129,17 @@ array_view plane_view(const py::handle& object, const std::string& name,
     return view_of(array);
 }
 
-Owned<Image> tool_picture(headless::host& host, const array_view& from) {
+Owned<Image> tool_picture(const row_workers& workers, const array_view& from) {
     Owned<Image> image(
         new Image(from.width, from.height, std::max(from.channels, COMPONENTS)));
-    for_each_row(host, from.height, [&](std::int32_t y) { load_row(from, y, *image); });
+    for_each_row(workers, from.height,
+                 [&](std::int32_t y) { load_row(from, y, *image); });
     return image;
 }
 
-Owned<Image> tool_plane(headless::host& host, const array_view& from) {
+Owned<Image> tool_plane(const row_workers& workers, const array_view& from) {
     Owned<Image> image(new Image(from.width, from.height, COMPONENTS));
-    for_each_row(host, from.height, [&](std::int32_t y) {
+    for_each_row(workers, from.height, [&](std::int32_t y) {
         const char* data = from.data + from.row * y;
         for (std::int32_t x = 0; x < from.width; ++x) {
             std::fill_n(image->Pixel(x, y), COMPONENTS, float_at(data + from.column * x));
@@ -145,8 +148,8 @@ Owned<Image> tool_plane(headless::host& host, const array_view& from) {
     return image;
 }
 
-void load_depth(headless::host& host, const array_view& from, Image& image) {
-    for_each_row(host, from.height, [&](std::int32_t y) {
+void load_depth(const row_workers& workers, const array_view& from, Image& image) {
+    for_each_row(workers, from.height, [&](std::int32_t y) {
         const char* data = from.data + from.row * y;
         for (std::int32_t x = 0; x < from.width; ++x) {
             image.Pixel(x, y)[Image::Z] = float_at(data + from.column * x);
@@ -154,8 +157,8 @@ void load_depth(headless::host& host, const array_view& from, Image& image) {
     });
 }
 
-void swap_red_and_blue(headless::host& host, Image& image) {
-    for_each_row(host, image.Height(), [&](std::int32_t y) {
+void swap_red_and_blue(const row_workers& workers, Image& image) {
+    for_each_row(workers, image.Height(), [&](std::int32_t y) {
         float* pixel = image.Pixel(0, y);
         for (std::int32_t x = 0; x < image.Width(); ++x) {
             std::swap(pixel[Image::RED], pixel[Image::BLUE]);

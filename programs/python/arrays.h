@@ -8,6 +8,7 @@
 
 #include <pybind11/numpy.h>
 
+#include <atomic>
 #include <string>
 
 #include "host/headless_host.h"
@@ -37,17 +38,22 @@ array_view picture_view(const py::handle& object, const std::string& name);
 array_view plane_view(const py::handle& object, const std::string& name,
                       const array_view& picture);
 
-// The functions below work on all threads of `host`, without the interpreter's lock, and
-// throw std::bad_alloc.
+// What the functions below work on: all threads of a host, until somebody sets `stopped`,
+// after which they throw `interrupted` within some rows. They do without the
+// interpreter's lock, and throw std::bad_alloc.
+struct row_workers {
+    headless::host& host;
+    const std::atomic<bool>& stopped;
+};
 
 // A picture for a tool: alpha is 1 and depth 0 where the array has none.
-Owned<Image> tool_picture(headless::host& host, const array_view& from);
+Owned<Image> tool_picture(const row_workers& workers, const array_view& from);
 // A plane in all five components.
-Owned<Image> tool_plane(headless::host& host, const array_view& from);
+Owned<Image> tool_plane(const row_workers& workers, const array_view& from);
 // Copies a plane to the depth of an image that is as large.
-void load_depth(headless::host& host, const array_view& from, Image& image);
+void load_depth(const row_workers& workers, const array_view& from, Image& image);
 // Swaps red and blue of all pixels.
-void swap_red_and_blue(headless::host& host, Image& image);
+void swap_red_and_blue(const row_workers& workers, Image& image);
 
 // The first `channels` of an image whose red and blue were swapped, H x W x channels; one
 // of its components, H x W. The array shares the image, and is the last to have it.

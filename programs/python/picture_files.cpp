@@ -1,6 +1,6 @@
 #include "programs/python/picture_files.h"
 
-#include <algorithm>
+#include <atomic>
 #include <utility>
 
 #include "host/error.h"
@@ -28,6 +28,7 @@ void run_to_its_end(const std::function<void()>& work) {
     run_interruptibly(
         work, [] {}, [] {});
 }
+const std::atomic<bool> NEVER_STOPPED = false;
 
 frame_files files_in(const json& given) {
     frame_files files;
@@ -165,7 +166,7 @@ py::dict read_arrays(python_tool& tool, const py::dict& options, double time) {
     run_to_its_end([&] {
         frame = frame_read(tool.tool(), time, given);
         if (frame.component == Image::Z)
-            swap_red_and_blue(tool.host(), *frame.loaded.image);
+            swap_red_and_blue({tool.host(), NEVER_STOPPED}, *frame.loaded.image);
     });
     loaded_frame& loaded = frame.loaded;
     py::dict arrays;
@@ -200,8 +201,9 @@ void write_arrays(python_tool& tool, const py::dict& options, const py::object& 
     run_to_its_end([&] {
         const picture_format format = output_format(output);
         if (format.has_named_channels) check_compression(choices.compression);
-        const Owned<Image> image = tool_picture(tool.host(), view);
-        if (has_plane) load_depth(tool.host(), plane, *image);
+        const row_workers workers{tool.host(), NEVER_STOPPED};
+        const Owned<Image> image = tool_picture(workers, view);
+        if (has_plane) load_depth(workers, plane, *image);
         const bool has_depth = has_plane || view.channels > Image::Z;
         write_picture(like.empty()
                           ? plain_picture(*image, view.channels > Image::ALPHA, has_depth,

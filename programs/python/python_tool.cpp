@@ -180,7 +180,8 @@ python_tool::frame_arrays python_tool::arrays_of(const py::object& picture,
 }
 
 Owned<Image> python_tool::rendered(const frame_arrays& arrays,
-                                   headless::render_order order) {
+                                   headless::render_order order,
+                                   const std::atomic<bool>& stopped) {
     const array_view& picture = arrays.picture;
     const FrameForecast forecast =
         tool_->forecast(order, {.width = picture.width,
@@ -194,21 +195,22 @@ Owned<Image> python_tool::rendered(const frame_arrays& arrays,
             "picture: has no depth; give depth, an array of its height x width, or a "
             "fifth channel");
     }
+    const row_workers workers{host(), stopped};
     std::map<std::string, Owned<Image>> images;
-    images["Input"] = tool_picture(host(), picture);
+    images["Input"] = tool_picture(workers, picture);
     if (!arrays.depth.is_empty()) {
         // a channel of the colour is chosen from a map alone
         if (by_z) {
-            load_depth(host(), arrays.depth, *images["Input"]);
+            load_depth(workers, arrays.depth, *images["Input"]);
         } else {
-            images["DepthMap"] = tool_plane(host(), arrays.depth);
+            images["DepthMap"] = tool_plane(workers, arrays.depth);
         }
     }
-    for (const auto& [id, view] : arrays.others) images[id] = tool_picture(host(), view);
+    for (const auto& [id, view] : arrays.others) images[id] = tool_picture(workers, view);
     for (const auto& [id, image] : images) order.images[id] = image.get();
 
     Owned<Image> result = image_of(tool_->render(order));
-    swap_red_and_blue(host(), *result);
+    swap_red_and_blue(workers, *result);
     return result;
 }
 
@@ -228,13 +230,17 @@ py::array python_tool::render(const py::object& picture, const py::object& depth
     }
 
     Owned<Image> result;
+    std::atomic<bool> stopped = false;
     try {
-        run_interruptibly([&] { result = rendered(arrays, std::move(order)); },
+        run_interruptibly([&] { result = rendered(arrays, std::move(order), stopped); },
                           [&] {
                               teller.tell();
                               ask(cancel);
                           },
-                          [&] { tool_->abort(); });
+                          [&] {
+                              stopped = true;
+                              tool_->abort();
+                          });
     } catch (...) {
         tool_->clear_abort();
         throw;

@@ -3,6 +3,7 @@
 
 #include <pybind11/numpy.h>
 
+#include <atomic>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -55,7 +56,8 @@ class python_tool {
     explicit python_tool(const python_tool& other);
     frame_arrays arrays_of(const py::object& picture, const py::object& depth,
                            const py::dict& values) const;
-    Owned<Image> rendered(const frame_arrays& arrays, headless::render_order order);
+    Owned<Image> rendered(const frame_arrays& arrays, headless::render_order order,
+                          const std::atomic<bool>& stopped);
 
     std::shared_ptr<session> session_;
     std::unique_ptr<headless::tool> tool_;  // gone before the session

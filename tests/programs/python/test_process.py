@@ -8,11 +8,14 @@ from conftest import made_scene, run_python
 
 import focusfall
 
-MEMORY = """
+PEAK = """
 import numpy as np, focusfall
 def peak():
     for line in open("/proc/self/status"):
         if line.startswith("VmHWM"): return int(line.split()[1]) * 1024
+"""
+
+MEMORY = PEAK + """
 height, width = 2160, 3840
 picture = np.ones((height, width, 4), np.float32)
 depth = np.full((height, width), 5, np.float32)
@@ -30,6 +33,25 @@ assert height * width * 40 < taken < forecast + height * width * 8, (taken, fore
 def test_a_picture_of_4k_is_copied_once():
     done = run_python(MEMORY)
     assert done.returncode == 0, done.stderr
+
+
+CANCEL = PEAK + """
+side = 10000  # one pixel, as often as it takes to copy for long
+picture = np.broadcast_to(np.ones((1, 1, 4), np.float32), (side, side, 4))
+depth = np.broadcast_to(np.float32(5), (side, side))
+tool = focusfall.Tool(threads=2)
+tool.render(picture[:8, :8], depth[:8, :8])
+before = peak()
+try:
+    tool.render(picture, depth, cancel=lambda: True)
+except focusfall.Cancelled:
+    print((peak() - before) / (side * side * 20))
+"""
+
+
+def test_an_end_that_comes_while_an_array_is_copied_leaves_the_rest():
+    done = run_python(CANCEL)
+    assert done.stdout and float(done.stdout) < 0.5, done.stdout + done.stderr
 
 
 LEAKS = """
