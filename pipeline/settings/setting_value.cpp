@@ -186,8 +186,11 @@ std::string adjustment_note(const control_info& info, std::string_view text) {
         const std::string_view value = part.substr(part.find(':') + 1);
         const auto number = headless::number_in(without_blanks(value));
         if (!number || info.allowed(*number) == *number) continue;
-        adjusted += (adjusted.empty() ? "" : ", ") + headless::shortest(*number) +
-                    " becomes " + info.shown(info.allowed(*number));
+        const std::string typed = headless::shortest(*number);
+        const std::string taken = info.shown(info.allowed(*number));
+        // a bound given in single precision, typed as it is shown, is no other value
+        if (typed == taken) continue;
+        adjusted += (adjusted.empty() ? "" : ", ") + typed + " becomes " + taken;
     }
     if (adjusted.empty()) return "";
     return info.id + ": " + adjusted + " (takes " + info.range() + ")";

@@ -318,7 +318,7 @@ TEST_F(verbs, TellOfValuesThatAreNotTakenAsTheyAre) {
     const std::string errors =
         run("render in.exr -o out.exr --set SettingsType=Advanced --set FStop=0.95 "
             "--set FocusPosition=1:300,2:400 --set PolygonSideCount=2:6.5,4:2,8:5 "
-            "--set MaxBlurSize=3")
+            "--set MaxBlurSize=3 --set MinWeight=1e-07")
             .errors;
     EXPECT_NE(errors.find("focusfall: FStop: 0.95 becomes 1 (takes 1 and up)\n"),
               errors.npos)
@@ -328,6 +328,7 @@ TEST_F(verbs, TellOfValuesThatAreNotTakenAsTheyAre) {
         << errors;
     EXPECT_EQ(errors.find("MaxBlurSize: 3"), errors.npos) << errors;
     EXPECT_EQ(errors.find("FocusPosition:"), errors.npos) << errors;
+    EXPECT_EQ(errors.find("MinWeight"), errors.npos) << errors;
 
     const std::string unit = run("controls --set DepthMapUnits=cm").errors;
     EXPECT_NE(unit.find("--depth-scale"), unit.npos) << unit;
