@@ -9,11 +9,7 @@
 
 namespace {
 
-struct help_text {
-    const char* id;
-    const char* help;
-};
-constexpr help_text HELP[] = {
+constexpr control_rows::help_text HELP[] = {
     {"HiddenFill",
      "Continues what is behind a blurred edge under it, where the picture does not show "
      "it. Off, gaps are filled with what is beside them."},
@@ -62,10 +58,8 @@ FocusfallLayered::FocusfallLayered(Registry* record, const ScriptVal& table,
 }
 
 const char* FocusfallLayered::ControlHelp(const FuID& id) const {
-    for (const help_text& text : HELP) {
-        if (id.Text() == text.id) return text.help;
-    }
-    return FocusfallFast::ControlHelp(id);
+    const char* const help = control_rows::help_of(id, HELP);
+    return help ? help : FocusfallFast::ControlHelp(id);
 }
 
 FocusfallLayered::occlusion FocusfallLayered::read_occlusion(Request* request) const {

@@ -1,19 +1,12 @@
 // What each control does, in a sentence or two for whoever sets it. docs/controls.md
 // shows more, with pictures.
 
-#include <algorithm>
-#include <iterator>
-
+#include "plugin/tool/control_rows.h"
 #include "plugin/tool/focusfall.h"
 
 namespace {
 
-struct help_text {
-    const char* id;
-    const char* help;
-};
-
-constexpr help_text HELP[] = {
+constexpr control_rows::help_text HELP[] = {
     {"BlurChannel",
      "The channel that holds the depth, of the depth map or of the picture; a colour "
      "channel will do."},
@@ -77,7 +70,5 @@ constexpr help_text HELP[] = {
 }  // namespace
 
 const char* Focusfall::ControlHelp(const FuID& id) const {
-    const auto* row = std::ranges::find_if(
-        HELP, [&](const help_text& text) { return id.Text() == text.id; });
-    return row == std::end(HELP) ? nullptr : row->help;
+    return control_rows::help_of(id, HELP);
 }

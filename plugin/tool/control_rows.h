@@ -1,7 +1,10 @@
 #pragma once
-// What rows of controls are written with: the pairs of their tags, and their kinds.
+// What rows of controls are written with: the pairs of their tags, their kinds, and what
+// help says of them.
 
+#include <algorithm>
 #include <initializer_list>
+#include <span>
 
 #include "host/api/operator.h"
 
@@ -37,6 +40,19 @@ inline Input* add_checkbox(Operator& tool, const char* id, const char* name,
 inline Input* add_buttons(Operator& tool, const char* id, const char* name,
                           std::initializer_list<TagPair> row) {
     return add(tool, id, name, "Number", "MultiButtonControl", row);
+}
+
+// What a control does, in a sentence or two for whoever sets it.
+struct help_text {
+    const char* id;
+    const char* help;
+};
+
+// The help of a control; null when there is none.
+inline const char* help_of(const FuID& id, std::span<const help_text> texts) {
+    const auto text = std::ranges::find_if(
+        texts, [&](const help_text& t) { return id.Text() == t.id; });
+    return text == texts.end() ? nullptr : text->help;
 }
 
 }  // namespace control_rows
