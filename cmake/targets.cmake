@@ -55,4 +55,6 @@ function(focusfall_add_inner name)
         target_sources(${name} PRIVATE ${sources})
     endforeach()
     target_link_libraries(${name} PUBLIC ${inner_LINKS} PRIVATE focusfall_options)
+    # static analysis reads these sources as their own targets compile them
+    set_target_properties(${name} PROPERTIES EXPORT_COMPILE_COMMANDS OFF)
 endfunction()

@@ -108,7 +108,7 @@ std::string without_line_end(std::string text) {
 }
 
 std::string nearest_name(std::string_view name, const std::vector<std::string>& names) {
-    const std::string nearest = similar_name(name, names);
+    std::string nearest = similar_name(name, names);
     if (!nearest.empty()) return nearest;
     const std::vector<std::string> longer = longer_names(name, names);
     return longer.empty() ? "" : longer.front();
