@@ -16,9 +16,20 @@ const element = (id) => document.getElementById(id);
 const look = Object.assign({ view: "result", wipe: "", exposure: 0, transform: "srgb" },
   JSON.parse(sessionStorage.getItem("look") ?? "{}"));
 
-function say(text) {
-  element("message").textContent = text;
+// A text that stays is set once: each time it is set, the browser lays out the page again.
+function show(id, text) {
+  if (element(id).textContent !== text) element(id).textContent = text;
+}
+
+let fading = 0;
+
+// A fault stays until something works; a notice goes after a while.
+function say(text, isNotice = false) {
+  clearTimeout(fading);
+  show("message", text);
   element("message").hidden = !text;
+  element("message").classList.toggle("notice", isNotice);
+  if (isNotice) fading = setTimeout(() => say(""), 4000);
 }
 
 async function tried(what, body) {
@@ -76,7 +87,7 @@ const picture = new Picture({
     drag.edit("focus", { x, y, group });
   },
   look: lookAt,
-  zoomed: (zoom) => { element("zoom").textContent = `${Math.round(zoom * 100)} %`; },
+  zoomed: (zoom) => show("zoom", `${Math.round(zoom * 100)} %`),
   message: say,
 });
 
@@ -211,11 +222,11 @@ async function begin() {
     latest = state;
     const name = state.file.split("/").at(-1);
     document.title = `${name} · Focusfall`;
-    element("file").textContent = name;
+    show("file", name);
     element("file").title = `${state.file}, ${state.width} × ${state.height}`;
     element("undo").disabled = !state.can_undo;
     element("redo").disabled = !state.can_redo;
-    element("notes").textContent = [...state.notes, state.lens_note].filter(Boolean).join("; ");
+    show("notes", [...state.notes, state.lens_note].filter(Boolean).join("; "));
     if (state.mark) element("hint").hidden = true;
     panel.setState(state);
     picture.setState(state);

@@ -53,7 +53,7 @@ async function copyLine(say) {
   const { line } = await get("line");
   try {
     await navigator.clipboard.writeText(line);
-    say("The command line is copied");
+    say("The command line is copied", true);
   } catch {
     say(line); // to be copied by hand
   }

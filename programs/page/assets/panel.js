@@ -95,6 +95,7 @@ class Control {
   }
 
   #set(value, group = "") {
+    this.text = ""; // what comes is shown, also when the tool keeps its value
     this.panel.drag("set", { id: this.info.id, value, group });
   }
 
@@ -211,6 +212,9 @@ class Control {
   }
 
   setState(state) {
+    const text = JSON.stringify(state);
+    if (text === this.text) return; // a drag changes one of many
+    this.text = text;
     this.element.hidden = !state.visible;
     this.element.classList.toggle("animated", Boolean(state.keys));
     this.reset.hidden = state.value === this.info.default && !state.keys;

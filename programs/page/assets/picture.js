@@ -27,9 +27,18 @@ class Layer {
     this.onChange();
   }
 
+  async #take(turn, file, picture) {
+    const bitmap = await createImageBitmap(file);
+    if (turn !== this.#turn) return;
+    this.picture = { ...picture, bitmap };
+    this.onMessage("");
+    this.onChange();
+  }
+
   async #follow(turn) {
     let version = 0;
     let detail = "small";
+    let decoded = Promise.resolve();
     while (turn === this.#turn) {
       try {
         this.#request = new AbortController();
@@ -37,18 +46,17 @@ class Layer {
           place: `${pageId}.${this.place}`, version, detail, ...this.look,
         });
         const response = await fetch(`api/picture?${query}`, { signal: this.#request.signal });
-        const bitmap = response.status === 200
-          ? await createImageBitmap(await response.blob()) : null;
+        const file = response.status === 200 ? await response.blob() : null;
         if (turn !== this.#turn) return;
         const made = Number(response.headers.get("X-Version") ?? 0);
-        if (bitmap) {
+        if (file) {
           version = made;
           detail = response.headers.get("X-Detail");
           const rows = Number(response.headers.get("X-Rows"));
           const frame = Number(response.headers.get("X-Frame"));
-          this.picture = { bitmap, rows, version, detail, frame };
-          this.onMessage("");
-          this.onChange();
+          // the next one is rendered while the browser decodes this one
+          await decoded;
+          decoded = this.#take(turn, file, { rows, version, detail, frame });
         } else if (response.status === 422) {
           version = made;
           detail = "full";
@@ -103,8 +111,10 @@ export class Picture {
 
   setState(state) {
     const isNew = state.width !== this.size.width || state.height !== this.size.height;
+    const mark = state.mark && state.mark.frame === state.frame ? state.mark : null;
+    if (!isNew && JSON.stringify(mark) === JSON.stringify(this.mark)) return;
     this.size = { width: state.width, height: state.height };
-    this.mark = state.mark && state.mark.frame === state.frame ? state.mark : null;
+    this.mark = mark;
     if (isNew) this.fit();
     this.draw();
   }
@@ -232,7 +242,8 @@ export class Picture {
     const zoom = this.#shownZoom();
     this.actions.zoomed(zoom * ratio);
     context.imageSmoothingEnabled = zoom * ratio < 3;
-    context.imageSmoothingQuality = "high";
+    // a hand that moves looks at how quickly it follows
+    context.imageSmoothingQuality = this.shown?.detail === "small" ? "low" : "high";
     const split = this.right.picture ? this.#wipe * box.width : box.width;
     this.#paintLayer(context, this.playing ?? this.left.picture, 0, split, box);
     if (this.right.picture) {

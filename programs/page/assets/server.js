@@ -4,6 +4,7 @@ export class Refusal extends Error {}
 
 const listeners = new Set();
 let latest = null;
+let latestText = "";
 
 // Calls `listener(state)` now, if the state is known, and whenever it changes.
 export function onState(listener) {
@@ -11,10 +12,14 @@ export function onState(listener) {
   if (latest) listener(latest);
 }
 
-function take(state) {
-  // answers and events may overtake each other
+// An edit of this page comes twice, as its answer and as an event, and each may overtake
+// others.
+function take(text) {
+  if (text === latestText) return;
+  const state = JSON.parse(text);
   if (latest && state.version < latest.version) return;
   latest = state;
+  latestText = text;
   for (const listener of listeners) listener(state);
 }
 
@@ -30,9 +35,10 @@ export async function get(path) {
 // Sends an edit and takes the state that it leads to. Throws Refusal with the reason.
 export async function edit(what, body = {}) {
   const options = { method: "POST", body: JSON.stringify(body) };
-  const state = await (await checked(await fetch(`api/${what}`, options))).json();
-  if (state.version !== undefined) take(state);
-  return state;
+  const text = await (await checked(await fetch(`api/${what}`, options))).text();
+  const answer = JSON.parse(text);
+  if (answer.version !== undefined) take(text);
+  return answer;
 }
 
 // Edits that follow each other quickly, as those of a drag: while one is on its way only
@@ -68,7 +74,7 @@ export function listen(onConnection, onRender) {
   const events = new EventSource("api/events");
   events.addEventListener("state", (event) => {
     onConnection(true);
-    take(JSON.parse(event.data));
+    take(event.data);
   });
   events.addEventListener("render", (event) => onRender(JSON.parse(event.data)));
   events.addEventListener("error", () => onConnection(false));
