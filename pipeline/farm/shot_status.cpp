@@ -88,7 +88,7 @@ constexpr frame_state STATES[] = {frame_state::DONE, frame_state::STALE,
 }  // namespace
 
 shot_status status_of(const std::string& output, const std::vector<int>& frames,
-                      std::vector<fs::path> logs) {
+                      const std::vector<fs::path>& logs) {
     shot_status status;
     status.output = output;
     log_reader told(status);

@@ -37,7 +37,7 @@ struct shot_status {
 // job folder with theirs. A line that a task could not finish is left out. Throws
 // headless::host_error when one of the `logs` cannot be read. [any thread]
 shot_status status_of(const std::string& output, const std::vector<int>& frames,
-                      std::vector<std::filesystem::path> logs = {});
+                      const std::vector<std::filesystem::path>& logs = {});
 
 // How many frames are in that state.
 std::size_t count_of(const shot_status& status, frame_state state);

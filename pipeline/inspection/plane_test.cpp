@@ -30,7 +30,7 @@ struct piece {
 };
 
 constexpr std::size_t index_of(std::int32_t row, std::int32_t point) {
-    return static_cast<std::size_t>(row * POINTS + point);
+    return static_cast<std::size_t>(row) * POINTS + static_cast<std::size_t>(point);
 }
 
 bool has_pixels(const piece& p) {
