@@ -141,6 +141,7 @@ class FocusfallLayered : public FocusfallFast {
     layered::diameter_map diameters_;
     std::vector<std::vector<layered::smoothed_pixel>> smoothed_;  // by row of blocks
     std::vector<std::vector<layered::mixed_pixel>> mixed_;        // likewise
+    std::vector<std::vector<layered::lit_pixel>> lit_;            // likewise
     layered::seed_pyramid seeds_;
     layered::hidden_sources hidden_;
     struct depth_range {

@@ -20,6 +20,10 @@ constexpr float NOT_SHARP = 2.0F;
 constexpr float EDGE_GAPS = 2.75F;
 constexpr float MORE_GAPS = 2.0F;
 constexpr float OPAQUE = 0.999F;
+// So many times as bright as its surface is a pixel that holds a light, and from so many
+// times on wholly.
+constexpr float LIT = 2.0F;
+constexpr float WHOLLY_LIT = 3.0F;
 
 constexpr auto COLORS = std::to_array({Image::RED, Image::GREEN, Image::BLUE});
 
@@ -92,7 +96,66 @@ void find_at(const visible_picture& picture, std::int32_t x, std::int32_t y,
     if (best.part > 0.0F) found.push_back(best);
 }
 
+float brightness(const float* pixel) {
+    return std::max({pixel[Image::RED], pixel[Image::GREEN], pixel[Image::BLUE]});
+}
+
+// Widens `found` by the pixel, when it is lit.
+void find_light_at(const visible_picture& picture, std::int32_t x, std::int32_t y,
+                   std::vector<lit_pixel>& found) {
+    const diameter_map& map = *picture.diameters;
+    const float own = map.row(y)[x];
+    const float* const pixel = picture.colors->Pixel(x, y);
+    if (!is_opaque(pixel)) return;
+    // the darkest pixel of its surface beside it, and the brightest one behind
+    const float* surface = nullptr;
+    const float* light = nullptr;
+    float gaps = 0.0F;
+    for (std::int32_t py = std::max(y - 1, 0); py <= std::min(y + 1, map.height() - 1);
+         ++py) {
+        for (std::int32_t px = std::max(x - 1, 0); px <= std::min(x + 1, map.width() - 1);
+             ++px) {
+            const float beside = map.row(py)[px];
+            const float* const color = picture.colors->Pixel(px, py);
+            if (!is_opaque(color)) continue;
+            const float count = (beside - own) / picture.gap(own, beside);
+            if (count > EDGE_GAPS) {
+                if (!light || brightness(color) > brightness(light)) {
+                    light = color;
+                    gaps = count;
+                }
+            } else if (std::abs(count) < 0.5F) {
+                if (!surface || brightness(color) < brightness(surface)) surface = color;
+            }
+        }
+    }
+    if (!light || !surface) return;
+    const float times = brightness(pixel) / std::max(brightness(surface), 1e-3F);
+    if (!(times > LIT)) return;
+    const float of_light = part_of(pixel, surface, light);
+    const float how_far = std::min(
+        {(times - LIT) / (WHOLLY_LIT - LIT), (gaps - EDGE_GAPS) / MORE_GAPS, 1.0F});
+    if (!(of_light * how_far > 0.0F)) return;
+    lit_pixel lit = {.x = x, .y = y, .part = 1.0F - of_light * how_far, .front = {}};
+    for (std::size_t i = 0; i < 3; ++i) {
+        const auto c = COLORS[i];
+        lit.front[i] = std::max(0.0F, pixel[c] - of_light * how_far * light[c]);
+    }
+    found.push_back(lit);
+}
+
 }  // namespace
+
+void find_lit(const visible_picture& picture, std::int32_t y,
+              std::vector<lit_pixel>& found) {
+    const diameter_map& map = *picture.diameters;
+    const float least = EDGE_GAPS * picture.tolerance;
+    for (std::int32_t x = 0; x < map.width(); x += BLOCK_COLUMNS) {
+        run_bits left = deeper_beside(map, x, y, least);
+        for (; left != 0; left &= left - 1)
+            find_light_at(picture, x + std::countr_zero(left), y, found);
+    }
+}
 
 void find_mixed(const visible_picture& picture, std::int32_t y,
                 std::vector<mixed_pixel>& found) {

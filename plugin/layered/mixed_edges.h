@@ -1,5 +1,5 @@
 #pragma once
-// Finds pixels at the edge of something sharp that hold some of its colour.
+// Finds pixels at depth edges that hold some of the colour of the surface beside them.
 
 #include <cstdint>
 #include <vector>
@@ -20,6 +20,20 @@ struct mixed_pixel {
     float front[3];
     float deeper[3];
 };
+
+// A pixel of a nearer surface that holds some of a light behind its edge, which is far
+// brighter than the surface. In the nearer layer it would be a bright dot of its own.
+struct lit_pixel {
+    std::int32_t x;
+    std::int32_t y;
+    float part;      // that the nearer surface has of the pixel, 0 .. 1
+    float front[3];  // red, green and blue of that surface, times `part`
+};
+
+// The pixels of the row that are lit, from left to right. Throws std::bad_alloc. [any
+// thread]
+void find_lit(const visible_picture& picture, std::int32_t y,
+              std::vector<lit_pixel>& found);
 
 // The pixels of the row that are mixed, from left to right. Throws std::bad_alloc. [any
 // thread]

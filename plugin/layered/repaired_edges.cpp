@@ -63,6 +63,7 @@ void FocusfallLayered::load_smoothed_edges(std::int32_t block_row) {
 
 void FocusfallLayered::separate_edges(Request* request) {
     mixed_.assign(static_cast<std::size_t>(blocks_.rows), {});
+    lit_.assign(static_cast<std::size_t>(blocks_.rows), {});
     if (!form_ || !occlusion_.hidden_fill) return;
     for (const auto step :
          {&FocusfallLayered::find_mixed_edges, &FocusfallLayered::load_mixed_edges}) {
@@ -75,7 +76,11 @@ void FocusfallLayered::find_mixed_edges(std::int32_t block_row) {
     found.clear();
     const std::int32_t first = block_row * BLOCK_ROWS;
     const std::int32_t last = std::min(first + BLOCK_ROWS, input_image->Height());
-    for (std::int32_t y = first; y < last; ++y) layered::find_mixed(visible(), y, found);
+    auto& lit = lit_[static_cast<std::size_t>(block_row)];
+    for (std::int32_t y = first; y < last; ++y) {
+        layered::find_mixed(visible(), y, found);
+        layered::find_lit(visible(), y, lit);
+    }
 }
 
 // Leaves them the colour of their own surface; the other part is hidden_sources'.
@@ -87,5 +92,16 @@ void FocusfallLayered::load_mixed_edges(std::int32_t block_row) {
                                                source_planes::BLUE};
         for (std::size_t c = 0; c < 3; ++c)
             planes_.row(pixel.y, planes[c])[pixel.x] = weight * pixel.deeper[c];
+    }
+    for (const layered::lit_pixel& pixel : lit_[static_cast<std::size_t>(block_row)]) {
+        const auto value = [&](source_planes::plane plane) -> float& {
+            return planes_.row(pixel.y, plane)[pixel.x];
+        };
+        const float weight = value(source_planes::WEIGHT);
+        value(source_planes::RED) = weight * pixel.front[0];
+        value(source_planes::GREEN) = weight * pixel.front[1];
+        value(source_planes::BLUE) = weight * pixel.front[2];
+        value(source_planes::WEIGHT) = weight * pixel.part;
+        value(source_planes::ALPHA) *= pixel.part;
     }
 }

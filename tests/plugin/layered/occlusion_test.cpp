@@ -85,6 +85,19 @@ TEST_F(Occlusion, KeepsTheSmoothedRimOfASharpSubject) {
     }
 }
 
+// Half of a pixel of the subject's rim is a light behind it, which is blurred.
+TEST_F(Occlusion, DoesNotKeepALightSharpInTheRimOfASharpSubject) {
+    const picture input = painted(160, 60, [](int x, int y) {
+        const double behind = x < 82 && y > 28 && y < 32 ? 20.0 : 0.1;
+        if (x < 79) return gray(0.1, 0.0);
+        return x == 79 ? gray(0.05 + 0.5 * behind, 0.0) : gray(behind, 22.0);
+    });
+    const picture result = layered(input);
+    EXPECT_LT(result.at(79, 30, RED), 3.0F);
+    EXPECT_NEAR(result.at(78, 30, RED), 0.1F, 1e-5F);
+    EXPECT_NEAR(result.at(79, 10, RED), 0.1F, 1e-5F);
+}
+
 // Out of focus before a sharp board, a bar looks like one of the same blur all over: on
 // both sides of its edge.
 TEST_F(Occlusion, SpreadsWhatIsBlurredInFrontOnBothSidesOfItsEdge) {
