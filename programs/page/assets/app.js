@@ -64,15 +64,16 @@ async function lookAt(pixel) {
 
 const digits = (value) => (typeof value === "number" ? String(Number(value.toPrecision(5))) : value);
 
-function shownDistance(mm) {
-  return mm < 1000 ? `${digits(mm)} mm` : `${digits(mm / 1000)} m`;
-}
+const MM = { mm: 1, meter: 1000, inch: 25.4, feet: 304.8 };
+let unit = "mm"; // in which the settings count distances
 
 function shown(pixel) {
   const parts = [`${pixel.x}, ${pixel.y}`];
-  if (pixel.empty) parts.push("nothing there");
+  if (pixel.is_empty) parts.push("nothing there");
   else if (pixel.depth !== undefined) parts.push(`depth ${digits(pixel.depth)}`);
-  if (typeof pixel.distance_mm === "number") parts.push(shownDistance(pixel.distance_mm));
+  if (typeof pixel.distance_mm === "number") {
+    parts.push(`distance ${digits(pixel.distance_mm / MM[unit])} ${unit}`);
+  }
   if (typeof pixel.diameter === "number") {
     const side = pixel.diameter < 0 ? " in front" : pixel.diameter > 0 ? " behind" : "";
     parts.push(`blur ${digits(Math.abs(pixel.diameter))} px${side}`);
@@ -134,6 +135,7 @@ function fillHeader() {
   element("fit").addEventListener("click", () => picture.fit());
   element("one").addEventListener("click", () => picture.zoomTo(1));
   element("full").addEventListener("click", toggleFullScreen);
+  element("help").addEventListener("click", KEYS["?"]);
   for (const what of ["undo", "redo", "reset"]) {
     element(what).addEventListener("click", () => tried(what));
   }
@@ -154,16 +156,20 @@ const KEYS = {
   "-": () => picture.zoomBy(0.8),
   "[": () => stops(-0.25),
   "]": () => stops(0.25),
+  "?": () => element("keyboard").showModal(),
   w: () => change({ wipe: look.wipe ? "" : look.view === "input" ? "result" : "input" }),
 };
 
 function addKeyboard() {
   document.addEventListener("keydown", (event) => {
-    if (event.target.matches("input[type=text], select")) return;
-    if (document.querySelector("dialog[open]")) return;
+    if (document.querySelector("dialog[open]") || event.target.matches(".typing")) return;
     if ((event.ctrlKey || event.metaKey) && event.key.toLowerCase() === "z") {
       event.preventDefault();
       return void tried(event.shiftKey ? "redo" : "undo");
+    }
+    if (event.target.matches("input[type=text], select")) return;
+    if (event.target === element("viewport") && picture.takeKey(event)) {
+      return event.preventDefault();
     }
     if (event.ctrlKey || event.metaKey || event.altKey) return;
     const digit = event.shiftKey && event.code.match(/^Digit([1-5])$/);
@@ -200,10 +206,8 @@ async function begin() {
   addKeyboard();
   showLook();
   const controls = await get("controls");
-  const timeline = new Timeline(picture, {
-    tried,
-    info: (id) => controls.find((one) => one.id === id),
-  });
+  const info = (id) => controls.find((one) => one.id === id);
+  const timeline = new Timeline(picture, { tried, info });
   timeline.setControls(controls);
   KEYS[","] = () => timeline.step(-1);
   KEYS["."] = () => timeline.step(1);
@@ -216,7 +220,6 @@ async function begin() {
   const panel = new Panel(element("panel"), controls, {
     edit: tried,
     drag: (what, body) => { say(""); drag.edit(what, body); },
-    settle: () => {},
   });
   onState((state) => {
     latest = state;
@@ -228,6 +231,8 @@ async function begin() {
     element("redo").disabled = !state.can_redo;
     show("notes", [...state.notes, state.lens_note].filter(Boolean).join("; "));
     if (state.mark) element("hint").hidden = true;
+    const chosen = info("DepthMapUnits")?.items[state.values.DepthMapUnits.value];
+    unit = chosen in MM ? chosen : "mm";
     panel.setState(state);
     picture.setState(state);
     timeline.setState(state);

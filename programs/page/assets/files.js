@@ -4,22 +4,26 @@ import { edit, get } from "./server.js";
 
 const element = (id) => document.getElementById(id);
 
-// Asks for a file's name until `action(name, replaces)` accepts it, or the user gives up.
-function askForFile({ title, note, name, go, canReplace }, action) {
+// Asks for a file's name until `action(name, replaces, isForOneFrame)` accepts it, or the
+// user gives up. `frame`: the one of a shot that may be chosen alone.
+function askForFile({ title, note, name, go, canReplace, frame }, action) {
   const dialog = element("file-dialog");
   const field = element("file-name");
   const replace = element("file-replace").querySelector("input");
+  const only = element("file-only").querySelector("input");
   element("file-title").textContent = title;
   element("file-note").textContent = note;
   element("file-go").textContent = go;
   element("file-replace").hidden = !canReplace;
+  element("file-only").hidden = !frame;
+  element("file-only-frame").textContent = frame;
   element("file-fault").textContent = "";
   field.value = name;
-  replace.checked = false;
+  replace.checked = only.checked = false;
   dialog.onsubmit = async (event) => {
     event.preventDefault();
     try {
-      await action(field.value.trim(), replace.checked);
+      await action(field.value.trim(), replace.checked, only.checked);
       dialog.close();
     } catch (error) {
       element("file-fault").textContent = error.message;
@@ -64,9 +68,9 @@ async function render(state) {
   const isShot = state.frames.length > 0;
   askForFile({
     title: isShot ? `Render ${state.frames.length} frames` : "Render the picture",
-    go: "Render", name: output, canReplace: !isShot,
+    go: "Render", name: output, canReplace: true, frame: isShot ? state.frame : undefined,
     note: "By the same code as focusfall render; files appear whole or not at all.",
-  }, (file, replace) => edit("render", { file, replace }));
+  }, (file, replace, only_this_frame) => edit("render", { file, replace, only_this_frame }));
 }
 
 // How far a render is.

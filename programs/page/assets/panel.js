@@ -49,7 +49,7 @@ class Control {
     });
     reset.className = "reset";
     this.reset = reset;
-    head.append(label, reset);
+    head.append(label);
     this.head = head;
     this.element.append(head);
   }
@@ -76,7 +76,7 @@ class Control {
     });
     more.className = "more";
     more.ariaExpanded = "false";
-    this.head.append(more);
+    this.head.children[0].after(more);
     this.element.append(help);
     this.element.title = this.info.help;
     for (const field of this.element.querySelectorAll("input, select")) {
@@ -123,7 +123,7 @@ class Control {
       row.append(label);
       return radio;
     });
-    this.element.append(row);
+    this.head.append(this.reset, row);
     this.take = (value) => radios.forEach((radio, index) => { radio.checked = index === value; });
   }
 
@@ -132,21 +132,25 @@ class Control {
     select.id = this.name;
     this.info.items.forEach((item, index) => select.append(new Option(item, index)));
     select.addEventListener("change", () => this.#set(Number(select.value)));
-    this.element.append(select);
+    this.head.append(this.reset, select);
     this.take = (value) => { select.value = value; };
   }
 
   #addCheckbox() {
     const box = this.#input("checkbox");
     box.addEventListener("change", () => this.#set(box.checked));
-    this.element.classList.add("switch");
-    this.head.prepend(box);
+    this.head.append(this.reset, box);
     this.take = (value) => { box.checked = value > 0.5; };
   }
 
   #addText() {
     const text = this.#input("text");
-    text.addEventListener("change", () => this.#set(text.value));
+    text.addEventListener("input", () => text.classList.add("typing"));
+    text.addEventListener("change", () => {
+      text.classList.remove("typing");
+      this.#set(text.value);
+    });
+    this.head.append(this.reset);
     this.element.append(text);
     this.take = (value) => { if (document.activeElement !== text) text.value = value; };
   }
@@ -156,15 +160,16 @@ class Control {
     row.className = "number";
     const number = this.#input("text");
     number.inputMode = "decimal";
-    let isTyping = false; // what is typed stays until it is sent
-    number.addEventListener("input", () => { isTyping = true; });
+    // what is typed stays until it is sent
+    const setTyping = (isTyping) => number.classList.toggle("typing", isTyping);
+    number.addEventListener("input", () => setTyping(true));
     number.addEventListener("change", () => {
-      isTyping = false;
+      setTyping(false);
       this.#set(number.value.trim());
     });
     number.addEventListener("keydown", (event) => {
       if (event.key === "Escape") {
-        isTyping = false;
+        setTyping(false);
         number.value = shortNumber(this.value);
       }
       if (event.key === "Enter") {
@@ -188,16 +193,17 @@ class Control {
       number.value = shortNumber(value);
       this.#set(value, group || "slider");
     });
-    slider.addEventListener("change", () => this.panel.settle());
-    row.append(slider, number);
+    this.head.append(number);
+    row.append(slider, this.reset);
     this.element.append(row);
     this.slider = slider;
+    this.row = row;
     const { lowest, highest, slider_end: end } = this.info;
     const top = end ?? highest;
     this.setRange(lowest !== undefined && top !== undefined ? [lowest, top] : null);
     this.take = (value) => {
       this.value = value;
-      if (!isTyping) number.value = shortNumber(value);
+      if (!number.matches(".typing")) number.value = shortNumber(value);
       // a hand on the slider is ahead of what the server says
       if (this.scale && !slider.matches(":active")) slider.value = this.scale.toPart(value);
       slider.ariaValueText = shortNumber(value);
@@ -207,6 +213,8 @@ class Control {
   // From where to where the slider goes; null: none is shown.
   setRange(range) {
     this.slider.hidden = !range;
+    if (range) this.row.append(this.reset);
+    else this.head.lastChild.before(this.reset); // no row for it alone
     this.scale = range ? scaleOf(this.info, range) : null;
     if (range && this.value !== undefined) this.take(this.value);
   }
@@ -217,17 +225,16 @@ class Control {
     this.text = text;
     this.element.hidden = !state.visible;
     this.element.classList.toggle("animated", Boolean(state.keys));
-    this.reset.hidden = state.value === this.info.default && !state.keys;
+    this.reset.disabled = state.value === this.info.default && !state.keys;
     this.take(state.value);
   }
 }
 
 export class Panel {
-  // `actions`: edit(what, body), drag(what, body), settle()
+  // `actions`: edit(what, body), drag(what, body)
   constructor(element, controls, actions) {
     this.edit = actions.edit;
     this.drag = actions.drag;
-    this.settle = actions.settle;
     this.controls = new Map();
     this.pages = new Map();
     element.addEventListener("submit", (event) => event.preventDefault());

@@ -73,6 +73,7 @@ class Layer {
 }
 
 const MARK = 9; // radius of the focus mark
+const KEY_STEP = 10; // pixels of the page that an arrow key moves
 const LARGEST_ZOOM = 64;
 
 export class Picture {
@@ -92,6 +93,7 @@ export class Picture {
     this.right = new Layer("right", draw, actions.message);
     this.size = { width: 1, height: 1 };
     this.mark = null;
+    this.cursor = null; // the pixel that the arrow keys chose
     this.playing = null; // a picture that was kept, in place of the left one
     new ResizeObserver(draw).observe(this.#viewport);
     this.#viewport.addEventListener("wheel", (event) => this.#wheel(event), { passive: false });
@@ -136,7 +138,44 @@ export class Picture {
 
   zoomBy(factor, at = null) { this.zoomTo(this.#shownZoom() * factor * devicePixelRatio, at); }
 
-  moveWipe(by) { this.#wipe = Math.min(Math.max(this.#wipe + by, 0), 1); this.draw(); }
+  // What the arrow keys and Enter do; whether that was all.
+  takeKey(event) {
+    const steps = { ArrowLeft: [-1, 0], ArrowRight: [1, 0], ArrowUp: [0, -1], ArrowDown: [0, 1] };
+    const step = steps[event.key];
+    if (event.key === "Enter" && this.cursor) {
+      this.actions.focus(this.cursor.x, this.cursor.y, `focus ${Date.now()}`);
+    } else if (step && event.ctrlKey) {
+      this.#wipe = Math.min(Math.max(this.#wipe + step[0] / 50, 0), 1);
+    } else if (step && event.shiftKey) {
+      this.#pan(step[0] * KEY_STEP * 5, step[1] * KEY_STEP * 5);
+    } else if (step) {
+      this.#moveCursor(step);
+    } else {
+      return false;
+    }
+    this.draw();
+    return true;
+  }
+
+  #moveCursor([right, down]) {
+    const box = this.#box();
+    const from = this.cursor ?? this.mark ?? this.#toPicture({ x: box.width / 2, y: box.height / 2 });
+    const by = Math.max(KEY_STEP / this.#shownZoom(), 1);
+    const within = (value, end) => Math.floor(Math.min(Math.max(value, 0), end - 1));
+    this.cursor = {
+      x: within(from.x + right * by, this.size.width),
+      y: within(from.y + down * by, this.size.height),
+    };
+    this.actions.look(this.cursor);
+  }
+
+  // Moves the window over the picture, in pixels of the page.
+  #pan(right, down) {
+    const zoom = this.#shownZoom();
+    this.#zoom = zoom;
+    this.#center.x += right / zoom / this.size.width;
+    this.#center.y += down / zoom / this.size.height;
+  }
 
   // What is shown now, for whoever wants to know whether it is the newest.
   get shown() { return this.left.picture; }
@@ -199,6 +238,7 @@ export class Picture {
     const pans = event.button !== 0 || event.altKey || this.isPanning;
     const kind = pans ? "pan" : this.#isOnWipe(event) ? "wipe" : "focus";
     this.#drag = { kind, x: event.clientX, y: event.clientY, group: `focus ${Date.now()}` };
+    this.cursor = null;
     if (kind === "focus") this.#focus(event);
   }
 
@@ -217,10 +257,7 @@ export class Picture {
     if (this.#drag.kind === "wipe") {
       this.#wipe = Math.min(Math.max((event.clientX - box.left) / box.width, 0), 1);
     } else {
-      const zoom = this.#shownZoom();
-      this.#zoom = zoom;
-      this.#center.x -= (event.clientX - this.#drag.x) / zoom / this.size.width;
-      this.#center.y -= (event.clientY - this.#drag.y) / zoom / this.size.height;
+      this.#pan(this.#drag.x - event.clientX, this.#drag.y - event.clientY);
       this.#drag.x = event.clientX;
       this.#drag.y = event.clientY;
     }
@@ -251,7 +288,8 @@ export class Picture {
       context.fillStyle = "#fff";
       context.fillRect(split - 1, 0, 2, box.height);
     }
-    this.#paintMark(context);
+    if (this.mark) this.#paintMark(context, this.mark, "#7dffa0");
+    if (this.cursor) this.#paintMark(context, this.cursor, "#fff");
   }
 
   #paintLayer(context, picture, from, to, box) {
@@ -275,13 +313,12 @@ export class Picture {
     context.restore();
   }
 
-  #paintMark(context) {
-    if (!this.mark) return;
+  #paintMark(context, mark, light) {
     const origin = this.#origin();
     const zoom = this.#shownZoom();
-    const x = origin.x + (this.mark.x + 0.5) * zoom;
-    const y = origin.y + (this.mark.y + 0.5) * zoom;
-    for (const [color, wide] of [["#000a", 4], ["#7dffa0", 1.5]]) {
+    const x = origin.x + (mark.x + 0.5) * zoom;
+    const y = origin.y + (mark.y + 0.5) * zoom;
+    for (const [color, wide] of [["#000a", 4], [light, 1.5]]) {
       context.strokeStyle = color;
       context.lineWidth = wide;
       context.beginPath();

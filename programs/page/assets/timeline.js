@@ -97,6 +97,7 @@ export class Timeline {
   #mark(frame, value) {
     const mark = document.createElement("button");
     mark.className = "key";
+    mark.dataset.frame = frame;
     mark.title = `Frame ${frame}: ${value}; drag to move, Delete removes it`;
     mark.ariaLabel = `Key at frame ${frame}`;
     mark.style.left = `${100 * this.#place(frame)}%`;
@@ -108,6 +109,8 @@ export class Timeline {
     mark.addEventListener("click", () => this.#show(frame));
     mark.addEventListener("keydown", (event) => {
       if (event.key === "Delete") this.#replace((pairs) => pairs.filter((key) => key[0] !== frame));
+      const by = { ArrowLeft: -1, ArrowRight: 1 }[event.key];
+      if (by) this.#moveKey(frame, this.#neighbour(frame, by));
     });
     return mark;
   }
@@ -128,10 +131,21 @@ export class Timeline {
   #drop() {
     const drag = this.#drag;
     this.#drag = null;
-    if (!drag || drag.from === drag.to) return;
-    this.#replace((pairs) => pairs
-      .filter(([frame]) => frame !== drag.to)
-      .map(([frame, value]) => [frame === drag.from ? drag.to : frame, value]));
+    if (drag) this.#moveKey(drag.from, drag.to);
+  }
+
+  // It takes the place of a key that is there. The mark keeps the keyboard.
+  async #moveKey(from, to) {
+    if (from === to) return;
+    await this.#replace((pairs) => pairs
+      .filter(([frame]) => frame !== to)
+      .map(([frame, value]) => [frame === from ? to : frame, value]));
+    element("keys").querySelector(`[data-frame="${to}"]`)?.focus();
+  }
+
+  #neighbour(frame, by) {
+    const { frames } = this.#state;
+    return frames[Math.min(Math.max(frames.indexOf(frame) + by, 0), frames.length - 1)];
   }
 
   // Without its last key a control keeps the value that it has.
@@ -169,11 +183,9 @@ export class Timeline {
   }
 
   step(by) {
-    const { frames, frame } = this.#state;
-    if (frames.length === 0) return;
+    if (this.#state.frames.length === 0) return;
     this.play(false);
-    const index = Math.min(Math.max(frames.indexOf(frame) + by, 0), frames.length - 1);
-    this.#show(frames[index]);
+    this.#show(this.#neighbour(this.#state.frame, by));
   }
 
   // Frames that were seen come from the page's memory, others as fast as they render.
