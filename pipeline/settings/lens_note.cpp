@@ -7,7 +7,7 @@
 namespace focusfall {
 
 std::string lens_note(const headless::tool& tool) {
-    enum { TYPE, FOCAL_LENGTH, F_STOP, APERTURE, CONTROLS };
+    enum : std::size_t { TYPE, FOCAL_LENGTH, F_STOP, APERTURE, CONTROLS };
     constexpr std::array<const char*, CONTROLS> IDS{"SettingsType", "FocalLength",
                                                     "FStop", "ApertureDiameter"};
     std::array<const headless::control*, CONTROLS> found{};
@@ -19,11 +19,11 @@ std::string lens_note(const headless::tool& tool) {
     for (const headless::control* control : found) {
         if (!control) return "";
     }
-    for (const int edited : {FOCAL_LENGTH, F_STOP, APERTURE}) {
+    for (const std::size_t edited : {FOCAL_LENGTH, F_STOP, APERTURE}) {
         const headless::animation curve = found[edited]->curve();
         for (const headless::key& key : curve.keys()) {
-            const auto number = [&](int i) { return found[i]->number(key.time); };
-            const auto shown = [&](int i) {
+            const auto number = [&](std::size_t i) { return found[i]->number(key.time); };
+            const auto shown = [&](std::size_t i) {
                 return std::string(" ") + IDS[i] + "=" +
                        found[i]->info().shown(number(i));
             };

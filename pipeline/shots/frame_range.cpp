@@ -98,12 +98,13 @@ std::vector<int> parse_frames(const std::string& text) {
 }
 
 std::vector<int> without_holes(const std::vector<int>& frames) {
-    if (frames.size() < 2) return frames;
+    if (frames.empty()) return frames;
     const auto from_first = [&](int frame) {
         return std::int64_t{frame} - frames.front();
     };
     std::int64_t step = 0;
     for (const int frame : frames) step = std::gcd(step, from_first(frame));
+    if (step == 0) return frames;  // one frame
     if (from_first(frames.back()) / step >= MAX_FRAMES) {
         throw headless::host_error("frames " + std::to_string(frames.front()) + " to " +
                                    std::to_string(frames.back()) +

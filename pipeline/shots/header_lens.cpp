@@ -51,7 +51,7 @@ std::optional<double> depth_unit(const headless::tool& tool,
     if (tool.find("DepthMapType").number(0) > 0.5) return std::nullopt;
     constexpr std::array MILLIMETRES{1.0, 1000.0, 25.4, 304.8};  // in the control's order
     const double item = tool.find("DepthMapUnits").number(0);
-    return MILLIMETRES.at(static_cast<std::size_t>(item + 0.5));
+    return MILLIMETRES.at(static_cast<std::size_t>(std::lround(item)));
 }
 
 // A control, and the values for it in the frames that tell one.
