@@ -173,7 +173,8 @@ Owned<Image> with_scale(const Image& picture,
     const std::int32_t strip = bar + (GLYPH_HEIGHT + 4) * dot;
     const std::int32_t height = picture.Height();
     Owned<Image> image(new Image(width, height + strip, picture.Components()));
-    const auto row = static_cast<std::size_t>(width * picture.Components());
+    const auto row =
+        static_cast<std::size_t>(width) * static_cast<std::size_t>(picture.Components());
     for (std::int32_t y = 0; y < height; ++y) {
         std::copy_n(picture.Pixel(0, y), row, image->Pixel(0, y));
     }
