@@ -16,7 +16,7 @@
 // Bytes of the sources of a gathered frame of width x height pixels: one float for each
 // pixel and plane, margins included.
 inline std::uint64_t source_bytes(std::int32_t width, std::int32_t height) {
-    const std::int64_t columns = std::int64_t{width} + 2 * gather::GATHER_MARGIN;
+    const std::int64_t columns = width + 2 * std::int64_t{gather::GATHER_MARGIN};
     return static_cast<std::uint64_t>(columns * height) * gather::source_planes::PLANES *
            sizeof(float);
 }
@@ -28,9 +28,9 @@ inline std::uint64_t gather_table_bytes(std::size_t last) {
     constexpr std::uint64_t KERNEL_BYTES =
         sizeof(gather::kernel_terms) + 5 * sizeof(double);
     const auto reach = static_cast<std::uint64_t>(lens::kernel_radius(last));
-    const std::uint64_t across = 2 * reach + 2 * gather::MACRO_COLUMNS;
+    const std::uint64_t across = 2 * (reach + gather::MACRO_COLUMNS);
     const std::uint64_t down =
-        2 * reach + 4 * (gather::TILE_ROWS + gather::BLOCK_ROWS) + 1;
+        2 * (reach + 2 * std::uint64_t{gather::TILE_ROWS + gather::BLOCK_ROWS}) + 1;
     return across * down * OFFSET_BYTES + (last + 1) * KERNEL_BYTES;
 }
 
