@@ -22,7 +22,7 @@ void make_border_part(const focusfall_interface& params, std::int32_t style,
     // a source lies on the other side of a pixel than the pixel of it
     if (!turned) std::ranges::reverse(weights);
     part.radius = lens::kernel_radius(index);
-    const auto side = static_cast<std::size_t>(2 * part.radius + 1);
+    const std::size_t side = 2 * static_cast<std::size_t>(part.radius) + 1;
     std::vector<double> above(side + 1, 0.0);
     part.sums.assign((side + 1) * (side + 1), 0.0F);
     for (std::size_t y = 0; y < side; ++y) {
