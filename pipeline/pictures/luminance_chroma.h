@@ -1,6 +1,7 @@
 #pragma once
 // OpenEXR pictures of luminance and chroma, whose chroma has fewer pixels than their
-// luminance. The picture library refuses them; the OpenEXR library makes RGB of them.
+// luminance. The picture library refuses them, or those of them whose windows differ; the
+// OpenEXR library makes RGB of all.
 
 #include <cstddef>
 #include <cstdint>

@@ -176,7 +176,7 @@ picture_reader::picture_reader(fs::path file, std::uint64_t max_bytes)
     }
     const bool is_openexr = std::string(input_->format_name()) == "openexr";
     if (is_openexr) lost_ = checked_openexr_header(file_, max_bytes);
-    open(max_bytes);
+    open(is_openexr, max_bytes);
     do {
         const OIIO::ImageSpec& spec = input_->spec();
         deep_.push_back(spec.deep);
@@ -190,19 +190,18 @@ picture_reader::picture_reader(fs::path file, std::uint64_t max_bytes)
         "and samples behind it are not blurred by their own depths";
 }
 
-void picture_reader::open(std::uint64_t max_bytes) {
+void picture_reader::open(bool is_openexr, std::uint64_t max_bytes) {
+    if (is_openexr && is_luminance_chroma(file_)) {
+        memory_ = std::make_unique<memory_file>(as_rgb_file(file_, max_bytes));
+        input_->set_ioproxy(&memory_->reader);
+        note_ = "is luminance with small chroma, and is taken as R, G and B";
+    }
     OIIO::ImageSpec config;
     config.attribute("oiio:UnassociatedAlpha", 1);  // multiplied once colours are linear
     OIIO::ImageSpec first;
-    if (input_->open(file_.string(), first, config)) return;
-    const std::string fault = input_->geterror();
-    if (!is_luminance_chroma(file_)) fail_to_read(file_, fault);
-    memory_ = std::make_unique<memory_file>(as_rgb_file(file_, max_bytes));
-    input_->set_ioproxy(&memory_->reader);
     if (!input_->open(file_.string(), first, config)) {
         fail_to_read(file_, input_->geterror());
     }
-    note_ = "is luminance with small chroma, and is taken as R, G and B";
 }
 
 picture picture_reader::headers() const {

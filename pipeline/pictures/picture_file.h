@@ -45,7 +45,7 @@ class picture_reader {
 
   private:
     // Opens the file, or what it was turned into.
-    void open(std::uint64_t max_bytes);
+    void open(bool is_openexr, std::uint64_t max_bytes);
 
     // A file that was made of another one.
     struct memory_file {
