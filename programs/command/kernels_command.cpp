@@ -4,8 +4,8 @@
 #include "pipeline/pictures/image_file.h"
 #include "pipeline/process/memory_limit.h"
 #include "pipeline/shots/frame_loader.h"
+#include "pipeline/views/kernel_probe.h"
 #include "programs/command/commands.h"
-#include "programs/command/kernel_probe.h"
 #include "programs/command/rendering_session.h"
 
 namespace focusfall {

@@ -110,18 +110,19 @@ page_view page_view_named(const std::string& name) {
     if (name == "depth") return page_view::DEPTH;
     if (name == "focus") return page_view::FOCUS;
     if (name == "diameter") return page_view::DIAMETER;
+    if (name == "kernel") return page_view::KERNEL;
     throw host_error("there is no view \"" + name +
-                     "\"; choose result, input, depth, focus or diameter");
+                     "\"; choose result, input, depth, focus, diameter or kernel");
 }
 
 std::string display_picture(const Image& image, const window& inside,
-                            const display_look& look, bool is_light, int quality) {
-    const std::vector<unsigned char> pixels =
-        screen_pixels(image, inside, is_light ? look : display_look());
+                            const display_look& look, bool fine) {
+    const std::vector<unsigned char> pixels = screen_pixels(image, inside, look);
     OIIO::ImageSpec spec(static_cast<int>(inside.width), static_cast<int>(inside.height),
                          3, OIIO::TypeDesc::UINT8);
-    spec.attribute("Compression", "jpeg:" + std::to_string(quality));
-    spec.attribute("jpeg:subsampling", "4:4:4");  // as sharp in colour as in brightness
+    spec.attribute("Compression", fine ? "jpeg:95" : "jpeg:88");
+    // a fine one is as sharp in colour as in brightness
+    spec.attribute("jpeg:subsampling", fine ? "4:4:4" : "4:2:0");
     std::vector<unsigned char> file;
     OIIO::Filesystem::IOVecOutput stream(file);
     const auto output = OIIO::ImageOutput::create("view.jpg", &stream);

@@ -10,10 +10,10 @@
 namespace focusfall {
 
 // The pixels of `inside`, a part of the image, as a JPEG file: premultiplied colour over
-// black, by the `look`, which colours that are no light (`is_light` false) do not follow.
-// `quality` is 1 to 100. Throws headless::host_error for an unknown transform, and
-// std::bad_alloc. [any thread]
+// black, by the `look`. A picture that is not `fine` is smaller, and sooner made and
+// shown. Throws headless::host_error for an unknown transform, and std::bad_alloc. [any
+// thread]
 std::string display_picture(const Image& image, const window& inside,
-                            const display_look& look, bool is_light, int quality);
+                            const display_look& look, bool fine);
 
 }  // namespace focusfall

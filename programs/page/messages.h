@@ -1,6 +1,7 @@
 #pragma once
 // What page and server say to each other.
 
+#include <functional>
 #include <map>
 #include <memory>
 #include <string>
@@ -38,6 +39,15 @@ class pending_answer {
     virtual void send(page_answer answer) = 0;
     // False once the one who asked has gone. [any thread]
     virtual bool is_wanted() const = 0;
+};
+
+// What an application may ask of its server, from any thread. Once the server has stopped
+// nothing happens any more.
+struct page_link {
+    // Sends an event, see event_text, to all pages that listen.
+    std::function<void(const std::string& event)> tell = [](const std::string&) {};
+    // Runs work on the server's thread, between two requests.
+    std::function<void(std::function<void()> work)> run = [](const auto&) {};
 };
 
 // What answers requests. Everything is called on the server's thread and should return

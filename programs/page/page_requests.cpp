@@ -123,13 +123,34 @@ page_requests::page_requests(const shot_options& shot, session& opened,
       session_(opened),
       tool_(tool),
       settings_(tool, frames_of(shot).front()),
-      maker_(shot, tool, frames_of(shot).front()) {}
+      maker_(shot, tool, frames_of(shot).front(),
+             [this](int frame, const std::string& error) {
+                 link_.run([this, frame, error] { take_frame(frame, error); });
+             }) {}
+
+// A frame was read, or cannot be.
+void page_requests::take_frame(int frame, const std::string& error) {
+    if (frame != settings_.frame()) return;  // another one is on its way
+    if (!error.empty()) frame_fault_ = error;
+    link_.tell(event_text("state", dumped(state())));
+    for (auto& [request, to] : std::exchange(waiting_, {})) answer(request, to);
+}
+
+// What a frame holds is not known before it was read.
+bool page_requests::must_wait(const page_request& request) const {
+    const bool looks = request.path == "api/focus" || request.path == "api/pixel";
+    return looks && !frame_fault_ && maker_.frame()->number() != settings_.frame();
+}
 
 void page_requests::answer(const page_request& request,
                            std::shared_ptr<pending_answer> to) {
     try {
         if (request.path == "api/picture") {
             return wait_for_picture(request, to);
+        }
+        if (must_wait(request)) {
+            waiting_.emplace_back(request, to);
+            return maker_.read_frame();
         }
         to->send(request.method == "POST" ? edited(request) : answered(request));
     } catch (const host_error& error) {
@@ -165,7 +186,7 @@ page_answer page_requests::edited(const page_request& request) {
     }
     edit(what, body);
     page_json now = state();
-    tell_(event_text("state", dumped(now)));
+    link_.tell(event_text("state", dumped(now)));
     return json_answer(now);
 }
 
@@ -208,15 +229,19 @@ void page_requests::show(int frame) {
     if (std::ranges::count(frames, frame) == 0) {
         throw host_error("there is no frame " + std::to_string(frame) + " in this shot");
     }
+    if (frame == settings_.frame()) return;
     settings_.show(frame);
+    frame_fault_.reset();
     maker_.show(frame);
+    // what was asked about the frame before is not meant for this one
+    for (auto& [request, to] : std::exchange(waiting_, {})) {
+        to->send(refused(409, "another frame was chosen"));
+    }
 }
 
 const frame_probe& page_requests::probe() {
+    if (frame_fault_) throw host_error(*frame_fault_);
     const auto frame = maker_.frame();
-    if (frame->number() != settings_.frame()) {
-        throw host_error("this frame is still being read; try again");
-    }
     if (frame != probed_frame_) {
         probe_ = std::make_unique<frame_probe>(frame->full(), frame->files(), tool_,
                                                frame->number());
@@ -251,16 +276,19 @@ page_json page_requests::render(const page_json& body) {
         throw host_error("a render is under way; stop it first");
     }
     shot_options shot = shot_;
-    shot.output = page_output(member<std::string>(body, "file"), "",
-                              is_true(body, "replace") || !shot_.frames.empty());
+    shot.output = page_path(member<std::string>(body, "file"));
     if (is_true(body, "only_this_frame") && !shot.frames.empty()) {
         shot.frames = {settings_.frame()};
     }
+    for (const int frame : frames_of(shot)) {
+        page_output(files_of(shot, frame).output, "", is_true(body, "replace"));
+    }
     auto tool = session_.create_tool();
     tool->restore(values_of(tool_));
-    job_ = std::make_unique<render_job>(
-        std::move(shot), std::move(tool),
-        [this](const page_json& news) { tell_(event_text("render", dumped(news))); });
+    job_ = std::make_unique<render_job>(std::move(shot), std::move(tool),
+                                        [tell = link_.tell](const page_json& news) {
+                                            tell(event_text("render", dumped(news)));
+                                        });
     return {{"file", body.at("file")}};
 }
 

@@ -1,9 +1,11 @@
 #pragma once
 // What a page may ask for. docs/page.md describes every request.
 
-#include <functional>
 #include <memory>
+#include <optional>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "pipeline/inspection/pixel_report.h"
 #include "pipeline/session/session.h"
@@ -23,15 +25,15 @@ class page_requests : public page_application {
     // headless::host_error when the first frame cannot be read.
     page_requests(const shot_options& shot, session& opened, headless::tool& tool);
 
-    // Where events go; set it before the first request comes.
-    void set_teller(std::function<void(const std::string&)> tell) {
-        tell_ = std::move(tell);
-    }
+    // To its server; call it before the first request comes.
+    void connect(page_link link) { link_ = std::move(link); }
 
     void answer(const page_request& request, std::shared_ptr<pending_answer> to) override;
     std::string greeting() override { return event_text("state", state().dump()); }
 
   private:
+    bool must_wait(const page_request& request) const;
+    void take_frame(int frame, const std::string& error);
     page_answer answered(const page_request& request);
     page_answer edited(const page_request& request);
     void wait_for_picture(const page_request& request,
@@ -49,14 +51,17 @@ class page_requests : public page_application {
     const shot_options shot_;
     session& session_;
     headless::tool& tool_;
-    std::function<void(const std::string&)> tell_ = [](const std::string&) {};
+    page_link link_;
     page_settings settings_;
-    picture_maker maker_;
+    // those that ask about a frame which is still being read
+    std::vector<std::pair<page_request, std::shared_ptr<pending_answer>>> waiting_;
+    std::optional<std::string> frame_fault_;  // why the frame on show cannot be read
     // of the frame on show; made when it is needed
     std::shared_ptr<const shown_frame> probed_frame_;
     std::unique_ptr<frame_probe> probe_;
     std::unique_ptr<headless::tool> scratch_;  // for lines; made when it is needed
     std::unique_ptr<render_job> job_;          // the last one
+    picture_maker maker_;                      // last: its thread tells of frames
 };
 
 }  // namespace focusfall

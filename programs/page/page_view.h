@@ -5,10 +5,11 @@
 
 namespace focusfall {
 
-enum class page_view { RESULT, INPUT, DEPTH, FOCUS, DIAMETER };
+// KERNEL is the blur of one bright point, in the style of the settings.
+enum class page_view { RESULT, INPUT, DEPTH, FOCUS, DIAMETER, KERNEL };
 
 // Throws headless::host_error for a name that is none of "result", "input", "depth",
-// "focus" and "diameter".
+// "focus", "diameter" and "kernel".
 page_view page_view_named(const std::string& name);
 
 // How light is shown.

@@ -7,6 +7,7 @@
 #include "host/error.h"
 #include "pipeline/process/interruption.h"
 #include "pipeline/shots/frame_preparation.h"
+#include "pipeline/views/kernel_probe.h"
 #include "programs/page/display_picture.h"
 #include "programs/page/scaled_frame.h"
 
@@ -23,15 +24,25 @@ constexpr auto REST = 100ms;
 // sleeps, is looked at so often.
 constexpr auto LOOK_AROUND = 500ms;
 
-constexpr int SMALL_QUALITY = 88;
-constexpr int FULL_QUALITY = 95;
+// The blur of a small picture may take so long, for 25 of them to appear in a second.
+constexpr auto SLOW = 28ms;
+// Below this it is quick enough again: enough less not to change to and fro.
+constexpr auto STEADY = 18ms;
 
-std::size_t index_of(detail of) { return of == detail::SMALL ? 0 : 1; }
+// Pixels on each side of the picture of a kernel, less its margin.
+constexpr double KERNEL_DIAMETER = 61.0;
+
+std::size_t index_of(detail of) { return static_cast<std::size_t>(of); }
 
 }  // namespace
 
-picture_maker::picture_maker(shot_options shot, headless::tool& tool, int first)
-    : shot_(std::move(shot)), tool_(tool), reader_(shot_, tool), wanted_frame_(first) {
+picture_maker::picture_maker(shot_options shot, headless::tool& tool, int first,
+                             frame_listener listener)
+    : shot_(std::move(shot)),
+      tool_(tool),
+      frame_listener_(std::move(listener)),
+      reader_(shot_, tool),
+      wanted_frame_(first) {
     load_frame(first);
     thread_ = std::thread([this] { run(); });
 }
@@ -79,6 +90,12 @@ void picture_maker::show(int frame) {
     change_version();
 }
 
+void picture_maker::read_frame() {
+    const std::scoped_lock lock(mutex_);
+    reads_frame_ = true;
+    changed_.notify_all();
+}
+
 std::shared_ptr<const shown_frame> picture_maker::frame() const {
     const std::scoped_lock lock(mutex_);
     return frame_;
@@ -98,7 +115,8 @@ bool picture_maker::is_busy() const {
 detail picture_maker::next_detail(const picture_wish& wish) const {
     const bool has_full = full_version_ == version_;
     if (frame_->is_small() || has_full) return detail::FULL;
-    return wish.shown_version < version_ ? detail::SMALL : detail::FULL;
+    if (wish.shown_version >= version_) return detail::FULL;
+    return is_slow_ ? detail::QUICK : detail::SMALL;
 }
 
 std::optional<detail> picture_maker::wanted_detail() const {
@@ -113,7 +131,7 @@ std::optional<detail> picture_maker::wanted_detail() const {
 }
 
 bool picture_maker::may_begin(detail wanted) const {
-    return wanted == detail::SMALL || frame_->is_small() || full_version_ == version_ ||
+    return wanted != detail::FULL || frame_->is_small() || full_version_ == version_ ||
            clock::now() >= last_change_ + REST;
 }
 
@@ -122,7 +140,7 @@ void picture_maker::run() {
     while (!stopping_) {
         std::erase_if(wishes_,
                       [](const picture_wish& wish) { return !wish.to->is_wanted(); });
-        const auto wanted = wanted_detail();
+        const auto wanted = reads_frame_ ? detail::QUICK : wanted_detail();
         if (!wanted) {
             changed_.wait_for(lock, wishes_.empty() ? 24h : LOOK_AROUND);
         } else if (!may_begin(*wanted)) {
@@ -145,6 +163,7 @@ void picture_maker::make(detail wanted, std::unique_lock<std::mutex>& lock) {
     }
     is_making_ = true;
     is_making_full_ = wanted == detail::FULL && !frame_->is_small();
+    reads_frame_ = false;
     if (!stopping_) tool_.clear_abort();
     lock.unlock();
 
@@ -153,6 +172,7 @@ void picture_maker::make(detail wanted, std::unique_lock<std::mutex>& lock) {
     try {
         if (frame()->number() != number || !frame()->is_current(tool_)) {
             load_frame(number);
+            frame_listener_(number, "");
         }
         for (const picture_wish& wish : served_) {
             answers.push_back(picture_of(wish, wanted, version));
@@ -160,6 +180,7 @@ void picture_maker::make(detail wanted, std::unique_lock<std::mutex>& lock) {
     } catch (const interrupted&) {
         is_aborted = true;
     } catch (const std::exception& error) {
+        if (frame()->number() != number) frame_listener_(number, error.what());
         answers.assign(served_.size(), refused(422, error.what()));
         for (page_answer& answer : answers) {
             answer.headers.emplace_back("X-Version", std::to_string(version));
@@ -200,34 +221,50 @@ const Image& picture_maker::result(detail wanted, std::uint64_t version) {
     if (kept.version == version) return *kept.image;
     kept = {};  // makes room
     const auto frame = this->frame();
+    const auto start = clock::now();
     headless::render_order order = order_of(tool_, frame->number(), frame->at(wanted));
     order.progress = [this](double) {
         if (!is_anyone_waiting()) tool_.abort();
     };
     kept.image = image_of(tool_.render(order));
     kept.version = version;
+    follow_pace(wanted, clock::now() - start);
     return *kept.image;
+}
+
+// A quick picture has a quarter of a small one's pixels.
+void picture_maker::follow_pace(detail made, clock::duration took) {
+    if (made == detail::FULL) return;
+    const auto small = made == detail::QUICK ? 4 * took : took;
+    const std::scoped_lock lock(mutex_);
+    is_slow_ = small > (is_slow_ ? STEADY : SLOW);
 }
 
 page_answer picture_maker::picture_of(const picture_wish& wish, detail wanted,
                                       std::uint64_t version) {
     const auto frame = this->frame();
     const bool is_light = wish.view == page_view::RESULT || wish.view == page_view::INPUT;
-    const int quality = wanted == detail::SMALL ? SMALL_QUALITY : FULL_QUALITY;
+    const bool is_full =
+        wanted == detail::FULL || frame->is_small() || wish.view == page_view::KERNEL;
     page_answer answer{.type = "image/jpeg"};
     std::int64_t rows = 0;
-    if (wish.view == page_view::RESULT) {
+    if (wish.view == page_view::KERNEL) {
+        const Owned<Image> image = kernel_picture(*probed_kernel(
+            tool_, KERNEL_DIAMETER, frame->number(), frame->at(wanted).blur_image.get()));
+        rows = image->Height();
+        answer.body = display_picture(*image, {0, 0, image->Width(), rows}, {}, true);
+    } else if (wish.view == page_view::RESULT) {
         const Image& image = result(wanted, version);
         const window inside = display_in(frame->at(wanted), image);
         rows = inside.height;
-        answer.body = display_picture(image, inside, wish.look, is_light, quality);
+        answer.body = display_picture(image, inside,
+                                      is_light ? wish.look : display_look(), is_full);
     } else {
         const Owned<Image> image = frame->view(wish.view, wanted, tool_);
         rows = display_in(frame->at(wanted), *frame->at(wanted).image).height;
         answer.body = display_picture(*image, {0, 0, image->Width(), image->Height()},
-                                      wish.look, is_light, quality);
+                                      is_light ? wish.look : display_look(), is_full);
     }
-    const bool is_full = wanted == detail::FULL || frame->is_small();
     answer.headers = {{"X-Version", std::to_string(version)},
                       {"X-Detail", is_full ? "full" : "small"},
                       {"X-Rows", std::to_string(rows)},

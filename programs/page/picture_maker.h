@@ -36,10 +36,14 @@ struct picture_wish {
 // more.
 class picture_maker {
   public:
-    // Shows the frame `first`, 0 for a single picture. Others may edit the tool while
-    // this lives, but not render with it. Throws headless::host_error when the frame
-    // cannot be read.
-    picture_maker(shot_options shot, headless::tool& tool, int first);
+    // Hears that a frame was read, or why it could not be. [the making thread]
+    using frame_listener = std::function<void(int frame, const std::string& error)>;
+
+    // Shows the frame `first`, 0 for a single picture; `listener` hears of all later
+    // ones. Others may edit the tool while this lives, but not render with it. Throws
+    // headless::host_error when the frame cannot be read.
+    picture_maker(shot_options shot, headless::tool& tool, int first,
+                  frame_listener listener);
     ~picture_maker();
     picture_maker(const picture_maker&) = delete;
     picture_maker& operator=(const picture_maker&) = delete;
@@ -49,6 +53,8 @@ class picture_maker {
     // The tool's values were edited.
     void values_changed();
     void show(int frame);
+    // Reads the frame that was last asked for, also when nobody waits for a picture.
+    void read_frame();
     // The frame of the latest picture.
     std::shared_ptr<const shown_frame> frame() const;
     std::uint64_t version() const;
@@ -66,6 +72,7 @@ class picture_maker {
 
     void run();
     void change_version();
+    void follow_pace(detail made, clock::duration took);
     std::optional<detail> wanted_detail() const;
     detail next_detail(const picture_wish& wish) const;
     bool may_begin(detail wanted) const;
@@ -80,8 +87,9 @@ class picture_maker {
     // The making thread alone.
     const shot_options shot_;
     headless::tool& tool_;
+    const frame_listener frame_listener_;
     reading_stage reader_;
-    kept_result kept_[2];               // by detail
+    kept_result kept_[3];               // by detail
     std::vector<picture_wish> served_;  // by what is made now
 
     mutable std::mutex mutex_;
@@ -95,6 +103,8 @@ class picture_maker {
     std::vector<picture_wish> wishes_;
     bool is_making_ = false;
     bool is_making_full_ = false;
+    bool is_slow_ = false;  // small pictures take too long to follow a hand
+    bool reads_frame_ = false;
     bool stopping_ = false;
 
     std::thread thread_;  // last: it uses all other members

@@ -137,8 +137,15 @@ void page_server::stop() {
     core_->thread.join();
 }
 
-void page_server::tell(const std::string& event) {
-    net::post(core_->io, [this, event] { core_->tell_now(event); });
+page_link page_server::link() const {
+    return {
+        .tell =
+            [core = core_](const std::string& event) {
+                net::post(core->io,
+                          [core = core.get(), event] { core->tell_now(event); });
+            },
+        .run = [core = core_](
+                   std::function<void()> work) { net::post(core->io, std::move(work)); }};
 }
 
 milliseconds page_server::time_alone() const {

@@ -39,8 +39,8 @@ class page_server {
     void start();
     // Ends all connections, and the thread; no call of the application follows.
     void stop();
-    // Sends an event, see event_text, to all pages that listen. [any thread]
-    void tell(const std::string& event);
+    // For the application; also of use, without effect, when this object has gone.
+    page_link link() const;
     // How long no page has listened, after one did; 0 before the first, and while one
     // does. [any thread]
     std::chrono::milliseconds time_alone() const;

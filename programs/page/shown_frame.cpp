@@ -17,6 +17,7 @@ namespace {
 
 // As many as 1280 x 720 has: the blur of such a picture takes about 16 ms.
 constexpr std::int64_t SMALL_PIXELS = 1280 * 720;
+constexpr std::int64_t QUICK_PIXELS = SMALL_PIXELS / 4;
 
 bool same_controls(const depth_controls& a, const depth_controls& b) {
     return a.is_lens == b.is_lens && a.normalized == b.normalized &&
@@ -52,6 +53,9 @@ shown_frame::shown_frame(const shot_options& shot, reading_stage& reader,
     small_ = exceeds(*full_, SMALL_PIXELS)
                  ? std::make_shared<loaded_frame>(scaled_frame(*full_, SMALL_PIXELS))
                  : full_;
+    quick_ = is_small()
+                 ? small_
+                 : std::make_shared<loaded_frame>(scaled_frame(*small_, QUICK_PIXELS));
     const Image& depth = file_depth(*small_);
     const depth_statistics found =
         statistics_of(depth, forecast_.depth, *small_->image,

@@ -11,9 +11,9 @@
 
 namespace focusfall {
 
-// Of how many pixels a picture is. A SMALL one is made while a hand moves, in a few
-// hundredths of a second.
-enum class detail { SMALL, FULL };
+// Of how many pixels a picture is. A SMALL one is made while a hand moves, or a QUICK one
+// where its blur takes too long for that.
+enum class detail { QUICK, SMALL, FULL };
 
 // Constant once it was made, but for the tool that it borrows.
 class shown_frame {
@@ -27,7 +27,9 @@ class shown_frame {
     const frame_files& files() const { return files_; }
     const std::shared_ptr<loaded_frame>& full() const { return full_; }
     const loaded_frame& at(detail wanted) const {
-        return wanted == detail::SMALL ? *small_ : *full_;
+        return wanted == detail::FULL    ? *full_
+               : wanted == detail::SMALL ? *small_
+                                         : *quick_;
     }
     // Whether it is small enough to do without a smaller one.
     bool is_small() const { return small_ == full_; }
@@ -51,6 +53,7 @@ class shown_frame {
     FrameForecast forecast_;  // when it was read
     std::shared_ptr<loaded_frame> full_;
     std::shared_ptr<loaded_frame> small_;
+    std::shared_ptr<loaded_frame> quick_;
     std::optional<std::pair<float, float>> depth_range_;
 };
 

@@ -21,7 +21,7 @@ void view_page(const shot_options& shot, session& opened, headless::tool& tool,
                const page_options& options) {
     page_requests requests(shot, opened, tool);
     page_server server(options.port, requests);
-    requests.set_teller([&server](const std::string& event) { server.tell(event); });
+    requests.connect(server.link());
     server.start();
     options.announce(server.address());
     while (!options.is_stopped()) {

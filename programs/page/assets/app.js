@@ -1,6 +1,7 @@
 // Puts the page together: its parts, the keyboard, and what the page remembers.
 
 import { addFileActions, showRender } from "./files.js";
+import { addKernel } from "./kernel.js";
 import { Drag, edit, get, listen, onState } from "./server.js";
 import { Panel } from "./panel.js";
 import { Picture } from "./picture.js";
@@ -221,6 +222,8 @@ async function begin() {
     edit: tried,
     drag: (what, body) => { say(""); drag.edit(what, body); },
   });
+  const style = element("panel").querySelector("[data-id=BlurStyle] .head");
+  if (style) addKernel(style);
   onState((state) => {
     latest = state;
     const name = state.file.split("/").at(-1);

@@ -4,12 +4,14 @@ const pageId = crypto.getRandomValues(new Uint32Array(2)).join("-");
 
 // One view, always the newest that the server has. Each request waits on the server until
 // there is a newer picture than the one that is shown.
-class Layer {
+export class Layer {
   #request = null;
   #turn = 0;
 
-  constructor(place, onChange, onMessage) {
+  // Waits `between` milliseconds from one picture to the next.
+  constructor(place, onChange, onMessage, between = 0) {
     this.place = place;
+    this.between = between;
     this.onChange = onChange;
     this.onMessage = onMessage;
     this.picture = null; // {bitmap, rows, version, detail, frame}
@@ -57,6 +59,7 @@ class Layer {
           // the next one is rendered while the browser decodes this one
           await decoded;
           decoded = this.#take(turn, file, { rows, version, detail, frame });
+          if (this.between > 0) await new Promise((done) => setTimeout(done, this.between));
         } else if (response.status === 422) {
           version = made;
           detail = "full";

@@ -199,6 +199,20 @@ class BrowserTest(unittest.TestCase):
                    "the f-stop follows")
         self.assertEqual(page.value("FStop"), 5)
 
+    def test_the_kernel_follows_the_style(self):
+        self.open("scene.exr")
+        kernel = self.find('[data-id="BlurStyle"] .kernel')
+        eventually(kernel.is_displayed, "a kernel")
+        white = lambda: self.browser.execute_script(
+            "const canvas = document.querySelector('.kernel');"
+            "const data = canvas.getContext('2d')"
+            "    .getImageData(0, 0, canvas.width, canvas.height).data;"
+            "let sum = 0; for (let i = 0; i < data.length; i += 4) sum += data[i];"
+            "return sum / data.length;")
+        disk = white()
+        self.find("[data-id=BlurStyle] select").send_keys("Polygon")
+        eventually(lambda: 0.7 * disk < white() < 0.92 * disk, "a hexagon")
+
     def test_undo_restores_picture_and_panel(self):
         page = self.open("scene.exr", "--focus-at", "760,400", "--set", "MaxBlurSize=3")
         before = self.pixels()

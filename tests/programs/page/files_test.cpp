@@ -137,6 +137,12 @@ TEST_F(page_files, RenderAShotAndTellWhatFails) {
     EXPECT_TRUE(fs::exists(out(1)));
     EXPECT_TRUE(fs::exists(out(3)));
     EXPECT_EQ(post("api/stop").status, 200);  // nothing to stop
+
+    // a frame that is there is not replaced unasked
+    const page_json one = {{"file", "out.####.exr"}, {"only_this_frame", true}};
+    EXPECT_EQ(post("api/render", one).status, 400);
+    post("api/frame", {{"frame", 2}});
+    EXPECT_EQ(post("api/render", one).status, 200);
 }
 
 }  // namespace

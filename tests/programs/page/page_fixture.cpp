@@ -94,7 +94,7 @@ void page_test::serve(const server_limits& limits, std::vector<int> frames) {
     tool = opened->create_tool();
     requests = std::make_unique<page_requests>(shot, *opened, *tool);
     server = std::make_unique<page_server>(0, *requests, limits);
-    requests->set_teller([this](const std::string& event) { server->tell(event); });
+    requests->connect(server->link());
     server->start();
 }
 

@@ -1,6 +1,7 @@
 // What a page gets to see, and that it is what the command would render.
 
 #include <cmath>
+#include <filesystem>
 #include <thread>
 
 #include <OpenImageIO/filesystem.h>
@@ -125,6 +126,35 @@ TEST_F(pages, SetTheFocusToTheDepthUnderTheClick) {
     EXPECT_EQ(state.at("mark"), (page_json{{"x", 70}, {"y", 30}, {"frame", 0}}));
     EXPECT_NEAR(get("api/pixel?x=70&y=30").json().at("diameter").get<double>(), 0.0,
                 1e-3);
+}
+
+TEST_F(pages, KeepAClickUntilItsFrameWasRead) {
+    serve({}, {1, 2, 3});
+    post("api/frame", {{"frame", 2}});
+    const got_answer clicked = post("api/focus", {{"x", 30}, {"y", 20}});
+    ASSERT_EQ(clicked.status, 200) << clicked.body;
+    EXPECT_EQ(clicked.json().at("mark"), (page_json{{"x", 30}, {"y", 20}, {"frame", 2}}));
+    EXPECT_GT(value(clicked.json(), "FocusPosition"), 0.0);
+
+    std::filesystem::remove(path("in.0003.exr"));
+    post("api/frame", {{"frame", 3}});
+    for (int i = 0; i < 2; ++i) {
+        const got_answer refused = post("api/focus", {{"x", 30}, {"y", 20}});
+        EXPECT_EQ(refused.status, 400);
+        EXPECT_NE(refused.body.find("in.0003.exr"), std::string::npos) << refused.body;
+    }
+}
+
+TEST_F(pages, ShowTheKernelOfTheStyle) {
+    serve();
+    const got_answer disk = newest("view=kernel");
+    ASSERT_EQ(disk.status, 200) << disk.body;
+    EXPECT_EQ(disk.header("X-Detail"), "full");
+    post("api/set", {{"id", "BlurStyle"}, {"value", "Polygon"}});
+    const got_answer polygon = newest("view=kernel");
+    // a hexagon covers 5/6 of the disk around it
+    EXPECT_LT(mean(pixels(polygon)), 0.92 * mean(pixels(disk)));
+    EXPECT_GT(mean(pixels(polygon)), 0.7 * mean(pixels(disk)));
 }
 
 TEST_F(pages, FollowWhatTheToolChangesAndHides) {

@@ -1,4 +1,4 @@
-#include "programs/command/kernel_probe.h"
+#include "pipeline/views/kernel_probe.h"
 
 #include <algorithm>
 #include <array>
@@ -39,15 +39,13 @@ float peak_of(const Image& kernel) {
 // of its pixels `scale` wide.
 void draw_tile(Image& sheet, const Image& kernel, std::int32_t left, std::int32_t top,
                std::int32_t cell, std::int32_t scale) {
+    const Owned<Image> picture = kernel_picture(kernel);
     const std::int32_t side = scale * kernel.Width();
     const std::int32_t margin = (cell - side) / 2;
-    const float peak = peak_of(kernel);
     for (std::int32_t y = 0; y < side; ++y) {
         for (std::int32_t x = 0; x < side; ++x) {
-            const float weight = kernel.Pixel(x / scale, y / scale)[Image::RED] / peak;
-            float* pixel = sheet.Pixel(left + margin + x, top + margin + y);
-            pixel[Image::RED] = pixel[Image::GREEN] = std::max(weight, 0.0F);
-            pixel[Image::BLUE] = std::abs(weight);
+            std::copy_n(picture->Pixel(x / scale, y / scale), 3,
+                        sheet.Pixel(left + margin + x, top + margin + y));
         }
     }
 }
@@ -84,7 +82,8 @@ void draw_label(Image& sheet, const std::string& text, std::int32_t left,
 
 }  // namespace
 
-Owned<Image> probed_kernel(headless::tool& tool, double diameter) {
+Owned<Image> probed_kernel(headless::tool& tool, double diameter, TimeStamp time,
+                           Image* blur_image) {
     const auto side =
         2 * static_cast<std::int32_t>(std::max(1.0, std::ceil((diameter - 1.0) / 2.0))) +
         3;
@@ -102,20 +101,37 @@ Owned<Image> probed_kernel(headless::tool& tool, double diameter) {
     float* middle = dot->Pixel(width / 2, side / 2);
     std::fill_n(middle, Image::Z, 1.0F);
     middle[Image::Z] = static_cast<float>(z);
-    const Owned<Image> blurred =
-        image_of(tool.render({.instead = {{"SettingsType", "Simple"},
-                                          {"BlurChannel", "Z"},
-                                          {"Normalize", "off"},
-                                          {"InvertDepthMap", "off"},
-                                          {"FocusPosition", 0.0},
-                                          {"MaxBlurSize", 100.0 * largest / width}},
-                              .images = {{"Input", dot.get()}}}));
+    headless::render_order order{.time = time,
+                                 .instead = {{"SettingsType", "Simple"},
+                                             {"BlurChannel", "Z"},
+                                             {"Normalize", "off"},
+                                             {"InvertDepthMap", "off"},
+                                             {"FocusPosition", 0.0},
+                                             {"MaxBlurSize", 100.0 * largest / width}},
+                                 .images = {{"Input", dot.get()}}};
+    if (blur_image) order.images["BlurImage"] = blur_image;
+    const Owned<Image> blurred = image_of(tool.render(order));
     Owned<Image> kernel = empty_image(side, side);
     for (std::int32_t y = 0; y < side; ++y) {
         std::copy_n(blurred->Pixel(width / 2 - side / 2, y), 5 * side,
                     kernel->Pixel(0, y));
     }
     return kernel;
+}
+
+Owned<Image> kernel_picture(const Image& kernel) {
+    Owned<Image> picture = empty_image(kernel.Width(), kernel.Height());
+    const float peak = peak_of(kernel);
+    for (std::int32_t y = 0; y < kernel.Height(); ++y) {
+        for (std::int32_t x = 0; x < kernel.Width(); ++x) {
+            const float weight = kernel.Pixel(x, y)[Image::RED] / peak;
+            float* pixel = picture->Pixel(x, y);
+            pixel[Image::RED] = pixel[Image::GREEN] = std::max(weight, 0.0F);
+            pixel[Image::BLUE] = std::abs(weight);
+            pixel[Image::ALPHA] = 1.0F;
+        }
+    }
+    return picture;
 }
 
 Owned<Image> kernel_sheet(const std::vector<std::vector<Owned<Image>>>& rows,

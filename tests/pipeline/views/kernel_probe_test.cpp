@@ -1,4 +1,4 @@
-#include "programs/command/kernel_probe.h"
+#include "pipeline/views/kernel_probe.h"
 
 #include <cmath>
 
