@@ -19,7 +19,7 @@ inline constexpr const char* DEFAULT_TOOL = "kestrelworks.FocusfallFast";
 // classes that have none, the identifier. [any thread]
 std::string short_tool_name(const std::string& id);
 
-struct session_options {
+struct session_options {               // NOLINT(bugprone-exception-escape)
     std::vector<std::string> plugins;  // libraries to load; empty: the installed ones
     // Identifier or short name of a class; empty: DEFAULT_TOOL, or the first class where
     // there is no such class.

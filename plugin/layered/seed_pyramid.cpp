@@ -145,7 +145,7 @@ void seed_pyramid::spread(std::int32_t number, std::int32_t band) {
 void seed_pyramid::fill(std::int32_t number, std::int32_t first_row,
                         std::int32_t last_row) {
     seed_level& l = levels_[static_cast<std::size_t>(number)];
-    const auto next = static_cast<std::size_t>(number + 1);
+    const std::size_t next = static_cast<std::size_t>(number) + 1;
     const seed_level* const coarse = next < levels_.size() ? &levels_[next] : nullptr;
     for (std::int32_t y = first_row; y < std::min(last_row, l.height()); ++y) {
         for (std::int32_t x = 0; x < l.width(); x += BLOCK_COLUMNS) {
@@ -195,8 +195,8 @@ void seed_pyramid::measure_distances() {
 }
 
 const std::int32_t* seed_pyramid::cells_to_seeds(std::int32_t x, std::int32_t y) const {
-    return cells_to_seeds_.data() + x + 1 +
-           (y + 1) * (levels_[DISTANCE_LEVEL].width() + 2);
+    const std::ptrdiff_t stride = levels_[DISTANCE_LEVEL].width() + 2;
+    return cells_to_seeds_.data() + x + 1 + (y + 1) * stride;
 }
 
 float seed_pyramid::pixels_to_seeds(std::int32_t cells) {

@@ -34,6 +34,7 @@ void FocusfallLayered::find_stamped_layers(std::int32_t block_row) {
 void FocusfallLayered::compose_with_stamps(Request* request, std::uint32_t stamped,
                                            double begin_at) {
     composed_.resize(static_cast<std::size_t>(macro_tiles()) * gather::MACRO_TILES);
+    // the fast tool makes none NOLINTNEXTLINE(bugprone-parent-virtual-call)
     Focusfall::prepare_accumulators(*input_image);
     const int passes = std::popcount(stamped) + 1;
     std::int32_t next = 0;

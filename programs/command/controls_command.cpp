@@ -107,8 +107,8 @@ void list_presets(bool as_json) {
     if (as_json) std::cout << all.dump(2) << "\n";
 }
 
-struct controls_options : shared_options {
-    input_options input;  // only for lens and focus
+struct controls_options : shared_options {  // NOLINT(bugprone-exception-escape)
+    input_options input;                    // only for lens and focus
     focus_option focus;
     bool as_json = false;
     bool presets = false;

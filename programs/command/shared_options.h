@@ -7,7 +7,7 @@
 
 namespace focusfall {
 
-struct shared_options : session_options {
+struct shared_options : session_options {  // NOLINT(bugprone-exception-escape)
     bool quiet = false;
     bool hide_times = false;  // drops the line in which a tool prints its time
 
