@@ -144,28 +144,30 @@ void find_light_at(const visible_picture& picture, std::int32_t x, std::int32_t 
     found.push_back(lit);
 }
 
+// Calls find(picture, x, y, found) for each pixel of the row that is beside a depth edge,
+// as `beside` tells.
+template <class Beside, class Find, class Found>
+void find_at_edges(const visible_picture& picture, std::int32_t y, Beside beside,
+                   Find find, Found& found) {
+    const diameter_map& map = *picture.diameters;
+    const float least = EDGE_GAPS * picture.tolerance;
+    for (std::int32_t x = 0; x < map.width(); x += BLOCK_COLUMNS) {
+        run_bits left = beside(map, x, y, least);
+        for (; left != 0; left &= left - 1)
+            find(picture, x + std::countr_zero(left), y, found);
+    }
+}
+
 }  // namespace
 
 void find_lit(const visible_picture& picture, std::int32_t y,
               std::vector<lit_pixel>& found) {
-    const diameter_map& map = *picture.diameters;
-    const float least = EDGE_GAPS * picture.tolerance;
-    for (std::int32_t x = 0; x < map.width(); x += BLOCK_COLUMNS) {
-        run_bits left = deeper_beside(map, x, y, least);
-        for (; left != 0; left &= left - 1)
-            find_light_at(picture, x + std::countr_zero(left), y, found);
-    }
+    find_at_edges(picture, y, deeper_beside, find_light_at, found);
 }
 
 void find_mixed(const visible_picture& picture, std::int32_t y,
                 std::vector<mixed_pixel>& found) {
-    const diameter_map& map = *picture.diameters;
-    const float least = EDGE_GAPS * picture.tolerance;
-    for (std::int32_t x = 0; x < map.width(); x += BLOCK_COLUMNS) {
-        run_bits left = nearer_beside(map, x, y, least);
-        for (; left != 0; left &= left - 1)
-            find_at(picture, x + std::countr_zero(left), y, found);
-    }
+    find_at_edges(picture, y, nearer_beside, find_at, found);
 }
 
 }  // namespace layered
