@@ -243,7 +243,6 @@ void picture_maker::follow_pace(detail made, clock::duration took) {
 page_answer picture_maker::picture_of(const picture_wish& wish, detail wanted,
                                       std::uint64_t version) {
     const auto frame = this->frame();
-    const bool is_light = wish.view == page_view::RESULT || wish.view == page_view::INPUT;
     const bool is_full =
         wanted == detail::FULL || frame->is_small() || wish.view == page_view::KERNEL;
     page_answer answer{.type = "image/jpeg"};
@@ -257,13 +256,15 @@ page_answer picture_maker::picture_of(const picture_wish& wish, detail wanted,
         const Image& image = result(wanted, version);
         const window inside = display_in(frame->at(wanted), image);
         rows = inside.height;
-        answer.body = display_picture(image, inside,
-                                      is_light ? wish.look : display_look(), is_full);
+        answer.body = display_picture(image, inside, wish.look, is_full);
     } else {
+        // the other views are no light
+        const display_look look =
+            wish.view == page_view::INPUT ? wish.look : display_look();
         const Owned<Image> image = frame->view(wish.view, wanted, tool_);
         rows = display_in(frame->at(wanted), *frame->at(wanted).image).height;
         answer.body = display_picture(*image, {0, 0, image->Width(), image->Height()},
-                                      is_light ? wish.look : display_look(), is_full);
+                                      look, is_full);
     }
     answer.headers = {{"X-Version", std::to_string(version)},
                       {"X-Detail", is_full ? "full" : "small"},
