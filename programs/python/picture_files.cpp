@@ -28,6 +28,7 @@ void run_to_its_end(const std::function<void()>& work) {
     run_interruptibly(
         work, [] {}, [] {});
 }
+
 const std::atomic<bool> NEVER_STOPPED = false;
 
 frame_files files_in(const json& given) {
