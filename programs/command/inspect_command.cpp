@@ -19,7 +19,7 @@ namespace focusfall {
 
 namespace {
 
-struct inspect_line {
+struct inspect_line {  // NOLINT(bugprone-exception-escape)
     shared_options shared;
     input_options input;
     focus_option focus;

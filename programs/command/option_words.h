@@ -18,6 +18,7 @@ class option_group {
         : verb_(verb), earlier_(verb.option_defaults()->get_group()) {
         verb_.option_defaults()->group(heading);
     }
+    // NOLINTNEXTLINE(bugprone-exception-escape): a name of a few letters needs no memory
     ~option_group() { verb_.option_defaults()->group(earlier_); }
     option_group(const option_group&) = delete;
     option_group& operator=(const option_group&) = delete;

@@ -12,7 +12,7 @@
 
 namespace focusfall {
 
-struct render_line {
+struct render_line {  // NOLINT(bugprone-exception-escape)
     shared_options shared;
     input_options input;
     focus_option focus;

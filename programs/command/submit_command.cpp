@@ -1,5 +1,6 @@
 #include <spawn.h>
 #include <sys/wait.h>
+#include <unistd.h>
 
 #include <CLI/CLI.hpp>
 
@@ -20,8 +21,6 @@
 #include "programs/command/message.h"
 #include "programs/command/render_line.h"
 #include "programs/command/usage_fault.h"
-
-extern char** environ;
 
 namespace focusfall {
 

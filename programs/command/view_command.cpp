@@ -17,7 +17,7 @@ namespace focusfall {
 
 namespace {
 
-struct view_line {
+struct view_line {  // NOLINT(bugprone-exception-escape)
     shared_options shared;
     input_options input;
     focus_option focus;

@@ -16,7 +16,7 @@ namespace focusfall {
 namespace {
 
 // As many as 1280 x 720 has: the blur of such a picture takes about 16 ms.
-constexpr std::int64_t SMALL_PIXELS = 1280 * 720;
+constexpr std::int64_t SMALL_PIXELS = std::int64_t{1280} * 720;
 constexpr std::int64_t QUICK_PIXELS = SMALL_PIXELS / 4;
 
 bool same_controls(const depth_controls& a, const depth_controls& b) {

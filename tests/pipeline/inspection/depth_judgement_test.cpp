@@ -208,6 +208,7 @@ TEST(DepthStatistics, GoByTheAlphaBesideTheDepth) {
                               {"left.Z", TypeDesc::FLOAT, depth}}));
     const picture_report report = inspected(file, "in.exr", {});
     ASSERT_EQ(report.depths.size(), 2U);
-    EXPECT_EQ(report.depths[0].statistics.highest, 2.0F + WIDTH / 2 - 1);
-    EXPECT_EQ(report.depths[1].statistics.lowest, 2.0F + WIDTH / 2);
+    constexpr int MIDDLE = WIDTH / 2;
+    EXPECT_EQ(report.depths[0].statistics.highest, 2.0F + MIDDLE - 1);
+    EXPECT_EQ(report.depths[1].statistics.lowest, 2.0F + MIDDLE);
 }

@@ -57,8 +57,9 @@ TEST_F(LuminanceChroma, IsReadAsRgbWithItsWindowsAndHeader) {
     const auto green = values(part[0], "G");
     const auto alpha = values(part[0], "A");
     for (std::size_t i = 0; i < red.size(); ++i) {
+        const std::size_t row = i / 40;
         const auto x = static_cast<float>(i % 40);
-        const auto y = static_cast<float>(i / 40);
+        const auto y = static_cast<float>(row);
         ASSERT_NEAR(red[i], 0.2F + 0.01F * x, 0.02F) << i;
         ASSERT_NEAR(green[i], 0.5F + 0.01F * y, 0.02F) << i;
         ASSERT_EQ(alpha[i], 0.75F);

@@ -76,7 +76,7 @@ TEST(NonFinitePixels, AreFoundWhateverComponentIsAtFault) {
 
 TEST(NonFinitePixels, ReachWhatTheirBlurCoversOnce) {
     const Owned<Image> image = grey_image(40, 30, 0.5F);
-    const auto reach = [&](std::vector<pixel_place> places, float diameter) {
+    const auto reach = [&](const std::vector<pixel_place>& places, float diameter) {
         return *reach_of(places, *image, [&](const pixel_place&) { return diameter; });
     };
     EXPECT_EQ(reach({{10, 10}}, 0.0F), 1U);

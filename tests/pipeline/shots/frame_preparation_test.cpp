@@ -232,8 +232,8 @@ TEST_F(FramePreparation, TellsOfDepthsThatAreNoDistance) {
 
 TEST_F(FramePreparation, ScalesAMapOfAnotherSizeAndSaysSo) {
     write_scene("in.exr", DISPLAY, DISPLAY);
-    const auto coarse = [](int x, int y) { return 1.0 + (x / 2) * 10.0 + y / 2; };
     const auto fine = [](int x, int y) { return 1.0 + x * 10.0 + y; };
+    const auto coarse = [&](int x, int y) { return fine(x / 2, y / 2); };
     write("small.exr",
           made_part({0, 0, 30, 20}, {0, 0, 30, 20}, {{"Z", TypeDesc::FLOAT, fine}}));
     write("same.exr", made_part(DISPLAY, DISPLAY, {{"Z", TypeDesc::FLOAT, coarse}}));

@@ -133,7 +133,7 @@ TEST_F(Layers, AreAllFreedOfWhatIsNotFinite) {
 
 // A compression that loses a little may alter what is new, not what passes through.
 TEST_F(Layers, KeepALossyCompressionWhereAllAreReplaced) {
-    const auto compression_of = [&](std::vector<made_channel> channels,
+    const auto compression_of = [&](const std::vector<made_channel>& channels,
                                     const std::vector<std::string>& layers) {
         picture_part part = made_part(DISPLAY, DISPLAY, channels);
         part.spec.attribute("compression", "dwaa");

@@ -133,7 +133,8 @@ TEST_F(PictureWindows, GetAlphaOnlyWhereTheyGrow) {
     EXPECT_EQ(rendered("whole.exr", "w.exr")[0].spec.channelindex("A"), -1);
     const picture part = rendered("part.exr", "p.exr");
     EXPECT_EQ(values(part[0], "A").front(), 0.0F);
-    EXPECT_GT(values(part[0], "A")[part[0].spec.width * 15 + 15], 0.9F);
+    const int inside = part[0].spec.width * 15 + 15;
+    EXPECT_GT(values(part[0], "A")[static_cast<std::size_t>(inside)], 0.9F);
     // what has no place for it is told
     tool->set("MaxBlurSize", 0);
     picture_part clear = made_part(DISPLAY, DISPLAY, scene_channels());

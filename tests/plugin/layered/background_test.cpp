@@ -193,8 +193,7 @@ TEST_F(Background, LiesBehindThePictureAlsoWhereThereAreNoLayers) {
         ASSERT_EQ(result.at(x, y, Z), input.at(x, y, Z));
     }
     const controls laplacian = {{"BlurStyle", 4}, {"Normalize", 0}};
-    picture over = result;
-    const picture expected = without(over, laplacian);
+    const picture expected = without(result, laplacian);
     expect_same_colours(with(input, behind, laplacian), expected, 1e-5F);
 }
 

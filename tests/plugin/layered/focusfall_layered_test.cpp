@@ -252,7 +252,7 @@ int width_of_point(plugin_tool& tool, double depth, const controls& more) {
 // Focused at a distance of 101, blur of at most 24 pixels; a quarter of the width is 100.
 TEST_F(FocusfallLayered, BlursOnTowardsTheLensWithoutALimit) {
     EXPECT_NEAR(width_of_point(layered_, 24.0, {{"NearLimit", 1}}), 24, 2);
-    EXPECT_NEAR(width_of_point(layered_, 24.0, {{"NearLimit", 0}}), 24 * 76 / 25, 2);
+    EXPECT_NEAR(width_of_point(layered_, 24.0, {{"NearLimit", 0}}), 24 * 76 / 25.0, 2);
     EXPECT_NEAR(width_of_point(layered_, 4.0, {{"NearLimit", 0}}), 100, 2);
     const FrameShape shape = {.width = 400, .height = 121};
     layered_.tool().set("NearLimit", 0.0);

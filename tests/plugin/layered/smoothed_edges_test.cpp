@@ -21,8 +21,10 @@ constexpr int HEIGHT = 100;
 double covered_by_disc(int x, int y) {
     int count = 0;
     for (int i = 0; i < 64; ++i) {
-        const double sx = x + (i % 8 + 0.5) / 8.0;
-        const double sy = y + (i / 8 + 0.5) / 8.0;
+        const int column = i % 8;
+        const int row = i / 8;
+        const double sx = x + (column + 0.5) / 8.0;
+        const double sy = y + (row + 0.5) / 8.0;
         count += std::hypot(sx - 80.3, sy - 50.7) < 30.0 ? 1 : 0;
     }
     return count / 64.0;

@@ -32,7 +32,7 @@ TEST(Forecast, TellsTheBlurThatAPixelOfThatDepthThenHas) {
         const frame_model::picture blurred = tool.render(dot, nullptr, {});
         int width = 0;
         for (int x = 0; x < SIDE; ++x) {
-            width += blurred.values[(SIDE * (SIDE / 2) + x) * 5 + RED] > 0 ? 1 : 0;
+            width += blurred.at(x, SIDE / 2, RED) > 0 ? 1 : 0;
         }
         const float blur = forecast.blur_of(depth);
         EXPECT_NEAR(width, std::max(blur, 1.0F), 2.0) << depth;

@@ -65,8 +65,8 @@ const texts OWN_PARAMETERS = {
     "FieldOfView Double",
     "EmptyDepth Choice, Kept, Far, Near, Value",
     "EmptyDepthValue Double",
-    "CameraPreset Choice, Own Settings, Full frame, Super 35, Super 16, 65 mm film, "
-    "Micro Four Thirds, Phone",
+    ("CameraPreset Choice, Own Settings, Full frame, Super 35, Super 16, 65 mm film, "
+     "Micro Four Thirds, Phone"),
     "FocusPoint Double2D",
     "FocusHere PushButton",
 };

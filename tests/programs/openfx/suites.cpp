@@ -196,16 +196,11 @@ ofx::status get_value_at_time(ofx::parameter handle, ofx::time at, ...) {
     return of.properties.value_kind ? ofx::OK : refuse("value of a button", ofx::FAILED);
 }
 
-// Reads what follows `last` as the value that the parameter takes.
-#define MINI_HOST_VALUE(of, last, number)                                             \
-    double number = 0.0;                                                              \
-    {                                                                                 \
-        std::va_list in;                                                              \
-        va_start(in, last);                                                           \
-        number =                                                                      \
-            (of).properties.value_kind == 'd' ? va_arg(in, double) : va_arg(in, int); \
-        va_end(in);                                                                   \
-    }
+// The next argument, as the value that the parameter takes.
+double next_number(std::va_list arguments, const parameter& of) {
+    return of.properties.value_kind == 'd' ? va_arg(arguments, double)
+                                           : va_arg(arguments, int);
+}
 
 ofx::status check_edit(const parameter& of) {
     return may_edit() ? ofx::OK : refuse("sets a value of " + of.type, ofx::FAILED);
@@ -214,7 +209,10 @@ ofx::status check_edit(const parameter& of) {
 ofx::status set_value(ofx::parameter handle, ...) {
     const host_code within;
     parameter& of = parameter_of(handle);
-    MINI_HOST_VALUE(of, handle, number)
+    std::va_list arguments;
+    va_start(arguments, handle);
+    const double number = next_number(arguments, of);
+    va_end(arguments);
     const std::scoped_lock lock(values_mutex);
     of.numbers[0] = number;
     return check_edit(of);
@@ -223,7 +221,10 @@ ofx::status set_value(ofx::parameter handle, ...) {
 ofx::status set_value_at_time(ofx::parameter handle, ofx::time at, ...) {
     const host_code within;
     parameter& of = parameter_of(handle);
-    MINI_HOST_VALUE(of, at, number)
+    std::va_list arguments;
+    va_start(arguments, at);
+    const double number = next_number(arguments, of);
+    va_end(arguments);
     const std::scoped_lock lock(values_mutex);
     of.keys[at] = number;
     return check_edit(of);
