@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cctype>
 #include <cerrno>
 #include <cstring>
 #include <fstream>
@@ -24,17 +25,16 @@ using headless::host_error;
 
 constexpr std::uint64_t MIB = 1 << 20;
 
-// A word that a shell takes as it stands.
-std::string quoted(const std::string& word) {
-    std::string text = "'";
-    for (const char letter : word) {
-        text += letter == '\'' ? std::string("'\\''") : std::string(1, letter);
-    }
-    return text + "'";
-}
-
+// What engines show. They take neither spaces nor braces as they stand, and names of up
+// to 128 letters.
 std::string name_of(const farm_job& job) {
-    return "focusfall-" + job_folder(job.output).stem().string();
+    constexpr std::size_t MAX_LETTERS = 100;
+    std::string name = "focusfall-" + job_folder(job.output).stem().string();
+    const auto is_special = [](unsigned char letter) {
+        return std::isalnum(letter) == 0 && letter != '.' && letter != '-';
+    };
+    std::ranges::replace_if(name, is_special, '_');
+    return name.substr(0, MAX_LETTERS);
 }
 
 fs::path absolute_folder(const farm_job& job) {
@@ -57,20 +57,32 @@ void write_text(const fs::path& file, const std::string& text) {
 }
 
 // What Slurm reads from the head of a script. It puts the number of the task in place of
-// %a. A task whose machine is lost is queued again.
+// %a, and % in place of %%. A task whose machine is lost is queued again.
 std::string slurm_head(const farm_job& job) {
-    std::string text =
-        "#SBATCH --job-name=" + name_of(job) + "\n" +
-        "#SBATCH --cpus-per-task=" + std::to_string(job.cores) + "\n" +
-        "#SBATCH --mem=" + std::to_string(job.bytes / MIB) + "M\n" +
-        "#SBATCH --requeue\n#SBATCH --open-mode=append\n" +
-        "#SBATCH --output=" + quoted((absolute_folder(job) / "log" / "%a.txt").string()) +
-        "\n";
-    if (!job.partition.empty()) text += "#SBATCH --partition=" + job.partition + "\n";
+    std::string printed;
+    for (const char letter : absolute_folder(job).string()) {
+        printed += letter == '%' ? "%%" : std::string(1, letter);
+    }
+    std::string text = "#SBATCH --job-name=" + name_of(job) + "\n" +
+                       "#SBATCH --cpus-per-task=" + std::to_string(job.cores) + "\n" +
+                       "#SBATCH --mem=" + std::to_string(job.bytes / MIB) + "M\n" +
+                       "#SBATCH --requeue\n#SBATCH --open-mode=append\n" +
+                       "#SBATCH --output=" + quoted(printed + "/log/%a.txt") + "\n";
+    if (!job.partition.empty()) {
+        text += "#SBATCH --partition=" + quoted(job.partition) + "\n";
+    }
     return text;
 }
 
 }  // namespace
+
+std::string quoted(const std::string& word) {
+    std::string text = "'";
+    for (const char letter : word) {
+        text += letter == '\'' ? std::string("'\\''") : std::string(1, letter);
+    }
+    return text + "'";
+}
 
 std::vector<std::vector<int>> chunks_of(const std::vector<int>& frames,
                                         std::size_t size) {
@@ -169,6 +181,10 @@ std::string openjd_template(const farm_job& job) {
 
 void write_job(const farm_job& job) {
     const fs::path folder = absolute_folder(job);
+    // in the head of the script it would end a line
+    if (folder.string().find('\n') != std::string::npos) {
+        throw host_error(folder.string() + ": has a line break in its name");
+    }
     if (is_running(folder)) {
         throw host_error(folder.string() +
                          ": tasks of this shot are running; wait for their end, which "

@@ -28,8 +28,11 @@ struct farm_job {
     std::string partition;                // of the engine; optional: empty
 };
 
+// A word that a shell takes as it stands. [any thread, as all here]
+std::string quoted(const std::string& word);
+
 // `frames` in pieces of `size`, in their order; a size of 0 makes as many pieces as one
-// array of tasks usually may have, none below four frames. [any thread, as all here]
+// array of tasks usually may have, none below four frames.
 std::vector<std::vector<int>> chunks_of(const std::vector<int>& frames, std::size_t size);
 
 // The folder of the shot that writes `output`, beside it: "out.farm" for "out.####.exr".

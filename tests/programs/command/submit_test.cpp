@@ -102,13 +102,24 @@ TEST_F(submits, WhatEnginesReadAndNothingInADryRun) {
         run(engine + "slurm --partition night -- " + RENDER + "o'#.exr --log x.log")
             .output;
     for (const char* part :
-         {"#SBATCH --mem=", "#SBATCH --partition=night", "'o'\\''#.exr'",
+         {"#SBATCH --mem=", "#SBATCH --partition='night'", "'o'\\''#.exr'",
           "'--set' 'MaxBlurSize=6'", "--skip-existing"}) {
         EXPECT_TRUE(has(script, part)) << part << ": " << script;
     }
     EXPECT_FALSE(has(script, "x.log"));
     std::ofstream(path("job.sh")) << script;
     EXPECT_EQ(std::system(("bash -n " + path("job.sh")).c_str()), 0);
+
+    // names that an engine would take apart
+    fs::create_directory(path("50% {{x}}"));
+    const std::string odd = run(engine + "slurm --partition 'day; night' -- " + RENDER +
+                                "'50% {{x}}/a {{b}} #.exr'")
+                                .output;
+    for (const char* part :
+         {"--job-name=focusfall-a___b___\n", "/50%% {{x}}/a {{b}} .farm/log/%a.txt'\n",
+          "--partition='day; night'\n"}) {
+        EXPECT_TRUE(has(odd, part)) << part << ": " << odd;
+    }
 
     const auto openjd =
         nlohmann::json::parse(run(engine + "openjd -- " + RENDER + "out.#.exr").output);
