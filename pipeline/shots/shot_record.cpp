@@ -233,6 +233,19 @@ std::string change_since(const fs::path& file) {
     return "";
 }
 
+std::vector<std::string> recorded_render::doubts(const fs::path& file,
+                                                 const std::string& version) const {
+    std::vector<std::string> all;
+    for (const fs::path& source : changed) {
+        all.push_back(source.string() + ": has changed since " + file.string() +
+                      " was made from it");
+    }
+    if (shot.version != version) {
+        all.push_back(file.string() + ": was made by version " + shot.version);
+    }
+    return all;
+}
+
 recorded_render render_recorded_in(const fs::path& file, const shot_options& given) {
     const auto fail = [&](const std::string& what) -> host_error {
         return host_error(file.string() + ": " + what);
@@ -246,6 +259,7 @@ recorded_render render_recorded_in(const fs::path& file, const shot_options& giv
     }
     recorded_render render{given, {}, {}};
     shot_options& shot = render.shot;
+    if (shot.output.empty()) shot.output = file.string();
     std::string missing;  // the first file that is not there
     const auto take_file = [&](const char* name, std::string& chosen) {
         if (!chosen.empty() || !record.contains(name)) return;

@@ -48,9 +48,15 @@ struct recorded_render {
     shot_options shot;  // its files, how they are read and written, tool and version
     nlohmann::ordered_json settings;             // by control, as in a settings file
     std::vector<std::filesystem::path> changed;  // files that are not as they were
+
+    // Why the picture may not become the one in `file`, a sentence for each reason, when
+    // the program `version` renders it.
+    std::vector<std::string> doubts(const std::filesystem::path& file,
+                                    const std::string& version) const;
 };
 
-// The record in `file`, with the choices that `given` makes in place of its own. Throws
+// The record in `file`, with the choices that `given` makes in place of its own; without
+// an output there, `file` itself is made again. Throws
 // headless::host_error that names the file, when it has no record or a damaged one, and
 // when a file that the picture was made from is gone and `given` names no other.
 recorded_render render_recorded_in(const std::filesystem::path& file,

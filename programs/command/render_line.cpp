@@ -1,6 +1,5 @@
 #include "programs/command/render_line.h"
 
-#include <filesystem>
 #include <utility>
 
 #include "pipeline/pictures/picture_format.h"
@@ -107,17 +106,14 @@ void render_line::add_shot_options(CLI::App& verb) {
 // Completes the options by the record of the picture that is made again.
 void render_line::take_record(shot_options& options, shared_options& complete) const {
     recorded_render recorded = render_recorded_in(from_record, options);
+    if (!complete.quiet) {
+        for (const std::string& doubt : recorded.doubts(from_record, FOCUSFALL_VERSION)) {
+            print_message(doubt);
+        }
+    }
     options = std::move(recorded.shot);
-    if (options.output.empty()) options.output = from_record;
     if (complete.tool_id.empty()) complete.tool_id = options.tool_id;
     complete.start = std::move(recorded.settings);
-    if (complete.quiet) return;
-    for (const std::filesystem::path& file : recorded.changed) {
-        print_message(file.string() + ": has changed since " + from_record +
-                      " was made from it");
-    }
-    if (options.version == FOCUSFALL_VERSION) return;
-    print_message(from_record + ": was made by version " + options.version);
 }
 
 shot_options render_line::checked(shared_options& complete) const {

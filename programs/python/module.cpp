@@ -131,5 +131,6 @@ PYBIND11_MODULE(_focusfall, module) {
     module.def("read", &read_arrays);
     module.def("write", &write_arrays);
     module.def("inspect", &inspect_file);
+    module.def("recorded_tool", &recorded_tool);
     module.def("render_shot", &render_files);
 }

@@ -4,14 +4,12 @@
 #include <utility>
 
 #include "host/error.h"
-#include "pipeline/inspection/focus_points.h"
-#include "pipeline/inspection/picture_report.h"
-#include "pipeline/inspection/pixel_report.h"
-#include "pipeline/inspection/report_text.h"
+#include "pipeline/inspection/inspection.h"
 #include "pipeline/pictures/host_image.h"
 #include "pipeline/pictures/picture_file.h"
 #include "pipeline/process/memory_limit.h"
 #include "pipeline/shots/frame_preparation.h"
+#include "pipeline/shots/header_lens.h"
 #include "pipeline/shots/render_forecast.h"
 #include "programs/python/interruptible.h"
 #include "programs/python/options.h"
@@ -127,36 +125,35 @@ picture picture_like(const std::string& like, Image& image, bool has_depth,
     return result_picture(frame.input, image, area, format, choices, "");
 }
 
-// What the pixels of `given` hold; sets the tool's focus if it asks for that. Without
-// pixels and focus the frame need not be one that can be rendered.
-void look_at_pixels(headless::tool& tool, const json& given, const load_choices& load,
-                    json& found) {
-    const std::string focus = given.value("focus_at", "");
-    if (focus.empty() && given.at("at").empty()) return;
-    frame_loader loader(load, available_memory());
-    frame_probe probe(loader, load, files_in(given), tool, 0, !focus.empty());
-    if (!focus.empty()) {
-        found["focus"] =
-            set_focus(tool, parse_focus_points(focus), [&](const focus_point& point) {
-                return probe.depth_around(point.x, point.y);
-            });
-        probe.look_again();
-    }
+inspection_order inspection_in(const json& given) {
+    inspection_order order;
+    order.files = files_in(given);
+    order.load = load_choices_of(given.at("read"));
     for (const json& place : given.at("at")) {
-        pixel_report pixel =
-            probe.at(place.at(0).get<std::int64_t>(), place.at(1).get<std::int64_t>());
-        if (focus.empty() && !given.value("has_settings", false)) {
-            pixel.distance_mm.reset();
-            pixel.diameter.reset();
-        }
-        found["pixels"].push_back(json_of(pixel));
+        order.pixels.push_back({.frame = {},
+                                .x = place.at(0).get<std::int64_t>(),
+                                .y = place.at(1).get<std::int64_t>()});
     }
+    const std::string focus = given.value("focus_at", "");
+    if (!focus.empty()) order.focus = parse_focus_points(focus);
+    order.has_settings = given.value("has_settings", false);
+    order.max_bytes = available_memory();
+    return order;
 }
 
-json report_on(const std::string& file, picture_role role, const load_choices& load) {
-    return json_of(
-        inspected(read_picture(file, available_memory()), file,
-                  {role, load.layers, load.depth_channel, load.encoding, load.depth}));
+inspection inspected_by(headless::tool& tool, const json& given) {
+    const inspection_order order = inspection_in(given);
+    std::string lens;
+    if (given.value("lens_from_header", false)) {
+        shot_options shot;
+        shot.input = order.files.input.string();
+        shot.load = order.load;
+        lens = set_lens(tool, shot, {});
+    }
+    inspection found = inspect(order, &tool);
+    if (!found.fault.empty()) throw host_error(found.fault);
+    found.lens = lens;
+    return found;
 }
 
 }  // namespace
@@ -217,19 +214,7 @@ void write_arrays(python_tool& tool, const py::dict& options, const py::object& 
 py::object inspect_file(python_tool& tool, const py::dict& options) {
     const json given = json_of_object(options, "inspect");
     json found;
-    run_to_its_end([&] {
-        const load_choices load = load_choices_of(given.value("read", json::object()));
-        const frame_files files = files_in(given);
-        const bool has_map = !files.depth_map.empty();
-        found =
-            report_on(files.input.string(),
-                      has_map ? picture_role::INPUT_WITH_MAP : picture_role::INPUT, load);
-        if (has_map) {
-            found["depth_map"] =
-                report_on(files.depth_map.string(), picture_role::DEPTH_MAP, load);
-        }
-        look_at_pixels(tool.tool(), given, load, found);
-    });
+    run_to_its_end([&] { found = json_of(inspected_by(tool.tool(), given)); });
     return object_of_json(found);
 }
 

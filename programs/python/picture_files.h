@@ -18,8 +18,9 @@ void write_arrays(python_tool& tool, const py::dict& given, const py::object& pi
                   const py::object& depth);
 
 // What the command's verb of that name tells as JSON. `given` has what read_arrays takes,
-// pixels in "at", a text in "focus_at", and in "has_settings" whether somebody set the
-// tool. Sets the focus of the tool.
+// pixels in "at", a text in "focus_at", whether the tool gets the lens of the header in
+// "lens_from_header", and in "has_settings" whether somebody set it. Sets the tool's lens
+// and focus.
 py::object inspect_file(python_tool& tool, const py::dict& given);
 
 }  // namespace focusfall

@@ -9,6 +9,8 @@
 #include "pipeline/inspection/focus_points.h"
 #include "pipeline/pictures/picture_format.h"
 #include "pipeline/process/memory_limit.h"
+#include "pipeline/settings/hidden_controls.h"
+#include "pipeline/settings/lens_note.h"
 #include "pipeline/shots/header_lens.h"
 #include "pipeline/shots/shot.h"
 #include "pipeline/shots/shot_files.h"
@@ -56,9 +58,10 @@ class shot_teller : public shot_observer {
     void ends(const frame_report& report) override {
         add({"frame", json_of_report(report)});
     }
-    void fails(const std::string& text) override { add({"note", text}); }
+    void fails(const std::string& text) override { say(text); }
     bool is_stopped() const override { return stopped_; }
 
+    void say(const std::string& text) { add({"note", text}); }
     void stop() { stopped_ = true; }
     // Calls tell(kind, what) for all that came. [holding the interpreter's lock]
     void fetch(const py::object& tell) {
@@ -115,8 +118,10 @@ std::vector<int> frames_in(const json& frames, const std::string& input) {
     return numbers;
 }
 
-shot_options shot_in(const json& given) {
-    shot_options options;
+// The shot, with what the record adds that it may name.
+recorded_render shot_in(const json& given) {
+    recorded_render render;
+    shot_options& options = render.shot;
     options.input = given.value("input", "");
     options.depth_map = given.value("depth_map", "");
     options.blur_image = given.value("blur_image", "");
@@ -135,13 +140,29 @@ shot_options shot_in(const json& given) {
     options.memory_limit = given.contains("memory_limit")
                                ? given["memory_limit"].get<std::uint64_t>()
                                : available_memory();
-    options.version = FOCUSFALL_VERSION;
+    const std::string record = given.value("from_record", "");
+    if (!record.empty()) render = render_recorded_in(record, shot_options(options));
     if (output_format(options.output).has_named_channels) {
         check_compression(options.output_as.compression);
     }
     if (!options.preview.empty()) output_format(options.preview);
     check_names(options);
-    return options;
+    return render;
+}
+
+// What the user should know of the settings before the render.
+void tell_doubts(headless::tool& tool, const json& given, const recorded_render& render,
+                 shot_teller& teller) {
+    const std::string record = given.value("from_record", "");
+    if (!record.empty()) {
+        for (const std::string& doubt : render.doubts(record, FOCUSFALL_VERSION)) {
+            teller.say(doubt);
+        }
+    }
+    const auto edited = given.value("values", std::vector<std::string>());
+    for (const std::string& line : edits_without_effect(tool, edited)) teller.say(line);
+    const std::string lens = lens_note(tool);
+    if (!lens.empty()) teller.say(lens);
 }
 
 // What the shot's own pictures say of the tool's settings.
@@ -159,14 +180,27 @@ void follow_pictures(headless::tool& tool, const json& given, const shot_options
 
 }  // namespace
 
+std::unique_ptr<python_tool> recorded_tool(const std::string& id, int threads,
+                                           const py::dict& arguments) {
+    recorded_render render = shot_in(json_of_object(arguments, "render_shot"));
+    session_options options;
+    options.tool_id = id.empty() ? render.shot.tool_id : id;
+    options.start = std::move(render.settings);
+    options.threads = threads;
+    return std::make_unique<python_tool>(options);
+}
+
 std::vector<int> render_files(python_tool& tool, const py::dict& arguments,
                               const py::object& tell, const py::object& cancel) {
     const json given = json_of_object(arguments, "render_shot");
     shot_teller teller;
     std::vector<int> failed;
-    const auto render = [&] {
-        shot_options options = shot_in(given);
+    const auto work = [&] {
+        recorded_render render = shot_in(given);
+        shot_options& options = render.shot;
         options.tool_id = tool.id();
+        options.version = FOCUSFALL_VERSION;
+        tell_doubts(tool.tool(), given, render, teller);
         follow_pictures(tool.tool(), given, options, teller);
         failed = render_shot(options, tool.tool(), teller);
     };
@@ -179,7 +213,7 @@ std::vector<int> render_files(python_tool& tool, const py::dict& arguments,
         tool.tool().abort();
     };
     try {
-        run_interruptibly(render, tick, stop);
+        run_interruptibly(work, tick, stop);
     } catch (...) {
         tool.tool().clear_abort();
         throw;

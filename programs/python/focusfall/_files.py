@@ -11,7 +11,7 @@ from typing import Any, NamedTuple, TypeVar, Union
 
 from . import _focusfall
 from ._focusfall import Error
-from ._tool import Array, Path, Tool, Value, path_text
+from ._tool import Array, Path, Tool, Value, check_threads, path_text, tool_of
 
 _log = logging.getLogger("focusfall")
 
@@ -205,6 +205,7 @@ def inspect(
     depth_map: Path | None = None,
     at: Iterable[Pixel] = (),
     focus_at: Pixel | None = None,
+    lens_from_header: bool = False,
     tool: Tool | None = None,
     **options: Option,
 ) -> dict[str, Any]:
@@ -213,26 +214,47 @@ def inspect(
 
     at: pixels (x, y) to look at, from (0, 0) at the top left of the display window.
     focus_at: a pixel that is to be sharp; "focus" tells the value that makes it so.
+    lens_from_header: takes the lens from the picture's header; "lens" tells what it says.
     tool: whose settings make distances (millimetres) and blur diameters (pixels) of the
         depth; stays as it is.
     """
+    used = tool.copy() if tool else Tool()
+    if lens_from_header:
+        used["SettingsType"] = "Advanced"
     given: dict[str, Any] = {
         "input": path_text("path", path),
         "read": options,
         "at": [list(pixel) for pixel in at],
         "focus_at": _focus_text(focus_at),
-        "has_settings": tool is not None,
+        "lens_from_header": lens_from_header,
+        "has_settings": tool is not None or lens_from_header,
     }
     if depth_map is not None:
         given["depth_map"] = path_text("depth_map", depth_map)
-    return _focusfall.inspect(_native(tool.copy() if tool else None), given)
+    return _focusfall.inspect(used._tool, given)
+
+
+def _shot_tool(
+    tool: Tool | str | None, threads: int, given: Mapping[str, Any]
+) -> Tool:
+    """A tool that the render of a shot may change."""
+    check_threads(threads)
+    if "from_record" not in given:
+        return tool.copy() if isinstance(tool, Tool) else Tool(tool or "", threads=threads)
+    if isinstance(tool, Tool):
+        raise Error(
+            "tool: the record has settings of its own; give the name of a class, and what is"
+            " to differ as settings or values"
+        )
+    return tool_of(_focusfall.recorded_tool(tool or "", threads, dict(given)))
 
 
 @_with_options(_READ, _WRITE)
 def render_shot(
-    input: Path,
-    output: Path,
+    input: Path | None = None,
+    output: Path | None = None,
     *,
+    from_record: Path | None = None,
     tool: Tool | str | None = None,
     settings: Path | Sequence[Path] = (),
     values: Mapping[str, Value] | None = None,
@@ -248,6 +270,7 @@ def render_shot(
     skip_existing: bool = False,
     log: Path | None = None,
     memory_limit: int | None = None,
+    threads: int = 0,
     progress: Callable[[float], object] | None = None,
     cancel: Callable[[], object] | None = None,
     on_frame: Callable[[FrameReport], object] | None = None,
@@ -258,14 +281,22 @@ def render_shot(
 
     input, output, depth_map, blur_image, background, preview: files; with `frames` their
         names hold a place for the number, as "in.####.exr".
+    from_record: a picture that is to be made again by the record that it carries; what
+        else is given counts instead of the record. Without `output` it is replaced.
     tool: a tool, which stays as it is, or the name of a class.
     settings, values: what the tool gets besides for this shot, in this order.
     frames: "1-48", "1-96x2", "all", or whole numbers; without, one picture at time 0.
     view: what the preview shows instead of the blur: "depth", "focus" or "diameter".
     focus_at: a pixel (x, y) that is to be sharp, or pixels by frame.
+    lens_from_header: takes the lens from the pictures' headers; `values` win over it.
     missing: "error", "skip" or "nearest", for frames without files.
+    skip_existing: leaves out frames whose files are there, made from the same files with
+        the same settings.
+    log: gets a line of JSON for each frame.
     memory_limit: bytes; without, what is free, less a margin. Frames that would take more
         are refused before they are read.
+    threads: how many render, unless `tool` has threads of its own; 0: as many as there are
+        processors.
     progress: called with the part of the shot that is done, 0 to 1.
     cancel: asked some hundred times a second; a true answer ends the shot with
         `Cancelled`. Frames that are written stay.
@@ -275,13 +306,13 @@ def render_shot(
     that cannot begin; ShotError after a shot of which frames failed. Ctrl-C ends the shot
     once the file that is being read or written is done with.
     """
+    if from_record is None and (input is None or output is None):
+        raise Error("render_shot: takes input and output, or from_record")
+    if from_record is not None and frames is not None:
+        raise Error("frames: a record is that of one picture; leave out frames")
+    if focus_at is not None and "FocusPosition" in (values or ()):
+        raise Error("focus_at: the focus is set by values too; leave out one")
     reading, writing = _split(options)
-    used = tool.copy() if isinstance(tool, Tool) else Tool(tool or "")
-    for one in [settings] if isinstance(settings, (str, os.PathLike)) else settings:
-        used.load(one)
-    if lens_from_header:
-        used["SettingsType"] = "Advanced"
-    used.update(values)
     given: dict[str, Any] = {
         "read": reading,
         "write": writing,
@@ -295,6 +326,7 @@ def render_shot(
     files = {
         "input": input,
         "output": output,
+        "from_record": from_record,
         "depth_map": depth_map,
         "blur_image": blur_image,
         "background": background,
@@ -305,6 +337,26 @@ def render_shot(
     given.update({n: v for n, v in {"view": view, "memory_limit": memory_limit}.items()
                   if v is not None})
 
+    used = _shot_tool(tool, threads, given)
+    for one in [settings] if isinstance(settings, (str, os.PathLike)) else settings:
+        used.load(one)
+    if lens_from_header:
+        used["SettingsType"] = "Advanced"
+    used.update(values)
+    if frames is None and any(control.keys for control in used.controls.values()):
+        _log.warning(
+            "controls have keys, and without frames only frame 0 is rendered; give frames"
+        )
+    return _rendered(used, given, progress, cancel, on_frame)
+
+
+def _rendered(
+    tool: Tool,
+    given: dict[str, Any],
+    progress: Callable[[float], object] | None,
+    cancel: Callable[[], object] | None,
+    on_frame: Callable[[FrameReport], object] | None,
+) -> list[FrameReport]:
     reports: list[FrameReport] = []
 
     def tell(kind: str, what: Any) -> None:
@@ -317,7 +369,7 @@ def render_shot(
         elif progress:
             progress(what)
 
-    failed = _focusfall.render_shot(used._tool, given, tell, cancel)
+    failed = _focusfall.render_shot(tool._tool, given, tell, cancel)
     if failed:
         numbers = ", ".join(str(frame) for frame in failed)
         first = next(r.error for r in reports if r.outcome == "failed")

@@ -38,6 +38,11 @@ def path_text(name: str, path: Path) -> str:
     return text
 
 
+def check_threads(threads: int) -> None:
+    if not 0 <= threads <= 1024:
+        raise Error(f"threads: {threads} is no number from 0 to 1024")
+
+
 class Control:
     """A control of a tool, as `tool["FStop"]` gives it.
 
@@ -175,17 +180,14 @@ class Tool:
         plugins: libraries to load instead of the installed ones.
         """
         files = [path_text("plugins", file) for file in plugins]
-        if not 0 <= threads <= 1024:
-            raise Error(f"threads: {threads} is no number from 0 to 1024")
+        check_threads(threads)
         self.__dict__["_tool"] = _focusfall.Tool(id, files, threads)
         for one in [settings] if isinstance(settings, (str, os.PathLike)) else settings:
             self.load(one)
 
     def copy(self) -> Tool:
         """Another tool with the same settings, which may go its own way."""
-        other = Tool.__new__(Tool)
-        other.__dict__["_tool"] = self._tool.copy()
-        return other
+        return tool_of(self._tool.copy())
 
     @property
     def id(self) -> str:
@@ -289,3 +291,10 @@ class Tool:
 
     def __repr__(self) -> str:
         return f"<focusfall.Tool {self.id}>"
+
+
+def tool_of(native: _focusfall.Tool) -> Tool:
+    """A tool that the library below has made."""
+    tool = Tool.__new__(Tool)
+    tool.__dict__["_tool"] = native
+    return tool

@@ -101,12 +101,40 @@ def test_settings_of_a_shot_leave_the_tool_alone(shot, tool):
     assert "coc" in names and len(names) == 6
 
 
+def test_a_record_makes_its_picture_again(shot, tool, caplog):
+    source, made, again = shot / "in.0002.exr", shot / "a.exr", shot / "b.exr"
+    focusfall.render_shot(source, made, tool=tool, depth_scale=10, compression="zip")
+    focusfall.render_shot(output=again, from_record=made)
+    assert again.read_bytes() == made.read_bytes()
+    focusfall.render_shot(output=again, from_record=made, values={"FocusPosition": 700})
+    assert not np.array_equal(focusfall.read(again).color, focusfall.read(made).color)
+
+    before = made.read_bytes()
+    assert not caplog.text
+    os.utime(source, (1, 1))
+    focusfall.render_shot(from_record=made)
+    assert made.read_bytes() != before  # the record has the other time
+    assert "in.0002.exr: has changed since" in caplog.text
+
+
+def test_notes_of_settings_are_those_of_the_command(shot, tool, caplog):
+    tool["FocusPosition"].keys = {1: 300, 3: 700}
+    focusfall.render_shot(shot / "in.0001.exr", shot / "a.exr", tool=tool, values={"FStop": 3})
+    assert "FStop: no effect unless SettingsType=Advanced" in caplog.text
+    assert "without frames only frame 0" in caplog.text
+
+
 def test_pixels_are_inspected_as_by_the_command(shot, tool):
     told = run_command(
         "inspect", shot / "in.0001.exr", "--json", "--at", "3,40", "--focus-at", "5,20"
     )
     found = focusfall.inspect(shot / "in.0001.exr", at=[(3, 40)], focus_at=(5, 20))
     assert found == json.loads(told.stdout)
+    here = shot / "in.0001.exr"
+    told = run_command("inspect", here, "--lens-from-header", "--json")
+    with pytest.raises(focusfall.Error) as error:
+        focusfall.inspect(here, lens_from_header=True)
+    assert told.stderr == f"focusfall: {error.value}\n"
 
 
 def test_frames_that_fail_are_told_and_the_others_are_there(shot, tool, caplog):
@@ -161,6 +189,17 @@ def test_what_cannot_be_is_told_and_writes_nothing(shot, tool):
         (lambda: focusfall.render_shot(here, out, focus_at="x"), "x"),
         (lambda: focusfall.render_shot(here, out, focus_at=(1,)), "focus_at"),
         (lambda: focusfall.render_shot(here, out, values={"FStop": float("nan")}), "FStop"),
+        (lambda: focusfall.render_shot(here), "takes input and output, or from_record"),
+        (lambda: focusfall.render_shot(from_record=here), "carries no record"),
+        (lambda: focusfall.render_shot(from_record=here, tool=tool), "tool: the record has"),
+        (lambda: focusfall.render_shot(from_record=here, frames="1-3"), "frames: a record"),
+        (
+            lambda: focusfall.render_shot(
+                here, out, focus_at=(1, 1), values={"FocusPosition": 3}
+            ),
+            "focus_at: the focus is set by values too",
+        ),
+        (lambda: focusfall.render_shot(here, out, threads=-1), "threads"),
         (lambda: focusfall.inspect(shot / "nix.exr"), "nix.exr"),
     ]
     for do, text in wrong:
