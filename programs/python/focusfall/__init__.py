@@ -16,17 +16,15 @@ to the logger "focusfall" of the module `logging`.
 
 from ._files import (
     Frame,
-    FrameReport,
-    ShotError,
     Window,
     inspect,
     presets,
     read,
-    render_shot,
     tools,
     write,
 )
 from ._focusfall import Cancelled, Error, version as __version__
+from ._shots import FrameReport, ShotError, render_shot
 from ._tool import Array, Control, Tool, Value
 
 __all__ = [

@@ -11,19 +11,19 @@ from typing import Any, NamedTuple, TypeVar, Union
 
 from . import _focusfall
 from ._focusfall import Error
-from ._tool import Array, Path, Tool, Value, check_threads, path_text, tool_of
+from ._tool import Array, Path, Tool, path_text
 
-_log = logging.getLogger("focusfall")
+logger = logging.getLogger("focusfall")
 
 Option = Union[str, float, bool, Sequence[Any], None]
 Pixel = tuple[int, int]
 _Function = TypeVar("_Function", bound=Callable[..., Any])
 
-_READ = _focusfall.read_keywords()
-_WRITE = _focusfall.write_keywords()
+READ = _focusfall.read_keywords()
+WRITE = _focusfall.write_keywords()
 
 
-def _with_options(*tables: dict[str, str]) -> Callable[[_Function], _Function]:
+def with_options(*tables: dict[str, str]) -> Callable[[_Function], _Function]:
     """Shows the options of the command in a function's signature and help."""
     names = {name: takes for table in tables for name, takes in table.items()}
 
@@ -50,10 +50,10 @@ def _with_options(*tables: dict[str, str]) -> Callable[[_Function], _Function]:
     return wrap
 
 
-def _split(options: dict[str, Option]) -> tuple[dict[str, Option], dict[str, Option]]:
+def split_options(options: dict[str, Option]) -> tuple[dict[str, Option], dict[str, Option]]:
     """The options of reading, and those of writing. What both know counts for both."""
-    read = {name: value for name, value in options.items() if name in _READ}
-    write = {name: value for name, value in options.items() if name in _WRITE}
+    read = {name: value for name, value in options.items() if name in READ}
+    write = {name: value for name, value in options.items() if name in WRITE}
     unknown = {n: v for n, v in options.items() if n not in read and n not in write}
     return {**read, **unknown}, write
 
@@ -84,28 +84,6 @@ class Frame:
     display: Window
 
 
-@dataclass(frozen=True)
-class FrameReport:
-    """What became of a frame: "done", "failed", "skipped" (it was there, as it would be
-    now) or "missing" (its files were not there). `error` says why it is not done;
-    `largest_blur` is in pixels."""
-
-    frame: int
-    output: str
-    outcome: str
-    error: str
-    read_seconds: float
-    render_seconds: float
-    write_seconds: float
-    largest_blur: float
-
-
-class ShotError(Error):
-    """Frames of a shot failed; the others are written. `reports` is about all frames."""
-
-    reports: list[FrameReport]
-
-
 def tools(plugins: Sequence[Path] = ()) -> dict[str, str]:
     """The classes of tools, by identifier, each with its short name and description."""
     files = [path_text("plugins", file) for file in plugins]
@@ -121,7 +99,7 @@ def _native(tool: Tool | str | None) -> _focusfall.Tool:
     return tool._tool if isinstance(tool, Tool) else Tool(tool or "", threads=0)._tool
 
 
-@_with_options(_READ)
+@with_options(READ)
 def read(
     path: Path,
     *,
@@ -145,13 +123,13 @@ def read(
         given["depth_map"] = path_text("depth_map", depth_map)
     found = _focusfall.read(_native(tool), given, time)
     for note in found["notes"]:
-        _log.warning(note)
+        logger.warning(note)
     return Frame(
         found["color"], found["depth"], Window(*found["area"]), Window(*found["display"])
     )
 
 
-@_with_options(_READ, _WRITE)
+@with_options(READ, WRITE)
 def write(
     path: Path,
     picture: Array,
@@ -170,7 +148,7 @@ def write(
 
     Throws Error that names the file; an older file is untouched then.
     """
-    reading, writing = _split(options)
+    reading, writing = split_options(options)
     given: dict[str, Any] = {
         "output": path_text("path", path),
         "read": reading,
@@ -189,7 +167,7 @@ def _point_text(point: Pixel) -> str:
         raise Error(f"focus_at: {point!r} is no pixel; give (x, y)") from None
 
 
-def _focus_text(focus_at: str | Pixel | Mapping[int, Pixel] | None) -> str:
+def focus_text(focus_at: str | Pixel | Mapping[int, Pixel] | None) -> str:
     if focus_at is None or isinstance(focus_at, str):
         return focus_at or ""
     if isinstance(focus_at, Mapping):
@@ -198,7 +176,7 @@ def _focus_text(focus_at: str | Pixel | Mapping[int, Pixel] | None) -> str:
     return _point_text(focus_at)
 
 
-@_with_options(_READ)
+@with_options(READ)
 def inspect(
     path: Path,
     *,
@@ -225,155 +203,10 @@ def inspect(
         "input": path_text("path", path),
         "read": options,
         "at": [list(pixel) for pixel in at],
-        "focus_at": _focus_text(focus_at),
+        "focus_at": focus_text(focus_at),
         "lens_from_header": lens_from_header,
         "has_settings": tool is not None or lens_from_header,
     }
     if depth_map is not None:
         given["depth_map"] = path_text("depth_map", depth_map)
     return _focusfall.inspect(used._tool, given)
-
-
-def _shot_tool(
-    tool: Tool | str | None, threads: int, given: Mapping[str, Any]
-) -> Tool:
-    """A tool that the render of a shot may change."""
-    check_threads(threads)
-    if "from_record" not in given:
-        return tool.copy() if isinstance(tool, Tool) else Tool(tool or "", threads=threads)
-    if isinstance(tool, Tool):
-        raise Error(
-            "tool: the record has settings of its own; give the name of a class, and what is"
-            " to differ as settings or values"
-        )
-    return tool_of(_focusfall.recorded_tool(tool or "", threads, dict(given)))
-
-
-@_with_options(_READ, _WRITE)
-def render_shot(
-    input: Path | None = None,
-    output: Path | None = None,
-    *,
-    from_record: Path | None = None,
-    tool: Tool | str | None = None,
-    settings: Path | Sequence[Path] = (),
-    values: Mapping[str, Value] | None = None,
-    frames: str | Iterable[int] | None = None,
-    depth_map: Path | None = None,
-    blur_image: Path | None = None,
-    background: Path | None = None,
-    preview: Path | None = None,
-    view: str | None = None,
-    focus_at: str | Pixel | Mapping[int, Pixel] | None = None,
-    lens_from_header: bool = False,
-    missing: str = "error",
-    skip_existing: bool = False,
-    log: Path | None = None,
-    memory_limit: int | None = None,
-    threads: int = 0,
-    progress: Callable[[float], object] | None = None,
-    cancel: Callable[[], object] | None = None,
-    on_frame: Callable[[FrameReport], object] | None = None,
-    **options: Option,
-) -> list[FrameReport]:
-    """Renders files as `focusfall render` does: whole files or none, each with the record
-    of how it was made, within the memory that there is.
-
-    input, output, depth_map, blur_image, background, preview: files; with `frames` their
-        names hold a place for the number, as "in.####.exr".
-    from_record: a picture that is to be made again by the record that it carries; what
-        else is given counts instead of the record. Without `output` it is replaced.
-    tool: a tool, which stays as it is, or the name of a class.
-    settings, values: what the tool gets besides for this shot, in this order.
-    frames: "1-48", "1-96x2", "all", or whole numbers; without, one picture at time 0.
-    view: what the preview shows instead of the blur: "depth", "focus" or "diameter".
-    focus_at: a pixel (x, y) that is to be sharp, or pixels by frame.
-    lens_from_header: takes the lens from the pictures' headers; `values` win over it.
-    missing: "error", "skip" or "nearest", for frames without files.
-    skip_existing: leaves out frames whose files are there, made from the same files with
-        the same settings.
-    log: gets a line of JSON for each frame.
-    memory_limit: bytes; without, what is free, less a margin. Frames that would take more
-        are refused before they are read.
-    threads: how many render, unless `tool` has threads of its own; 0: as many as there are
-        processors.
-    progress: called with the part of the shot that is done, 0 to 1.
-    cancel: asked some hundred times a second; a true answer ends the shot with
-        `Cancelled`. Frames that are written stay.
-    on_frame: called with the report of each frame as it ends.
-
-    Returns a report for each frame. Throws Error for a picture that fails and for a shot
-    that cannot begin; ShotError after a shot of which frames failed. Ctrl-C ends the shot
-    once the file that is being read or written is done with.
-    """
-    if from_record is None and (input is None or output is None):
-        raise Error("render_shot: takes input and output, or from_record")
-    if from_record is not None and frames is not None:
-        raise Error("frames: a record is that of one picture; leave out frames")
-    if focus_at is not None and "FocusPosition" in (values or ()):
-        raise Error("focus_at: the focus is set by values too; leave out one")
-    reading, writing = _split(options)
-    given: dict[str, Any] = {
-        "read": reading,
-        "write": writing,
-        "frames": frames if frames is None or isinstance(frames, str) else list(frames),
-        "focus_at": _focus_text(focus_at),
-        "lens_from_header": lens_from_header,
-        "values": list(values or ()),
-        "missing": missing,
-        "skip_existing": skip_existing,
-    }
-    files = {
-        "input": input,
-        "output": output,
-        "from_record": from_record,
-        "depth_map": depth_map,
-        "blur_image": blur_image,
-        "background": background,
-        "preview": preview,
-        "log": log,
-    }
-    given.update({n: path_text(n, f) for n, f in files.items() if f is not None})
-    given.update({n: v for n, v in {"view": view, "memory_limit": memory_limit}.items()
-                  if v is not None})
-
-    used = _shot_tool(tool, threads, given)
-    for one in [settings] if isinstance(settings, (str, os.PathLike)) else settings:
-        used.load(one)
-    if lens_from_header:
-        used["SettingsType"] = "Advanced"
-    used.update(values)
-    if frames is None and any(control.keys for control in used.controls.values()):
-        _log.warning(
-            "controls have keys, and without frames only frame 0 is rendered; give frames"
-        )
-    return _rendered(used, given, progress, cancel, on_frame)
-
-
-def _rendered(
-    tool: Tool,
-    given: dict[str, Any],
-    progress: Callable[[float], object] | None,
-    cancel: Callable[[], object] | None,
-    on_frame: Callable[[FrameReport], object] | None,
-) -> list[FrameReport]:
-    reports: list[FrameReport] = []
-
-    def tell(kind: str, what: Any) -> None:
-        if kind == "note":
-            _log.warning(what)
-        elif kind == "frame":
-            reports.append(FrameReport(**what))
-            if on_frame:
-                on_frame(reports[-1])
-        elif progress:
-            progress(what)
-
-    failed = _focusfall.render_shot(tool._tool, given, tell, cancel)
-    if failed:
-        numbers = ", ".join(str(frame) for frame in failed)
-        first = next(r.error for r in reports if r.outcome == "failed")
-        error = ShotError(f"{len(failed)} of {len(reports)} frames failed: {numbers}; {first}")
-        error.reports = reports
-        raise error
-    return reports

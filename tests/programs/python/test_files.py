@@ -87,7 +87,7 @@ def test_settings_of_a_shot_leave_the_tool_alone(shot, tool):
         shot / "a.exr",
         tool=tool,
         settings="super-35",
-        values={"FocusPosition": 700},
+        values={"BlurStyle": "Disk"},
         focus_at=(3, 40),
         depth_scale=10,
         data_type="float",
