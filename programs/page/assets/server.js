@@ -20,7 +20,11 @@ function take(text) {
   if (latest && state.version < latest.version) return;
   latest = state;
   latestText = text;
-  for (const listener of listeners) listener(state);
+  tell();
+}
+
+function tell() {
+  for (const listener of listeners) listener(latest);
 }
 
 async function checked(response) {
@@ -62,6 +66,7 @@ export class Drag {
         await edit(now, sent);
       } catch (error) {
         this.onRefusal(error);
+        tell(); // the controls go back to what the tool has
       }
     }
     this.#runs = false;

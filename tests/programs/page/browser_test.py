@@ -199,6 +199,16 @@ class BrowserTest(unittest.TestCase):
                    "the f-stop follows")
         self.assertEqual(page.value("FStop"), 5)
 
+    def test_what_is_refused_is_told_and_goes_from_its_field(self):
+        page = self.open("scene.exr", "--set", "MaxBlurSize=3")
+        self.type("MaxBlurSize", "large")
+        eventually(lambda: "MaxBlurSize" in self.find("#message").text, "the reason")
+        field = self.find("#control-MaxBlurSize")
+        eventually(lambda: field.get_property("value") == "3", "what the tool has")
+        self.type("MaxBlurSize", "4")
+        eventually(lambda: page.value("MaxBlurSize") == 4, "a number")
+        self.assertFalse(self.find("#message").is_displayed())
+
     def test_the_kernel_follows_the_style(self):
         self.open("scene.exr")
         kernel = self.find('[data-id="BlurStyle"] .kernel')
@@ -324,7 +334,15 @@ class BrowserTest(unittest.TestCase):
         eventually(lambda: len(self.browser.find_elements(By.CSS_SELECTOR, ".key")) == 2, "a key")
         far = page.value("FocusPosition")
         self.assertNotAlmostEqual(near, far, delta=1)
-        self.assertEqual(page.state()["values"]["FocusPosition"]["keys"][0], [1, near])
+        keys = lambda: page.state()["values"]["FocusPosition"]["keys"]
+        self.assertEqual(keys()[0], [1, near])
+        self.find('.key[data-frame="1"]').send_keys(Keys.ARROW_RIGHT)
+        eventually(lambda: keys()[0] == [2, near], "the key moves")
+        # the mark that moved has the keyboard
+        eventually(lambda: self.browser.switch_to.active_element.get_attribute("data-frame") == "2",
+                   "the moved key")
+        self.browser.switch_to.active_element.send_keys(Keys.ARROW_LEFT)
+        eventually(lambda: keys()[0] == [1, near], "the key moves back")
         page.ask("frame", {"frame": 3})
         self.assertAlmostEqual(page.value("FocusPosition"), (near + far) / 2, delta=1)
         self.find("#between").send_keys("Smooth")
@@ -350,6 +368,17 @@ class BrowserTest(unittest.TestCase):
         self.find("#viewport").send_keys(Keys.ARROW_RIGHT, Keys.ARROW_DOWN, Keys.ENTER)
         eventually(lambda: page.state()["mark"], "a focus by the keyboard")
         eventually(lambda: "blur" in self.find("#loupe").text, "the loupe")
+        self.settle(page)
+        before = self.pixels()
+        self.find("#viewport").send_keys(Keys.SHIFT, Keys.ARROW_RIGHT)
+        eventually(lambda: self.pixels() != before, "another part of the picture")
+        self.find("#viewport").send_keys("w")
+        eventually(lambda: self.browser.execute_script(
+            "return Boolean(window.focusfall.picture.right.picture);"), "the input beside it")
+        self.settle(page)
+        before = self.pixels()
+        self.find("#viewport").send_keys(Keys.CONTROL, Keys.ARROW_LEFT)
+        eventually(lambda: self.pixels() != before, "another place of the line")
         ActionChains(self.browser).click(self.find("h1")).key_down(Keys.SHIFT).send_keys(
             "3").key_up(Keys.SHIFT).perform()
         self.assertTrue(self.find('#views input[value="depth"]').is_selected())
