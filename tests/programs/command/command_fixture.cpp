@@ -8,6 +8,7 @@
 #include <unistd.h>
 
 #include <fstream>
+#include <iomanip>
 #include <sstream>
 
 #include "programs/command/commands.h"
@@ -18,12 +19,13 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// The words of a command line, with a null pointer behind the last.
+// The words of a command line, which stand in single quotes where they have blanks, with
+// a null pointer behind the last.
 class arguments {
   public:
     arguments(const std::string& program, const std::string& line) {
         std::istringstream words(program + " " + line);
-        texts_.assign(std::istream_iterator<std::string>(words), {});
+        for (std::string word; words >> std::quoted(word, '\'');) texts_.push_back(word);
         for (std::string& text : texts_) pointers_.push_back(text.data());
         pointers_.push_back(nullptr);
     }

@@ -20,7 +20,8 @@ struct run_result {
 
 class command_test : public testing::Test, protected picture_folder {
   protected:
-    // Runs `focusfall LINE` in the folder; `line` has blanks between its arguments. `run`
+    // Runs `focusfall LINE` in the folder; `line` has blanks between its arguments, and
+    // single quotes around those that have blanks. `run`
     // does it in this process, which saves the time to start one (0.4 s of processor time
     // for the libraries alone), `start` in a process of its own, which `wait` waits for.
     run_result run(const std::string& line) const;
