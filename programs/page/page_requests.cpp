@@ -278,7 +278,7 @@ page_json page_requests::render(const page_json& body) {
     shot_options shot = shot_;
     shot.output = page_path(member<std::string>(body, "file"));
     if (is_true(body, "only_this_frame") && !shot.frames.empty()) {
-        shot.frames = {settings_.frame()};
+        shot.frames.assign(1, settings_.frame());
     }
     for (const int frame : frames_of(shot)) {
         page_output(files_of(shot, frame).output, "", is_true(body, "replace"));
