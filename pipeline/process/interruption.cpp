@@ -1,9 +1,10 @@
 #include "pipeline/process/interruption.h"
 
-#include <pthread.h>
+#include <semaphore.h>
 #include <signal.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <chrono>
 #include <cstdio>
 #include <utility>
@@ -19,21 +20,49 @@ using namespace std::chrono_literals;
 constexpr auto GRACE = 300ms;  // time for an orderly end
 constexpr auto COUNTING = 20ms;
 
-sigset_t held_back_signals() {
-    sigset_t signals;
-    sigemptyset(&signals);
-    for (const int signal : {SIGINT, SIGTERM, SIGHUP}) sigaddset(&signals, signal);
-    return signals;
+// How many signals came that no interruption has taken yet. Of all that threads can wait
+// for, a signal handler may raise this alone.
+class signal_count {
+  public:
+    signal_count() { sem_init(&count_, 0, 0); }
+    ~signal_count() { sem_destroy(&count_); }
+    signal_count(const signal_count&) = delete;
+    signal_count& operator=(const signal_count&) = delete;
+
+    void raise() { sem_post(&count_); }
+    void take() {
+        while (sem_wait(&count_) != 0) {
+        }
+    }
+
+  private:
+    sem_t count_{};
+};
+
+signal_count arrived;
+
+void count_signal(int /*signal*/) {
+    const int before = errno;
+    arrived.raise();
+    errno = before;
 }
 
-}  // namespace
-
-void hold_back_signals() {
-    const sigset_t signals = held_back_signals();
-    pthread_sigmask(SIG_BLOCK, &signals, nullptr);
+// Blocked signals would do only if every thread blocked them: libraries start some before
+// main does.
+void count_signals() {
+    struct sigaction counted {};
+    counted.sa_handler = count_signal;
+    counted.sa_flags = SA_RESTART;
+    for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
+        struct sigaction present {};
+        sigaction(signal, nullptr, &present);
+        if (present.sa_handler != SIG_IGN) sigaction(signal, &counted, nullptr);
+    }
     // exceeding the limit on file sizes shall be a write error, as a full disk is
     signal(SIGXFSZ, SIG_IGN);
 }
+
+}  // namespace
 
 Owned<Image> image_of(headless::frame frame) {
     if (frame.how == headless::frame::end::ABORTED) throw interrupted();
@@ -42,7 +71,9 @@ Owned<Image> image_of(headless::frame frame) {
 }
 
 interruption::interruption(headless::tool& tool)
-    : tool_(tool), watcher_([this] { wait_for_signal(); }) {}
+    : tool_(tool), watcher_([this] { wait_for_signal(); }) {
+    count_signals();
+}
 
 interruption::~interruption() {
     {
@@ -50,9 +81,7 @@ interruption::~interruption() {
         ending_ = true;
     }
     ended_.notify_all();
-    // wake the watcher if it still waits; blocked everywhere else, the signal ends
-    // nothing NOLINTNEXTLINE(bugprone-bad-signal-to-kill-thread)
-    pthread_kill(watcher_.native_handle(), SIGTERM);
+    if (!requested_) arrived.raise();  // the watcher still waits
     watcher_.join();
 }
 
@@ -62,9 +91,7 @@ void interruption::set_last_words(std::string words) {
 }
 
 void interruption::wait_for_signal() {
-    const sigset_t signals = held_back_signals();
-    int signal = 0;
-    sigwait(&signals, &signal);
+    arrived.take();
 
     std::unique_lock lock(mutex_);
     if (ending_) return;

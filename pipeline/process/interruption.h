@@ -22,17 +22,13 @@ struct interrupted {};
 // headless::host_error with the text of a failed one. [any thread]
 Owned<Image> image_of(headless::frame frame);
 
-// Blocks SIGINT, SIGTERM and SIGHUP in this thread and in all that it starts later, so
-// that an `interruption` can wait for them. Call it before any library starts threads. A
-// signal that was ignored when the command started (as under nohup) stays ignored.
-// Calling it again changes nothing.
-void hold_back_signals();
-
-// While it lives, the first of those signals aborts the tool, on a thread of its own. If
+// While it lives, the first SIGINT, SIGTERM or SIGHUP aborts the tool, on a thread of its
+// own. One that was ignored when the command started (as under nohup) stays ignored. If
 // the interruption is not destroyed within 300 ms after that, because something takes too
 // long, it removes the temporary files of this process and ends it with
-// INTERRUPTED_STATUS. One at a time; the tool must outlive it. [constructed and destroyed
-// by one thread]
+// INTERRUPTED_STATUS. One at a time; the tool must outlive it. Once there was one, these
+// signals do nothing by themselves; programs that this one starts get them as usual.
+// [constructed and destroyed by one thread]
 class interruption {
   public:
     explicit interruption(headless::tool& tool);

@@ -30,7 +30,6 @@ void note_keys_without_frames(const shot_options& options, const headless::tool&
 
 void render(const render_line& line) {
     line.focus.check(line.shared);
-    hold_back_signals();  // first: the library for picture files starts threads
     shared_options shared = line.shared;
     shot_options options = line.checked(shared);
     guard_memory(options.memory_limit);

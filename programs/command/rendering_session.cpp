@@ -6,9 +6,7 @@ namespace focusfall {
 
 namespace {
 
-// Before the session starts threads, which inherit which signals are held back.
 session prepared_session(const shared_options& options) {
-    hold_back_signals();
     OIIO::attribute("threads", options.threads);
     OIIO::attribute("exr_threads", options.threads);
     return opened_session(options);

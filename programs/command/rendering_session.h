@@ -8,8 +8,7 @@
 
 namespace focusfall {
 
-// While it lives, an interruption of the command stops the tool. One at a time. Construct
-// it before other threads start: signals are held back from those that start later only.
+// While it lives, an interruption of the command stops the tool. One at a time.
 class rendering_session {
   public:
     // Also limits the threads of the libraries for picture files. Throws as

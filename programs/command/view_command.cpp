@@ -41,7 +41,6 @@ shot_options shot_of(const view_line& line) {
 
 void show_page(const view_line& line) {
     line.focus.check(line.shared);
-    hold_back_signals();  // first: the library for picture files starts threads
     shared_options shared = line.shared;
     shared.hide_times = true;  // of each of many frames
     shot_options shot = shot_of(line);

@@ -1,7 +1,6 @@
 #include "programs/page/opened_browser.h"
 
 #include <fcntl.h>
-#include <signal.h>
 #include <spawn.h>
 #include <stdlib.h>
 #include <sys/wait.h>
@@ -20,27 +19,19 @@ bool has_desktop() {
     return std::getenv("DISPLAY") != nullptr || std::getenv("WAYLAND_DISPLAY") != nullptr;
 }
 
-// Runs the opener with none of our signals held back, and with nothing to say.
+// Runs the opener, with nothing to say.
 void spawn_opener(const fs::path& file) {
-    posix_spawnattr_t attributes;
     posix_spawn_file_actions_t actions;
-    if (posix_spawnattr_init(&attributes) != 0) return;
-    if (posix_spawn_file_actions_init(&actions) == 0) {
-        sigset_t none;
-        sigemptyset(&none);
-        posix_spawnattr_setsigmask(&attributes, &none);
-        posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGMASK);
-        for (const int stream : {STDOUT_FILENO, STDERR_FILENO}) {
-            posix_spawn_file_actions_addopen(&actions, stream, "/dev/null", O_WRONLY, 0);
-        }
-        std::string name = file.string();
-        std::string program = "xdg-open";
-        char* arguments[] = {program.data(), name.data(), nullptr};
-        pid_t process = 0;
-        posix_spawnp(&process, "xdg-open", &actions, &attributes, arguments, environ);
-        posix_spawn_file_actions_destroy(&actions);
+    if (posix_spawn_file_actions_init(&actions) != 0) return;
+    for (const int stream : {STDOUT_FILENO, STDERR_FILENO}) {
+        posix_spawn_file_actions_addopen(&actions, stream, "/dev/null", O_WRONLY, 0);
     }
-    posix_spawnattr_destroy(&attributes);
+    std::string name = file.string();
+    std::string program = "xdg-open";
+    char* arguments[] = {program.data(), name.data(), nullptr};
+    pid_t process = 0;
+    posix_spawnp(&process, "xdg-open", &actions, nullptr, arguments, environ);
+    posix_spawn_file_actions_destroy(&actions);
 }
 
 }  // namespace

@@ -1,7 +1,6 @@
 #include "tests/programs/command/command_fixture.h"
 
 #include <fcntl.h>
-#include <pthread.h>
 #include <signal.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
@@ -37,26 +36,28 @@ class arguments {
     std::vector<char*> pointers_;
 };
 
+constexpr int STOPPING[] = {SIGINT, SIGTERM, SIGHUP};
+
 // Moves this process to `folder`, and at the end puts back all that a command line
-// changes in its process: the folder, the blocked signals and the limit on memory.
+// changes in its process: the folder, what signals do and the limit on memory.
 class visit {
   public:
     explicit visit(const fs::path& folder) : folder_(fs::current_path()) {
-        pthread_sigmask(SIG_SETMASK, nullptr, &blocked_);
+        for (int i = 0; i < 3; ++i) sigaction(STOPPING[i], nullptr, &actions_[i]);
         getrlimit(RLIMIT_DATA, &memory_);
         fs::current_path(folder);
     }
     ~visit() {
         fs::current_path(folder_);
         setrlimit(RLIMIT_DATA, &memory_);
-        pthread_sigmask(SIG_SETMASK, &blocked_, nullptr);
+        for (int i = 0; i < 3; ++i) sigaction(STOPPING[i], &actions_[i], nullptr);
     }
     visit(const visit&) = delete;
     visit& operator=(const visit&) = delete;
 
   private:
     fs::path folder_;
-    sigset_t blocked_{};
+    struct sigaction actions_[3]{};
     rlimit memory_{};
 };
 
@@ -74,7 +75,7 @@ run_result command_test::run(const std::string& line) const {
     return ran;
 }
 
-pid_t command_test::start(const std::string& line) const {
+pid_t command_test::start(const std::string& line, int ignored) const {
     arguments words(COMMAND_FILE, line);
     const std::string output = path("output.txt");
     const std::string errors = path("errors.txt");
@@ -82,6 +83,9 @@ pid_t command_test::start(const std::string& line) const {
     if (process != 0) return process;
 
     // the child: only what is safe after fork
+    for (const int signal : STOPPING) {
+        ::signal(signal, signal == ignored ? SIG_IGN : SIG_DFL);
+    }
     dup2(open(output.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600), STDOUT_FILENO);
     dup2(open(errors.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600), STDERR_FILENO);
     if (chdir(folder().c_str()) == 0) execv(words.pointers()[0], words.pointers());

@@ -25,7 +25,7 @@ class command_test : public testing::Test, protected picture_folder {
     // does it in this process, which saves the time to start one (0.4 s of processor time
     // for the libraries alone), `start` in a process of its own, which `wait` waits for.
     run_result run(const std::string& line) const;
-    pid_t start(const std::string& line) const;
+    pid_t start(const std::string& line, int ignored = 0) const;
     run_result wait(pid_t process) const;
     // Runs `focusfall render LINE -o OUTPUT`, which must succeed, and reads what it
     // wrote.

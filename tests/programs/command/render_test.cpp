@@ -71,15 +71,12 @@ void spoil_channel_type(const std::string& file) {
     std::ofstream(file, std::ios::binary) << bytes;
 }
 
-// Whether a process blocks just the signals that it waits for: libraries block all
-// signals for a moment while they start.
-bool holds_back_signals(pid_t process) {
-    constexpr auto HELD_BACK =
-        1U << (SIGINT - 1) | 1U << (SIGTERM - 1) | 1U << (SIGHUP - 1);
+// Whether a process has begun to take such a signal by itself.
+bool takes(pid_t process, int signal) {
     std::ifstream status("/proc/" + std::to_string(process) + "/status");
     for (std::string line; std::getline(status, line);) {
-        if (!line.starts_with("SigBlk:")) continue;
-        return std::stoull(line.substr(7), nullptr, 16) == HELD_BACK;
+        if (!line.starts_with("SigCgt:")) continue;
+        return (std::stoull(line.substr(7), nullptr, 16) >> (signal - 1) & 1) != 0;
     }
     return false;
 }
@@ -275,7 +272,7 @@ TEST_F(renders, EndSoonAndCleanlyWhenInterrupted) {
          {"render in.exr -o out.exr --set MaxBlurSize=8 --tool plain", "demo ."}) {
         for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
             const pid_t process = start(line);
-            while (!holds_back_signals(process)) usleep(1000);
+            while (!takes(process, signal)) usleep(1000);
             usleep(static_cast<useconds_t>(random() % 200'000));
             kill(process, signal);
             const run_result ran = wait(process);
@@ -284,4 +281,14 @@ TEST_F(renders, EndSoonAndCleanlyWhenInterrupted) {
             EXPECT_TRUE(hidden_files().empty());
         }
     }
+}
+
+// As under nohup.
+TEST_F(renders, GoOnAfterASignalThatWasIgnoredBefore) {
+    write_scene("in.exr", {0, 0, 300, 200}, {0, 0, 300, 200});
+    const pid_t process = start("render in.exr -o out.exr --set MaxBlurSize=8", SIGHUP);
+    while (!takes(process, SIGTERM)) usleep(1000);
+    kill(process, SIGHUP);
+    EXPECT_EQ(wait(process).status, 0);
+    EXPECT_TRUE(fs::exists(path("out.exr")));
 }
