@@ -8,7 +8,7 @@ namespace focusfall {
 // Runs a whole command line, `argv[0]` being the program's name, and prints errors on
 // standard error. Gives the exit status: 0 on success, 1 when something failed, 2 for
 // wrong usage, INTERRUPTED_STATUS after a signal. Throws nothing. A line that renders
-// limits the memory of the process, and leaves its signals held back. [one thread, no
+// limits the memory of the process, and leaves its signals counted. [one thread, no
 // others running]
 int run_command(int argc, const char* const* argv);
 

@@ -24,7 +24,7 @@ TEST_F(interruptions, ComeFromASignalToAnyThread) {
         const interruption stop(*tool);
         EXPECT_FALSE(stop.is_requested());
         std::thread([&] { pthread_kill(pthread_self(), signal); }).join();
-        for (int i = 0; i < 100 && !stop.is_requested(); ++i) usleep(1000);
+        for (int i = 0; i < 10'000 && !stop.is_requested(); ++i) usleep(1000);
         EXPECT_TRUE(stop.is_requested());
         EXPECT_THROW(stop.check(), interrupted);
     }

@@ -1,6 +1,5 @@
 // Every command line that the pages show runs.
 
-#include <algorithm>
 #include <fstream>
 #include <regex>
 #include <sstream>
