@@ -1,8 +1,6 @@
 // Every command line that the pages show runs.
 
 #include <fstream>
-#include <regex>
-#include <sstream>
 
 #include "tests/programs/command/command_fixture.h"
 
@@ -83,13 +81,14 @@ class pages : public command_test {
 // The lines of a page that call the command in blocks of their own, without its name, and
 // with what is continued on the next line.
 std::vector<std::string> command_lines(const std::filesystem::path& page) {
-    std::ostringstream read;
-    read << std::ifstream(page).rdbuf();
-    const std::string text = std::regex_replace(read.str(), std::regex(R"(\\\n)"), " ");
-    std::istringstream rows(text);
+    std::ifstream text(page);
     std::vector<std::string> lines;
     bool in_block = false;
-    for (std::string row; std::getline(rows, row);) {
+    for (std::string row; std::getline(text, row);) {
+        for (std::string next; row.ends_with('\\') && std::getline(text, next);) {
+            row.back() = ' ';
+            row += next;
+        }
         if (row.starts_with("```")) in_block = !in_block;
         for (const std::string_view name : {"focusfall ", "./dev run "}) {
             if (!in_block || !row.starts_with(name)) continue;
