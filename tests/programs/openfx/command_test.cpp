@@ -36,6 +36,7 @@ TEST_P(OpenfxCommand, MakesTheSamePictures) {
     struct {
         const char* options;
         std::vector<std::pair<const char*, double>> parameters;
+        bool has_shape = false;
     } const cases[] = {
         {"--set MaxBlurSize=6 --set FocusPosition=480",
          {{"MaxBlurSize", 6.0}, {"FocusPosition", 480.0}}},
@@ -50,7 +51,13 @@ TEST_P(OpenfxCommand, MakesTheSamePictures) {
           {"DepthScale", 2.0},
           {"EmptyDepth", 1.0},
           {"BlurStyle", 1.0}}},
+        {"--set MaxBlurSize=6 --set FocusPosition=480",
+         {{"SettingsType", 0.0}, {"DepthScale", 1.0}, {"EmptyDepth", 0.0}},
+         true},
     };
+    const ofx::pixel_rect shape_area = {0, 0, 9, 9};
+    const std::string shape =
+        write("shape.exr", made_part({0, 0, 9, 9}, {0, 0, 9, 9}, file_channels(9)));
     for (const ofx::pixel_rect& area : areas) {
         const auto instance = scene_instance();
         fill_scene(instance->input("Source"), area);
@@ -66,17 +73,19 @@ TEST_P(OpenfxCommand, MakesTheSamePictures) {
         const std::string in = write(
             "in.exr", made_part({area.x1, FORMAT.y2 - area.y2, width(area), height(area)},
                                 {0, 0, FORMAT.x2, FORMAT.y2}, file_channels(FORMAT.y2)));
-        for (const auto& [options, parameters] : cases) {
+        for (const auto& [options, parameters, has_shape] : cases) {
             SCOPED_TRACE(testing::Message() << area.x1 << " " << options);
             for (const auto& [id, value] : parameters) {
                 ASSERT_NE(effect_.edit(*instance, id, value), ofx::FAILED);
             }
+            if (has_shape) fill_scene(instance->input("BlurImage"), shape_area);
             ASSERT_EQ(effect_.render(*instance, output.image.bounds), ofx::OK);
             ASSERT_EQ(instance->message, "");
             const std::string line = std::string(COMMAND_FILE) + " render " + in +
                                      " --quiet --data-type float -o " + path("out.exr") +
                                      " --tool " +
-                                     (GetParam() == 0 ? "fast " : "layered ") + options;
+                                     (GetParam() == 0 ? "fast " : "layered ") + options +
+                                     (has_shape ? " --blur-image " + shape : "");
             ASSERT_EQ(std::system(line.c_str()), 0) << line;
             const picture made = read_picture(path("out.exr"));
             const window data = data_window(made[0].spec);
