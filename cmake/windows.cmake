@@ -8,16 +8,12 @@ file(CREATE_LINK /usr/include/boost ${boost_headers}/boost SYMBOLIC)
 add_library(Boost::headers INTERFACE IMPORTED)
 target_include_directories(Boost::headers SYSTEM INTERFACE ${boost_headers})
 
-# Highway likewise; the little that is not in its headers is built here. The compiler does
-# not align the stack to vectors of 32 and 64 bytes on this platform, so the assembler
-# makes every move of a vector one that needs no alignment.
+# Highway likewise; the little that is not in its headers is built here.
 set(highway_headers ${PROJECT_BINARY_DIR}/highway_headers)
 file(MAKE_DIRECTORY ${highway_headers})
 file(CREATE_LINK /usr/include/hwy ${highway_headers}/hwy SYMBOLIC)
 add_library(focusfall_highway_headers INTERFACE)
 target_include_directories(focusfall_highway_headers SYSTEM INTERFACE ${highway_headers})
-target_compile_options(focusfall_highway_headers INTERFACE
-    -Wa,-muse-unaligned-vector-move)
 add_library(hwy::hwy INTERFACE IMPORTED)
 target_link_libraries(hwy::hwy INTERFACE focusfall_highway)
 
