@@ -2,11 +2,13 @@
 
 #include <algorithm>
 #include <cmath>
+#include <filesystem>
 #include <fstream>
 
 #include "tests/programs/openfx/openfx_fixture.h"
 
 using namespace focusfall;
+using namespace std::string_literals;
 using mini_host::bag_kind;
 using mini_host::effect;
 using mini_host::property_bag;
@@ -84,6 +86,10 @@ TEST_P(OpenfxEffect, KeepsItsNamesForEver) {
     EXPECT_STREQ(plugin.identifier, GetParam() == 0 ? "kestrelworks.Focusfall"
                                                     : "kestrelworks.FocusfallLayered");
     EXPECT_EQ(plugin.version_major, 1U);
+    // under the identifier hosts look for the picture as well
+    const auto contents =
+        std::filesystem::path(bundle_library::file()).parent_path().parent_path();
+    EXPECT_TRUE(exists(contents / "Resources" / (plugin.identifier + ".svg"s)));
     const auto general = effect_.described(GENERAL);
     texts expected = PARAMETERS;
     if (GetParam() == 1) {
