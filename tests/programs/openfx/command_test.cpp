@@ -95,7 +95,8 @@ void OpenfxCommand::expect_same(const picture& made, mini_host::picture& output)
 
 }  // namespace
 
-// Pictures as large as their format, smaller and larger.
+// Pictures as large as their format, smaller and larger; each case with two of them,
+// since many processes take their time.
 TEST_P(OpenfxCommand, MakesTheSamePictures) {
     const ofx::pixel_rect areas[] = {FORMAT, {30, 20, 120, 70}, {-20, -10, 190, 100}};
     const ofx::pixel_rect shape_area = {0, 0, 9, 9};
@@ -112,11 +113,13 @@ TEST_P(OpenfxCommand, MakesTheSamePictures) {
         const std::string in = write(
             "in.exr", made_part({area.x1, FORMAT.y2 - area.y2, width(area), height(area)},
                                 {0, 0, FORMAT.x2, FORMAT.y2}, file_channels(FORMAT.y2)));
-        for (const auto& [options, edits, has_depth, has_shape] : CASES) {
+        for (std::size_t n = 0; n < std::size(CASES); ++n) {
+            const auto& [options, edits, has_depth, has_shape] = CASES[n];
             SCOPED_TRACE(testing::Message() << area.x1 << " " << options);
             for (const auto& [id, value] : edits) {
                 ASSERT_NE(effect_.edit(*instance, id, value), ofx::FAILED);
             }
+            if (&area == &areas[n % 3]) continue;
             mini_host::clip& depth = instance->input("Depth");
             fill_depth(depth, area);
             depth.properties.values["OfxImageClipPropConnected"] = {has_depth ? 1 : 0};
