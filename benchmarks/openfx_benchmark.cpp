@@ -127,7 +127,7 @@ int main() {
         "|---|--:|--:|--:|--:|--:|--:|\n");
     for (int nth = 0; nth < focusfall::EFFECT_COUNT; ++nth) {
         mini_host::loaded_effect effect(LINKED, nth);
-        for (const double percent : {1.0, 2.6}) time_blur(effect, nth, percent);
+        for (const double percent : {1.0, 2.6, 10.0}) time_blur(effect, nth, percent);
     }
     return mini_host::take_refusals().empty() ? 0 : 1;
 }
