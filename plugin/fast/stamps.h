@@ -83,6 +83,8 @@ void stamp_list::add_to_band(focusfall_interface& target, const Look& look,
     const std::int32_t reach = batch_.back().radius;
     const std::vector<const kernel*> by_index = kernels_by_index();
 
+    const auto no_guard = [](std::int32_t) { return 0; };  // no thread shares a band
+
     // row by row, so that a pixel's sums do not depend on which thread fills its band
     for (std::int32_t y = std::max(0, first_row - reach);
          y <= std::min(rows - 1, last_row + reach); ++y) {
@@ -93,7 +95,7 @@ void stamp_list::add_to_band(focusfall_interface& target, const Look& look,
             if (shape.weights.empty()) continue;
             const appearance a = look(s.x, y);
             add_stamp(target, {shape.weights.data(), shape.radius, s.x, y, a.weight},
-                      a.color, first_row, last_row);
+                      a.color, first_row, last_row, no_guard);
         }
     }
 }

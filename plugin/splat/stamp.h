@@ -16,10 +16,12 @@ struct stamp {
 };
 
 // Adds to both accumulators the part of the stamp in rows first_row .. last_row, which
-// must be rows of the picture; `color` is four floats r, g, b, a. Takes no locks: the
-// caller ensures that no other thread writes these rows. Never throws.
-inline void add_stamp(const focusfall_interface& record, const stamp& kernel,
-                      const float* color, std::int32_t first_row, std::int32_t last_row) {
+// must be rows of the picture; `color` is four floats r, g, b, a. `guard_row(row)` is
+// called before a row is written, and what it returns is kept until the row is done: a
+// lock, where other threads write these rows too. Throws only what `guard_row` throws.
+template <class Guard>
+void add_stamp(const focusfall_interface& record, const stamp& kernel, const float* color,
+               std::int32_t first_row, std::int32_t last_row, const Guard& guard_row) {
     const std::int32_t top = std::max(first_row, kernel.y - kernel.radius);
     const std::int32_t bottom = std::min(last_row, kernel.y + kernel.radius);
     const std::int32_t left = std::max(0, kernel.x - kernel.radius);
@@ -32,6 +34,7 @@ inline void add_stamp(const focusfall_interface& record, const stamp& kernel,
         const std::ptrdiff_t first =
             std::ptrdiff_t{row - kernel.y + kernel.radius} * side +
             (left - kernel.x + kernel.radius);
+        [[maybe_unused]] const auto guard = guard_row(row);
         add_run(color_row(record, row) + left, weight_row(record, row) + left,
                 kernel.weights + first, color, kernel.weight, right - left + 1);
     }
