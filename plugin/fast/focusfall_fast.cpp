@@ -254,8 +254,12 @@ void FocusfallFast::write_macro_tile(std::int32_t x, std::int32_t y,
     }
 }
 
+// In one piece: only where the compiler sees that nothing else has the values does it
+// write them by vectors, which saves a tenth of a frame with small blurs.
 void FocusfallFast::write_tile(std::int32_t x, std::int32_t y,
                                const gather::tile_sums& sums) {
+    const auto stride = static_cast<std::ptrdiff_t>(input_image->Components());
+    const auto depth_stride = static_cast<std::ptrdiff_t>(depth_image->Components());
     const std::int32_t rows = std::min(gather::TILE_ROWS, input_image->Height() - y);
     const std::int32_t columns = std::min(TILE_COLUMNS, input_image->Width() - x);
     for (std::int32_t row = 0; row < rows; ++row) {
@@ -279,28 +283,21 @@ void FocusfallFast::write_tile(std::int32_t x, std::int32_t y,
                 }
             }
         }
-        write_row(x, y + row, columns, values);
-    }
-}
-
-void FocusfallFast::write_row(std::int32_t x, std::int32_t y, std::int32_t columns,
-                              const row_values& values) {
-    const auto stride = static_cast<std::ptrdiff_t>(input_image->Components());
-    const auto depth_stride = static_cast<std::ptrdiff_t>(depth_image->Components());
-    const float* depth = depth_image->Pixel(x, y) + depth_component();
-    float* pixel = output_image->Pixel(x, y);
-    // further components, behind Z, are copied; the first five are written below
-    if (stride > Image::Z + 1) {
-        std::copy_n(input_image->Pixel(x, y), columns * stride, pixel);
-    }
-    for (std::int32_t column = 0; column < columns; ++column) {
-        pixel[Image::RED] = values[gather::RED][column];
-        pixel[Image::GREEN] = values[gather::GREEN][column];
-        pixel[Image::BLUE] = values[gather::BLUE][column];
-        pixel[Image::ALPHA] = values[gather::ALPHA][column];
-        pixel[Image::Z] = *depth;
-        depth += depth_stride;
-        pixel += stride;
+        const float* depth = depth_image->Pixel(x, y + row) + depth_component();
+        float* pixel = output_image->Pixel(x, y + row);
+        // further components, behind Z, are copied; the first five are written below
+        if (stride > Image::Z + 1) {
+            std::copy_n(input_image->Pixel(x, y + row), columns * stride, pixel);
+        }
+        for (std::int32_t column = 0; column < columns; ++column) {
+            pixel[Image::RED] = values[gather::RED][column];
+            pixel[Image::GREEN] = values[gather::GREEN][column];
+            pixel[Image::BLUE] = values[gather::BLUE][column];
+            pixel[Image::ALPHA] = values[gather::ALPHA][column];
+            pixel[Image::Z] = *depth;
+            depth += depth_stride;
+            pixel += stride;
+        }
     }
 }
 

@@ -112,8 +112,6 @@ class FocusfallFast : public Focusfall {
 
     // The colours of one row of pixels of a register tile, and their weights.
     using row_values = float[gather::QUANTITIES][gather::TILE_COLUMNS];
-    void write_row(std::int32_t x, std::int32_t y, std::int32_t columns,
-                   const row_values& values);
     // Adds what was scattered to `columns` pixels from (x, y) on.
     void add_stamped(std::int32_t x, std::int32_t y, std::int32_t columns,
                      row_values& values) const;
