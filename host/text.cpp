@@ -19,6 +19,11 @@ constexpr char lower_case(char letter) {
                                           : letter;
 }
 
+constexpr bool is_letter_or_digit(char letter) {
+    const char lower = lower_case(letter);
+    return (lower >= 'a' && lower <= 'z') || (letter >= '0' && letter <= '9');
+}
+
 bool same_letter(char a, char b) { return lower_case(a) == lower_case(b); }
 
 // Number of letters to insert, delete or replace (Levenshtein, 1966), ignoring case.
@@ -100,6 +105,21 @@ std::string joined(const std::vector<std::string>& items, std::string_view betwe
         text += item;
     }
     return text;
+}
+
+std::string shell_word(std::string_view text) {
+    constexpr std::string_view PLAIN = "_./=:,+-#%@";
+    const bool is_plain =
+        !text.empty() && text[0] != '#' && std::ranges::all_of(text, [&](char letter) {
+            return is_letter_or_digit(letter) || PLAIN.find(letter) != PLAIN.npos;
+        });
+    if (is_plain) return std::string(text);
+    std::string word = "'";
+    for (const char letter : text) {
+        if (letter == '\'') word += "'\\'";
+        word += letter;
+    }
+    return word + "'";
 }
 
 std::string without_line_end(std::string text) {

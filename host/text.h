@@ -28,6 +28,9 @@ HOST_API bool same_ignoring_case(std::string_view a, std::string_view b);
 HOST_API std::string joined(const std::vector<std::string>& items,
                             std::string_view between = ", ");
 
+// `text` as one word of a POSIX shell's line, in quotes only where it needs them.
+HOST_API std::string shell_word(std::string_view text);
+
 // `text` without the line ends that it may end with.
 HOST_API std::string without_line_end(std::string text);
 

@@ -22,6 +22,7 @@ namespace {
 
 namespace fs = std::filesystem;
 using headless::host_error;
+using headless::shell_word;
 
 constexpr std::uint64_t MIB = 1 << 20;
 
@@ -67,22 +68,26 @@ std::string slurm_head(const farm_job& job) {
                        "#SBATCH --cpus-per-task=" + std::to_string(job.cores) + "\n" +
                        "#SBATCH --mem=" + std::to_string(job.bytes / MIB) + "M\n" +
                        "#SBATCH --requeue\n#SBATCH --open-mode=append\n" +
-                       "#SBATCH --output=" + quoted(printed + "/log/%a.txt") + "\n";
+                       "#SBATCH --output=" + shell_word(printed + "/log/%a.txt") + "\n";
     if (!job.partition.empty()) {
-        text += "#SBATCH --partition=" + quoted(job.partition) + "\n";
+        text += "#SBATCH --partition=" + shell_word(job.partition) + "\n";
     }
     return text;
 }
 
-}  // namespace
-
-std::string quoted(const std::string& word) {
-    std::string text = "'";
-    for (const char letter : word) {
-        text += letter == '\'' ? std::string("'\\''") : std::string(1, letter);
+// The script as a word of a shell's line in a template. Engines put values in place of
+// what stands between {{ and }}, and know no way to write these braces; between quotes
+// that end and begin again they stay apart.
+std::string script_in_template(const farm_job& job) {
+    std::string word;
+    for (const char letter : shell_word((absolute_folder(job) / "job.sh").string())) {
+        word += letter;
+        if (letter == '{') word += "''";
     }
-    return text + "'";
+    return word;
 }
+
+}  // namespace
 
 std::vector<std::vector<int>> chunks_of(const std::vector<int>& frames,
                                         std::size_t size) {
@@ -111,17 +116,17 @@ fs::path job_folder(const std::string& output) {
 // that are there are left out. The lock keeps it from running twice at once; the end of
 // the process, whatever ends it, takes the lock away.
 std::string job_script(const farm_job& job) {
-    std::string render = quoted(job.command.string());
-    for (const std::string& word : job.words) render.append(" ").append(quoted(word));
+    std::string render = shell_word(job.command.string());
+    for (const std::string& word : job.words) render.append(" ").append(shell_word(word));
     if (!job.sets_threads) {
         render += " ${SLURM_CPUS_PER_TASK:+--threads \"$SLURM_CPUS_PER_TASK\"}";
     }
     return "#!/bin/bash\n" + slurm_head(job) + R"(
 # job.sh N renders the frames in line N of the file tasks, job.sh summary tells what became
 # of all frames, job.sh alone does all of it here.
-job=)" + quoted(absolute_folder(job).string()) +
+job=)" + shell_word(absolute_folder(job).string()) +
            R"(
-cd )" + quoted(job.folder.string()) +
+cd )" + shell_word(job.folder.string()) +
            R"( || exit 1
 
 task=${1:-${SLURM_ARRAY_TASK_ID:-}}
@@ -136,7 +141,7 @@ case $task in
         ;;
     summary)
         )" +
-           quoted(job.command.string()) + " shot-status " + quoted(job.output) +
+           shell_word(job.command.string()) + " shot-status " + shell_word(job.output) +
            " --frames " + shown_frames(all_frames(job)) + R"( --json >"$job/summary.new"
         exec mv "$job/summary.new" "$job/summary.json"
         ;;
@@ -156,10 +161,10 @@ exec )" + render +
 
 std::string openjd_template(const farm_job& job) {
     using json = nlohmann::ordered_json;
-    const std::string script = (absolute_folder(job) / "job.sh").string();
+    const std::string line = "exec bash " + script_in_template(job) + " \"$0\"";
     const auto run = [&](const std::string& task) -> json {
-        return {
-            {"actions", {{"onRun", {{"command", "bash"}, {"args", {script, task}}}}}}};
+        return {{"actions",
+                 {{"onRun", {{"command", "bash"}, {"args", {"-c", line, task}}}}}}};
     };
     const json task{{"name", "Task"},
                     {"type", "INT"},

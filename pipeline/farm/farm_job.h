@@ -28,8 +28,7 @@ struct farm_job {
     std::string partition;                // of the engine; optional: empty
 };
 
-// A word that a shell takes as it stands. [any thread, as all here]
-std::string quoted(const std::string& word);
+// All below: [any thread]
 
 // `frames` in pieces of `size`, in their order; a size of 0 makes as many pieces as one
 // array of tasks usually may have, none below four frames.

@@ -145,10 +145,11 @@ std::string output_of_run(const std::string& line) {
 void queue_on_slurm(const farm_job& job, const std::string& script) {
     const std::string array =
         output_of_run("sbatch --parsable --array=1-" + std::to_string(job.tasks.size()) +
-                      " " + quoted(script));
+                      " " + headless::shell_word(script));
     const std::string id = array.substr(0, array.find(';'));  // a cluster may follow
     output_of_run("sbatch --parsable --dependency=afterany:" + id +
-                  " --cpus-per-task=1 --mem=256M " + quoted(script) + " summary");
+                  " --cpus-per-task=1 --mem=256M " + headless::shell_word(script) +
+                  " summary");
     std::cout << "queued: " << job.tasks.size() << " tasks as job " << id << "\n";
 }
 

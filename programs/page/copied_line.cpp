@@ -1,11 +1,9 @@
 #include "programs/page/copied_line.h"
 
-#include <algorithm>
-#include <cctype>
 #include <filesystem>
-#include <string_view>
 #include <vector>
 
+#include "host/text.h"
 #include "pipeline/session/session.h"
 #include "pipeline/settings/setting_value.h"
 #include "pipeline/shots/frame_range.h"
@@ -17,25 +15,10 @@ namespace focusfall {
 
 namespace {
 
+using headless::shell_word;
+
 // Values that depend on each other are right after a second round at the latest.
 constexpr int ROUNDS = 3;
-
-// `text` as one word of a shell.
-std::string quoted(const std::string& text) {
-    constexpr std::string_view PLAIN = "_./=:,+-#%@";
-    const bool is_plain =
-        !text.empty() && text[0] != '#' && std::ranges::all_of(text, [&](char c) {
-            return std::isalnum(static_cast<unsigned char>(c)) != 0 ||
-                   PLAIN.find(c) != PLAIN.npos;
-        });
-    if (is_plain) return text;
-    std::string word = "'";
-    for (const char c : text) {
-        if (c == '\'') word += "'\\'";
-        word += c;
-    }
-    return word + "'";
-}
 
 bool same_value(const headless::control& a, const headless::control& b) {
     return a.curve() == b.curve() && a.text() == b.text();
@@ -59,7 +42,7 @@ std::vector<std::string> edits_to(const headless::tool& tool, headless::tool& sc
 }
 
 void add_option(std::string& line, const std::string& name, const std::string& value) {
-    if (!value.empty()) line += " --" + name + " " + quoted(value);
+    if (!value.empty()) line += " --" + name + " " + shell_word(value);
 }
 
 // An option by its name and its value in a record: a flag, a word, or several.
@@ -88,8 +71,8 @@ std::string copied_line(const shot_options& shot, const headless::tool& tool,
                         headless::tool& scratch) {
     const int frame = frames_of(shot).front();
     const json_record record = record_of(shot, files_of(shot, frame), tool, frame);
-    std::string line = "focusfall render " + quoted(shot.input) + " -o " +
-                       quoted(shot.output.empty() ? output_name(shot) : shot.output);
+    std::string line = "focusfall render " + shell_word(shot.input) + " -o " +
+                       shell_word(shot.output.empty() ? output_name(shot) : shot.output);
     add_option(line, "depth-map", shot.depth_map);
     add_option(line, "blur-image", shot.blur_image);
     add_option(line, "background", shot.background);

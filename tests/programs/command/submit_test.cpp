@@ -5,11 +5,13 @@
 #include <unistd.h>
 
 #include <chrono>
+#include <cstdlib>
 #include <fstream>
 #include <sstream>
 
 #include <nlohmann/json.hpp>
 
+#include "host/text.h"
 #include "tests/programs/command/command_fixture.h"
 
 using namespace focusfall;
@@ -101,9 +103,8 @@ TEST_F(submits, WhatEnginesReadAndNothingInADryRun) {
     const std::string script =
         run(engine + "slurm --partition night -- " + RENDER + "o'#.exr --log x.log")
             .output;
-    for (const char* part :
-         {"#SBATCH --mem=", "#SBATCH --partition='night'", "'o'\\''#.exr'",
-          "'--set' 'MaxBlurSize=6'", "--skip-existing"}) {
+    for (const char* part : {"#SBATCH --mem=", "#SBATCH --partition=night",
+                             "'o'\\''#.exr'", "--set MaxBlurSize=6", "--skip-existing"}) {
         EXPECT_TRUE(has(script, part)) << part << ": " << script;
     }
     EXPECT_FALSE(has(script, "x.log"));
@@ -129,6 +130,19 @@ TEST_F(submits, WhatEnginesReadAndNothingInADryRun) {
                   .at("range"),
               "1-3");
     EXPECT_FALSE(fs::exists(path("out.farm")));
+
+    // an engine would take {{x}} for an expression; a shell finds the script all the same
+    const auto odd_template = nlohmann::json::parse(
+        run(engine + "openjd -- " + RENDER + "'50% {{x}}/a.#.exr'").output);
+    const auto action =
+        odd_template.at("steps")[0].at("script").at("actions").at("onRun");
+    const std::string in_template = action.at("args").at(1);
+    EXPECT_FALSE(has(in_template, "{{")) << in_template;
+    fs::create_directory(path("50% {{x}}/a.farm"));
+    std::ofstream(path("50% {{x}}/a.farm/job.sh")) << "exit $1\n";
+    const int status =
+        std::system(("bash -c " + headless::shell_word(in_template) + " 7").c_str());
+    EXPECT_EQ(WEXITSTATUS(status), 7) << in_template;
 
     const std::pair<const char*, int> wrong[] = {
         {"submit --engine local -- render in.0001.exr -o out.exr", 1},
