@@ -47,9 +47,11 @@ class Page:
     """`focusfall view LINE`, run in `folder`, and its state as another client sees it."""
 
     def __init__(self, folder, *line):
+        # what a shell began in the background ignores SIGINT, as do its children
         self.process = subprocess.Popen(
             [ARGUMENTS.command, "view", "--no-browser", *line],
-            cwd=folder, stdout=subprocess.PIPE, text=True)
+            cwd=folder, stdout=subprocess.PIPE, text=True,
+            preexec_fn=lambda: signal.signal(signal.SIGINT, signal.SIG_DFL))
         self.address = self.process.stdout.readline().strip()
         assert self.address.startswith("http://127.0.0.1:"), self.address
 
