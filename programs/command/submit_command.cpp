@@ -103,7 +103,7 @@ farm_job job_of(const submit_line& line) {
     job.output = shot.output;
     job.words = common_words(line.words);
     // one after another on this machine, long tasks lose little between them
-    constexpr std::size_t LOCAL_CHUNK = 32;
+    constexpr std::size_t LOCAL_CHUNK = 100;
     const std::size_t usual = line.engine == "local" ? LOCAL_CHUNK : 0;
     job.tasks = chunks_of(shot.frames, line.chunk > 0 ? line.chunk : usual);
     job.bytes = needs.bytes;
@@ -183,7 +183,7 @@ void add_submit_command(CLI::App& app) {
         ->required()
         ->check(CLI::IsMember({"slurm", "local", "openjd"}));
     verb->add_option("--chunk", line->chunk,
-                     "Frames of a task (default: 4 or more on an engine, 32 here)")
+                     "Frames of a task (default: 4 or more on an engine, 100 here)")
         ->check(CLI::Range(1, 100'000))
         ->type_name("N");
     verb->add_option("--partition", line->partition, "Partition of Slurm")
