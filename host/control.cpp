@@ -226,12 +226,9 @@ void control::put_back(const state& old) {
     visible_ = old.visible;
 }
 
-void control::check_image(const Image* image) const {
+void control::check_takes_images() const {
     if (info_.kind != control_kind::IMAGE) {
         throw host_error(info_.id + ": is no image connection");
-    }
-    if (image && image->Components() <= Image::Z) {
-        throw host_error(info_.id + ": takes images with at least five components");
     }
 }
 

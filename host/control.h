@@ -120,9 +120,8 @@ class HOST_API control final : public Input {
     };
     state held() const;
     void put_back(const state& old);
-    // Throws host_error unless this is an image connection, and `image` has at least five
-    // components (colour, alpha, Z) or is null.
-    void check_image(const Image* image) const;
+    // Throws host_error unless this is an image connection.
+    void check_takes_images() const;
     // Holds `image` from now on, or nothing when it is null.
     void connect(Owned<Image> image);
 

@@ -218,7 +218,7 @@ tool::changes tool::restore(const std::map<std::string, control_value>& values) 
 
 tool::changes tool::connect(std::string_view id, Image* image) {
     control& input = changeable(id);
-    input.check_image(image);
+    input.check_takes_images();
     edit_scope edit(operator_->HostState().group, operator_->HostState().controls);
     input.connect(Shared(image));
     edit.edit_value(input, false);

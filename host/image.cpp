@@ -118,14 +118,29 @@ struct Image::AreaSums {
 };
 
 Image::Image(std::int32_t width, std::int32_t height, std::int32_t components)
-    : width_(width), height_(height), components_(components) {
+    : width_(width),
+      height_(height),
+      components_(components),
+      row_step_(std::ptrdiff_t{width} * components) {
     const std::size_t floats = pixel_floats(width, height, components);
     if (image_hook()) image_hook()();
     pixels_ = headless::new_pixels(floats);
+    first_ = pixels_.get();
+}
+
+Image::Image(float* first, std::int32_t width, std::int32_t height,
+             std::int32_t components, std::ptrdiff_t row_step)
+    : width_(width),
+      height_(height),
+      components_(components),
+      row_step_(row_step),
+      first_(first) {
+    pixel_floats(width, height, components);
 }
 
 Image::~Image() {
-    headless::recycle_pixels(std::move(pixels_), Index(0, height_));  // all of them
+    headless::recycle_pixels(std::move(pixels_),
+                             static_cast<std::size_t>(row_step_ * height_));
 }
 
 Image* Image::ResizeOfImageList(const TagList& tags) const {

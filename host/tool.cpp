@@ -93,7 +93,7 @@ std::unique_ptr<Request::State> tool::snapshot(const render_order& order) const 
     }
     for (const auto& [id, image] : order.images) {
         const control& input = find(id);
-        input.check_image(image);
+        input.check_takes_images();
         values->values[&input] = Shared(image);
     }
     return values;

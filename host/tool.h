@@ -60,8 +60,7 @@ class HOST_API tool {
     // controls, except that values which the tool sets in answer count only for controls
     // that are not in `values`.
     changes restore(const std::map<std::string, control_value>& values);
-    // Connects an image of five components or more, which the host shares, or disconnects
-    // with null.
+    // Connects an image, which the host shares, or disconnects with null.
     changes connect(std::string_view id, Image* image);
     // Notifies the tool of the value at time 0 of every button list and checkbox, as a
     // host does when it opens the tool's page, so that the tool lays out its controls.

@@ -11,8 +11,9 @@
 
 // A pixel is a run of floats: blue, green, red, alpha, Z (depth), then any number of
 // further components. By convention colours are linear and premultiplied by alpha, which
-// nothing here checks. A kernel image has the first four components only. Row 0 is the
-// top scanline. An image has no display or data window: a program that reads files knows
+// nothing here checks. A kernel image has the first four components only, and so may a
+// picture whose depth is another image, perhaps of a single component. Row 0 is the top
+// scanline. An image has no display or data window: a program that reads files knows
 // which area of them it made an image of. Values may be non-finite.
 //
 // Whoever calls NewImage or ResizeOfImage owns the result, and calls Release or hands it
@@ -29,6 +30,11 @@ class HOST_API Image : public Parameter {
     // Pixels are not initialised. Throws std::runtime_error for a size or a component
     // count below 1, std::bad_alloc when there is no memory.
     Image(std::int32_t width, std::int32_t height, std::int32_t components);
+    // A picture in the memory of somebody else, who keeps it as it is while this lives:
+    // row 0 begins at `first`, and each further one so many floats behind the one above
+    // it, or before it where that is negative. Throws std::runtime_error as above.
+    Image(float* first, std::int32_t width, std::int32_t height, std::int32_t components,
+          std::ptrdiff_t row_step);
     ~Image() override;
 
     std::int32_t Width() const { return width_; }
@@ -37,9 +43,9 @@ class HOST_API Image : public Parameter {
 
     // The components of pixel (x, y); the following pixels of the row lie behind it.
     // Neither coordinate is checked.
-    float* Pixel(std::int32_t x, std::int32_t y) { return pixels_.get() + Index(x, y); }
+    float* Pixel(std::int32_t x, std::int32_t y) { return first_ + Index(x, y); }
     const float* Pixel(std::int32_t x, std::int32_t y) const {
-        return pixels_.get() + Index(x, y);
+        return first_ + Index(x, y);
     }
 
     // A new image with this picture in another size, in pixels; the caller owns it. Tags:
@@ -62,10 +68,8 @@ class HOST_API Image : public Parameter {
   private:
     struct AreaSums;
 
-    std::size_t Index(std::int32_t x, std::int32_t y) const {
-        return (static_cast<std::size_t>(y) * static_cast<std::size_t>(width_) +
-                static_cast<std::size_t>(x)) *
-               static_cast<std::size_t>(components_);
+    std::ptrdiff_t Index(std::int32_t x, std::int32_t y) const {
+        return y * row_step_ + std::ptrdiff_t{x} * components_;
     }
     Image* ResizeOfImageList(const TagList& tags) const;
     void FillFromSums(const AreaSums& area, Image& result) const;
@@ -73,7 +77,9 @@ class HOST_API Image : public Parameter {
     std::int32_t width_;
     std::int32_t height_;
     std::int32_t components_;
-    std::unique_ptr<float[]> pixels_;
+    std::ptrdiff_t row_step_;          // floats
+    std::unique_ptr<float[]> pixels_;  // null where somebody else owns them
+    float* first_;
     mutable std::once_flag sums_once_;
     mutable std::unique_ptr<AreaSums> sums_;  // made by the first ResizeOfImage
 };

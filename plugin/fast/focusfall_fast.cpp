@@ -283,7 +283,6 @@ void FocusfallFast::write_tile(std::int32_t x, std::int32_t y,
                 }
             }
         }
-        const float* depth = depth_image->Pixel(x, y + row) + depth_component();
         float* pixel = output_image->Pixel(x, y + row);
         // further components, behind Z, are copied; the first five are written below
         if (stride > Image::Z + 1) {
@@ -294,6 +293,12 @@ void FocusfallFast::write_tile(std::int32_t x, std::int32_t y,
             pixel[Image::GREEN] = values[gather::GREEN][column];
             pixel[Image::BLUE] = values[gather::BLUE][column];
             pixel[Image::ALPHA] = values[gather::ALPHA][column];
+            pixel += stride;
+        }
+        if (stride <= Image::Z) continue;
+        const float* depth = depth_image->Pixel(x, y + row) + depth_component();
+        pixel = output_image->Pixel(x, y + row);
+        for (std::int32_t column = 0; column < columns; ++column) {
             pixel[Image::Z] = *depth;
             depth += depth_stride;
             pixel += stride;

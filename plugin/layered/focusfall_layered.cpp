@@ -81,6 +81,9 @@ bool FocusfallLayered::is_blurred(Request* request) {
         throw std::runtime_error(
             "Input and background image dimensions are not the same.");
     }
+    if (background_image_ && background_image_->Components() <= Image::Z) {
+        throw std::runtime_error("The background image has no depth.");
+    }
     const bool blurred = FocusfallFast::is_blurred(request);
     if (!blurred) lay_over_background();
     return blurred;

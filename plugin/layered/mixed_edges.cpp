@@ -27,7 +27,11 @@ constexpr float WHOLLY_LIT = 3.0F;
 
 constexpr auto COLORS = std::to_array({Image::RED, Image::GREEN, Image::BLUE});
 
-float squared(const float* a) { return a[0] * a[0] + a[1] * a[1] + a[2] * a[2]; }
+// The middle one last: the same to the last bit when the others change places, as red
+// and blue do in the pictures of some hosts.
+float product(const float* a, const float* b) {
+    return a[0] * b[0] + a[2] * b[2] + a[1] * b[1];
+}
 
 bool is_opaque(const float* pixel) {
     return is_finite(pixel) && pixel[Image::ALPHA] > OPAQUE;
@@ -38,17 +42,15 @@ float part_of(const float* mixed, const float* deeper, const float* front) {
     float span[3];
     float from[3];
     float rest[3];
-    float along = 0.0F;
     for (std::size_t i = 0; i < 3; ++i) {
         span[i] = front[COLORS[i]] - deeper[COLORS[i]];
         from[i] = mixed[COLORS[i]] - deeper[COLORS[i]];
-        along += span[i] * from[i];
     }
-    const float square = squared(span);
+    const float square = product(span, span);
     if (!(square > 1e-6F)) return 0.0F;
-    const float part = std::clamp(along / square, 0.0F, 1.0F);
+    const float part = std::clamp(product(span, from) / square, 0.0F, 1.0F);
     for (std::size_t i = 0; i < 3; ++i) rest[i] = from[i] - part * span[i];
-    const float error = std::sqrt(squared(rest) / square);
+    const float error = std::sqrt(product(rest, rest) / square);
     return part * std::clamp(1.5F - 5.0F * error, 0.0F, 1.0F);
 }
 

@@ -31,6 +31,7 @@ struct span {
 constexpr span SPANS[] = {{1, 1}, {1, 2}, {2, 1}};
 
 float brightness(const float* pixel) {
+    if (!is_finite(pixel)) return std::numeric_limits<float>::quiet_NaN();
     return std::max({pixel[Image::RED], pixel[Image::GREEN], pixel[Image::BLUE]});
 }
 

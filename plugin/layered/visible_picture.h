@@ -23,13 +23,14 @@ struct visible_picture {
     }
 };
 
-// Whether a pixel neither hides nor shows anything, and whether it is a colour at all.
+// Whether a pixel neither hides nor shows anything, and whether it is a colour at all:
+// the same whatever place red and blue have.
 inline bool is_empty(const float* pixel) {
     return !(pixel[Image::ALPHA] > 0.0F) && pixel[Image::RED] == 0.0F &&
            pixel[Image::GREEN] == 0.0F && pixel[Image::BLUE] == 0.0F;
 }
 inline bool is_finite(const float* pixel) {
-    return std::isfinite(pixel[Image::RED] + pixel[Image::GREEN] + pixel[Image::BLUE] +
+    return std::isfinite(pixel[Image::RED] + pixel[Image::BLUE] + pixel[Image::GREEN] +
                          pixel[Image::ALPHA]);
 }
 

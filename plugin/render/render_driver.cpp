@@ -13,6 +13,7 @@ void render_driver::Process(Request* request) {
     output_image = result.get();
 
     read_settings(request, input_image);
+    check_components();
     // once more, in case an edit has stored another style since
     read_kernel_settings(request);
     samples.clear();
@@ -39,6 +40,18 @@ Image::Component render_driver::depth_component() const {
     return component_of(blur_channel);
 }
 
+void render_driver::check_components() const {
+    if (input_image->Components() <= Image::ALPHA) {
+        throw std::runtime_error("The input image has no colours with alpha.");
+    }
+    if (depth_image->Components() <= depth_component()) {
+        throw std::runtime_error("The depth image lacks the depth channel.");
+    }
+    if (blur_image && blur_image->Components() <= Image::ALPHA) {
+        throw std::runtime_error("The blur image has no colours with alpha.");
+    }
+}
+
 bool render_driver::run_pixel_pass() {
     const std::int32_t width = input_image->Width();
     const std::int32_t height = input_image->Height();
@@ -53,7 +66,7 @@ bool render_driver::run_pixel_pass() {
         float* copy = output_image->Pixel(0, y);
         std::copy_n(source, static_cast<std::size_t>(width) * stride, copy);
         for (std::int32_t x = 0; x < width; ++x) {
-            copy[Image::Z] = *depth;
+            if (stride > Image::Z) copy[Image::Z] = *depth;
 
             const float alpha = source[Image::ALPHA];
             if (is_sample(alpha)) {

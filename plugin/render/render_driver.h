@@ -51,7 +51,8 @@ class render_driver : public ThreadedOperator, public focusfall_interface {
     // which gives chunks to the workers]
     virtual bool blur(Request* request);
 
-    // Copies the input, with Z replaced by the depth, to the result and fills `samples`;
+    // Copies the input, with Z, if it has one, replaced by the depth, to the result and
+    // fills `samples`;
     // true when the host asked to stop. Throws std::bad_alloc. [render thread]
     bool run_pixel_pass();
 
@@ -82,6 +83,9 @@ class render_driver : public ThreadedOperator, public focusfall_interface {
 
   private:
     static Image::Component component_of(float channel);
+
+    // Throws std::runtime_error for an image that lacks components which are read.
+    void check_components() const;
 
     // The steps of the plain blur. [render thread]
     void build_kernel_table();     // fills `kernels`, until an abort

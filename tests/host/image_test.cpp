@@ -119,6 +119,25 @@ TEST(HostImage, NewImagesFollowTheirModelUnlessTagsSayOtherwise) {
     EXPECT_THROW(Image(MOST, MOST, MOST), std::bad_alloc);
 }
 
+TEST(HostImage, BorrowedPixelsStayWhereTheyAre) {
+    const auto image = random_image(5, 4, 4);
+    // the left three columns, the bottom row first
+    const Image part(image->Pixel(0, 3), 3, 4, 4,
+                     image->Pixel(0, 0) - image->Pixel(0, 1));
+    EXPECT_EQ(part.Pixel(2, 0), image->Pixel(2, 3));
+    EXPECT_EQ(part.Pixel(1, 3), image->Pixel(1, 0));
+    const Owned<Image> like(NewImage(0x60020000, &part, 0));
+    EXPECT_EQ(like->Pixel(0, 1) - like->Pixel(0, 0), 3 * 4) << "in memory of its own";
+
+    const Owned<Image> copy(part.ResizeOfImage(0));
+    const auto mean = resized(part, 1, 1);
+    for (int c = 0; c < 4; ++c) {
+        EXPECT_EQ(copy->Pixel(1, 3)[c], image->Pixel(1, 0)[c]);
+        EXPECT_NEAR(mean->Pixel(0, 0)[c], slow_mean(part, *mean, 0, 0, c), 1e-6);
+    }
+    EXPECT_THROW(Image(image->Pixel(0, 0), 0, 4, 4, 20), std::runtime_error);
+}
+
 TEST(HostImage, ALargeImageTakesTheMemoryOfTheLastOneOfItsSize) {
     const auto large = [] { return Owned<Image>(new Image(1100, 1100, 5)); };
     large()->Pixel(0, 0)[0] = 3.0F;

@@ -52,7 +52,8 @@ TEST_F(RenderOrder, CountsForItsFrameAlone) {
 
 TEST_F(RenderOrder, SaysWhatIsWrongWithItInTheResult) {
     const auto picture = small_picture();
-    const Owned<Image> kernel(new Image(3, 3, 4));
+    const Owned<Image> grey(new Image(3, 3, 1));
+    const Owned<Image> colors(new Image(3, 3, 4));
     tool->connect("Input", picture.get());
     const std::pair<render_order, const char*> cases[] = {
         {{.instead = {{"FStp", 2.0}}},
@@ -66,8 +67,12 @@ TEST_F(RenderOrder, SaysWhatIsWrongWithItInTheResult) {
         {{.images = {{"Inptu", nullptr}}},
          "there is no control \"Inptu\"; did you mean \"Input\"?"},
         {{.images = {{"FStop", picture.get()}}}, "FStop: is no image connection"},
-        {{.images = {{"Input", kernel.get()}}},
-         "Input: takes images with at least five components"},
+        {{.images = {{"Input", grey.get()}}},
+         "The input image has no colours with alpha."},
+        {{.images = {{"Input", colors.get()}}},
+         "The depth image lacks the depth channel."},
+        {{.images = {{"BlurImage", grey.get()}}},
+         "The blur image has no colours with alpha."},
         {{.images = {{"Input", nullptr}}}, "Input: no image is connected"},
     };
     for (const auto& [order, error] : cases) {

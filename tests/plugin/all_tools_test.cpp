@@ -35,7 +35,66 @@ std::size_t heap_in_use() {
 }
 #endif
 
+// A picture as other hosts have it: red first, the bottom row first, the depth for
+// itself.
+struct foreign_picture {
+    explicit foreign_picture(const picture& from) : width(from.width) {
+        for (int y = from.height - 1; y >= 0; --y) {
+            for (int x = 0; x < width; ++x) {
+                for (const component c : {RED, GREEN, BLUE, ALPHA})
+                    colors.push_back(from.at(x, y, c));
+                depths.push_back(from.at(x, y, Z));
+            }
+        }
+    }
+    Owned<Image> image(std::vector<float>& values, int components) const {
+        const int row = width * components;
+        const int height = static_cast<int>(std::ssize(values)) / row;
+        return Owned<Image>(new Image(values.data() + (height - 1) * row, width, height,
+                                      components, -row));
+    }
+
+    int width;
+    std::vector<float> colors;
+    std::vector<float> depths;
+};
+
 }  // namespace
+
+TEST(AllTools, TreatRedAsBlueAndTakeForeignPicturesWhereTheyLie) {
+    for (const auto& [file, id] : TOOLS) {
+        plugin_tool plugin(1, {}, file);  // the plain one adds in any order
+        random_frame random(6);
+        for (int style = 0; style < STYLES; ++style) {
+            SCOPED_TRACE(std::string(id) + ", style " + std::to_string(style));
+            controls values = random.settings();
+            values["BlurStyle"] = style;
+            const picture input = random.picture(120, 80, values);
+            values["BlurChannel"] = 0;  // Z
+            const picture expected = plugin.render(input, nullptr, values);
+
+            foreign_picture foreign(input);
+            const Owned<Image> colors = foreign.image(foreign.colors, 4);
+            const Owned<Image> depth = foreign.image(foreign.depths, 1);
+            const headless::frame result = plugin.tool().render(
+                {.instead = {{"BlurChannel", "Blue"}},  // the first component
+                 .images = {{"Input", colors.get()}, {"DepthMap", depth.get()}}});
+            ASSERT_EQ(result.how, headless::frame::end::DONE) << result.error;
+            ASSERT_EQ(result.image->Components(), 4);
+            int differing = 0;
+            for (int i = 0; i < 120 * 80; ++i) {
+                const float* pixel = result.image->Pixel(i % 120, i / 120);
+                for (const component c : {RED, GREEN, BLUE, ALPHA}) {
+                    const float wanted = expected.at(i % 120, i / 120, c);
+                    const float got = pixel[c == RED ? BLUE : c == BLUE ? RED : c];
+                    differing +=
+                        got == wanted || (got != got && wanted != wanted) ? 0 : 1;
+                }
+            }
+            EXPECT_EQ(differing, 0);
+        }
+    }
+}
 
 TEST(AllTools, ReportProgressThatNeverFallsAndEndsOnce) {
     for (const auto& [file, id] : TOOLS) {
