@@ -27,10 +27,10 @@ pixel_place place_of_point(ofx::parameters set, ofx::time at, const pixel_scale&
 }
 
 // Depths around the pixel that show something, as the focus takes them.
-std::vector<float> depths_around(const frame_images& images, Image::Component component,
-                                 const frame_region& region, const depth_reading& reading,
-                                 const pixel_place& place) {
+std::vector<float> depths_around(const frame_images& images, const frame_region& region,
+                                 const depth_reading& reading, const pixel_place& place) {
     const Image& depth = images.depth();
+    const Image::Component component = images.depth_component();
     const empty_pixels empty(depth, component, reading);
     const window area = window_of(region.blurred);
     const std::int32_t column = place.x - region.blurred.x1;
@@ -99,8 +99,8 @@ double depth_at_focus_point(ofx::effect handle, const instance& self,
         place.y >= area.y2) {
         throw headless::host_error("Focus Point lies outside of the picture.");
     }
-    std::vector<float> depths = depths_around(
-        images, component, region, reading_for(panel, self, at, region), place);
+    std::vector<float> depths =
+        depths_around(images, region, reading_for(panel, self, at, region), place);
     if (depths.empty()) {
         throw headless::host_error("There is nothing at Focus Point to focus on.");
     }

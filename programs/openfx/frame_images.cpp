@@ -28,17 +28,6 @@ frame_region frame_region_of(ofx::effect handle, const instance& self,
             .scale = scale};
 }
 
-namespace {
-
-// The picture that the host has to give of an input that is connected.
-lent_image existing(const clip_link& clip, ofx::time at) {
-    lent_image lent(clip.handle, at);
-    if (!lent) throw ofx::failure{ofx::FAILED};
-    return lent;
-}
-
-}  // namespace
-
 frame_images::frame_images(const instance& self, const lent_image& source,
                            const frame_region& region)
     : self_(self),
@@ -46,58 +35,56 @@ frame_images::frame_images(const instance& self, const lent_image& source,
       region_(region),
       depth_bounds_(source.bounds()) {}
 
+Image::Component frame_images::in_host_order(Image::Component component) {
+    if (component == Image::RED) return Image::BLUE;
+    if (component == Image::BLUE) return Image::RED;
+    return component;
+}
+
+const lent_image& frame_images::lend(const clip_link& clip, ofx::time at) {
+    const lent_image& lent = lent_.emplace_back(clip.handle, at);
+    if (!lent) throw ofx::failure{ofx::FAILED};
+    return lent;
+}
+
 void frame_images::fetch(const clip_link& clip, ofx::time at,
                          Image::Component component) {
     headless::host& host = rendering_host();
     const ofx::pixel_rect& area = region_.blurred;
     Owned<Image>& image = images_[clip.kind.control];
-    const clip_link* const map = self_.connected_depth();
     switch (clip.kind.role) {
-        case clip_role::SOURCE:
-            if (component == Image::Z && map) {
-                const lent_image depth = existing(*map, at);
-                image = tool_picture(host, lent_source_, area, &depth);
-                extend(*image, component, depth);
-            } else {
-                image = tool_picture(host, lent_source_, area);
-            }
-            break;
+        case clip_role::SOURCE: image = tool_picture(host, lent_source_, area); break;
         case clip_role::DEPTH: {
-            const lent_image depth = existing(clip, at);
-            image = tool_picture(host, depth, area);
-            extend(*image, component, depth);
+            const lent_image& depth = lend(clip, at);
+            if (component == Image::Z) {
+                depth_in_picture_ = FIRST;
+                image = depth_picture(host, depth, area);
+            } else {
+                image = tool_picture(host, depth, area);
+            }
+            depth_bounds_ = depth.bounds();
+            extend_depth(*image, depth_in_picture_, window_of(area),
+                         window_of(depth_bounds_));
+            is_extended_ = true;
             break;
         }
-        case clip_role::SHAPE: {
-            const lent_image shape = existing(clip, at);
-            image = tool_picture(host, shape, shape.bounds());
-            break;
-        }
+        case clip_role::SHAPE: image = shape_picture(host, lend(clip, at)); break;
         case clip_role::PICTURE: {
-            const lent_image picture = existing(clip, at);
-            const lent_image depth = existing(self_.depth_of(clip), at);
-            image = tool_picture(host, picture, area, &depth);
+            const lent_image& depth = lend(self_.depth_of(clip), at);
+            image = picture_with_depth(host, lend(clip, at), depth, area);
             break;
         }
         case clip_role::PICTURE_DEPTH: break;  // came with its picture
     }
 }
 
-void frame_images::extend(Image& image, Image::Component component,
-                          const lent_image& depth) {
-    extend_depth(image, component, window_of(region_.blurred), window_of(depth.bounds()));
-    depth_bounds_ = depth.bounds();
-    is_extended_ = true;
-}
-
-void frame_images::prepare_depth(Image::Component component,
-                                 const depth_reading& reading) {
+void frame_images::prepare_depth(const depth_reading& reading) {
     const window area = window_of(region_.blurred);
     const window inside = window_of(depth_bounds_);
     const bool changes = reading.choices.changes_values();
     if (changes || (!is_extended_ && common(area, inside) != area)) {
         images_[DEPTH_CONTROL] =
-            mapped_depth(depth(), component, source(), area, inside, reading);
+            mapped_depth(depth(), depth_in_picture_, source(), area, inside, reading);
     }
     for (const clip_link& clip : self_.clips) {
         if (clip.kind.role != clip_role::PICTURE_DEPTH || !changes) continue;

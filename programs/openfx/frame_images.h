@@ -1,6 +1,7 @@
 #pragma once
 // The host's pictures for one frame, as the tool takes them.
 
+#include <list>
 #include <map>
 #include <string>
 
@@ -40,25 +41,26 @@ class frame_images {
     frame_images(const instance& self, const lent_image& source,
                  const frame_region& region);
 
-    // Fetches all that are used, depth as the tool reads it in `component`: the first
-    // component of the input Depth where it reads Z, else a picture of its own. A picture
-    // and its depth become one image in one pass. Calls `before` ahead of each, which may
+    // Fetches all that are used. The artist has the depth read from `component`: Z stands
+    // for the first component of the input Depth. Calls `before` ahead of each, which may
     // throw. Throws ofx::failure when the host does not give one, and std::bad_alloc, as
     // all that follows.
     template <class Work>
     void fetch(ofx::time at, Image::Component component, Work before) {
+        depth_in_picture_ = in_host_order(component);
         for (const clip_link& clip : self_.clips) {
-            const bool comes_with_picture =
-                clip.kind.role == clip_role::PICTURE_DEPTH ||
-                (clip.kind.role == clip_role::DEPTH && component == Image::Z);
-            if (comes_with_picture || !self_.is_used(clip)) continue;
+            // that comes with its picture
+            if (clip.kind.role == clip_role::PICTURE_DEPTH || !self_.is_used(clip))
+                continue;
             before();
             fetch(clip, at, component);
         }
     }
     // Makes of the depth what the tool takes; outside of a picture's own pixels, that of
     // the nearest one.
-    void prepare_depth(Image::Component component, const depth_reading& reading);
+    void prepare_depth(const depth_reading& reading);
+    // Where the tool is to look for the depth in these images.
+    Image::Component depth_component() const { return depth_in_picture_; }
 
     Image& source() const { return *images_.at(self_.source().kind.control); }
     const Image& depth() const;
@@ -66,15 +68,19 @@ class frame_images {
     std::map<std::string, Image*> all() const;
 
   private:
+    static Image::Component in_host_order(Image::Component component);
     void fetch(const clip_link& clip, ofx::time at, Image::Component component);
-    void extend(Image& image, Image::Component component, const lent_image& depth);
+    // The picture that the host has to give of an input that is connected, until the end.
+    const lent_image& lend(const clip_link& clip, ofx::time at);
 
     const instance& self_;
     const lent_image& lent_source_;
     const frame_region& region_;
+    std::list<lent_image> lent_;                  // what the images borrow from
     std::map<std::string, Owned<Image>> images_;  // by connection
-    ofx::pixel_rect depth_bounds_;                // where the depth has pixels of its own
-    bool is_extended_ = false;  // beyond them it has that of the nearest
+    Image::Component depth_in_picture_ = FIRST;
+    ofx::pixel_rect depth_bounds_;  // where the depth has pixels of its own
+    bool is_extended_ = false;      // beyond them it has that of the nearest
 };
 
 // How the tool, with the values that it holds, is to read the depth of a frame. Throws

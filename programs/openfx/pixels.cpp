@@ -3,13 +3,14 @@
 #include <algorithm>
 #include <cstdlib>
 #include <string>
+#include <utility>
 
 namespace focusfall {
 
 namespace {
 
 constexpr int PIECE_ROWS = 32;  // that a thread copies at a time
-constexpr int OUTPUT_COMPONENTS = 4;
+constexpr int COLOR_COMPONENTS = 4;
 
 int component_count(const std::string& name) {
     if (name == "OfxImageComponentRGBA") return 4;
@@ -33,56 +34,45 @@ float* pixel_of(Image& image, const ofx::pixel_rect& area, int x, int y) {
     return image.Pixel(x - area.x1, area.y2 - 1 - y);
 }
 
-// Fills a pixel of the tool by one of the host, and a depth. As in the functions that do
-// the opposite, all is read before anything is written: that makes a few vector
-// instructions of it.
-using load_pixel = void(float* pixel, const float* lent, float z);
+// Makes of a pixel of the host one of the tool. As in the functions that do the opposite,
+// all is read before anything is written: that makes a few vector instructions of it.
+using load_pixel = void(float* pixel, const float* lent);
 
-void set_pixel(float* pixel, float red, float green, float blue, float alpha, float z) {
-    pixel[Image::BLUE] = blue;
-    pixel[Image::GREEN] = green;
-    pixel[Image::RED] = red;
-    pixel[Image::ALPHA] = alpha;
-    pixel[Image::Z] = z;
+void set_pixel(float* pixel, float red, float green, float blue, float alpha) {
+    pixel[0] = red;
+    pixel[1] = green;
+    pixel[2] = blue;
+    pixel[3] = alpha;
 }
 
-void load_premultiplied(float* pixel, const float* lent, float z) {
-    set_pixel(pixel, lent[0], lent[1], lent[2], lent[3], z);
+void load_premultiplied(float* pixel, const float* lent) {
+    set_pixel(pixel, lent[0], lent[1], lent[2], lent[3]);
 }
 
-void load_unpremultiplied(float* pixel, const float* lent, float z) {
+void load_unpremultiplied(float* pixel, const float* lent) {
     const float alpha = lent[3];
-    set_pixel(pixel, lent[0] * alpha, lent[1] * alpha, lent[2] * alpha, alpha, z);
+    set_pixel(pixel, lent[0] * alpha, lent[1] * alpha, lent[2] * alpha, alpha);
 }
 
-void load_opaque(float* pixel, const float* lent, float z) {
-    set_pixel(pixel, lent[0], lent[1], lent[2], 1.0F, z);
+void load_opaque(float* pixel, const float* lent) {
+    set_pixel(pixel, lent[0], lent[1], lent[2], 1.0F);
 }
 
-void load_single(float* pixel, const float* lent, float z) {
-    set_pixel(pixel, *lent, *lent, *lent, *lent, z);
+void load_single(float* pixel, const float* lent) {
+    set_pixel(pixel, *lent, *lent, *lent, *lent);
 }
-
-// Depths, that many floats apart.
-struct depth_row {
-    const float* first;
-    int step;
-};
-
-constexpr float NO_DEPTH = 0.0F;
 
 // Templates, so that each kind of copy is a loop of its own.
 template <load_pixel* LOAD, int COMPONENTS>
-void load_row(const float* lent, depth_row depth, int count, float* pixel) {
+void load_row(const float* lent, int count, float* pixel, int step) {
     for (int i = 0; i < count; ++i) {
-        LOAD(pixel, lent, *depth.first);
-        pixel += Image::Z + 1;
+        LOAD(pixel, lent);
+        pixel += step;
         lent += COMPONENTS;
-        depth.first += depth.step;
     }
 }
 
-using row_loader = void(const float* lent, depth_row depth, int count, float* pixel);
+using row_loader = void(const float* lent, int count, float* pixel, int step);
 
 row_loader* loader_of(const lent_image& from) {
     if (from.components() == 1) return load_row<load_single, 1>;
@@ -95,42 +85,17 @@ bool has_row(const ofx::pixel_rect& part, int y) {
     return !is_empty(part) && y >= part.y1 && y < part.y2;
 }
 
-bool is_same(const ofx::pixel_rect& a, const ofx::pixel_rect& b) {
-    return holds(a, b) && holds(b, a);
-}
-
-depth_row row_of(const lent_image& depth, const ofx::pixel_rect& part, int y) {
-    return {depth.pixel(part.x1, y), depth.components()};
-}
-
-void set_depths(depth_row depth, int count, float* pixel) {
-    for (int i = 0; i < count; ++i) {
-        pixel[Image::Z] = *depth.first;
-        pixel += Image::Z + 1;
-        depth.first += depth.step;
-    }
-}
-
 // Fills a pixel of the host by one of the tool.
 using store_pixel = void(float* lent, const float* pixel);
 
-void set_lent(float* lent, float red, float green, float blue, float alpha) {
-    lent[0] = red;
-    lent[1] = green;
-    lent[2] = blue;
-    lent[3] = alpha;
-}
-
 void store_premultiplied(float* lent, const float* pixel) {
-    set_lent(lent, pixel[Image::RED], pixel[Image::GREEN], pixel[Image::BLUE],
-             pixel[Image::ALPHA]);
+    set_pixel(lent, pixel[0], pixel[1], pixel[2], pixel[3]);
 }
 
 void store_unpremultiplied(float* lent, const float* pixel) {
     const float alpha = pixel[Image::ALPHA];
     const float divisor = alpha > 0.0F ? alpha : 1.0F;  // colour without alpha stays
-    set_lent(lent, pixel[Image::RED] / divisor, pixel[Image::GREEN] / divisor,
-             pixel[Image::BLUE] / divisor, alpha);
+    set_pixel(lent, pixel[0] / divisor, pixel[1] / divisor, pixel[2] / divisor, alpha);
 }
 
 template <store_pixel* STORE>
@@ -138,7 +103,7 @@ void store_row(const float* pixel, int count, std::ptrdiff_t step, float* lent) 
     for (int i = 0; i < count; ++i) {
         STORE(lent, pixel);
         pixel += step;
-        lent += OUTPUT_COMPONENTS;
+        lent += COLOR_COMPONENTS;
     }
 }
 
@@ -174,29 +139,91 @@ bool lent_image::is_unpremultiplied() const {
            "OfxImageAlphaUnPremultiplied";
 }
 
-Owned<Image> tool_picture(headless::host& host, const lent_image& from,
-                          const ofx::pixel_rect& area, const lent_image* depth) {
-    Owned<Image> image(new Image(width(area), height(area), Image::Z + 1));
-    row_loader* const load = loader_of(from);
+namespace {
+
+// The pixels of `area` where they lie; null where the host did not lend all of them.
+Owned<Image> borrowed(const lent_image& from, const ofx::pixel_rect& area) {
+    if (!holds(from.bounds(), area)) return nullptr;
+    return Owned<Image>(new Image(from.pixel(area.x1, area.y2 - 1), width(area),
+                                  height(area), from.components(), -from.row_step()));
+}
+
+// Copies the pixels of `area` into new ones of so many components: calls copy(lent,
+// count, pixel) for what is there of each row.
+template <class Copy>
+Owned<Image> copied(headless::host& host, const lent_image& from,
+                    const ofx::pixel_rect& area, int components, Copy copy) {
+    Owned<Image> image(new Image(width(area), height(area), components));
     const ofx::pixel_rect part = common(area, from.bounds());
-    const ofx::pixel_rect depth_part =
-        depth ? common(area, depth->bounds()) : ofx::pixel_rect{};
-    const bool in_one_pass = depth && is_same(part, depth_part);
     for_each_row(host, area, [&](int y) {
         const bool lent = has_row(part, y);
         if (!lent || width(part) != width(area)) {
             std::fill_n(pixel_of(*image, area, area.x1, y),
-                        std::ptrdiff_t{width(area)} * (Image::Z + 1), 0.0F);
+                        std::ptrdiff_t{width(area)} * components, 0.0F);
         }
-        if (lent) {
-            depth_row own = {&NO_DEPTH, 0};
-            if (from.components() == 1) own = row_of(from, part, y);
-            load(from.pixel(part.x1, y), in_one_pass ? row_of(*depth, part, y) : own,
-                 width(part), pixel_of(*image, area, part.x1, y));
-        }
-        if (!in_one_pass && has_row(depth_part, y)) {
-            set_depths(row_of(*depth, depth_part, y), width(depth_part),
-                       pixel_of(*image, area, depth_part.x1, y));
+        if (!lent) return;
+        copy(from.pixel(part.x1, y), width(part), pixel_of(*image, area, part.x1, y));
+    });
+    return image;
+}
+
+Owned<Image> copied_colors(headless::host& host, const lent_image& from,
+                           const ofx::pixel_rect& area, int components) {
+    row_loader* const load = loader_of(from);
+    return copied(host, from, area, components,
+                  [=](const float* lent, int count, float* pixel) {
+                      load(lent, count, pixel, components);
+                  });
+}
+
+// Copies the first of some components.
+void copy_first(const float* lent, int lent_step, int count, float* to, int step) {
+    for (int i = 0; i < count; ++i) {
+        *to = *lent;
+        to += step;
+        lent += lent_step;
+    }
+}
+
+}  // namespace
+
+Owned<Image> tool_picture(headless::host& host, const lent_image& from,
+                          const ofx::pixel_rect& area) {
+    if (from.components() == COLOR_COMPONENTS && !from.is_unpremultiplied()) {
+        Owned<Image> image = borrowed(from, area);
+        if (image) return image;
+    }
+    return copied_colors(host, from, area, COLOR_COMPONENTS);
+}
+
+Owned<Image> picture_with_depth(headless::host& host, const lent_image& from,
+                                const lent_image& depth, const ofx::pixel_rect& area) {
+    Owned<Image> image = copied_colors(host, from, area, Image::Z + 1);
+    const Owned<Image> depths = depth_picture(host, depth, area);
+    for_each_row(host, area, [&](int y) {
+        copy_first(pixel_of(*depths, area, area.x1, y), depths->Components(), width(area),
+                   pixel_of(*image, area, area.x1, y) + Image::Z, image->Components());
+    });
+    return image;
+}
+
+Owned<Image> depth_picture(headless::host& host, const lent_image& from,
+                           const ofx::pixel_rect& area) {
+    Owned<Image> image = borrowed(from, area);
+    if (image) return image;
+    const int step = from.components();
+    return copied(host, from, area, 1, [=](const float* lent, int count, float* depth) {
+        copy_first(lent, step, count, depth, 1);
+    });
+}
+
+Owned<Image> shape_picture(headless::host& host, const lent_image& from) {
+    const ofx::pixel_rect& area = from.bounds();
+    Owned<Image> image = copied_colors(host, from, area, COLOR_COMPONENTS);
+    for_each_row(host, area, [&](int y) {
+        float* pixel = pixel_of(*image, area, area.x1, y);
+        for (int i = 0; i < width(area); ++i, pixel += COLOR_COMPONENTS) {
+            std::swap(pixel[Image::RED], pixel[Image::BLUE]);
         }
     });
     return image;
@@ -204,7 +231,7 @@ Owned<Image> tool_picture(headless::host& host, const lent_image& from,
 
 void store_picture(headless::host& host, const Image& image, const ofx::pixel_rect& area,
                    const ofx::pixel_rect& window, const lent_image& to) {
-    if (to.components() != OUTPUT_COMPONENTS) throw ofx::failure{ofx::FAILED};
+    if (to.components() != COLOR_COMPONENTS) throw ofx::failure{ofx::FAILED};
     const bool divide = to.is_unpremultiplied();
     const auto store =
         divide ? store_row<store_unpremultiplied> : store_row<store_premultiplied>;
@@ -213,7 +240,7 @@ void store_picture(headless::host& host, const Image& image, const ofx::pixel_re
     for_each_row(host, all, [&](int y) {
         const bool shown = has_row(part, y);
         if (!shown || width(part) != width(all)) {
-            std::fill_n(to.pixel(all.x1, y), width(all) * OUTPUT_COMPONENTS, 0.0F);
+            std::fill_n(to.pixel(all.x1, y), width(all) * COLOR_COMPONENTS, 0.0F);
         }
         if (!shown) return;
         store(image.Pixel(part.x1 - area.x1, area.y2 - 1 - y), width(part),

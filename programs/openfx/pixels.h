@@ -24,6 +24,10 @@ class lent_image {
     // Colours are not multiplied by alpha.
     bool is_unpremultiplied() const;
 
+    // Floats from a row to the one above it; negative where the top row comes first.
+    std::ptrdiff_t row_step() const {
+        return row_bytes_ / static_cast<std::ptrdiff_t>(sizeof(float));
+    }
     // The components of the pixel; the following ones of the row lie behind it.
     float* pixel(int x, int y) const {
         return reinterpret_cast<float*>(data_ +
@@ -43,17 +47,29 @@ class lent_image {
     std::unique_ptr<ofx::property_set_body, give_back> image_;
     ofx::pixel_rect bounds_ = {};
     std::byte* data_ = nullptr;
-    int row_bytes_ = 0;  // negative where the top row comes first
+    int row_bytes_ = 0;
     int components_ = 0;
 };
 
-// The functions below work on all threads of `host`, and throw std::bad_alloc.
+// The host's pixels begin with red, the tool's with blue. Since the tool treats these two
+// alike, the pictures below keep the host's order: what was lent in a form that the tool
+// takes is not copied but borrowed, and the result comes out in that order too.
+inline constexpr auto FIRST = static_cast<Image::Component>(0);
 
-// The pixels of `area` as the tool has them, premultiplied; zeros outside of what was
-// lent. Z is the first component of `depth`, as far as that reaches, else that of a
-// picture that has but one.
+// The functions below work on all threads of `host`, and throw std::bad_alloc. Outside of
+// what was lent all is 0. `from` must outlive the image.
+
+// The pixels of `area`, four components, premultiplied.
 Owned<Image> tool_picture(headless::host& host, const lent_image& from,
-                          const ofx::pixel_rect& area, const lent_image* depth = nullptr);
+                          const ofx::pixel_rect& area);
+// The depths of `area`, as the FIRST component of an image of one or more.
+Owned<Image> depth_picture(headless::host& host, const lent_image& from,
+                           const ofx::pixel_rect& area);
+// Both, with the depth in Z.
+Owned<Image> picture_with_depth(headless::host& host, const lent_image& from,
+                                const lent_image& depth, const ofx::pixel_rect& area);
+// All that was lent, in the tool's own order: it reads a blur's shape from one colour.
+Owned<Image> shape_picture(headless::host& host, const lent_image& from);
 // Writes the pixels of `window`, those of `image`, which shows `area`, and zeros outside
 // of it. Divides by alpha where the host wants that.
 void store_picture(headless::host& host, const Image& image, const ofx::pixel_rect& area,

@@ -23,12 +23,26 @@ void require(const lent_image& image, ofx::effect handle) {
     throw ofx::failure{ofx::FAILED};
 }
 
-// Values for this frame alone: the format measures the blur, and the focus is a depth of
-// the map.
+// The depth channel, as an item of the tool's control.
+const char* channel_name(Image::Component component) {
+    switch (component) {
+        case Image::BLUE: return "Blue";
+        case Image::GREEN: return "Green";
+        case Image::RED: return "Red";
+        case Image::ALPHA: return "Alpha";
+        case Image::Z: break;
+    }
+    return "Z";
+}
+
+// Values for this frame alone: the format measures the blur, the depth lies where it is
+// in the host's images, and the focus is a depth of the map.
 control_values frame_values(const headless::tool& tool, ofx::time at,
-                            const frame_region& region, const depth_reading& reading) {
+                            const frame_region& region, const frame_images& images,
+                            const depth_reading& reading) {
     control_values values =
         overscan_scale(tool, at, region.measure(), window_of(region.blurred));
+    values["BlurChannel"] = channel_name(images.depth_component());
     if (reading.choices.changes_values()) {
         const auto in_map = static_cast<float>(tool.find("FocusPosition").number(at));
         values["FocusPosition"] = double{reading.mapping.for_tool(in_map)};
@@ -80,11 +94,11 @@ void render_frame(ofx::effect handle, const instance& self,
     const depth_reading reading = reading_for(*tool, self, at, region);
     frame_images images(self, source, region);
     images.fetch(at, component, [handle] { stop_if_wanted(handle); });
-    images.prepare_depth(component, reading);
+    images.prepare_depth(reading);
     const Owned<Image> result =
         rendered(*tool, handle,
                  {.time = at,
-                  .instead = frame_values(*tool, at, region, reading),
+                  .instead = frame_values(*tool, at, region, images, reading),
                   .images = images.all()});
     store_picture(rendering_host(), *result, region.blurred, window, output);
 }
