@@ -4,9 +4,7 @@
 #include <mutex>
 #include <utility>
 
-#if defined(__linux__)
-#include <sys/mman.h>
-#endif
+#include "host/api/large_pages.h"
 
 namespace headless {
 
@@ -53,19 +51,6 @@ std::unique_ptr<float[]> exchange_kept(std::unique_ptr<float[]> pixels,
     return pixels;
 }
 
-// Asks for large pages where the pixels fill at least one: the first touch of a page
-// costs a fault, and a new image consists of such pages.
-void prefer_large_pages([[maybe_unused]] float* pixels,
-                        [[maybe_unused]] std::size_t floats) {
-#if defined(__linux__)
-    constexpr std::size_t LARGE_PAGE = 2U << 20;
-    void* first = pixels;
-    std::size_t bytes = floats * sizeof(float);
-    if (!std::align(LARGE_PAGE, LARGE_PAGE, first, bytes)) return;
-    madvise(first, bytes, MADV_HUGEPAGE);  // a wish, which may be refused
-#endif
-}
-
 }  // namespace
 
 std::unique_ptr<float[]> new_pixels(std::size_t floats) {
@@ -74,7 +59,7 @@ std::unique_ptr<float[]> new_pixels(std::size_t floats) {
         if (pixels) return pixels;
     }
     auto pixels = std::make_unique_for_overwrite<float[]>(floats);
-    prefer_large_pages(pixels.get(), floats);
+    prefer_large_pages(pixels.get(), floats * sizeof(float));
     return pixels;
 }
 

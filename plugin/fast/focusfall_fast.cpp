@@ -5,6 +5,7 @@
 #include <cmath>
 #include <cstddef>
 #include <numeric>
+#include <type_traits>
 
 #include "plugin/splat/kernel_index.h"
 
@@ -179,11 +180,8 @@ void FocusfallFast::load_run(std::int32_t x, std::int32_t y, std::int32_t column
 
 gather::source_run FocusfallFast::run_of(std::int32_t x, std::int32_t y,
                                          std::int32_t columns, float* distances) const {
-    const float* depth = depth_image->Pixel(x, y) + depth_component();
-    for (std::int32_t i = 0; i < columns; ++i) {
-        distances[i] = sample_distance(*depth);
-        depth += depth_image->Components();
-    }
+    sample_distances(depth_image->Pixel(x, y) + depth_component(),
+                     depth_image->Components(), columns, distances);
     return {.x = x,
             .y = y,
             .columns = columns,
@@ -288,20 +286,22 @@ void FocusfallFast::write_tile(std::int32_t x, std::int32_t y,
         if (stride > Image::Z + 1) {
             std::copy_n(input_image->Pixel(x, y + row), columns * stride, pixel);
         }
-        for (std::int32_t column = 0; column < columns; ++column) {
-            pixel[Image::RED] = values[gather::RED][column];
-            pixel[Image::GREEN] = values[gather::GREEN][column];
-            pixel[Image::BLUE] = values[gather::BLUE][column];
-            pixel[Image::ALPHA] = values[gather::ALPHA][column];
-            pixel += stride;
-        }
-        if (stride <= Image::Z) continue;
-        const float* depth = depth_image->Pixel(x, y + row) + depth_component();
-        pixel = output_image->Pixel(x, y + row);
-        for (std::int32_t column = 0; column < columns; ++column) {
-            pixel[Image::Z] = *depth;
-            depth += depth_stride;
-            pixel += stride;
+        const auto write = [&](auto with_depth) {
+            const float* depth = depth_image->Pixel(x, y + row) + depth_component();
+            for (std::int32_t column = 0; column < columns; ++column) {
+                pixel[Image::RED] = values[gather::RED][column];
+                pixel[Image::GREEN] = values[gather::GREEN][column];
+                pixel[Image::BLUE] = values[gather::BLUE][column];
+                pixel[Image::ALPHA] = values[gather::ALPHA][column];
+                if constexpr (with_depth) pixel[Image::Z] = *depth;
+                depth += depth_stride;
+                pixel += stride;
+            }
+        };
+        if (stride > Image::Z) {
+            write(std::true_type());
+        } else {
+            write(std::false_type());
         }
     }
 }

@@ -7,6 +7,8 @@
 
 #include <hwy/aligned_allocator.h>
 
+#include "host/api/large_pages.h"
+
 namespace gather {
 
 // Floats that start on a cache line, so that vectors at multiples of their size never
@@ -29,6 +31,7 @@ class aligned_floats {
         floats_.reset();  // before the new ones exist: a frame's floats are large
         floats_ = hwy::AllocateAligned<float>(size);
         if (!floats_) throw std::bad_alloc();
+        prefer_large_pages(floats_.get(), size * sizeof(float));
         size_ = size;
     }
 
