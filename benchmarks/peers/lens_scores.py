@@ -7,6 +7,8 @@
     lens_scores.py row SCENE.exr RESULT.exr PROGRAM
                                        prints a row of a Markdown table: the program, the scene,
                                        PSNR near depth edges and elsewhere, FLIP near edges
+    lens_scores.py picture RESULT.exr PICTURE.jpg
+                                       the middle of the result, to look at
 
 Pictures are compared as the eye sees them, with tones up to infinity. What differs between the
 two lens pictures is noise, and taken off the squared error. FLIP follows Andersson et al.,
@@ -154,6 +156,18 @@ def row(scene: str, result: str, program: str) -> str:
     return f"| {program} | {name} | {edges:.1f} dB | {rest:.1f} dB | {flip(a, b)[band].mean():.3f} |"
 
 
+def picture(result: str, to: str) -> None:
+    shown = tone(channels(result, list("RGB")))
+    height, width = shown.shape[:2]
+    middle = shown[height // 6:height - height // 6, width // 4:width - width // 4]
+    spec = oiio.ImageSpec(middle.shape[1], middle.shape[0], 3, oiio.UINT8)
+    spec.attribute("Compression", "jpeg:90")
+    output = oiio.ImageOutput.create(to)
+    output.open(to, spec)
+    output.write_image(np.ascontiguousarray(middle, dtype=np.float32))
+    output.close()
+
+
 if __name__ == "__main__":
     arguments = sys.argv[1:]
     if len(arguments) == 2 and arguments[0] == "prepare":
@@ -164,5 +178,7 @@ if __name__ == "__main__":
         print(lens_of(arguments[1])["focus_m"], lens_of(arguments[1])["largest_px"])
     elif len(arguments) == 4 and arguments[0] == "row":
         print(row(*arguments[1:]))
+    elif len(arguments) == 3 and arguments[0] == "picture":
+        picture(*arguments[1:])
     else:
         sys.exit(__doc__)
