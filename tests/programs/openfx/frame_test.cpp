@@ -213,8 +213,7 @@ TEST_P(OpenfxFrame, AsksTheHostForEachSmallPieceOfWork) {
     mini_host::processors = 2;
 }
 
-// Two instances and, though that is not promised to hosts, one of them twice; an artist
-// edits meanwhile, and the host wants memory back.
+// Two instances; an artist edits meanwhile, and the host wants memory back.
 TEST_P(OpenfxFrame, MayBeMadeWhileOthersAreAndArtistsEdit) {
     const auto first = scene_instance();
     const auto second = scene_instance();
@@ -227,14 +226,13 @@ TEST_P(OpenfxFrame, MayBeMadeWhileOthersAreAndArtistsEdit) {
     const Owned<Image> expected = direct({.images = {{"Input", scene.get()}}});
 
     std::atomic<int> failed = 0;
-    std::atomic<int> running = 3;
+    std::atomic<int> running = 2;
     const auto renders = [&](effect* one) {
         for (int i = 0; i < 8; ++i) failed += effect_.render(*one, FORMAT) != ofx::OK;
         --running;
     };
     std::thread threads[] = {std::thread(renders, first.get()),
-                             std::thread(renders, second.get()),
-                             std::thread(renders, first.get())};
+                             std::thread(renders, second.get())};
     for (int i = 0; running > 0; ++i) {
         failed += effect_.edit(*second, "KernelAngle", i % 90) != ofx::OK;
         failed += effect_.edit(*second, "FStop", 1 + i % 7) != ofx::OK;
