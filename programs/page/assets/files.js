@@ -36,30 +36,34 @@ function askForFile({ title, note, name, go, canReplace, frame }, action) {
 
 let settingsName = "settings.json";
 
-function save() {
+function save(tell) {
   askForFile({
     title: "Save settings", go: "Save", name: settingsName, canReplace: true,
     note: "All values that were edited, for --settings and for this page.",
   }, async (file, replace) => {
     await edit("save", { file, replace });
     settingsName = file;
+    tell(`The settings are in ${file}`, true);
   });
 }
 
-function open() {
+function open(tell) {
   askForFile({
     title: "Open settings", go: "Open", name: settingsName, canReplace: false,
     note: "A settings file, as this page or focusfall controls --save writes it.",
-  }, (file) => edit("open", { file }));
+  }, async (file) => {
+    await edit("open", { file });
+    tell(`The settings are those of ${file}`, true);
+  });
 }
 
-async function copyLine(say) {
+async function copyLine(tell) {
   const { line } = await get("line");
   try {
     await navigator.clipboard.writeText(line);
-    say("The command line is copied", true);
+    tell("The command line is copied", true);
   } catch {
-    say(line); // to be copied by hand
+    tell(line); // to be copied by hand
   }
 }
 
@@ -85,7 +89,8 @@ export function showRender(news) {
   element("render").disabled = news.running;
 }
 
-// `tell(text)` shows a line; `stateNow()` gives the state.
+// `tell(text, isNotice)` shows a line, which goes by itself if it is a notice; `stateNow()`
+// gives the state.
 export function addFileActions(tell, stateNow) {
   const tried = (action) => async () => {
     try {
@@ -94,8 +99,8 @@ export function addFileActions(tell, stateNow) {
       tell(error.message);
     }
   };
-  element("save").addEventListener("click", save);
-  element("open").addEventListener("click", open);
+  element("save").addEventListener("click", () => save(tell));
+  element("open").addEventListener("click", () => open(tell));
   element("copy").addEventListener("click", tried(() => copyLine(tell)));
   element("render").addEventListener("click", tried(() => render(stateNow())));
   element("stop").addEventListener("click", tried(() => edit("stop")));

@@ -152,6 +152,7 @@ class BrowserTest(PageTest):
         name.clear()
         name.send_keys("look.json", Keys.ENTER)
         eventually((self.folder / "look.json").exists, "the settings")
+        eventually(lambda: "look.json" in self.find("#message").text, "the notice")
         eventually(lambda: not self.find("#file-dialog").is_displayed(), "the dialog closes")
         self.find("#render").click()
         name.clear()
