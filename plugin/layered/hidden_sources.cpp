@@ -172,8 +172,10 @@ bool hidden_sources::store_mixed(std::int32_t x, std::int32_t y, bool any,
         if (pixel.y != y || pixel.x < x || pixel.x >= x + BLOCK_COLUMNS) continue;
         if (!any && !stored) clear(run);
         stored = true;
-        // not blurred: it is sharp, and what is beside it has its own colour already
-        const gather::kernel_terms& terms = kind_.terms[0];
+        // blurred as the surface that it is of; up to a pixel that is not at all
+        const float diameter = std::abs(pixel.diameter);
+        const gather::kernel_terms& terms =
+            kind_.terms[diameter > 1.0F ? lens::kernel_index(diameter, kind_.last) : 0];
         const bool edged = gather::is_edged(*kind_.form);
         const auto set = [&](std::int32_t plane, float value) {
             run.planes[plane][pixel.x - x] = value;

@@ -29,19 +29,22 @@ using vectors::LANES;
 using vectors::vector;
 using vectors::vector_tag;
 
-// How much of sources is of the layer, by their signed diameters: depth_layers::part_of.
+// How much of sources is of the layers from one on, and of one layer, by their signed
+// diameters: depth_layers::part_from and part_of.
+HWY_INLINE vector part_from_layer(const depth_layers& layers, std::int32_t layer,
+                                  vector diameter) {
+    const vector_tag tag;
+    const vector ramp =
+        hn::MulAdd(hn::Sub(diameter, hn::Set(tag, layers.limits[layer])),
+                   hn::Set(tag, layers.steepness[layer]), hn::Set(tag, 0.5F));
+    return hn::Min(hn::Max(ramp, hn::Zero(tag)), hn::Set(tag, 1.0F));
+}
 HWY_INLINE vector part_of_layer(const depth_layers& layers, std::int32_t layer,
                                 const float* diameters) {
-    const vector_tag tag;
-    const vector one = hn::Set(tag, 1.0F);
-    const vector diameter = hn::LoadU(tag, diameters);
-    const auto part_from = [&](std::int32_t l) HWY_ATTR {
-        const vector ramp =
-            hn::MulAdd(hn::Sub(diameter, hn::Set(tag, layers.limits[l])),
-                       hn::Set(tag, layers.steepness[l]), hn::Set(tag, 0.5F));
-        return hn::Min(hn::Max(ramp, hn::Zero(tag)), one);
-    };
-    return hn::Min(part_from(layer), hn::Sub(one, part_from(layer + 1)));
+    const vector diameter = hn::LoadU(vector_tag(), diameters);
+    return hn::Min(part_from_layer(layers, layer, diameter),
+                   hn::Sub(hn::Set(vector_tag(), 1.0F),
+                           part_from_layer(layers, layer + 1, diameter)));
 }
 
 // Calls `use(plane, value)` for each plane that the form and the first COUNT quantities

@@ -12,9 +12,11 @@ namespace layered {
 
 namespace {
 
-// Blurred less than that, in pixels, the front is sharp; from the second on it is not.
-constexpr float SHARP = 1.0F;
-constexpr float NOT_SHARP = 2.0F;
+// Blurred less than that, in pixels, the front counts as sharp; from the second on it
+// does not. More blurred, an edge of EDGE_GAPS would not be far enough for layers of
+// their own.
+constexpr float SHARP = 2.0F;
+constexpr float NOT_SHARP = 4.0F;
 // So many gaps deep is an edge at least, far enough for layers of their own, and so many
 // more until its pixels are taken apart wholly.
 constexpr float EDGE_GAPS = 2.75F;

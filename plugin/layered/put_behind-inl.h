@@ -33,6 +33,62 @@ HWY_INLINE vector without_gaps(vector coverage) {
     return hn::IfThenElse(hn::Lt(t, one), hn::Sub(one, closed), coverage);
 }
 
+// What a pixel holds on to of what is before it. Blurred by little more than a pixel, a
+// hair no longer covers its pixels, and a light behind it would light up at once. So in
+// the layers behind the nearest source of a pixel, the gap that its blur leaves opens by
+// degrees.
+struct hold {
+    vector closed;  // the part of the gap that is closed, 0 .. 1
+    vector clear;   // the part of the pixel that the source leaves clear, blurred or not
+};
+
+// Blurred up to the first diameter, in pixels, a source closes gaps wholly, and from the
+// second on no longer. Up to a pixel it leaves none.
+constexpr float HOLDS = 1.0F;
+constexpr float HOLDS_NO_MORE = 3.0F;
+
+// That of LANES pixels from (x, y) on, behind a layer.
+HWY_INLINE hold hold_at(const layered_frame& frame, std::int32_t layer, std::int32_t x,
+                        std::int32_t y) {
+    const vector_tag tag;
+    const vector one = hn::Set(tag, 1.0F);
+    const vector zero = hn::Zero(tag);
+    hold result = {.closed = zero, .clear = zero};
+    const bool inside = x < frame.diameters->width() && y < frame.diameters->height();
+    if (!inside || frame.layers->end_of(layer) < -HOLDS_NO_MORE) return result;
+
+    // the visible source, or the part of a mixed pixel that lies before it
+    const vector visible = hn::LoadU(tag, frame.diameters->row(y) + x);
+    vector nearest = visible;
+    const std::int32_t i = x % gather::BLOCK_COLUMNS;
+    const hidden_run* const run =
+        frame.hidden ? frame.hidden->run_at(x / gather::BLOCK_COLUMNS, y) : nullptr;
+    if (run) {
+        nearest = hn::Min(visible, hn::LoadU(tag, run->planes[hidden_run::POSITION] + i));
+    }
+    const vector diameter = hn::Max(one, hn::Abs(nearest));
+    // most are blurred more
+    if (hn::AllTrue(tag, hn::Ge(diameter, hn::Set(tag, HOLDS_NO_MORE)))) return result;
+
+    vector weight = one;
+    if (frame.has_sources) {
+        weight = hn::LoadU(tag, frame.sources.planes->row(y, source_planes::WEIGHT) + x);
+    }
+    if (run) {
+        const vector of_part = hn::LoadU(tag, run->planes[source_planes::WEIGHT] + i);
+        weight = hn::IfThenElse(hn::Lt(nearest, visible), of_part, weight);
+    }
+    const vector ramp = hn::Mul(hn::Sub(hn::Set(tag, HOLDS_NO_MORE), diameter),
+                                hn::Set(tag, 1.0F / (HOLDS_NO_MORE - HOLDS)));
+    const vector passed =
+        hn::Sub(one, part_from_layer(*frame.layers, layer + 1, nearest));
+    result.closed = hn::Mul(hn::Max(zero, ramp), passed);
+    // a source that is whole weighs about 1 / diameter^2, or more
+    result.clear =
+        hn::Max(zero, hn::Sub(one, hn::Mul(weight, hn::Mul(diameter, diameter))));
+    return result;
+}
+
 // The part of the layer's kernel that lies in the picture, for the pixels of a row of a
 // register tile; false where all of it does.
 HWY_INLINE bool border_parts_at(const layered_frame& frame, std::int32_t layer,
@@ -59,10 +115,11 @@ HWY_INLINE bool border_parts_at(const layered_frame& frame, std::int32_t layer,
 
 // Adds a layer to what LANES pixels are covered by, and gives how opaque that makes them.
 // `weight` and `alpha` are the layer's sums; `scale` is 1 / the part of the kernel in the
-// picture.
-template <std::int32_t COUNT>
+// picture; `held()` is what they hold on to.
+template <std::int32_t COUNT, class Held>
 HWY_INLINE vector cover_pixels(vector weight, vector alpha, vector scale,
-                               std::int32_t row, std::int32_t column, composed_tile& to) {
+                               const Held& held, std::int32_t row, std::int32_t column,
+                               composed_tile& to) {
     const vector_tag tag;
     const vector one = hn::Set(tag, 1.0F);
     const vector zero = hn::Zero(tag);
@@ -83,16 +140,21 @@ HWY_INLINE vector cover_pixels(vector weight, vector alpha, vector scale,
 
     // gaps are closed between what is there, whether opaque or not
     const vector filled = hn::Min(one, hn::Add(coverage, emptiness));
+    if (hn::AllTrue(tag, hn::Ge(filled, one))) return coverage;
     const vector opaque_part =
         hn::Div(coverage, hn::IfThenElse(hn::Gt(filled, zero), filled, one));
-    return hn::MulAdd(hn::Sub(without_gaps(filled), filled), opaque_part, coverage);
+    const hold kept = held();
+    const vector left_by_blur = hn::Max(zero, hn::Sub(hn::Sub(one, filled), kept.clear));
+    const vector closed = without_gaps(hn::MulAdd(kept.closed, left_by_blur, filled));
+    return hn::MulAdd(hn::Sub(closed, filled), opaque_part, coverage);
 }
 
 // Puts LANES pixels of a layer behind the composed ones. With STAMPED, sums may not be
 // finite: they count where they show, and not as coverage.
-template <std::int32_t COUNT, bool STAMPED>
+template <std::int32_t COUNT, bool STAMPED, class Held>
 HWY_INLINE void put_pixels_behind(const gather::tile_sums& from, std::int32_t row,
-                                  std::int32_t column, vector scale, composed_tile& to) {
+                                  std::int32_t column, vector scale, const Held& held,
+                                  composed_tile& to) {
     const vector_tag tag;
     const vector one = hn::Set(tag, 1.0F);
     const vector zero = hn::Zero(tag);
@@ -110,7 +172,8 @@ HWY_INLINE void put_pixels_behind(const gather::tile_sums& from, std::int32_t ro
     }
     const auto some = hn::Gt(alpha, zero);
 
-    const vector opacity = cover_pixels<COUNT>(weight, alpha, scale, row, column, to);
+    const vector opacity =
+        cover_pixels<COUNT>(weight, alpha, scale, held, row, column, to);
     // only what has a colour takes room
     const vector before = hn::Load(tag, composed(OPACITY));
     const vector after =
@@ -149,7 +212,10 @@ HWY_NOINLINE bool put_tile_behind(const layered_frame& frame, std::int32_t layer
         for (std::int32_t column = 0; column < gather::TILE_COLUMNS; column += LANES) {
             const vector scale =
                 at_border ? hn::Div(one, hn::Load(tag, parts + column)) : one;
-            put_pixels_behind<COUNT, STAMPED>(from, row, column, scale, to);
+            const auto held = [&]() HWY_ATTR {
+                return hold_at(frame, layer, x + column, y + row);
+            };
+            put_pixels_behind<COUNT, STAMPED>(from, row, column, scale, held, to);
             const vector opacity = hn::Load(tag, to.rows[row][OPACITY] + column);
             covered = covered && hn::AllTrue(tag, hn::Ge(opacity, one));
         }

@@ -213,6 +213,19 @@ TEST_F(FocusfallLayered, PullsFocusAsSmoothlyAsThePlainTool) {
               1.5 * largest_jump(plain_, cards, 99.0, 104.0));
 }
 
+// Blurred by little more than a pixel, a hair no longer covers its pixels, nor the one
+// beside it whose colour alone was smoothed.
+TEST_F(FocusfallLayered, LightsUpBehindHairByDegrees) {
+    const picture hair = painted(160, 90, [](int x, int y) {
+        const bool light = std::hypot(x % 40 - 20, y % 30 - 15) < 6.0;
+        const double behind = light ? 8.0 : 0.02;
+        const int column = (x + y / 2) % 9;
+        if (column == 4) return gray(0.03, 0.0);
+        return gray(column == 5 ? 0.6 * 0.03 + 0.4 * behind : behind, 22.0);
+    });
+    EXPECT_LE(largest_jump(layered_, hair, 100.0, 112.0), 0.15);
+}
+
 TEST_F(FocusfallLayered, AddsAPageOfControlsToThoseOfThePlainTool) {
     const auto ids = [](plugin_tool& tool) {
         std::vector<std::string> result;
