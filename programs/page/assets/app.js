@@ -45,10 +45,12 @@ async function tried(what, body) {
 
 const drag = new Drag((error) => say(error.message));
 let asked = null; // the pixel that the loupe is to tell about
+let told = null; // the last one
 let isAsking = false;
 
 async function lookAt(pixel) {
   asked = pixel;
+  told = pixel ?? told;
   if (isAsking) return;
   isAsking = true;
   while (asked) {
@@ -61,6 +63,14 @@ async function lookAt(pixel) {
     }
   }
   isAsking = false;
+}
+
+let lookAgain = 0;
+
+// Edits change what there is to tell; while they go on, it can wait.
+function lookSoon() {
+  clearTimeout(lookAgain);
+  lookAgain = setTimeout(() => { if (told) lookAt(told); }, 150);
 }
 
 const digits = (value) => (typeof value === "number" ? String(Number(value.toPrecision(5))) : value);
@@ -134,7 +144,7 @@ function fillHeader() {
     (event) => change({ transform: event.target.value }));
   element("wipe").addEventListener("change", (event) => change({ wipe: event.target.value }));
   element("fit").addEventListener("click", () => picture.fit());
-  element("one").addEventListener("click", () => picture.zoomTo(1));
+  element("one").addEventListener("click", showPixels);
   element("full").addEventListener("click", toggleFullScreen);
   element("help").addEventListener("click", KEYS["?"]);
   for (const what of ["undo", "redo", "reset"]) {
@@ -147,12 +157,17 @@ function toggleFullScreen() {
   else document.documentElement.requestFullscreen();
 }
 
+function showPixels() {
+  picture.showPixels();
+  say("The right button, or the space bar held, moves the picture", true);
+}
+
 const stops = (by) => change({ exposure: Math.min(Math.max(look.exposure + by, -6), 6) });
 
 const KEYS = {
   f: () => picture.fit(),
   F: toggleFullScreen,
-  1: () => picture.zoomTo(1),
+  1: showPixels,
   "+": () => picture.zoomBy(1.25),
   "-": () => picture.zoomBy(0.8),
   "[": () => stops(-0.25),
@@ -193,9 +208,10 @@ async function fillPresets() {
     option.title = comment;
     select.append(option);
   }
-  select.addEventListener("change", () => {
-    tried("preset", { name: select.value });
+  select.addEventListener("change", async () => {
+    const { value, selectedOptions: [{ text }] } = select;
     select.value = "";
+    if (await tried("preset", { name: value })) say(`The lens and film are those of ${text}`, true);
   });
 }
 
@@ -229,6 +245,7 @@ async function begin() {
     const name = state.file.split("/").at(-1);
     document.title = `${name} · Focusfall`;
     show("file", name);
+    show("tool", state.tool.split(".").at(-1));
     element("file").title = `${state.file}, ${state.width} × ${state.height}`;
     element("undo").disabled = !state.can_undo;
     element("redo").disabled = !state.can_redo;
@@ -239,6 +256,7 @@ async function begin() {
     panel.setState(state);
     picture.setState(state);
     timeline.setState(state);
+    lookSoon();
   });
   listen((isThere) => say(isThere ? "" : "The program has ended; start it again with focusfall view"),
     showRender);

@@ -39,7 +39,7 @@ let settingsName = "settings.json";
 function save(tell) {
   askForFile({
     title: "Save settings", go: "Save", name: settingsName, canReplace: true,
-    note: "All values that were edited, for --settings and for this page.",
+    note: "All values that were edited. Open settings takes them back; so does focusfall render --settings.",
   }, async (file, replace) => {
     await edit("save", { file, replace });
     settingsName = file;
@@ -73,7 +73,7 @@ async function render(state) {
   askForFile({
     title: isShot ? `Render ${state.frames.length} frames` : "Render the picture",
     go: "Render", name: output, canReplace: true, frame: isShot ? state.frame : undefined,
-    note: "By the same code as focusfall render; files appear whole or not at all.",
+    note: "The end of the name says which kind of file: .exr, .tif, .png, .jpg.",
   }, (file, replace, only_this_frame) => edit("render", { file, replace, only_this_frame }));
 }
 

@@ -105,6 +105,7 @@ export class Picture {
     this.#viewport.addEventListener("pointerup", (event) => this.#up(event));
     this.#viewport.addEventListener("pointercancel", () => { this.#drag = null; });
     this.#viewport.addEventListener("pointerleave", () => actions.look(null));
+    this.#viewport.addEventListener("blur", () => { this.cursor = null; draw(); });
     this.#viewport.addEventListener("contextmenu", (event) => event.preventDefault());
   }
 
@@ -125,6 +126,17 @@ export class Picture {
   }
 
   fit() { this.#zoom = 0; this.#center = { x: 0.5, y: 0.5 }; this.draw(); }
+
+  // One pixel of the picture to one of the screen, with the focus in the middle.
+  showPixels() {
+    if (this.mark) {
+      this.#center = {
+        x: (this.mark.x + 0.5) / this.size.width,
+        y: (this.mark.y + 0.5) / this.size.height,
+      };
+    }
+    this.zoomTo(1);
+  }
 
   // `zoom` counts pixels of the screen itself.
   zoomTo(zoom, at = null) {
@@ -290,6 +302,8 @@ export class Picture {
       this.#paintLayer(context, this.right.picture, split, box.width, box);
       context.fillStyle = "#fff";
       context.fillRect(split - 1, 0, 2, box.height);
+      this.#paintName(context, this.left.look.view, split - 10, "right");
+      this.#paintName(context, this.right.look.view, split + 10, "left");
     }
     if (this.mark) this.#paintMark(context, this.mark, "#7dffa0");
     if (this.cursor) this.#paintMark(context, this.cursor, "#fff");
@@ -314,6 +328,18 @@ export class Picture {
         (from + to - wide) / 2, box.height - high - 16, wide, high);
     }
     context.restore();
+  }
+
+  // Beside the line between two views.
+  #paintName(context, view, x, align) {
+    context.font = "600 12px system-ui, sans-serif";
+    context.textAlign = align;
+    context.textBaseline = "top";
+    context.lineWidth = 4;
+    context.strokeStyle = "#000a";
+    context.strokeText(view, x, 12);
+    context.fillStyle = "#fff";
+    context.fillText(view, x, 12);
   }
 
   #paintMark(context, mark, light) {

@@ -39,6 +39,8 @@ class BrowserTest(PageTest):
         self.assertNotEqual(self.pixels(), before)
         shown = float(self.control("FocusPosition", "input[type=text]").get_property("value"))
         self.assertAlmostEqual(shown, page.value("FocusPosition"), delta=0.5)
+        # what the line below tells of the place is about the new focus
+        eventually(lambda: "blur 0 px" in self.find("#loupe").text, "the place is sharp")
 
     def test_controls_are_hidden_and_follow_each_other(self):
         page = self.open("scene.exr")
