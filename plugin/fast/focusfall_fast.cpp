@@ -5,7 +5,6 @@
 #include <cmath>
 #include <cstddef>
 #include <numeric>
-#include <type_traits>
 
 #include "plugin/splat/kernel_index.h"
 
@@ -180,8 +179,11 @@ void FocusfallFast::load_run(std::int32_t x, std::int32_t y, std::int32_t column
 
 gather::source_run FocusfallFast::run_of(std::int32_t x, std::int32_t y,
                                          std::int32_t columns, float* distances) const {
-    sample_distances(depth_image->Pixel(x, y) + depth_component(),
-                     depth_image->Components(), columns, distances);
+    const float* depth = depth_image->Pixel(x, y) + depth_component();
+    for (std::int32_t i = 0; i < columns; ++i) {
+        distances[i] = sample_distance(*depth);
+        depth += depth_image->Components();
+    }
     return {.x = x,
             .y = y,
             .columns = columns,
@@ -281,27 +283,20 @@ void FocusfallFast::write_tile(std::int32_t x, std::int32_t y,
                 }
             }
         }
+        const float* depth = depth_image->Pixel(x, y + row) + depth_component();
         float* pixel = output_image->Pixel(x, y + row);
         // further components, behind Z, are copied; the first five are written below
         if (stride > Image::Z + 1) {
             std::copy_n(input_image->Pixel(x, y + row), columns * stride, pixel);
         }
-        const auto write = [&](auto with_depth) {
-            const float* depth = depth_image->Pixel(x, y + row) + depth_component();
-            for (std::int32_t column = 0; column < columns; ++column) {
-                pixel[Image::RED] = values[gather::RED][column];
-                pixel[Image::GREEN] = values[gather::GREEN][column];
-                pixel[Image::BLUE] = values[gather::BLUE][column];
-                pixel[Image::ALPHA] = values[gather::ALPHA][column];
-                if constexpr (with_depth) pixel[Image::Z] = *depth;
-                depth += depth_stride;
-                pixel += stride;
-            }
-        };
-        if (stride > Image::Z) {
-            write(std::true_type());
-        } else {
-            write(std::false_type());
+        for (std::int32_t column = 0; column < columns; ++column) {
+            pixel[Image::RED] = values[gather::RED][column];
+            pixel[Image::GREEN] = values[gather::GREEN][column];
+            pixel[Image::BLUE] = values[gather::BLUE][column];
+            pixel[Image::ALPHA] = values[gather::ALPHA][column];
+            if (stride > Image::Z) pixel[Image::Z] = *depth;
+            depth += depth_stride;
+            pixel += stride;
         }
     }
 }

@@ -87,9 +87,6 @@ class focusfall_interface : public filter_interface {
     // Distance of a sample in millimetres, at most `max_depth`, for a value of the depth
     // image as it is: the sign does not matter.
     float sample_distance(float depth) const;
-    // The same for `count` depths, `step` floats apart.
-    void sample_distances(const float* depths, std::ptrdiff_t step, std::int32_t count,
-                          float* distances) const;
 
     // splat/: adds one sample to the accumulators, as a copy of the kernel of its circle
     // of confusion. [worker threads, several at once]
@@ -177,19 +174,6 @@ inline float focusfall_interface::depth_to_distance(float v) const {
 inline float focusfall_interface::sample_distance(float depth) const {
     const float distance = std::abs(depth_to_distance(std::abs(depth)));
     return distance > max_depth ? max_depth : distance;
-}
-
-inline void focusfall_interface::sample_distances(const float* depths,
-                                                  std::ptrdiff_t step, std::int32_t count,
-                                                  float* distances) const {
-    // copies, of which the compiler sees that no distance overwrites them
-    const lens::depth_map map = {depth_map_type, depth_map_units, invert_depth_map,
-                                 near_distance, far_distance};
-    const float farthest = max_depth;
-    for (std::int32_t i = 0; i < count; ++i) {
-        const float distance = std::abs(lens::distance(map, std::abs(depths[i * step])));
-        distances[i] = distance > farthest ? farthest : distance;
-    }
 }
 
 inline bool focusfall_interface::is_sample(float alpha) const {
