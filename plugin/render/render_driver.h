@@ -52,8 +52,8 @@ class render_driver : public ThreadedOperator, public focusfall_interface {
     virtual bool blur(Request* request);
 
     // Copies the input, with Z, if it has one, replaced by the depth, to the result and
-    // fills `samples`;
-    // true when the host asked to stop. Throws std::bad_alloc. [render thread]
+    // fills `samples`; true when the host asked to stop. Throws std::bad_alloc. [render
+    // thread]
     bool run_pixel_pass();
 
     // The clock for the processing time: milliseconds since some moment in the past;
