@@ -263,19 +263,21 @@ export class Picture {
   }
 
   #move(event) {
-    const pixel = this.#pixelAt(event);
-    this.actions.look(pixel);
     this.#viewport.classList.toggle("on-wipe", Boolean(this.#isOnWipe(event)));
-    if (!this.#drag) return;
-    if (this.#drag.kind === "focus") return void this.#focus(event);
-    const box = this.#box();
-    if (this.#drag.kind === "wipe") {
-      this.#wipe = Math.min(Math.max((event.clientX - box.left) / box.width, 0), 1);
-    } else {
+    if (this.#drag?.kind === "focus") this.#focus(event);
+    if (this.#drag?.kind === "wipe") this.#moveWipe(event);
+    if (this.#drag?.kind === "pan") {
       this.#pan(this.#drag.x - event.clientX, this.#drag.y - event.clientY);
       this.#drag.x = event.clientX;
       this.#drag.y = event.clientY;
+      this.draw();
     }
+    this.actions.look(this.#pixelAt(event)); // the one that is there now
+  }
+
+  #moveWipe(event) {
+    const box = this.#box();
+    this.#wipe = Math.min(Math.max((event.clientX - box.left) / box.width, 0), 1);
     this.draw();
   }
 
