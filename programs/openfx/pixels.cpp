@@ -34,8 +34,8 @@ float* pixel_of(Image& image, const ofx::pixel_rect& area, int x, int y) {
     return image.Pixel(x - area.x1, area.y2 - 1 - y);
 }
 
-// Makes of a pixel of the host one of the tool. As in the functions that do the opposite,
-// all is read before anything is written: that makes a few vector instructions of it.
+// Makes of a pixel of the host one of the tool. All is read before anything is written:
+// that makes a few vector instructions of it.
 using load_pixel = void(float* pixel, const float* lent);
 
 void set_pixel(float* pixel, float red, float green, float blue, float alpha) {
@@ -85,24 +85,14 @@ bool has_row(const ofx::pixel_rect& part, int y) {
     return !is_empty(part) && y >= part.y1 && y < part.y2;
 }
 
-// Fills a pixel of the host by one of the tool.
-using store_pixel = void(float* lent, const float* pixel);
-
-void store_premultiplied(float* lent, const float* pixel) {
-    set_pixel(lent, pixel[0], pixel[1], pixel[2], pixel[3]);
-}
-
-void store_unpremultiplied(float* lent, const float* pixel) {
-    const float alpha = pixel[Image::ALPHA];
-    const float divisor = alpha > 0.0F ? alpha : 1.0F;  // colour without alpha stays
-    set_pixel(lent, pixel[0] / divisor, pixel[1] / divisor, pixel[2] / divisor, alpha);
-}
-
-template <store_pixel* STORE>
-void store_row(const float* pixel, int count, std::ptrdiff_t step, float* lent) {
+// Divides the colours of a row by alpha.
+void store_unpremultiplied(const float* pixel, int count, float* lent) {
     for (int i = 0; i < count; ++i) {
-        STORE(lent, pixel);
-        pixel += step;
+        const float alpha = pixel[Image::ALPHA];
+        const float divisor = alpha > 0.0F ? alpha : 1.0F;  // colour without alpha stays
+        set_pixel(lent, pixel[0] / divisor, pixel[1] / divisor, pixel[2] / divisor,
+                  alpha);
+        pixel += COLOR_COMPONENTS;
         lent += COLOR_COMPONENTS;
     }
 }
@@ -233,8 +223,6 @@ void store_picture(headless::host& host, const Image& image, const ofx::pixel_re
                    const ofx::pixel_rect& window, const lent_image& to) {
     if (to.components() != COLOR_COMPONENTS) throw ofx::failure{ofx::FAILED};
     const bool divide = to.is_unpremultiplied();
-    const auto store =
-        divide ? store_row<store_unpremultiplied> : store_row<store_premultiplied>;
     const ofx::pixel_rect all = common(window, to.bounds());
     const ofx::pixel_rect part = common(all, area);
     for_each_row(host, all, [&](int y) {
@@ -243,8 +231,12 @@ void store_picture(headless::host& host, const Image& image, const ofx::pixel_re
             std::fill_n(to.pixel(all.x1, y), width(all) * COLOR_COMPONENTS, 0.0F);
         }
         if (!shown) return;
-        store(image.Pixel(part.x1 - area.x1, area.y2 - 1 - y), width(part),
-              image.Components(), to.pixel(part.x1, y));
+        const float* const from = image.Pixel(part.x1 - area.x1, area.y2 - 1 - y);
+        if (divide) {
+            store_unpremultiplied(from, width(part), to.pixel(part.x1, y));
+        } else {
+            std::copy_n(from, width(part) * COLOR_COMPONENTS, to.pixel(part.x1, y));
+        }
     });
 }
 

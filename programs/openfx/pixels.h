@@ -70,8 +70,8 @@ Owned<Image> picture_with_depth(headless::host& host, const lent_image& from,
                                 const lent_image& depth, const ofx::pixel_rect& area);
 // All that was lent, in the tool's own order: it reads a blur's shape from one colour.
 Owned<Image> shape_picture(headless::host& host, const lent_image& from);
-// Writes the pixels of `window`, those of `image`, which shows `area`, and zeros outside
-// of it. Divides by alpha where the host wants that.
+// Writes the pixels of `window`, those of `image`, which shows `area` with four
+// components, and zeros outside of it. Divides by alpha where the host wants that.
 void store_picture(headless::host& host, const Image& image, const ofx::pixel_rect& area,
                    const ofx::pixel_rect& window, const lent_image& to);
 
