@@ -48,9 +48,12 @@ TEST(WorkerPool, PassesOnTheExceptionOfAPieceOrOfTheProgressAndStaysUsable) {
     for (const int threads : {1, 2, 8}) {
         worker_pool pool(threads);
         std::atomic<int> begun = 0;
+        // the later pieces take a while: to throw takes longer than to do thousands that
+        // take no time at all
         const auto fail_at_ten = [&](std::int32_t piece) {
             ++begun;
             if (piece == 10) throw std::runtime_error("piece 10");
+            if (piece > 10) std::this_thread::sleep_for(std::chrono::milliseconds(1));
         };
         EXPECT_THROW(pool.run(100000, fail_at_ten, {}), std::runtime_error);
         EXPECT_LT(begun, 100000) << "pieces were begun after the failure";
