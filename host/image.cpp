@@ -143,6 +143,11 @@ Image::~Image() {
                              static_cast<std::size_t>(row_step_ * height_));
 }
 
+void Image::OfferMemory(float* first, std::ptrdiff_t row_step) {
+    offered_step_ = row_step;
+    offered_ = first;
+}
+
 Image* Image::ResizeOfImageList(const TagList& tags) const {
     const std::int32_t width = tags.Integer(0x10000000, width_);
     const std::int32_t height = tags.Integer(0x10000001, height_);
@@ -200,6 +205,13 @@ Image* NewImageList(const TagList& tags) {
     const std::int32_t width = tags.Integer(0x10020000, model ? model->Width() : 0);
     const std::int32_t height = tags.Integer(0x10020001, model ? model->Height() : 0);
     const std::int32_t depth_code = tags.Integer(0x10020002, 0);
-    return new Image(width, height,
-                     component_count(depth_code, model ? model->Components() : 5));
+    const std::int32_t components =
+        component_count(depth_code, model ? model->Components() : 5);
+    if (model && width == model->Width() && height == model->Height() &&
+        components == model->Components()) {
+        if (float* const first = model->offered_.exchange(nullptr)) {
+            return new Image(first, width, height, components, model->offered_step_);
+        }
+    }
+    return new Image(width, height, components);
 }

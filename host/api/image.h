@@ -1,6 +1,7 @@
 #pragma once
 // The host's picture: float pixels with the components of a compositing channel set.
 
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
@@ -37,6 +38,11 @@ class HOST_API Image : public Parameter {
           std::ptrdiff_t row_step);
     ~Image() override;
 
+    // Has the first new image that is modelled on this one, with its size and components,
+    // lie in the memory of somebody else, as above: so a result is made where it is
+    // wanted. [before this is handed to an input]
+    void OfferMemory(float* first, std::ptrdiff_t row_step);
+
     std::int32_t Width() const { return width_; }
     std::int32_t Height() const { return height_; }
     std::int32_t Components() const { return components_; }
@@ -67,6 +73,7 @@ class HOST_API Image : public Parameter {
 
   private:
     struct AreaSums;
+    friend HOST_API Image* NewImageList(const TagList& tags);
 
     std::ptrdiff_t Index(std::int32_t x, std::int32_t y) const {
         return y * row_step_ + std::ptrdiff_t{x} * components_;
@@ -82,6 +89,8 @@ class HOST_API Image : public Parameter {
     float* first_;
     mutable std::once_flag sums_once_;
     mutable std::unique_ptr<AreaSums> sums_;  // made by the first ResizeOfImage
+    mutable std::atomic<float*> offered_ = nullptr;  // until it is taken
+    std::ptrdiff_t offered_step_ = 0;
 };
 
 // NewImage, with its tags in a list.

@@ -219,6 +219,15 @@ Owned<Image> shape_picture(headless::host& host, const lent_image& from) {
     return image;
 }
 
+void offer_memory(const lent_image& to, const ofx::pixel_rect& area,
+                  const ofx::pixel_rect& window, Image& source) {
+    if (to.components() != COLOR_COMPONENTS || to.is_unpremultiplied() ||
+        !holds(common(window, to.bounds()), area)) {
+        return;
+    }
+    source.OfferMemory(to.pixel(area.x1, area.y2 - 1), -to.row_step());
+}
+
 void store_picture(headless::host& host, const Image& image, const ofx::pixel_rect& area,
                    const ofx::pixel_rect& window, const lent_image& to) {
     if (to.components() != COLOR_COMPONENTS) throw ofx::failure{ofx::FAILED};
@@ -232,10 +241,11 @@ void store_picture(headless::host& host, const Image& image, const ofx::pixel_re
         }
         if (!shown) return;
         const float* const from = image.Pixel(part.x1 - area.x1, area.y2 - 1 - y);
+        float* const stored = to.pixel(part.x1, y);
         if (divide) {
-            store_unpremultiplied(from, width(part), to.pixel(part.x1, y));
-        } else {
-            std::copy_n(from, width(part) * COLOR_COMPONENTS, to.pixel(part.x1, y));
+            store_unpremultiplied(from, width(part), stored);
+        } else if (from != stored) {
+            std::copy_n(from, width(part) * COLOR_COMPONENTS, stored);
         }
     });
 }

@@ -95,6 +95,7 @@ void render_frame(ofx::effect handle, const instance& self,
     frame_images images(self, source, region);
     images.fetch(at, component, [handle] { stop_if_wanted(handle); });
     images.prepare_depth(reading);
+    offer_memory(output, region.blurred, window, images.source());
     const Owned<Image> result =
         rendered(*tool, handle,
                  {.time = at,

@@ -10,6 +10,7 @@
 #include <random>
 #include <stdexcept>
 #include <tuple>
+#include <vector>
 
 namespace {
 
@@ -117,6 +118,25 @@ TEST(HostImage, NewImagesFollowTheirModelUnlessTagsSayOtherwise) {
     }
     constexpr std::int32_t MOST = std::numeric_limits<std::int32_t>::max();
     EXPECT_THROW(Image(MOST, MOST, MOST), std::bad_alloc);
+}
+
+TEST(HostImage, TheFirstNewOneLikeItTakesTheMemoryOffered) {
+    const auto model = random_image(5, 3, 4);
+    std::vector<float> memory(5 * 3 * 4, -7.0F);
+    float* const last_row = memory.data() + std::ptrdiff_t{2 * 5 * 4};
+    model->OfferMemory(last_row, -5 * 4);
+    const auto modelled = [&](std::int32_t width) {
+        return Owned<Image>(NewImage(0x60020000, model.get(),  //
+                                     0x10020000, width, 0));
+    };
+    const auto smaller = modelled(4);
+    const auto first = modelled(5);
+    const auto second = modelled(5);
+    EXPECT_EQ(first->Pixel(0, 0), last_row);
+    EXPECT_EQ(first->Pixel(2, 2), memory.data() + 2 * 4);
+    EXPECT_EQ(first->Components(), 4);
+    second->Pixel(0, 0)[0] = smaller->Pixel(0, 0)[0] = 1.0F;
+    EXPECT_EQ(std::ranges::count(memory, -7.0F), std::ssize(memory));
 }
 
 TEST(HostImage, BorrowedPixelsStayWhereTheyAre) {

@@ -187,9 +187,10 @@ TEST_P(OpenfxFrame, StopsAtOnceWhenTheHostWantsThat) {
         std::ranges::fill(output.image.pixels, -7.0F);
         EXPECT_EQ(effect_.render(*instance, FORMAT), ofx::OK);
         EXPECT_EQ(instance->lent_images(), 0);
-        const auto untouched = std::ranges::count(output.image.pixels, -7.0F);
-        const bool aborted = instance->asked > after;
-        EXPECT_EQ(untouched, aborted ? std::ssize(output.image.pixels) : 0) << after;
+        // of a frame that is given up the host has nothing or a part
+        if (instance->asked <= after) {
+            EXPECT_EQ(std::ranges::count(output.image.pixels, -7.0F), 0) << after;
+        }
         EXPECT_LE(instance->asked, after + 3);  // it stops soon
     }
     instance->wants_abort = {};
