@@ -92,25 +92,34 @@ session::session(session_options options, FusionDoc::Console console)
 }
 
 headless::class_info session::tool_class() const {
+    if (!options_.tool_id.empty()) return tool_class(options_.tool_id);
     const auto classes = host_.classes();
-    const bool is_named = !options_.tool_id.empty();
-    const std::string id = is_named ? options_.tool_id : DEFAULT_TOOL;
+    const auto usual =
+        std::ranges::find(classes, DEFAULT_TOOL, &headless::class_info::id);
+    return usual == classes.end() ? classes.front() : *usual;
+}
+
+headless::class_info session::tool_class(const std::string& name) const {
     std::vector<std::string> names;
-    for (const headless::class_info& known : classes) {
-        if (id == known.id || id == short_tool_name(known.id)) return known;
+    for (const headless::class_info& known : host_.classes()) {
+        if (name == known.id || name == short_tool_name(known.id)) return known;
         names.push_back(short_tool_name(known.id));
         if (names.back() != known.id) names.push_back(known.id);
     }
-    if (!is_named) return classes.front();
-    const std::string hint = headless::suggestion(id, names);
+    const std::string hint = headless::suggestion(name, names);
     throw headless::host_error(
-        "there is no tool class \"" + id + "\"" +
+        "there is no tool class \"" + name + "\"" +
         (hint.empty() ? "; `focusfall tools` lists all classes" : hint));
 }
 
-std::unique_ptr<headless::tool> session::create_tool() {
-    auto tool = host_.create_tool(tool_class().id);
+std::unique_ptr<headless::tool> session::new_tool(const headless::class_info& of) {
+    auto tool = host_.create_tool(of.id);
     tool->open_page();
+    return tool;
+}
+
+std::unique_ptr<headless::tool> session::create_tool() {
+    auto tool = new_tool(tool_class());
     if (!options_.start.is_null()) tool->restore(all_values(*tool, options_.start));
     for (const std::string& name : options_.settings) {
         tool->restore(read_settings_file(settings_file_named(name), *tool));

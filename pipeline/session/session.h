@@ -45,7 +45,12 @@ class session {
     // The class that the options choose. Throws headless::host_error when no plug-in
     // registers it.
     headless::class_info tool_class() const;
-    // A new tool of that class with the settings and edits of the options. Throws
+    // The class of that identifier or short name. Throws likewise.
+    headless::class_info tool_class(const std::string& name) const;
+    // A new tool of that class, its page opened, with the values that it begins with.
+    // Throws as headless::host::create_tool.
+    std::unique_ptr<headless::tool> new_tool(const headless::class_info& of);
+    // A new tool of the options' class with their settings and edits. Throws
     // headless::host_error that names the file or control at fault.
     std::unique_ptr<headless::tool> create_tool();
     // The controls that the settings and edits name. Throws as create_tool.

@@ -23,6 +23,7 @@ struct focus_mark {
 
 // All that an edit may change.
 struct edited_state {
+    headless::tool* tool = nullptr;  // borrowed: the one that blurs
     std::map<std::string, headless::control_value> values;  // of all controls
     std::optional<focus_mark> mark;
 

@@ -10,6 +10,7 @@
 #include "pipeline/inspection/report_text.h"
 #include "pipeline/settings/presets.h"
 #include "pipeline/settings/settings_file.h"
+#include "pipeline/shots/background_loader.h"
 #include "pipeline/shots/render_forecast.h"
 #include "pipeline/shots/shot_files.h"
 #include "programs/page/copied_line.h"
@@ -121,7 +122,7 @@ page_requests::page_requests(const shot_options& shot, session& opened,
                              headless::tool& tool)
     : shot_(shot),
       session_(opened),
-      tool_(tool),
+      tools_{{shot.tool_id, &tool}},
       settings_(tool, frames_of(shot).front()),
       maker_(shot, tool, frames_of(shot).front(),
              [this](int frame, const std::string& error) {
@@ -201,6 +202,8 @@ void page_requests::edit(const std::string& what, const page_json& body) {
                           member<page_json>(body, "value"), group);
     } else if (what == "focus") {
         set_focus(body);
+    } else if (what == "tool") {
+        take_tool(member<std::string>(body, "tool"));
     } else if (what == "reset") {
         settings_.reset(text_or_empty(body, "id"));
     } else if (what == "open") {
@@ -214,7 +217,7 @@ void page_requests::edit(const std::string& what, const page_json& body) {
     } else {
         throw host_error("there is no request \"" + what + "\"");
     }
-    maker_.values_changed();
+    maker_.values_changed(settings_.tool());
 }
 
 void page_requests::set_focus(const page_json& body) {
@@ -222,6 +225,32 @@ void page_requests::set_focus(const page_json& body) {
                           settings_.frame()};
     const auto depth = static_cast<double>(probe().depth_around(mark.x, mark.y));
     settings_.set_focus(mark, depth, text_or_empty(body, "group"));
+}
+
+void page_requests::take_tool(const std::string& name) {
+    const headless::class_info wanted = session_.tool_class(name);
+    headless::tool*& tool = tools_[wanted.id];
+    if (!tool) tool = further_tools_.emplace_back(session_.new_tool(wanted)).get();
+    if (!shot_.background.empty() && !takes_background(*tool)) {
+        throw host_error("the " + short_tool_name(wanted.id) +
+                         " tool takes no background; leave out --background");
+    }
+    settings_.take_tool(*tool);
+}
+
+headless::class_info page_requests::tool_class() const {
+    const auto shown =
+        std::ranges::find(tools_, &settings_.tool(),
+                          &std::map<std::string, headless::tool*>::value_type::second);
+    return session_.tool_class(shown->first);
+}
+
+page_json page_requests::tool_names() const {
+    page_json names = page_json::array();
+    for (const headless::class_info& known : session_.host().classes()) {
+        names.push_back(short_tool_name(known.id));
+    }
+    return names;
 }
 
 void page_requests::show(int frame) {
@@ -242,10 +271,11 @@ void page_requests::show(int frame) {
 const frame_probe& page_requests::probe() {
     if (frame_fault_) throw host_error(*frame_fault_);
     const auto frame = maker_.frame();
-    if (frame != probed_frame_) {
-        probe_ = std::make_unique<frame_probe>(frame->full(), frame->files(), tool_,
-                                               frame->number());
+    if (frame != probed_frame_ || &settings_.tool() != probing_tool_) {
+        probe_ = std::make_unique<frame_probe>(frame->full(), frame->files(),
+                                               settings_.tool(), frame->number());
         probed_frame_ = frame;
+        probing_tool_ = &settings_.tool();
     }
     probe_->look_again();
     return *probe_;
@@ -258,15 +288,18 @@ page_json page_requests::pixel(const page_request& request) {
 }
 
 page_json page_requests::line(const page_request& request) {
-    if (!scratch_) scratch_ = session_.create_tool();
+    const headless::class_info shown = tool_class();
     shot_options shot = shot_;
     shot.output = query_text(request, "output", output_name(shot_));
-    return {{"line", copied_line(shot, tool_, *scratch_)}, {"output", shot.output}};
+    shot.tool_id = shown.id;
+    return {{"line", copied_line(shot, settings_.tool(), *session_.new_tool(shown))},
+            {"output", shot.output}};
 }
 
 page_json page_requests::save(const page_json& body) {
     const auto name = member<std::string>(body, "file");
-    save_edited_settings(page_output(name, ".json", is_true(body, "replace")), tool_, {});
+    save_edited_settings(page_output(name, ".json", is_true(body, "replace")),
+                         settings_.tool(), {});
     return {{"file", name}};
 }
 
@@ -275,7 +308,9 @@ page_json page_requests::render(const page_json& body) {
     if (job_ && job_->is_running()) {
         throw host_error("a render is under way; stop it first");
     }
+    const headless::class_info shown = tool_class();
     shot_options shot = shot_;
+    shot.tool_id = shown.id;
     shot.output = page_path(member<std::string>(body, "file"));
     if (is_true(body, "only_this_frame") && !shot.frames.empty()) {
         shot.frames.assign(1, settings_.frame());
@@ -283,8 +318,8 @@ page_json page_requests::render(const page_json& body) {
     for (const int frame : frames_of(shot)) {
         page_output(files_of(shot, frame).output, "", is_true(body, "replace"));
     }
-    auto tool = session_.create_tool();
-    tool->restore(values_of(tool_));
+    auto tool = session_.new_tool(shown);
+    tool->restore(values_of(settings_.tool()));
     job_ = std::make_unique<render_job>(std::move(shot), std::move(tool),
                                         [tell = link_.tell](const page_json& news) {
                                             tell(event_text("render", dumped(news)));
@@ -312,14 +347,18 @@ void page_requests::wait_for_picture(const page_request& request,
 page_json page_requests::state() const {
     const auto frame = maker_.frame();
     const input_picture& input = frame->full()->input;
-    page_json now{{"file", shot_.input},          {"tool", shot_.tool_id},
-                  {"width", input.display.width}, {"height", input.display.height},
-                  {"frames", shot_.frames},       {"version", maker_.version()},
+    page_json now{{"file", shot_.input},
+                  {"tool", short_tool_name(tool_class().id)},
+                  {"tools", tool_names()},
+                  {"width", input.display.width},
+                  {"height", input.display.height},
+                  {"frames", shot_.frames},
+                  {"version", maker_.version()},
                   {"busy", maker_.is_busy()}};
     now.update(settings_.values());
     const TimeStamp time = settings_.frame();
     const FrameForecast forecast =
-        forecast_of(tool_, time, input, frame->full()->reading, false);
+        forecast_of(settings_.tool(), time, input, frame->full()->reading, false);
     if (const auto range = frame->depth_range()) now["depth_range"] = *range;
     now["notes"] = page_json::array();
     const std::string no_blur = no_blur_note(forecast);

@@ -1,6 +1,7 @@
 #pragma once
 // What a page may ask for. docs/page.md describes every request.
 
+#include <map>
 #include <memory>
 #include <optional>
 #include <string>
@@ -21,8 +22,8 @@ namespace focusfall {
 // before it goes.
 class page_requests : public page_application {
   public:
-    // `tool`, one of the session, has the settings to begin with. Throws
-    // headless::host_error when the first frame cannot be read.
+    // `tool`, of the shot's class and the session, has the settings to begin with.
+    // Throws headless::host_error when the first frame cannot be read.
     page_requests(const shot_options& shot, session& opened, headless::tool& tool);
 
     // To its server; call it before the first request comes.
@@ -45,23 +46,27 @@ class page_requests : public page_application {
     page_json render(const page_json& body);
     void edit(const std::string& what, const page_json& body);
     void set_focus(const page_json& body);
+    void take_tool(const std::string& name);
+    headless::class_info tool_class() const;
+    page_json tool_names() const;
     void show(int frame);
     const frame_probe& probe();
 
     const shot_options shot_;
     session& session_;
-    headless::tool& tool_;
     page_link link_;
+    std::map<std::string, headless::tool*> tools_;  // that were shown, by class
+    std::vector<std::unique_ptr<headless::tool>> further_tools_;
     page_settings settings_;
     // those that ask about a frame which is still being read
     std::vector<std::pair<page_request, std::shared_ptr<pending_answer>>> waiting_;
     std::optional<std::string> frame_fault_;  // why the frame on show cannot be read
     // of the frame on show; made when it is needed
     std::shared_ptr<const shown_frame> probed_frame_;
+    const headless::tool* probing_tool_ = nullptr;
     std::unique_ptr<frame_probe> probe_;
-    std::unique_ptr<headless::tool> scratch_;  // for lines; made when it is needed
-    std::unique_ptr<render_job> job_;          // the last one
-    picture_maker maker_;                      // last: its thread tells of frames
+    std::unique_ptr<render_job> job_;  // the last one
+    picture_maker maker_;              // last: its thread tells of frames
 };
 
 }  // namespace focusfall

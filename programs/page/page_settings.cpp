@@ -27,20 +27,20 @@ page_json json_of(const std::optional<focus_mark>& mark) {
 }  // namespace
 
 page_settings::page_settings(headless::tool& tool, int frame)
-    : tool_(tool), frame_(frame), history_({values_of(tool), {}}) {}
+    : tool_(&tool), frame_(frame), history_({&tool, values_of(tool), {}}) {}
 
 void page_settings::note(const std::string& group) {
-    history_.add({values_of(tool_), mark_}, group);
+    history_.add({tool_, values_of(*tool_), mark_}, group);
 }
 
 void page_settings::set(const std::string& id, const page_json& value,
                         const std::string& group) {
     if (value.is_number()) {
-        tool_.set(id, value.get<double>(), frame_);
+        tool_->set(id, value.get<double>(), frame_);
     } else if (value.is_string()) {
-        tool_.set(id, value.get<std::string>(), frame_);
+        tool_->set(id, value.get<std::string>(), frame_);
     } else if (value.is_boolean()) {
-        tool_.set(id, value.get<bool>() ? 1.0 : 0.0, frame_);
+        tool_->set(id, value.get<bool>() ? 1.0 : 0.0, frame_);
     } else {
         throw headless::host_error(id + ": a value is a number, a text, true or false");
     }
@@ -50,7 +50,7 @@ void page_settings::set(const std::string& id, const page_json& value,
 
 void page_settings::replace(const std::string& id, const page_json& value,
                             const std::string& group) {
-    tool_.replace(id, setting_from_json(tool_.find(id).info(), value));
+    tool_->replace(id, setting_from_json(tool_->find(id).info(), value));
     if (id == FOCUS) mark_.reset();
     note(group);
 }
@@ -58,23 +58,34 @@ void page_settings::replace(const std::string& id, const page_json& value,
 void page_settings::set_focus(const focus_mark& mark, double depth,
                               const std::string& group) {
     // few digits, which read back as the same depth
-    tool_.set(FOCUS, headless::shortest(static_cast<float>(depth)), frame_);
+    tool_->set(FOCUS, headless::shortest(static_cast<float>(depth)), frame_);
     mark_ = mark;
     note(group);
 }
 
+void page_settings::take_tool(headless::tool& other) {
+    auto values = values_of(other);
+    for (auto& [id, value] : values_of(*tool_)) {
+        const auto same = values.find(id);
+        if (same != values.end()) same->second = value;
+    }
+    other.restore(values);
+    tool_ = &other;
+    note("");
+}
+
 void page_settings::reset(const std::string& id) {
     if (id.empty()) {
-        tool_.restore(initial_values(tool_));
+        tool_->restore(initial_values(*tool_));
     } else {
-        tool_.replace(id, initial_values(tool_).at(tool_.find(id).info().id));
+        tool_->replace(id, initial_values(*tool_).at(tool_->find(id).info().id));
     }
     if (id.empty() || id == FOCUS) mark_.reset();
     note("");
 }
 
 void page_settings::open(const std::string& file) {
-    tool_.restore(read_settings_file(settings_file_named(file), tool_));
+    tool_->restore(read_settings_file(settings_file_named(file), *tool_));
     mark_.reset();
     note("");
 }
@@ -88,13 +99,14 @@ void page_settings::redo() {
 }
 
 void page_settings::go_to(const edited_state& state) {
-    tool_.restore(state.values);
+    tool_ = state.tool;
+    tool_->restore(state.values);
     mark_ = state.mark;
 }
 
 page_json page_settings::controls() const {
     page_json all = page_json::array();
-    for (const control* input : tool_.controls()) {
+    for (const control* input : tool_->controls()) {
         // images come from the command line
         if (input->info().kind == control_kind::IMAGE) continue;
         page_json one = json_control(*input);
@@ -107,7 +119,7 @@ page_json page_settings::controls() const {
 
 page_json page_settings::values() const {
     page_json values = page_json::object();
-    for (const control* input : tool_.controls()) {
+    for (const control* input : tool_->controls()) {
         const control_info& info = input->info();
         if (info.kind == control_kind::IMAGE) continue;
         page_json& one = values[info.id];
@@ -119,7 +131,7 @@ page_json page_settings::values() const {
     return {{"frame", frame_},
             {"values", std::move(values)},
             {"mark", json_of(mark_)},
-            {"lens_note", lens_note(tool_)},
+            {"lens_note", lens_note(*tool_)},
             {"can_undo", history_.can_undo()},
             {"can_redo", history_.can_redo()}};
 }

@@ -14,10 +14,10 @@ namespace focusfall {
 
 using page_json = nlohmann::ordered_json;
 
-// All edits of a page go through here, each an entry of its history. All throw
+// All edits of a page go through here, also the choice of the tool that blurs, each an entry of its history. All throw
 // headless::host_error that names the control for what it cannot take; then nothing has
 // changed. Edits with the same `group`, as those of one drag, are undone at once; empty:
-// by themselves. [the tool's editing thread]
+// by themselves. The tools are borrowed. [their editing thread]
 class page_settings {
   public:
     page_settings(headless::tool& tool, int frame);
@@ -26,6 +26,7 @@ class page_settings {
     int frame() const { return frame_; }
     void show(int frame) { frame_ = frame; }
     const std::optional<focus_mark>& mark() const { return mark_; }
+    headless::tool& tool() const { return *tool_; }
 
     // A number, or a text as an artist types it; on an animated control a key.
     void set(const std::string& id, const page_json& value, const std::string& group);
@@ -33,6 +34,8 @@ class page_settings {
     void replace(const std::string& id, const page_json& value, const std::string& group);
     // The depth of the pixel of that mark becomes the focus.
     void set_focus(const focus_mark& mark, double depth, const std::string& group);
+    // Goes on with another tool, which gets the values of those controls that it has.
+    void take_tool(headless::tool& other);
     // The default of a control, or of all when `id` is empty.
     void reset(const std::string& id);
     // The values of a settings file, or of a preset by its name.
@@ -41,7 +44,8 @@ class page_settings {
     void undo();
     void redo();
 
-    // What does not change: the controls that hold values, with their help. [any thread]
+    // What does not change with edits of the tool: the controls that hold values, with
+    // their help.
     page_json controls() const;
     // What does: their values at the frame, with their keys if they have some, and
     // whether the tool shows them; the mark, and what can be undone.
@@ -51,7 +55,7 @@ class page_settings {
     void note(const std::string& group);
     void go_to(const edited_state& state);
 
-    headless::tool& tool_;
+    headless::tool* tool_;
     int frame_;
     std::optional<focus_mark> mark_;
     edit_history history_;

@@ -39,10 +39,10 @@ std::size_t index_of(detail of) { return static_cast<std::size_t>(of); }
 picture_maker::picture_maker(shot_options shot, headless::tool& tool, int first,
                              frame_listener listener)
     : shot_(std::move(shot)),
-      tool_(tool),
+      tool_(&tool),
       frame_listener_(std::move(listener)),
-      reader_(shot_, tool),
-      wanted_frame_(first) {
+      wanted_frame_(first),
+      wanted_tool_(&tool) {
     load_frame(first);
     thread_ = std::thread([this] { run(); });
 }
@@ -51,7 +51,7 @@ picture_maker::~picture_maker() {
     {
         const std::scoped_lock lock(mutex_);
         stopping_ = true;
-        tool_.abort();
+        tool_->abort();
     }
     changed_.notify_all();
     thread_.join();
@@ -74,12 +74,13 @@ void picture_maker::add(picture_wish wish) {
 void picture_maker::change_version() {
     ++version_;
     last_change_ = clock::now();
-    if (is_making_full_) tool_.abort();
+    if (is_making_full_) tool_->abort();
     changed_.notify_all();
 }
 
-void picture_maker::values_changed() {
+void picture_maker::values_changed(headless::tool& tool) {
     const std::scoped_lock lock(mutex_);
+    wanted_tool_ = &tool;
     change_version();
 }
 
@@ -161,16 +162,18 @@ void picture_maker::make(detail wanted, std::unique_lock<std::mutex>& lock) {
         const bool is_finer = wanted == detail::FULL && wish.shown_detail != wanted;
         if (is_newer || is_finer) served_.push_back(wish);
     }
+    tool_ = wanted_tool_;
     is_making_ = true;
     is_making_full_ = wanted == detail::FULL && !frame_->is_small();
     reads_frame_ = false;
-    if (!stopping_) tool_.clear_abort();
+    if (!stopping_) tool_->clear_abort();
     lock.unlock();
 
     std::vector<page_answer> answers;
     bool is_aborted = false;
     try {
-        if (frame()->number() != number || !frame()->is_current(tool_)) {
+        if (frame()->number() != number || reading_tool_ != tool_ ||
+            !frame()->is_current(*tool_)) {
             load_frame(number);
             frame_listener_(number, "");
         }
@@ -210,7 +213,10 @@ bool picture_maker::is_anyone_waiting() const {
 }
 
 void picture_maker::load_frame(int number) {
-    auto frame = std::make_shared<const shown_frame>(shot_, reader_, tool_, number);
+    if (reading_tool_ != tool_) reader_.emplace(shot_, *tool_);
+    reading_tool_ = nullptr;
+    auto frame = std::make_shared<const shown_frame>(shot_, *reader_, *tool_, number);
+    reading_tool_ = tool_;
     const std::scoped_lock lock(mutex_);
     frame_ = std::move(frame);
     for (kept_result& kept : kept_) kept = {};
@@ -222,11 +228,11 @@ const Image& picture_maker::result(detail wanted, std::uint64_t version) {
     kept = {};  // makes room
     const auto frame = this->frame();
     const auto start = clock::now();
-    headless::render_order order = order_of(tool_, frame->number(), frame->at(wanted));
+    headless::render_order order = order_of(*tool_, frame->number(), frame->at(wanted));
     order.progress = [this](double) {
-        if (!is_anyone_waiting()) tool_.abort();
+        if (!is_anyone_waiting()) tool_->abort();
     };
-    kept.image = image_of(tool_.render(order));
+    kept.image = image_of(tool_->render(order));
     kept.version = version;
     follow_pace(wanted, clock::now() - start);
     return *kept.image;
@@ -249,7 +255,7 @@ page_answer picture_maker::picture_of(const picture_wish& wish, detail wanted,
     std::int64_t rows = 0;
     if (wish.view == page_view::KERNEL) {
         const Owned<Image> image = kernel_picture(*probed_kernel(
-            tool_, KERNEL_DIAMETER, frame->number(), frame->at(wanted).blur_image.get()));
+            *tool_, KERNEL_DIAMETER, frame->number(), frame->at(wanted).blur_image.get()));
         rows = image->Height();
         answer.body = display_picture(*image, {0, 0, image->Width(), rows}, {}, true);
     } else if (wish.view == page_view::RESULT) {
@@ -261,7 +267,7 @@ page_answer picture_maker::picture_of(const picture_wish& wish, detail wanted,
         // the other views are no light
         const display_look look =
             wish.view == page_view::INPUT ? wish.look : display_look();
-        const Owned<Image> image = frame->view(wish.view, wanted, tool_);
+        const Owned<Image> image = frame->view(wish.view, wanted, *tool_);
         rows = display_in(frame->at(wanted), *frame->at(wanted).image).height;
         answer.body = display_picture(*image, {0, 0, image->Width(), image->Height()},
                                       look, is_full);

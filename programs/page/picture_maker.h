@@ -40,7 +40,7 @@ class picture_maker {
     using frame_listener = std::function<void(int frame, const std::string& error)>;
 
     // Shows the frame `first`, 0 for a single picture; `listener` hears of all later
-    // ones. Others may edit the tool while this lives, but not render with it. Throws
+    // ones. Others may edit the tools while this lives, but not render with them. Throws
     // headless::host_error when the frame cannot be read.
     picture_maker(shot_options shot, headless::tool& tool, int first,
                   frame_listener listener);
@@ -50,8 +50,8 @@ class picture_maker {
 
     // All below: [any thread]
     void add(picture_wish wish);
-    // The tool's values were edited.
-    void values_changed();
+    // The values of `tool`, which blurs from now on, were edited.
+    void values_changed(headless::tool& tool);
     void show(int frame);
     // Reads the frame that was last asked for, also when nobody waits for a picture.
     void read_frame();
@@ -86,9 +86,10 @@ class picture_maker {
 
     // The making thread alone.
     const shot_options shot_;
-    headless::tool& tool_;
+    headless::tool* tool_;  // changed under the mutex: others abort it
     const frame_listener frame_listener_;
-    reading_stage reader_;
+    std::optional<reading_stage> reader_;
+    const headless::tool* reading_tool_ = nullptr;  // that the frame was read for
     kept_result kept_[3];               // by detail
     std::vector<picture_wish> served_;  // by what is made now
 
@@ -97,6 +98,7 @@ class picture_maker {
     // under mutex_
     std::shared_ptr<const shown_frame> frame_;
     int wanted_frame_;
+    headless::tool* wanted_tool_;
     std::uint64_t version_ = 1;
     std::uint64_t full_version_ = 0;  // for which the full result is there
     clock::time_point last_change_;

@@ -58,6 +58,7 @@ struct page {
           }()),
           tool(opened.create_tool()) {
         shot.input = made_picture();
+        shot.tool_id = opened.tool_class().id;
         requests = std::make_unique<page_requests>(shot, opened, *tool);
     }
 

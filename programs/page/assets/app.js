@@ -1,7 +1,7 @@
 // Puts the page together: its parts, the keyboard, and what the page remembers.
 
 import { addFileActions, showRender } from "./files.js";
-import { addKernel } from "./kernel.js";
+import { kernelPicture } from "./kernel.js";
 import { Drag, edit, get, listen, onState } from "./server.js";
 import { Panel } from "./panel.js";
 import { Picture } from "./picture.js";
@@ -215,6 +215,53 @@ async function fillPresets() {
   });
 }
 
+// What can be seen of the tool: its controls, made anew when another one is taken.
+class ToolPart {
+  #tool = null;
+  #state = null;
+  #controls = [];
+  #panel = null;
+  #kernel = kernelPicture();
+
+  constructor(picture) {
+    this.info = (id) => this.#controls.find((one) => one.id === id);
+    this.timeline = new Timeline(picture, { tried, info: this.info });
+    element("panel").addEventListener("submit", (event) => event.preventDefault());
+    element("panel").addEventListener("focusin", (event) => {
+      const control = event.target.closest(".control");
+      if (control) this.timeline.choose(control.dataset.id);
+    });
+    element("tool").addEventListener("change", async ({ target }) => {
+      if (!await tried("tool", { tool: target.value })) target.value = this.#tool;
+    });
+  }
+
+  async setState(state) {
+    this.#state = state;
+    if (state.tool !== this.#tool) await this.#build(state);
+    if (!this.#panel) return; // its controls are on their way
+    this.#panel.setState(this.#state);
+    this.timeline.setState(this.#state);
+  }
+
+  async #build({ tool, tools }) {
+    this.#tool = tool;
+    this.#panel = null;
+    element("tool").replaceChildren(...tools.map((name) => new Option(name)));
+    element("tool").value = tool;
+    const controls = await get("controls");
+    if (this.#tool !== tool) return; // another one was taken
+    this.#controls = controls;
+    element("panel").replaceChildren();
+    this.#panel = new Panel(element("panel"), controls, {
+      edit: tried,
+      drag: (what, body) => { say(""); drag.edit(what, body); },
+    });
+    element("panel").querySelector("[data-id=BlurStyle] .head")?.append(this.#kernel);
+    this.timeline.setControls(controls);
+  }
+}
+
 async function begin() {
   let latest = null;
   fillHeader();
@@ -222,41 +269,27 @@ async function begin() {
   addFileActions(say, () => latest);
   addKeyboard();
   showLook();
-  const controls = await get("controls");
-  const info = (id) => controls.find((one) => one.id === id);
-  const timeline = new Timeline(picture, { tried, info });
-  timeline.setControls(controls);
+  const part = new ToolPart(picture);
+  const { timeline } = part;
   KEYS[","] = () => timeline.step(-1);
   KEYS["."] = () => timeline.step(1);
   KEYS.k = () => timeline.toggleKey();
   KEYS.p = () => element("play").click();
-  element("panel").addEventListener("focusin", (event) => {
-    const control = event.target.closest(".control");
-    if (control) timeline.choose(control.dataset.id);
-  });
-  const panel = new Panel(element("panel"), controls, {
-    edit: tried,
-    drag: (what, body) => { say(""); drag.edit(what, body); },
-  });
-  const style = element("panel").querySelector("[data-id=BlurStyle] .head");
-  if (style) addKernel(style);
-  onState((state) => {
+  onState(async (state) => {
     latest = state;
     const name = state.file.split("/").at(-1);
     document.title = `${name} · Focusfall`;
     show("file", name);
-    show("tool", state.tool.split(".").at(-1));
     element("file").title = `${state.file}, ${state.width} × ${state.height}`;
     element("undo").disabled = !state.can_undo;
     element("redo").disabled = !state.can_redo;
     show("notes", [...state.notes, state.lens_note].filter(Boolean).join("; "));
     if (state.mark) element("hint").hidden = true;
-    const chosen = info("DepthMapUnits")?.items[state.values.DepthMapUnits.value];
-    unit = chosen in MM ? chosen : "mm";
-    panel.setState(state);
     picture.setState(state);
-    timeline.setState(state);
     lookSoon();
+    await part.setState(state);
+    const chosen = part.info("DepthMapUnits")?.items[state.values.DepthMapUnits?.value];
+    unit = chosen in MM ? chosen : "mm";
   });
   listen((isThere) => say(isThere ? "" : "The program has ended; start it again with focusfall view"),
     showRender);

@@ -4,14 +4,12 @@ import { Layer } from "./picture.js";
 
 const BETWEEN_MS = 150; // it may lag behind the picture, which needs the time
 
-// Adds it at the end of `head`.
-export function addKernel(head) {
+export function kernelPicture() {
   const canvas = document.createElement("canvas");
   canvas.className = "kernel";
   canvas.role = "img";
   canvas.ariaLabel = canvas.title = "The blur of one bright point";
   canvas.hidden = true;
-  head.append(canvas);
   const layer = new Layer("kernel", () => {
     const { bitmap } = layer.picture ?? {};
     if (!bitmap) return;
@@ -21,4 +19,5 @@ export function addKernel(head) {
     canvas.hidden = false;
   }, () => {}, BETWEEN_MS);
   layer.show({ view: "kernel" });
+  return canvas;
 }

@@ -237,7 +237,6 @@ export class Panel {
     this.drag = actions.drag;
     this.controls = new Map();
     this.pages = new Map();
-    element.addEventListener("submit", (event) => event.preventDefault());
     for (const info of controls) {
       const control = new Control(info, this);
       this.controls.set(info.id, control);
@@ -259,7 +258,9 @@ export class Panel {
   }
 
   setState(state) {
-    for (const [id, control] of this.controls) control.setState(state.values[id]);
+    for (const [id, control] of this.controls) {
+      if (id in state.values) control.setState(state.values[id]); // else another tool's
+    }
     // the focus has no range of its own: it is somewhere in the picture
     const focus = this.controls.get("FocusPosition");
     const range = state.depth_range;

@@ -43,10 +43,10 @@ export class Timeline {
 
   // The controls that can have keys, by id and name.
   setControls(controls) {
-    for (const { id, name, kind } of controls) {
-      if (kind !== "text") element("keyed").append(new Option(name, id));
-    }
-    this.choose(this.control);
+    const keyed = controls.filter(({ kind }) => kind !== "text");
+    element("keyed").replaceChildren(...keyed.map(({ id, name }) => new Option(name, id)));
+    this.#state = null; // that of another tool
+    this.choose(keyed.some(({ id }) => id === this.control) ? this.control : "FocusPosition");
   }
 
   choose(id) {
@@ -59,7 +59,8 @@ export class Timeline {
     this.#state = state;
     element("timeline").hidden = state.frames.length === 0;
     if (state.frames.length === 0) return;
-    const signature = JSON.stringify(Object.values(state.values).map((one) => one.keys ?? one.value));
+    const values = Object.values(state.values).map((one) => one.keys ?? one.value);
+    const signature = JSON.stringify([state.tool, ...values]);
     if (signature !== this.#signature) this.#kept.clear();
     this.#signature = signature;
     const slider = element("frame");

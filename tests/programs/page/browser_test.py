@@ -57,6 +57,25 @@ class BrowserTest(PageTest):
                    "the f-stop follows")
         self.assertEqual(page.value("FStop"), 5)
 
+    def test_another_tool_brings_its_controls_and_its_picture(self):
+        page = self.open("scene.exr", "--focus-at", "760,400", "--set", "MaxBlurSize=4")
+        fast = self.pixels()
+        self.find("#tool").send_keys("layered")
+        eventually(lambda: self.control("HiddenFill").is_displayed(), "its own page")
+        self.settle(page)
+        self.assertNotEqual(self.pixels(), fast)
+        self.assertEqual(self.find("#control-MaxBlurSize").get_property("value"), "4")
+        self.type("MaxBlurSize", "5")  # the new panel edits the new tool
+        eventually(lambda: page.value("MaxBlurSize") == 5, "the edit")
+        self.find("#undo").click()
+        eventually(lambda: page.value("MaxBlurSize") == 4, "undo")
+        self.find("#undo").click()
+        eventually(lambda: page.state()["tool"] == "fast", "the tool before")
+        self.settle(page)
+        self.assertEqual(self.pixels(), fast)
+        self.assertFalse(self.browser.find_elements(By.CSS_SELECTOR, "[data-id=HiddenFill]"))
+        self.assertEqual(self.find("#tool").get_property("value"), "fast")
+
     def test_what_is_refused_is_told_and_goes_from_its_field(self):
         page = self.open("scene.exr", "--set", "MaxBlurSize=3")
         self.type("MaxBlurSize", "large")

@@ -86,7 +86,7 @@ void page_test::serve(const server_limits& limits, std::vector<int> frames) {
         shot.frames = std::move(frames);
     }
     session_options options;
-    options.plugins = {FAST_PLUGIN_FILE};
+    options.plugins = {FAST_PLUGIN_FILE, LAYERED_PLUGIN_FILE};
     options.threads = 2;
     opened = std::make_unique<session>(options);
     shot.tool_id = opened->tool_class().id;

@@ -63,6 +63,37 @@ TEST_F(pages, ShowTheNewestValuesOnly) {
     EXPECT_LT(roughness(pixels(newest())), 0.8 * roughness(pixels(first)));
 }
 
+TEST_F(pages, GoOnWithAnotherToolAndBack) {
+    serve();
+    post("api/focus", {{"x", 60}, {"y", 20}});
+    post("api/set", {{"id", "MaxBlurSize"}, {"value", 9}});
+    const page_json with_fast = get("api/state").json();
+    const auto of_fast = pixels(newest());
+    EXPECT_EQ(with_fast.at("tool"), "fast");
+    EXPECT_EQ(with_fast.at("tools"), page_json({"fast", "layered"}));
+
+    const page_json with_layered = post("api/tool", {{"tool", "layered"}}).json();
+    EXPECT_EQ(with_layered.at("tool"), "layered");
+    EXPECT_EQ(value(with_layered, "MaxBlurSize"), 9);
+    EXPECT_EQ(with_layered.at("mark"), with_fast.at("mark"));
+    EXPECT_TRUE(with_layered.at("values").contains("HiddenFill"));
+    EXPECT_EQ(get("api/controls").json().size(), with_layered.at("values").size());
+    EXPECT_NE(pixels(newest()), of_fast);
+    EXPECT_NE(get("api/line").body.find(" --tool layered "), std::string::npos);
+    EXPECT_EQ(get("api/pixel?x=60&y=20").json().at("diameter"), 0);
+
+    post("api/set", {{"id", "HiddenFill"}, {"value", false}});
+    post("api/undo");
+    const page_json again = post("api/undo").json();  // the choice of the tool
+    EXPECT_EQ(again.at("tool"), "fast");
+    EXPECT_EQ(again.at("values"), with_fast.at("values"));
+    EXPECT_EQ(pixels(newest()), of_fast);
+    EXPECT_EQ(post("api/redo").json().at("tool"), "layered");
+
+    EXPECT_EQ(post("api/tool", {{"tool", "layred"}}).status, 400);
+    EXPECT_EQ(get("api/state").json().at("tool"), "layered");
+}
+
 TEST_F(pages, ReplaceAnEarlierWishForTheSamePlace) {
     serve();
     raw_client earlier(port());
