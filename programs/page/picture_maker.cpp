@@ -162,6 +162,7 @@ void picture_maker::make(detail wanted, std::unique_lock<std::mutex>& lock) {
         const bool is_finer = wanted == detail::FULL && wish.shown_detail != wanted;
         if (is_newer || is_finer) served_.push_back(wish);
     }
+    if (tool_ != wanted_tool_) tool_->trim();  // the new one needs the memory
     tool_ = wanted_tool_;
     is_making_ = true;
     is_making_full_ = wanted == detail::FULL && !frame_->is_small();
