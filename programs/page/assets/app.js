@@ -247,7 +247,8 @@ class ToolPart {
   async #build({ tool, tools }) {
     this.#tool = tool;
     this.#panel = null;
-    element("tool").replaceChildren(...tools.map((name) => new Option(name)));
+    const shownName = (name) => `${name[0].toUpperCase()}${name.slice(1)} tool`;
+    element("tool").replaceChildren(...tools.map((name) => new Option(shownName(name), name)));
     element("tool").value = tool;
     const controls = await get("controls");
     if (this.#tool !== tool) return; // another one was taken
