@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cmath>
 
+#include "pipeline/pictures/pixel_rows.h"
+
 namespace focusfall {
 
 namespace {
@@ -12,40 +14,52 @@ std::size_t channel_offset(const OIIO::ImageSpec& spec, std::size_t channel) {
     return spec.pixel_bytes(0, static_cast<int>(channel), true);
 }
 
+// A component from pixel (x, y) of an image on.
+template <class Byte, class Picture>
+number_row<Byte> component_row(Picture& image, std::int64_t x, std::int64_t y,
+                               std::int32_t component) {
+    auto* const first =
+        image.Pixel(static_cast<std::int32_t>(x), static_cast<std::int32_t>(y)) +
+        component;
+    return {reinterpret_cast<Byte*>(first),
+            static_cast<std::ptrdiff_t>(sizeof(float)) * image.Components(),
+            OIIO::TypeDesc::FLOAT};
+}
+
+// A channel from pixel (x, y) of a part on, counted from its first one.
+number_row<std::byte> channel_row(const picture_part& part, std::int64_t x,
+                                  std::int64_t y, std::size_t channel) {
+    const auto pixel_bytes = static_cast<std::ptrdiff_t>(part.spec.pixel_bytes(true));
+    return {part.pixels.get() + channel_offset(part.spec, channel) +
+                (y * part.spec.width + x) * pixel_bytes,
+            pixel_bytes, part.spec.channelformat(static_cast<int>(channel))};
+}
+
 // Copies what `area` holds of a channel to a component.
 void load_component(const picture_part& part, std::size_t channel, const window& area,
                     Image& image, Image::Component component) {
     const window data = data_window(part.spec);
     const window both = common(data, area);
-    if (both.width < 1 || both.height < 1) return;
-
-    const auto pixel_bytes = static_cast<std::int64_t>(part.spec.pixel_bytes(true));
-    const std::byte* source =
-        part.pixels.get() + channel_offset(part.spec, channel) +
-        ((both.y - data.y) * data.width + (both.x - data.x)) * pixel_bytes;
-    float* const target = image.Pixel(static_cast<std::int32_t>(both.x - area.x),
-                                      static_cast<std::int32_t>(both.y - area.y)) +
-                          component;
-    const auto target_bytes =
-        static_cast<std::int64_t>(sizeof(float)) * image.Components();
-    OIIO::convert_image(1, static_cast<int>(both.width), static_cast<int>(both.height), 1,
-                        source, part.spec.channelformat(static_cast<int>(channel)),
-                        pixel_bytes, pixel_bytes * data.width, OIIO::AutoStride, target,
-                        OIIO::TypeDesc::FLOAT, target_bytes, target_bytes * area.width,
-                        OIIO::AutoStride);
+    if (both.width < 1) return;
+    for_each_row(both.height, [&](std::int64_t y) {
+        convert_row(channel_row(part, both.x - data.x, both.y - data.y + y, channel),
+                    both.width,
+                    component_row<std::byte>(image, both.x - area.x, both.y - area.y + y,
+                                             component));
+    });
 }
 
 // Calls work(pixel) for the pixels of `inside`, which lies in the image's `area`.
 template <class Work>
 void for_each_pixel(Image& image, const window& area, const window& inside, Work work) {
-    for (std::int64_t y = 0; y < inside.height; ++y) {
+    for_each_row(inside.height, [&](std::int64_t y) {
         float* pixel = image.Pixel(static_cast<std::int32_t>(inside.x - area.x),
                                    static_cast<std::int32_t>(inside.y - area.y + y));
         for (std::int64_t x = 0; x < inside.width; ++x) {
             work(pixel);
             pixel += image.Components();
         }
-    }
+    });
 }
 
 void load_color(const picture_part& part, const color_channels& color, const window& area,
@@ -86,7 +100,10 @@ Owned<Image> host_image(const picture& file, const std::optional<color_channels>
                         const color_encoding& encoding) {
     Owned<Image> image(new Image(static_cast<std::int32_t>(area.width),
                                  static_cast<std::int32_t>(area.height), Image::Z + 1));
-    std::fill_n(image->Pixel(0, 0), area.width * area.height * (Image::Z + 1), 0.0F);
+    for_each_row(area.height, [&](std::int64_t y) {
+        std::fill_n(image->Pixel(0, static_cast<std::int32_t>(y)),
+                    area.width * (Image::Z + 1), 0.0F);
+    });
     if (color) load_color(file[color->part], *color, area, encoding, *image);
     if (depth) load_component(file[depth->part], depth->channel, area, *image, Image::Z);
     return image;
@@ -94,15 +111,10 @@ Owned<Image> host_image(const picture& file, const std::optional<color_channels>
 
 void store_component(const Image& image, Image::Component component, picture_part& part,
                      std::size_t channel) {
-    const auto source_bytes =
-        static_cast<OIIO::stride_t>(sizeof(float)) * image.Components();
-    const auto pixel_bytes = static_cast<OIIO::stride_t>(part.spec.pixel_bytes(true));
-    OIIO::convert_image(1, image.Width(), image.Height(), 1,
-                        image.Pixel(0, 0) + component, OIIO::TypeDesc::FLOAT,
-                        source_bytes, OIIO::AutoStride, OIIO::AutoStride,
-                        part.pixels.get() + channel_offset(part.spec, channel),
-                        part.spec.channelformat(static_cast<int>(channel)), pixel_bytes,
-                        OIIO::AutoStride, OIIO::AutoStride);
+    for_each_row(image.Height(), [&](std::int64_t y) {
+        convert_row(component_row<const std::byte>(image, 0, y, component), image.Width(),
+                    channel_row(part, 0, y, channel));
+    });
 }
 
 void encode_image(Image& image, const color_encoding& encoding, bool unassociated) {
@@ -130,11 +142,12 @@ Owned<Image> cropped(const Image& image, const window& area, const window& insid
                                 static_cast<std::int32_t>(inside.height),
                                 image.Components()));
     const auto row = static_cast<std::size_t>(inside.width * image.Components());
-    for (std::int32_t y = 0; y < crop->Height(); ++y) {
+    for_each_row(inside.height, [&](std::int64_t row_y) {
+        const auto y = static_cast<std::int32_t>(row_y);
         std::copy_n(image.Pixel(static_cast<std::int32_t>(inside.x - area.x),
                                 static_cast<std::int32_t>(inside.y - area.y) + y),
                     row, crop->Pixel(0, y));
-    }
+    });
     return crop;
 }
 

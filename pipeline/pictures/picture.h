@@ -8,6 +8,8 @@
 
 #include <OpenImageIO/imageio.h>
 
+#include "host/api/large_pages.h"
+
 namespace focusfall {
 
 // One part of a file: its header, and its pixels in the file's own types, each pixel's
@@ -23,7 +25,9 @@ using picture = std::vector<picture_part>;
 // A part with memory for its pixels, which are not set. Throws std::bad_alloc.
 inline picture_part empty_part(OIIO::ImageSpec spec) {
     const std::size_t bytes = spec.image_bytes(true);
-    return {std::move(spec), std::make_unique_for_overwrite<std::byte[]>(bytes)};
+    picture_part part{std::move(spec), std::make_unique_for_overwrite<std::byte[]>(bytes)};
+    prefer_large_pages(part.pixels.get(), bytes);
+    return part;
 }
 
 }  // namespace focusfall

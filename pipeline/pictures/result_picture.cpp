@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "pipeline/pictures/host_image.h"
+#include "pipeline/pictures/pixel_rows.h"
 
 namespace focusfall {
 
@@ -73,43 +74,54 @@ void forget_storage(OIIO::ImageSpec& spec) {
     }
 }
 
-// Copies the pixels that both data windows hold, of all channels of `from`, which are the
-// first ones of `to` as well. A channel whose type differs is left out: the tool makes
-// it.
-void copy_channels(const picture_part& from, picture_part& to) {
-    const window source = data_window(from.spec);
-    const window target = data_window(to.spec);
-    const window both = common(source, target);
-    const std::size_t source_pixel = from.spec.pixel_bytes(true);
-    const std::size_t target_pixel = to.spec.pixel_bytes(true);
-    for (int channel = 0; channel < from.spec.nchannels; ++channel) {
-        const TypeDesc type = from.spec.channelformat(channel);
-        if (type != to.spec.channelformat(channel)) continue;
-        const std::size_t size = type.size();
-        for (std::int64_t y = both.y; y < both.y + both.height; ++y) {
-            const auto from_index = static_cast<std::size_t>(
-                (y - source.y) * source.width + both.x - source.x);
-            const auto to_index = static_cast<std::size_t>((y - target.y) * target.width +
-                                                           both.x - target.x);
-            const std::byte* in = from.pixels.get() + from_index * source_pixel +
-                                  from.spec.pixel_bytes(0, channel, true);
-            std::byte* out = to.pixels.get() + to_index * target_pixel +
-                             to.spec.pixel_bytes(0, channel, true);
-            for (std::int64_t x = 0; x < both.width; ++x) {
-                std::memcpy(out, in, size);
-                in += source_pixel;
-                out += target_pixel;
-            }
-        }
+// Whether pixels of both lie in memory in the same way.
+bool have_same_pixels(const OIIO::ImageSpec& a, const OIIO::ImageSpec& b) {
+    if (a.nchannels != b.nchannels) return false;
+    for (int channel = 0; channel < a.nchannels; ++channel) {
+        if (a.channelformat(channel) != b.channelformat(channel)) return false;
+    }
+    return true;
+}
+
+// Copies `count` pixels of all channels of `from`, which are the first ones of `to` as
+// well. A channel whose type differs is left out: the tool makes it.
+void copy_channels(const OIIO::ImageSpec& from, const std::byte* source,
+                   std::int64_t count, const OIIO::ImageSpec& to, std::byte* target) {
+    const auto source_step = static_cast<std::ptrdiff_t>(from.pixel_bytes(true));
+    const auto target_step = static_cast<std::ptrdiff_t>(to.pixel_bytes(true));
+    for (int channel = 0; channel < from.nchannels; ++channel) {
+        const TypeDesc type = from.channelformat(channel);
+        if (type != to.channelformat(channel)) continue;
+        convert_row({source + from.pixel_bytes(0, channel, true), source_step, type},
+                    count,
+                    {target + to.pixel_bytes(0, channel, true), target_step, type});
     }
 }
 
-// A copy of `part` with the header `spec`, which may have more channels and another data
-// window; new channels and pixels are zero.
-picture_part changed_part(const picture_part& part, OIIO::ImageSpec spec) {
+// `part` with the header `spec`, which may have more channels and another data window;
+// new channels and pixels are zero.
+picture_part changed_part(picture_part& part, OIIO::ImageSpec spec) {
+    const OIIO::ImageSpec& from = part.spec;
+    const window source = data_window(from);
+    const window target = data_window(spec);
+    if (have_same_pixels(from, spec) && source == target) {
+        return {std::move(spec), std::move(part.pixels)};
+    }
     picture_part changed = empty_part(std::move(spec));
-    std::memset(changed.pixels.get(), 0, changed.spec.image_bytes(true));
-    copy_channels(part, changed);
+    const OIIO::ImageSpec& to = changed.spec;
+    const window both = common(source, target);
+    const auto source_bytes = static_cast<std::ptrdiff_t>(from.pixel_bytes(true));
+    const auto target_bytes = static_cast<std::ptrdiff_t>(to.pixel_bytes(true));
+    for_each_row(target.height, [&](std::int64_t row) {
+        std::byte* const out = changed.pixels.get() + row * target.width * target_bytes;
+        std::memset(out, 0, static_cast<std::size_t>(target.width * target_bytes));
+        const std::int64_t y = target.y + row;
+        if (both.width < 1 || y < both.y || y >= both.y + both.height) return;
+        const std::byte* const in =
+            part.pixels.get() +
+            ((y - source.y) * source.width + both.x - source.x) * source_bytes;
+        copy_channels(from, in, both.width, to, out + (both.x - target.x) * target_bytes);
+    });
     return changed;
 }
 
@@ -198,9 +210,8 @@ output_headers headers_for(const input_picture& input, const window& data,
     return headers;
 }
 
-picture with_all_channels(const input_picture& input, const Image& result,
-                          const window& data, TypeDesc type,
-                          const color_encoding& encoding) {
+picture with_all_channels(input_picture& input, const Image& result, const window& data,
+                          TypeDesc type, const color_encoding& encoding) {
     const auto [specs, color, depth] = headers_for(input, data, type);
     picture output;
     for (std::size_t i = 0; i < specs.size(); ++i) {
@@ -296,9 +307,9 @@ std::optional<channel_place> written_depth(const input_picture& input,
     return added ? std::optional(channel_place{input.color.part, *added}) : std::nullopt;
 }
 
-picture result_picture(const input_picture& input, const Image& result,
-                       const window& data, const picture_format& format,
-                       const output_choices& choices, const std::string& record) {
+picture result_picture(input_picture& input, const Image& result, const window& data,
+                       const picture_format& format, const output_choices& choices,
+                       const std::string& record) {
     const TypeDesc wanted = color_type(input, choices);
     const bool all_channels = format.has_named_channels;
     const TypeDesc type = all_channels ? float_type(wanted) : format.nearest_type(wanted);

@@ -42,8 +42,9 @@ std::string expected_losses(const input_picture& input, const picture_format& fo
 // without loss where the input's compression would alter channels; alpha joins a colour
 // without it that does not fill the display window, for its edges become thin. Other
 // formats get the colour of the display window. The part with the colour gets `record` in
-// the attribute "focusfall". Throws std::bad_alloc. [any thread]
-picture result_picture(const input_picture& input, const Image& result,
+// the attribute "focusfall". Parts that keep their size and channels take the input's
+// pixels, which then has none. Throws std::bad_alloc. [any thread]
+picture result_picture(input_picture& input, const Image& result,
                        const window& data, const picture_format& format,
                        const output_choices& choices, const std::string& record);
 

@@ -162,10 +162,10 @@ Owned<Image> rendering_stage::rendered(const frame_job& job, std::size_t layer) 
     return std::move(frame.image);
 }
 
-// Each further layer takes the picture with those before it as its input, in which the
-// first one is a further layer.
-picture writing_stage::output_of(const frame_job& job) const {
-    const input_picture& input = job.loaded.input;
+// The pixels of the input's file become the output's. Each further layer takes the
+// picture with those before it as its input, in which the first one is a further layer.
+picture writing_stage::output_of(frame_job& job) const {
+    input_picture& input = job.loaded.input;
     std::vector<further_layer> layers = input.further;
     layers.push_back({input.color, input.depth});
     picture output = result_picture(input, *job.result, job.written, format_,
@@ -173,13 +173,13 @@ picture writing_stage::output_of(const frame_job& job) const {
     const std::optional<channel_place> first_depth = written_depth(input, output);
     for (std::size_t i = 0; i < input.further.size(); ++i) {
         const auto& [color, depth] = input.further[i];
-        const input_picture next{.file = std::move(output),
-                                 .color = color,
-                                 .depth = depth == input.depth ? first_depth : depth,
-                                 .encoding = input.encoding,
-                                 .display = input.display,
-                                 .area = input.area,
-                                 .further = layers};
+        input_picture next{.file = std::move(output),
+                           .color = color,
+                           .depth = depth == input.depth ? first_depth : depth,
+                           .encoding = input.encoding,
+                           .display = input.display,
+                           .area = input.area,
+                           .further = layers};
         output = result_picture(next, *job.further_results[i], job.written, format_,
                                 options_.output_as, job.record);
     }

@@ -76,7 +76,7 @@ class writing_stage {
     void run(frame_job& job);
 
   private:
-    picture output_of(const frame_job& job) const;
+    picture output_of(frame_job& job) const;
     void add_diameters(const frame_job& job, picture& output) const;
     Owned<Image> preview_of(const frame_job& job) const;
 
