@@ -19,6 +19,10 @@ namespace {
 
 using gather::BLOCK_COLUMNS;
 
+// Seeds that weigh less together give way to those around them: lights, of which a cell
+// would spread nothing else however little each counts, and edges that barely are.
+constexpr float TRUSTED = 0.25F;
+
 // Sums up to BLOCK_COLUMNS cells of row y from x on.
 void sum_up_run(const seed_level& fine, std::int32_t x, std::int32_t y,
                 std::int32_t count, seed_level& to) {
@@ -92,13 +96,17 @@ void make_means(const seed_level* coarse, std::int32_t x, std::int32_t y,
     seed_run between = {};
     if (coarse) interpolate(*coarse, x, y, columns, between);
     float sums[BLOCK_COLUMNS];
+    float trust[BLOCK_COLUMNS];
     std::copy_n(to.row(y, seed_run::WEIGHT) + x, columns, sums);
+    for (std::int32_t i = 0; i < columns; ++i)
+        trust[i] = coarse ? std::min(sums[i] / TRUSTED, 1.0F) : 1.0F;
     for (std::int32_t q = 0; q < seed_run::QUANTITIES; ++q) {
         float* const values = to.row(y, q) + x;
         const float* const others = between.values[q];
         for (std::int32_t i = 0; i < columns; ++i) {
             const float mean = values[i] / sums[i];  // not used where that is 0 / 0
-            values[i] = sums[i] > 0.0F ? mean : others[i];
+            const float value = trust[i] * mean + (1.0F - trust[i]) * others[i];
+            values[i] = sums[i] > 0.0F ? value : others[i];
         }
     }
 }

@@ -63,8 +63,8 @@ class seed_level {
     }
     // Makes the sums of a row from those of a level twice as fine.
     void sum_up_row(const seed_level& fine, std::int32_t y);
-    // Makes means from the sums of a run; cells without seeds get what goes on there by
-    // the next coarser level, if any.
+    // Makes means from the sums of a run; cells without seeds, and by degrees those whose
+    // seeds weigh little, get what goes on there by the next coarser level, if any.
     void fill_run(const seed_level* coarse, std::int32_t x, std::int32_t y);
     void fill_margins(std::int32_t y);
     // What goes on behind the `columns` pixels of the picture from (x, y) on, by the

@@ -117,6 +117,20 @@ TEST_F(Occlusion, SpreadsWhatIsBlurredInFrontOnBothSidesOfItsEdge) {
     EXPECT_GT(std::abs(hollow.at(82, 30, RED) - expected.at(82, 30, RED)), 0.1F);
 }
 
+// Something bright ends at the edge of a blurred bar. Not very bright, it may be a
+// surface that goes on behind the bar; a light does not.
+TEST_F(Occlusion, DoesNotContinueLightsBehindWhatIsInFront) {
+    const auto seen_of = [this](double brightness) {
+        const picture result = layered(painted(200, 60, [brightness](int x, int y) {
+            const bool is_bright = x >= 85 && x < 90 && y > 27 && y < 33;
+            const bool is_bar = x >= 90 && x < 110;
+            return gray(is_bright ? brightness : 0.0, is_bar ? -20.0 : 16.0);
+        }));
+        return sum_of(result, RED, 0, 200) / brightness;
+    };
+    EXPECT_LT(seen_of(500.0), 0.7 * seen_of(0.5));
+}
+
 TEST_F(Occlusion, KeepsTheLightOfAPointBesideWhatItIsBehind) {
     // a point at the back; with a board, which is sharp, to the right of column 110
     const auto point = [](bool with_board) {
