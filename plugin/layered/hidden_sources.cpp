@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <ranges>
 
 #include "lens/kernel_sizes.h"
 
@@ -167,9 +168,13 @@ bool hidden_sources::store_mixed(std::int32_t x, std::int32_t y, bool any,
                                  gather::block_grid::block& block,
                                  hidden_run& run) const {
     if (!mixed_) return false;
+    // they come row by row, from left to right
+    const auto& found = (*mixed_)[static_cast<std::size_t>(y / BLOCK_ROWS)];
+    const auto first = std::ranges::partition_point(
+        found, [x, y](const mixed_pixel& p) { return p.y < y || (p.y == y && p.x < x); });
     bool stored = false;
-    for (const mixed_pixel& pixel : (*mixed_)[static_cast<std::size_t>(y / BLOCK_ROWS)]) {
-        if (pixel.y != y || pixel.x < x || pixel.x >= x + BLOCK_COLUMNS) continue;
+    for (const mixed_pixel& pixel : std::ranges::subrange(first, found.end())) {
+        if (pixel.y != y || pixel.x >= x + BLOCK_COLUMNS) break;
         if (!any && !stored) clear(run);
         stored = true;
         // blurred as the surface that it is of; up to a pixel that is not at all

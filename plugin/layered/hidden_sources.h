@@ -57,8 +57,8 @@ class hidden_sources {
     // std::bad_alloc. [render thread]
     void prepare(const visible_picture& picture, const seed_pyramid* guess,
                  const background_picture& background, const source_kind& kind);
-    // The parts of mixed pixels that a sharp surface before them has, by row of blocks;
-    // they are sources as hidden ones are. Borrowed until all rows are loaded.
+    // The parts of mixed pixels that a surface before them has, by row of blocks; they
+    // are sources as hidden ones are. Borrowed until all rows are loaded.
     void add_mixed(const std::vector<std::vector<mixed_pixel>>& mixed) {
         mixed_ = &mixed;
     }

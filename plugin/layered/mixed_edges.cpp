@@ -12,14 +12,10 @@ namespace layered {
 
 namespace {
 
-// Blurred less than that, in pixels, the front counts as sharp; from the second on it
-// does not. More blurred, an edge of EDGE_GAPS would not be far enough for layers of
-// their own.
-constexpr float SHARP = 2.0F;
-constexpr float NOT_SHARP = 4.0F;
-// So many gaps deep is an edge at least, far enough for layers of their own, and so many
-// more until its pixels are taken apart wholly.
+// So many gaps and layers deep is an edge at least, far enough for layers of their own,
+// and so many gaps more until its pixels are taken apart wholly.
 constexpr float EDGE_GAPS = 2.75F;
+constexpr float EDGE_LAYERS = 1.375F;
 constexpr float MORE_GAPS = 2.0F;
 constexpr float OPAQUE = 0.999F;
 // So many times as bright as its surface is a pixel that holds a light, and from so many
@@ -57,8 +53,8 @@ float part_of(const float* mixed, const float* deeper, const float* front) {
 }
 
 // Widens `found` by the pixel, when it is mixed.
-void find_at(const visible_picture& picture, std::int32_t x, std::int32_t y,
-             std::vector<mixed_pixel>& found) {
+void find_at(const visible_picture& picture, const depth_layers& layers, std::int32_t x,
+             std::int32_t y, std::vector<mixed_pixel>& found) {
     constexpr std::int32_t STEPS[][2] = {{1, 0}, {-1, 0}, {0, 1}, {0, -1}};
     const diameter_map& map = *picture.diameters;
     const float own = map.row(y)[x];
@@ -67,17 +63,17 @@ void find_at(const visible_picture& picture, std::int32_t x, std::int32_t y,
     mixed_pixel best = {
         .x = x, .y = y, .diameter = 0.0F, .part = 0.0F, .front = {}, .deeper = {}};
     for (const auto& [dx, dy] : STEPS) {
-        // the pixel before it is sharp, and the one behind it of its own surface
+        // the pixel before it is far before it, and the one behind it of its own surface
         const auto inside = [&](std::int32_t px, std::int32_t py) {
             return px >= 0 && py >= 0 && px < map.width() && py < map.height();
         };
         if (!inside(x + dx, y + dy) || !inside(x - dx, y - dy)) continue;
         const float front = map.row(y + dy)[x + dx];
         const float edge = picture.gap(own, front);
-        const float gaps = (own - front) / edge;
+        const float least =
+            std::max(front + EDGE_GAPS * edge, layers.behind(front, EDGE_LAYERS));
         const float behind = map.row(y - dy)[x - dx];
-        if (!(gaps > EDGE_GAPS) || !(std::abs(front) < NOT_SHARP) ||
-            std::abs(behind - own) > 0.5F * edge + 0.5F) {
+        if (!(own > least) || std::abs(behind - own) > 0.5F * edge + 0.5F) {
             continue;
         }
         const float* const front_color = picture.colors->Pixel(x + dx, y + dy);
@@ -85,8 +81,7 @@ void find_at(const visible_picture& picture, std::int32_t x, std::int32_t y,
         if (!is_opaque(front_color) || !is_opaque(deeper)) continue;
         const float part = part_of(pixel, deeper, front_color);
         // by degrees: how far the pixel is taken apart
-        const float sharp = (NOT_SHARP - std::abs(front)) / (NOT_SHARP - SHARP);
-        const float how_far = std::min({sharp, (gaps - EDGE_GAPS) / MORE_GAPS, 1.0F});
+        const float how_far = std::min((own - least) / (MORE_GAPS * edge), 1.0F);
         if (!(part * how_far > best.part)) continue;
         best.diameter = front;
         best.part = part * how_far;
@@ -169,9 +164,13 @@ void find_lit(const visible_picture& picture, std::int32_t y,
     find_at_edges(picture, y, deeper_beside, find_light_at, found);
 }
 
-void find_mixed(const visible_picture& picture, std::int32_t y,
-                std::vector<mixed_pixel>& found) {
-    find_at_edges(picture, y, nearer_beside, find_at, found);
+void find_mixed(const visible_picture& picture, const depth_layers& layers,
+                std::int32_t y, std::vector<mixed_pixel>& found) {
+    const auto find = [&layers](const visible_picture& of, std::int32_t x,
+                                std::int32_t row, std::vector<mixed_pixel>& to) {
+        find_at(of, layers, x, row, to);
+    };
+    find_at_edges(picture, y, nearer_beside, find, found);
 }
 
 }  // namespace layered

@@ -4,19 +4,21 @@
 #include <cstdint>
 #include <vector>
 
+#include "plugin/layered/depth_layers.h"
 #include "plugin/layered/visible_picture.h"
 
 namespace layered {
 
-// A pixel of a deeper surface whose colour is a mean of that surface's and of a sharp
-// one's before it, since colours are smoothed where depth is not: hair, and the rim of a
-// subject. Blurred with the deeper surface, the subject's part would be lost.
+// A pixel of a deeper surface whose colour is a mean of that surface's and of one's
+// before it, since colours are smoothed where depth is not: hair, and the rim of a
+// subject. Blurred with the deeper surface, a sharp subject's part would be lost, and
+// that of a blurred one left as a thin line.
 struct mixed_pixel {
     std::int32_t x;
     std::int32_t y;
-    float diameter;  // of the sharp surface, signed
+    float diameter;  // of the nearer surface, signed
     float part;      // that this has of the pixel, 0 .. 1
-    // red, green and blue: of the sharp surface, times `part`, and of the deeper one
+    // red, green and blue: of the nearer surface, times `part`, and of the deeper one
     float front[3];
     float deeper[3];
 };
@@ -37,7 +39,7 @@ void find_lit(const visible_picture& picture, std::int32_t y,
 
 // The pixels of the row that are mixed, from left to right. Throws std::bad_alloc. [any
 // thread]
-void find_mixed(const visible_picture& picture, std::int32_t y,
-                std::vector<mixed_pixel>& found);
+void find_mixed(const visible_picture& picture, const depth_layers& layers,
+                std::int32_t y, std::vector<mixed_pixel>& found);
 
 }  // namespace layered

@@ -64,7 +64,7 @@ void FocusfallLayered::load_smoothed_edges(std::int32_t block_row) {
 void FocusfallLayered::separate_edges(Request* request) {
     mixed_.assign(static_cast<std::size_t>(blocks_.rows), {});
     lit_.assign(static_cast<std::size_t>(blocks_.rows), {});
-    if (!form_ || !occlusion_.hidden_fill) return;
+    if (!form_ || (!occlusion_.hidden_fill && !background_image_)) return;
     for (const auto step :
          {&FocusfallLayered::find_mixed_edges, &FocusfallLayered::load_mixed_edges}) {
         run_chunks(request, blocks_.rows, static_cast<chunk_step>(step), SEPARATED_END);
@@ -78,7 +78,7 @@ void FocusfallLayered::find_mixed_edges(std::int32_t block_row) {
     const std::int32_t last = std::min(first + BLOCK_ROWS, input_image->Height());
     auto& lit = lit_[static_cast<std::size_t>(block_row)];
     for (std::int32_t y = first; y < last; ++y) {
-        layered::find_mixed(visible(), y, found);
+        layered::find_mixed(visible(), layers_, y, found);
         layered::find_lit(visible(), y, lit);
     }
 }

@@ -85,6 +85,19 @@ TEST_F(Occlusion, KeepsTheSmoothedRimOfASharpSubject) {
     }
 }
 
+// The same beside what is blurred: its part of the column would be a line on the board.
+TEST_F(Occlusion, BlursTheSmoothedRimOfWhatIsBlurredInFront) {
+    for (const double behind : {0.0, 8.0, 22.0}) {
+        SCOPED_TRACE(behind);
+        const picture result = layered(painted(160, 60, [behind](int x, int) {
+            if (x < 80) return gray(0.8, -20.0);
+            return gray(x == 80 ? 0.45 : 0.1, behind);
+        }));
+        const float beside = (result.at(79, 30, RED) + result.at(81, 30, RED)) / 2;
+        EXPECT_NEAR(result.at(80, 30, RED), beside, 0.005F);
+    }
+}
+
 // Half of a pixel of the subject's rim is a light behind it, which is blurred.
 TEST_F(Occlusion, DoesNotKeepALightSharpInTheRimOfASharpSubject) {
     const picture input = painted(160, 60, [](int x, int y) {
