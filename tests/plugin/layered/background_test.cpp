@@ -197,15 +197,21 @@ TEST_F(Background, LiesBehindThePictureAlsoWhereThereAreNoLayers) {
     expect_same_colours(with(input, behind, laplacian), expected, 1e-5F);
 }
 
-TEST_F(Background, MustBeAsLargeAsThePicture) {
-    const picture other = blank(WIDTH, HEIGHT + 1);
-    layered_.connect("Background", other);
+TEST_F(Background, MustBeAsLargeAsThePictureAndHaveADepth) {
     layered_.connect("Input", wall_alone(3.0));
     for (const auto& [id, value] : values_) layered_.tool().set(id, value);
-    const headless::frame frame = layered_.tool().render();
-    EXPECT_EQ(frame.how, headless::frame::end::FAILED);
-    EXPECT_NE(frame.error.find("background image dimensions"), std::string::npos)
-        << frame.error;
+    const auto error_with = [this](Image* background) {
+        const headless::frame frame =
+            layered_.tool().render({.images = {{"Background", background}}});
+        EXPECT_EQ(frame.how, headless::frame::end::FAILED);
+        return frame.error;
+    };
+    const Owned<Image> larger(new Image(WIDTH, HEIGHT + 1, Image::Z + 1));
+    const Owned<Image> flat(new Image(WIDTH, HEIGHT, Image::Z));
+    EXPECT_NE(error_with(larger.get()).find("background image dimensions"),
+              std::string::npos);
+    EXPECT_NE(error_with(flat.get()).find("background image has no depth"),
+              std::string::npos);
 }
 
 }  // namespace
