@@ -292,8 +292,12 @@ async function begin() {
     const chosen = part.info("DepthMapUnits")?.items[state.values.DepthMapUnits?.value];
     unit = chosen in MM ? chosen : "mm";
   });
-  listen((isThere) => say(isThere ? "" : "The program has ended; start it again with focusfall view"),
-    showRender);
+  let isGone = false;
+  listen((isThere) => {
+    if (isThere !== isGone) return; // or late news would take a notice away
+    isGone = !isThere;
+    say(isThere ? "" : "The program has ended; start it again with focusfall view");
+  }, showRender);
   window.focusfall = { picture, look };
 }
 
