@@ -7,6 +7,7 @@ const pageId = crypto.getRandomValues(new Uint32Array(2)).join("-");
 export class Layer {
   #request = null;
   #turn = 0;
+  #hasFault = false;
 
   // Waits `between` milliseconds from one picture to the next.
   constructor(place, onChange, onMessage, between = 0) {
@@ -29,11 +30,17 @@ export class Layer {
     this.onChange();
   }
 
+  // A picture takes away what was said of the one before, and nothing else.
+  #setFault(fault) {
+    if (fault || this.#hasFault) this.onMessage(fault);
+    this.#hasFault = Boolean(fault);
+  }
+
   async #take(turn, file, picture) {
     const bitmap = await createImageBitmap(file);
     if (turn !== this.#turn) return;
     this.picture = { ...picture, bitmap };
-    this.onMessage("");
+    this.#setFault("");
     this.onChange();
   }
 
@@ -63,7 +70,7 @@ export class Layer {
         } else if (response.status === 422) {
           version = made;
           detail = "full";
-          this.onMessage(await response.text());
+          this.#setFault(await response.text());
         } else if (response.status !== 204) {
           throw new Error(await response.text());
         }

@@ -78,10 +78,13 @@ class BrowserTest(PageTest):
 
     def test_what_is_refused_is_told_and_goes_from_its_field(self):
         page = self.open("scene.exr", "--set", "MaxBlurSize=3")
+        self.type("MaxBlurSize", "3.5")
         self.type("MaxBlurSize", "large")
         eventually(lambda: "MaxBlurSize" in self.find("#message").text, "the reason")
+        self.settle(page)  # the picture of the edit before comes, and leaves it there
+        self.assertIn("MaxBlurSize", self.find("#message").text)
         field = self.find("#control-MaxBlurSize")
-        eventually(lambda: field.get_property("value") == "3", "what the tool has")
+        eventually(lambda: field.get_property("value") == "3.5", "what the tool has")
         self.type("MaxBlurSize", "4")
         eventually(lambda: page.value("MaxBlurSize") == 4, "a number")
         self.assertFalse(self.find("#message").is_displayed())
