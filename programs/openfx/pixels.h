@@ -70,8 +70,9 @@ Owned<Image> picture_with_depth(headless::host& host, const lent_image& from,
                                 const lent_image& depth, const ofx::pixel_rect& area);
 // All that was lent, in the tool's own order: it reads a blur's shape from one colour.
 Owned<Image> shape_picture(headless::host& host, const lent_image& from);
-// Has the result that a tool makes of `source`, which shows `area`, lie in `to`, where all
-// of it is wanted as the tool makes it. A frame that is given up may leave a part there.
+// Has the result that a tool makes of `source`, which shows `area`, lie in `to` if all of
+// it is wanted as the tool makes it. A frame that is given up or fails may leave finished
+// pixels there.
 void offer_memory(const lent_image& to, const ofx::pixel_rect& area,
                   const ofx::pixel_rect& window, Image& source);
 // Writes the pixels of `window`, those of `image`, which shows `area` with four
