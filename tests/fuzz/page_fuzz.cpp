@@ -27,8 +27,9 @@ class kept_answer : public pending_answer {
 };
 
 const std::map<char, std::string> EDITS{
-    {'s', "api/set"},   {'r', "api/replace"}, {'f', "api/focus"},  {'t', "api/frame"},
-    {'z', "api/reset"}, {'u', "api/undo"},    {'p', "api/preset"}, {'o', "api/open"}};
+    {'s', "api/set"},    {'r', "api/replace"}, {'f', "api/focus"},
+    {'t', "api/frame"},  {'z', "api/reset"},   {'u', "api/undo"},
+    {'p', "api/preset"}, {'o', "api/open"},    {'k', "api/tool"}};
 
 // A picture of 32 x 24 pixels that get nearer to the right, in a folder of its own, which
 // is the present one from then on.
@@ -120,7 +121,8 @@ extern "C" int LLVMFuzzerInitialize(int* argc, char*** argv) {
           R"(s{"id":"BlurStyle","value":"Airy Disk"})",
           R"(r{"id":"FocusPosition","value":[[1,300],[24,9e2],"smooth"]})",
           R"(f{"x":3,"y":4,"group":"drag"})", R"(t{"frame":0})", R"(z{"id":"FStop"})",
-          "u{}", R"(p{"name":"super-35"})", R"(o{"file":"in.json"})"}) {
+          "u{}", R"(k{"tool":"fast"})", R"(p{"name":"super-35"})",
+          R"(o{"file":"in.json"})"}) {
         std::ofstream(folder / ("seed-" + std::to_string(++seeds))) << text;
     }
     return 0;
