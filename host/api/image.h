@@ -88,7 +88,7 @@ class HOST_API Image : public Parameter {
     std::unique_ptr<float[]> pixels_;  // null where somebody else owns them
     float* first_;
     mutable std::once_flag sums_once_;
-    mutable std::unique_ptr<AreaSums> sums_;  // made by the first ResizeOfImage
+    mutable std::unique_ptr<AreaSums> sums_;         // made by the first ResizeOfImage
     mutable std::atomic<float*> offered_ = nullptr;  // until it is taken
     std::ptrdiff_t offered_step_ = 0;
 };

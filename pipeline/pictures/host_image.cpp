@@ -40,7 +40,7 @@ void load_component(const picture_part& part, std::size_t channel, const window&
                     Image& image, Image::Component component) {
     const window data = data_window(part.spec);
     const window both = common(data, area);
-    if (both.width < 1) return;
+    if (both.width < 1 || both.height < 1) return;
     for_each_row(both.height, [&](std::int64_t y) {
         convert_row(channel_row(part, both.x - data.x, both.y - data.y + y, channel),
                     both.width,

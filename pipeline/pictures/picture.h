@@ -25,7 +25,8 @@ using picture = std::vector<picture_part>;
 // A part with memory for its pixels, which are not set. Throws std::bad_alloc.
 inline picture_part empty_part(OIIO::ImageSpec spec) {
     const std::size_t bytes = spec.image_bytes(true);
-    picture_part part{std::move(spec), std::make_unique_for_overwrite<std::byte[]>(bytes)};
+    picture_part part{std::move(spec),
+                      std::make_unique_for_overwrite<std::byte[]>(bytes)};
     prefer_large_pages(part.pixels.get(), bytes);
     return part;
 }

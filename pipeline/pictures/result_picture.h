@@ -44,9 +44,9 @@ std::string expected_losses(const input_picture& input, const picture_format& fo
 // formats get the colour of the display window. The part with the colour gets `record` in
 // the attribute "focusfall". Parts that keep their size and channels take the input's
 // pixels, which then has none. Throws std::bad_alloc. [any thread]
-picture result_picture(input_picture& input, const Image& result,
-                       const window& data, const picture_format& format,
-                       const output_choices& choices, const std::string& record);
+picture result_picture(input_picture& input, const Image& result, const window& data,
+                       const picture_format& format, const output_choices& choices,
+                       const std::string& record);
 
 // Where such a picture, an `output` with all channels, has the depth that the tool used.
 std::optional<channel_place> written_depth(const input_picture& input,

@@ -14,10 +14,11 @@ namespace focusfall {
 
 using page_json = nlohmann::ordered_json;
 
-// All edits of a page go through here, also the choice of the tool that blurs, each an entry of its history. All throw
-// headless::host_error that names the control for what it cannot take; then nothing has
-// changed. Edits with the same `group`, as those of one drag, are undone at once; empty:
-// by themselves. The tools are borrowed. [their editing thread]
+// All edits of a page go through here, also the choice of the tool that blurs, each an
+// entry of its history. All throw headless::host_error that names the control for what it
+// cannot take; then nothing has changed. Edits with the same `group`, as those of one
+// drag, are undone at once; empty: by themselves. The tools are borrowed. [their editing
+// thread]
 class page_settings {
   public:
     page_settings(headless::tool& tool, int frame);

@@ -255,8 +255,9 @@ page_answer picture_maker::picture_of(const picture_wish& wish, detail wanted,
     page_answer answer{.type = "image/jpeg"};
     std::int64_t rows = 0;
     if (wish.view == page_view::KERNEL) {
-        const Owned<Image> image = kernel_picture(*probed_kernel(
-            *tool_, KERNEL_DIAMETER, frame->number(), frame->at(wanted).blur_image.get()));
+        const Owned<Image> image =
+            kernel_picture(*probed_kernel(*tool_, KERNEL_DIAMETER, frame->number(),
+                                          frame->at(wanted).blur_image.get()));
         rows = image->Height();
         answer.body = display_picture(*image, {0, 0, image->Width(), rows}, {}, true);
     } else if (wish.view == page_view::RESULT) {

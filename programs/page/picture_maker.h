@@ -90,8 +90,8 @@ class picture_maker {
     const frame_listener frame_listener_;
     std::optional<reading_stage> reader_;
     const headless::tool* reading_tool_ = nullptr;  // that the frame was read for
-    kept_result kept_[3];               // by detail
-    std::vector<picture_wish> served_;  // by what is made now
+    kept_result kept_[3];                           // by detail
+    std::vector<picture_wish> served_;              // by what is made now
 
     mutable std::mutex mutex_;
     std::condition_variable changed_;
