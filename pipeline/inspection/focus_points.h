@@ -8,7 +8,6 @@
 #include <vector>
 
 #include "host/headless_host.h"
-#include "pipeline/shots/shot_options.h"
 
 namespace focusfall {
 
@@ -37,10 +36,5 @@ focus_points parse_focus_points(const std::string& text);
 // nothing has changed. [the tool's editing thread]
 std::string set_focus(headless::tool& tool, const focus_points& points,
                       const std::function<float(const focus_point&)>& depth_at);
-
-// The same with the depths of the shot's own frames, each read as the shot would. Throws
-// headless::host_error that names the file at fault.
-std::string set_focus(headless::tool& tool, const focus_points& points,
-                      const shot_options& shot);
 
 }  // namespace focusfall

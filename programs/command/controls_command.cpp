@@ -1,7 +1,6 @@
 #include <algorithm>
 #include <iostream>
 #include <map>
-#include <memory>
 #include <set>
 #include <string>
 #include <utility>
@@ -9,15 +8,12 @@
 
 #include <nlohmann/json.hpp>
 
-#include "pipeline/process/memory_limit.h"
 #include "pipeline/settings/hidden_controls.h"
 #include "pipeline/settings/presets.h"
 #include "pipeline/settings/setting_value.h"
 #include "pipeline/settings/settings_file.h"
-#include "programs/command/commands.h"
-#include "programs/command/focus_option.h"
-#include "programs/command/input_options.h"
-#include "programs/command/shared_options.h"
+#include "programs/command/picture_library.h"
+#include "programs/command/picture_verbs.h"
 
 namespace focusfall {
 
@@ -107,39 +103,12 @@ void list_presets(bool as_json) {
     if (as_json) std::cout << all.dump(2) << "\n";
 }
 
-struct controls_options : shared_options {  // NOLINT(bugprone-exception-escape)
-    input_options input;                    // only for lens and focus
-    focus_option focus;
-    bool as_json = false;
-    bool presets = false;
-    std::string save_as;   // optional: empty, as the next
-    std::string save_all;  // the file for all values
-};
-
-// Takes lens and focus from the picture, where the line asks for them.
-void take_from_picture(const controls_options& options, headless::tool& tool) {
-    options.focus.check(options);
-    if (!options.focus.is_given() && !options.input.lens_from_header) return;
-    if (options.input.input.empty()) {
-        throw CLI::ValidationError(
-            options.focus.is_given() ? "--focus-at" : "--lens-from-header",
-            "needs a picture; write focusfall controls FILE ...");
-    }
-    shot_options shot;
-    shot.input = options.input.input;
-    shot.depth_map = options.input.depth_map;
-    shot.load = options.input.load;
-    shot.memory_limit = available_memory();
-    options.input.take_lens(tool, shot, options);
-    options.focus.apply(tool, shot, options.quiet);
-}
-
 // The controls that the line edits, those that the picture gave a value among them.
-std::set<std::string> edited_controls(const controls_options& options,
-                                      const session& opened, const headless::tool& tool) {
+std::set<std::string> edited_controls(const controls_line& line, const session& opened,
+                                      const headless::tool& tool) {
     std::set<std::string> edited = opened.named_controls();
-    if (options.focus.is_given()) edited.insert("FocusPosition");
-    if (!options.input.lens_from_header) return edited;
+    if (line.focus.is_given()) edited.insert("FocusPosition");
+    if (!line.input.lens_from_header) return edited;
     for (const char* id : {"FocalLength", "FStop", "FilmbackWidth", "FocusPosition"}) {
         const control& input = tool.find(id);
         if (input.number(0) != input.info().initial) edited.insert(id);
@@ -147,44 +116,36 @@ std::set<std::string> edited_controls(const controls_options& options,
     return edited;
 }
 
-void list_controls(controls_options options) {
-    if (options.presets) return list_presets(options.as_json);
-    options.input.prepare_lens(options);
-    session opened = opened_session(options);
-    const auto tool = created_tool(opened, options);
-    take_from_picture(options, *tool);
-    if (!options.save_all.empty()) save_settings_file(options.save_all, *tool);
-    if (!options.save_as.empty()) {
-        save_edited_settings(options.save_as, *tool,
-                             edited_controls(options, opened, *tool));
-    }
-    if (!options.save_all.empty() || !options.save_as.empty()) return;
-    if (!options.as_json) return print_table(*tool);
-    auto all = nlohmann::ordered_json::array();
-    for (const control* input : tool->controls()) all.push_back(json_control(*input));
-    std::cout << all.dump(2) << "\n";
+// Whether lens or focus are taken from the picture of the line.
+bool takes_from_picture(const controls_line& line) {
+    line.focus.check(line.shared);
+    if (!line.focus.is_given() && !line.input.lens_from_header) return false;
+    if (!line.input.input.empty()) return true;
+    throw CLI::ValidationError(
+        line.focus.is_given() ? "--focus-at" : "--lens-from-header",
+        "needs a picture; write focusfall controls FILE ...");
 }
 
 }  // namespace
 
-void add_controls_command(CLI::App& app) {
-    auto options = std::make_shared<controls_options>();
-    CLI::App* verb =
-        app.add_subcommand("controls", "List or save the controls of a tool");
-    options->input.add_to(*verb, "Picture for --focus-at and --lens-from-header");
-    verb->get_option("input")->required(false);
-    options->add_tool_options(*verb);
-    options->focus.add_to(*verb);
-    verb->add_flag("--json", options->as_json, "Print JSON instead of a table");
-    verb->add_option("--save", options->save_as,
-                     "Write a settings file of what was edited instead of printing")
-        ->type_name("FILE");
-    verb->add_option("--save-all", options->save_all,
-                     "Write a settings file of all values instead of printing")
-        ->type_name("FILE");
-    verb->add_flag("--presets", options->presets,
-                   "List the presets that --settings takes instead");
-    verb->callback([options] { list_controls(*options); });
+void run(const controls_line& line) {
+    if (line.presets) return list_presets(line.as_json);
+    const bool takes = takes_from_picture(line);
+    if (takes) need_pictures();
+    shared_options shared = line.shared;
+    line.input.prepare_lens(shared);
+    session opened = opened_session(shared);
+    const auto tool = created_tool(opened, shared);
+    if (takes) take_from_picture(*tool, line, shared);
+    if (!line.save_all.empty()) save_settings_file(line.save_all, *tool);
+    if (!line.save_as.empty()) {
+        save_edited_settings(line.save_as, *tool, edited_controls(line, opened, *tool));
+    }
+    if (!line.save_all.empty() || !line.save_as.empty()) return;
+    if (!line.as_json) return print_table(*tool);
+    auto all = nlohmann::ordered_json::array();
+    for (const control* input : tool->controls()) all.push_back(json_control(*input));
+    std::cout << all.dump(2) << "\n";
 }
 
 }  // namespace focusfall

@@ -1,12 +1,11 @@
 #include <cstdio>
 #include <filesystem>
 #include <iostream>
-#include <memory>
 
 #include "pipeline/demo_scene/demo_scene.h"
 #include "pipeline/pictures/image_file.h"
 #include "pipeline/process/progress_bar.h"
-#include "programs/command/commands.h"
+#include "programs/command/picture_verbs.h"
 #include "programs/command/rendering_session.h"
 
 namespace focusfall {
@@ -14,12 +13,6 @@ namespace focusfall {
 namespace {
 
 namespace fs = std::filesystem;
-
-struct demo_options {
-    shared_options shared;
-    fs::path folder;
-    std::string size = "1920x1080";
-};
 
 // One way to render the scene; its name is the end of its files' names.
 struct variant {
@@ -53,10 +46,9 @@ std::pair<std::int32_t, std::int32_t> parsed_size(const std::string& text) {
     return {width, height};
 }
 
-void report(const demo_options& options, const std::string& name,
-            const std::string& what) {
-    if (options.shared.quiet) return;
-    std::cout << (options.folder / name).string() << "  " << what << std::endl;
+void report(const demo_line& line, const std::string& name, const std::string& what) {
+    if (line.shared.quiet) return;
+    std::cout << (line.folder / name).string() << "  " << what << std::endl;
 }
 
 // The lens that the scene is seen through.
@@ -70,58 +62,42 @@ void set_lens(headless::tool& tool) {
     tool.set("FStop", DEMO_LENS.f_stop);
 }
 
-void render_variant(headless::tool& tool, const variant& style,
-                    const demo_options& options) {
+void render_variant(headless::tool& tool, const variant& style, const demo_line& line) {
     for (const auto& [id, value] : style.settings) tool.set(id, value);
-    progress_bar progress(!options.shared.quiet);
+    progress_bar progress(!line.shared.quiet);
     const Owned<Image> blurred = image_of(
         tool.render({.progress = [&](double part) { progress.show(part, style.name); }}));
 
     const std::string name = std::string("after-") + style.name;
-    write_image(*blurred, options.folder / (name + ".exr"));
-    write_preview(*blurred, options.folder / (name + ".png"));
-    report(options, name + ".png", "blurred; linear and with Z in " + name + ".exr");
-}
-
-void make_demo(const demo_options& options) {
-    const auto [width, height] = parsed_size(options.size);
-    rendering_session session(options.shared);
-    headless::tool& tool = session.tool();
-    set_lens(tool);
-
-    std::error_code fault;
-    fs::create_directories(options.folder, fault);
-    if (fault) {
-        throw headless::host_error(options.folder.string() + ": cannot be made (" +
-                                   fault.message() + "); name another folder");
-    }
-    headless::worker_pool workers(options.shared.threads);
-    const Owned<Image> scene = demo_scene(width, height, workers);
-    write_image(*scene, options.folder / "scene.exr");
-    report(options, "scene.exr", "the scene: linear, with Z in millimetres");
-    write_preview(*scene, options.folder / "before.png");
-    report(options, "before.png", "the scene, sharp");
-
-    tool.connect("Input", scene.get());
-    for (const variant& style : variants()) render_variant(tool, style, options);
-    session.stop().check();
+    write_image(*blurred, line.folder / (name + ".exr"));
+    write_preview(*blurred, line.folder / (name + ".png"));
+    report(line, name + ".png", "blurred; linear and with Z in " + name + ".exr");
 }
 
 }  // namespace
 
-void add_demo_command(CLI::App& app) {
-    auto options = std::make_shared<demo_options>();
-    CLI::App* verb =
-        app.add_subcommand("demo", "Make a scene and blur it in several styles");
-    verb->add_option("DIR", options->folder, "Folder for the pictures; made if missing")
-        ->required()
-        ->type_name("");
-    verb->add_option("--size", options->size, "Size of the pictures")
-        ->type_name("WxH")
-        ->capture_default_str();
-    options->shared.add_class_options(*verb);
-    options->shared.add_run_options(*verb);
-    verb->callback([options] { make_demo(*options); });
+void run(const demo_line& line) {
+    const auto [width, height] = parsed_size(line.size);
+    rendering_session session(line.shared);
+    headless::tool& tool = session.tool();
+    set_lens(tool);
+
+    std::error_code fault;
+    fs::create_directories(line.folder, fault);
+    if (fault) {
+        throw headless::host_error(line.folder.string() + ": cannot be made (" +
+                                   fault.message() + "); name another folder");
+    }
+    headless::worker_pool workers(line.shared.threads);
+    const Owned<Image> scene = demo_scene(width, height, workers);
+    write_image(*scene, line.folder / "scene.exr");
+    report(line, "scene.exr", "the scene: linear, with Z in millimetres");
+    write_preview(*scene, line.folder / "before.png");
+    report(line, "before.png", "the scene, sharp");
+
+    tool.connect("Input", scene.get());
+    for (const variant& style : variants()) render_variant(tool, style, line);
+    session.stop().check();
 }
 
 }  // namespace focusfall

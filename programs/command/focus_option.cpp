@@ -3,7 +3,6 @@
 #include <algorithm>
 
 #include "programs/command/input_options.h"
-#include "programs/command/message.h"
 #include "programs/command/option_words.h"
 
 namespace focusfall {
@@ -26,14 +25,6 @@ void focus_option::check(const shared_options& shared) const {
     if (!set_twice) return;
     throw CLI::ValidationError(
         "--focus-at", "the focus is set by --set FocusPosition too; leave out one");
-}
-
-void focus_option::apply(headless::tool& tool, const shot_options& shot,
-                         bool quiet) const {
-    if (!is_given()) return;
-    const std::string edit = set_focus(tool, parse_focus_points(text), shot);
-    if (quiet) return;
-    print_message(shot.input + ": " + edit + ", the depth at " + text);
 }
 
 }  // namespace focusfall

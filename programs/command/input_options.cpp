@@ -1,10 +1,9 @@
 #include "programs/command/input_options.h"
 
 #include <functional>
-#include <vector>
+#include <optional>
 
 #include "host/text.h"
-#include "pipeline/shots/header_lens.h"
 #include "programs/command/option_words.h"
 
 namespace focusfall {
@@ -102,14 +101,6 @@ void input_options::add_light_options(CLI::App& verb) {
 void input_options::prepare_lens(shared_options& shared) const {
     if (!lens_from_header) return;
     shared.edits.insert(shared.edits.begin(), "SettingsType=Advanced");
-}
-
-std::string input_options::take_lens(headless::tool& tool, const shot_options& shot,
-                                     const shared_options& shared) const {
-    if (!lens_from_header) return "";
-    std::vector<std::string> kept;
-    for (const std::string& edit : shared.edits) kept.push_back(edited_control(edit));
-    return set_lens(tool, shot, kept);
 }
 
 }  // namespace focusfall

@@ -22,12 +22,8 @@ struct input_options {
     void add_to(CLI::App& verb, const std::string& purpose);
 
     // What the lens of the header needs of a tool before it is made; call it first. Does
-    // nothing, like the next, unless the line asks for that lens.
+    // nothing unless the line asks for that lens.
     void prepare_lens(shared_options& shared) const;
-    // Gives the tool the lens of the shot's headers, except for what --set gave, and a
-    // sentence about it. Throws headless::host_error as set_lens does.
-    std::string take_lens(headless::tool& tool, const shot_options& shot,
-                          const shared_options& shared) const;
 
   private:
     void add_depth_options(CLI::App& verb);

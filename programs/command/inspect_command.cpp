@@ -1,5 +1,4 @@
 #include <iostream>
-#include <memory>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -7,23 +6,13 @@
 #include "pipeline/inspection/inspection.h"
 #include "pipeline/inspection/report_text.h"
 #include "pipeline/process/memory_limit.h"
-#include "programs/command/commands.h"
-#include "programs/command/focus_option.h"
-#include "programs/command/input_options.h"
+#include "programs/command/asked_shot.h"
 #include "programs/command/message.h"
-#include "programs/command/shared_options.h"
+#include "programs/command/picture_verbs.h"
 
 namespace focusfall {
 
 namespace {
-
-struct inspect_line {  // NOLINT(bugprone-exception-escape)
-    shared_options shared;
-    input_options input;
-    focus_option focus;
-    std::vector<std::string> pixels;  // to look at
-    bool as_json = false;
-};
 
 inspection_order order_of(const inspect_line& line) {
     inspection_order order;
@@ -56,7 +45,7 @@ inspection found_by(const inspect_line& line) {
         shot.input = line.input.input;
         shot.depth_map = line.input.depth_map;
         shot.load = order.load;
-        const std::string lens = line.input.take_lens(*tool, shot, shared);
+        const std::string lens = take_lens(*tool, line.input, shot, shared);
         found = inspect(order, tool.get());
         found.lens = lens;
     } catch (const headless::host_error& error) {
@@ -83,39 +72,14 @@ void print_json(const inspection& found) {
     std::cout << json_of(found).dump(2, ' ', false, REPLACE) << "\n";
 }
 
-void inspect_by(const inspect_line& line) {
+}  // namespace
+
+void run(const inspect_line& line) {
     line.focus.check(line.shared);
     guard_memory(available_memory());
     const inspection found = found_by(line);
     line.as_json ? print_json(found) : print_text(found);
     if (!found.fault.empty()) throw headless::host_error(found.fault);
-}
-
-// What is wrong with a pixel to look at; empty when nothing is.
-std::string fault_of_pixel(const std::string& text) {
-    const std::string fault = accepted_by(parse_focus_points)(text);
-    if (!fault.empty()) return fault;
-    const focus_points points = parse_focus_points(text);
-    const bool is_plain = points.points.size() == 1 && !points.points.front().frame;
-    return is_plain ? "" : "\"" + text + "\": is not one pixel; write X,Y";
-}
-
-}  // namespace
-
-void add_inspect_command(CLI::App& app) {
-    auto line = std::make_shared<inspect_line>();
-    CLI::App* verb = app.add_subcommand(
-        "inspect", "Tell what is in a picture, and what its depth seems to be");
-    line->input.add_to(*verb, "Picture to look at");
-    verb->add_option("--at", line->pixels,
-                     "Pixel to look at, from 0,0 at the top left (repeatable)")
-        ->type_name("X,Y")
-        ->allow_extra_args(false)
-        ->check(fault_of_pixel);
-    line->focus.add_to(*verb);
-    verb->add_flag("--json", line->as_json, "Print JSON instead of text");
-    line->shared.add_tool_options(*verb);
-    verb->callback([line] { inspect_by(*line); });
 }
 
 }  // namespace focusfall

@@ -1,16 +1,15 @@
 #include <CLI/CLI.hpp>
 
 #include <algorithm>
-#include <memory>
 #include <string>
 #include <vector>
 
 #include "host/text.h"
 #include "pipeline/process/memory_limit.h"
 #include "pipeline/shots/shot.h"
-#include "programs/command/commands.h"
+#include "programs/command/asked_shot.h"
 #include "programs/command/message.h"
-#include "programs/command/render_line.h"
+#include "programs/command/picture_verbs.h"
 #include "programs/command/rendering_session.h"
 #include "programs/command/shot_console.h"
 
@@ -28,17 +27,19 @@ void note_keys_without_frames(const shot_options& options, const headless::tool&
         "with --frames");
 }
 
-void render(const render_line& line) {
+}  // namespace
+
+void run(const render_line& line) {
     line.focus.check(line.shared);
     shared_options shared = line.shared;
-    shot_options options = line.checked(shared);
+    shot_options options = asked_shot(line, shared);
     guard_memory(options.memory_limit);
     shared.hide_times = !options.frames.empty();  // a shot prints its own, frame by frame
     line.input.prepare_lens(shared);
     rendering_session session(shared);
     options.tool_id = session.opened().tool_class().id;
     options.version = FOCUSFALL_VERSION;
-    line.finish_tool(session.tool(), options, shared);
+    finish_tool(session.tool(), line, options, shared);
     if (!shared.quiet) note_keys_without_frames(options, session.tool());
 
     shot_console console(options, shared.quiet, session.stop());
@@ -50,15 +51,6 @@ void render(const render_line& line) {
                   std::to_string(options.frames.size()) +
                   " frames failed: " + headless::joined(numbers));
     throw CLI::RuntimeError(1);
-}
-
-}  // namespace
-
-void add_render_command(CLI::App& app) {
-    auto line = std::make_shared<render_line>();
-    CLI::App* verb = app.add_subcommand("render", "Blur a picture, or a shot of them");
-    line->add_to(*verb);
-    verb->callback([line] { render(*line); });
 }
 
 }  // namespace focusfall

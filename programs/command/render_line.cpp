@@ -1,13 +1,7 @@
 #include "programs/command/render_line.h"
 
-#include <utility>
-
-#include "pipeline/pictures/picture_format.h"
-#include "pipeline/process/memory_limit.h"
 #include "pipeline/shots/frame_range.h"
 #include "pipeline/shots/shot_files.h"
-#include "pipeline/shots/shot_record.h"
-#include "programs/command/message.h"
 #include "programs/command/option_words.h"
 
 namespace focusfall {
@@ -101,50 +95,6 @@ void render_line::add_shot_options(CLI::App& verb) {
                     "Memory to use, as in 8GB (default: what is free, less a margin)")
         ->transform(CLI::AsSizeValue(false))
         ->type_name("SIZE");
-}
-
-// Completes the options by the record of the picture that is made again.
-void render_line::take_record(shot_options& options, shared_options& complete) const {
-    recorded_render recorded = render_recorded_in(from_record, options);
-    if (!complete.quiet) {
-        for (const std::string& doubt : recorded.doubts(from_record, FOCUSFALL_VERSION)) {
-            print_message(doubt);
-        }
-    }
-    options = std::move(recorded.shot);
-    if (complete.tool_id.empty()) complete.tool_id = options.tool_id;
-    complete.start = std::move(recorded.settings);
-}
-
-shot_options render_line::checked(shared_options& complete) const {
-    shot_options options = shot;
-    options.input = input.input;
-    options.depth_map = input.depth_map;
-    options.load = input.load;
-    options.output_as.encoding = options.load.encoding;
-    if (!frames.empty()) options.frames = listed_frames(frames, options.input);
-    if (data_type == "half") options.output_as.type = OIIO::TypeDesc::HALF;
-    if (data_type == "float") options.output_as.type = OIIO::TypeDesc::FLOAT;
-    if (options.memory_limit == UINT64_MAX) options.memory_limit = available_memory();
-    if (!from_record.empty()) take_record(options, complete);
-
-    if (output_format(options.output).has_named_channels) {
-        const std::string& name = options.output_as.compression;
-        const std::string fault = accepted_by(check_compression)(name);
-        if (!fault.empty()) throw CLI::ValidationError("--compression", fault);
-    }
-    if (!options.preview.empty()) output_format(options.preview);  // only its errors
-    check_names(options);
-    return options;
-}
-
-void render_line::finish_tool(headless::tool& tool, const shot_options& options,
-                              const shared_options& complete) const {
-    const std::string lens = input.take_lens(tool, options, complete);
-    if (!lens.empty() && !complete.quiet) {
-        print_message(options.input + ": " + lens);
-    }
-    focus.apply(tool, options, complete.quiet);
 }
 
 }  // namespace focusfall

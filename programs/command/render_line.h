@@ -24,22 +24,10 @@ struct render_line {  // NOLINT(bugprone-exception-escape)
     // Adds all options of the verb. `this` must outlive its callback.
     void add_to(CLI::App& verb);
 
-    // What the line asks for, complete, and in `complete`, a copy of
-    // `shared`, what a record adds to that. Throws
-    // headless::host_error or CLI::ValidationError that names the option or file at
-    // fault.
-    shot_options checked(shared_options& complete) const;
-
-    // A tool with its settings, the lens and the focus of the line, which it tells on
-    // standard error unless the line is quiet. `tool` was made by `complete`.
-    void finish_tool(headless::tool& tool, const shot_options& options,
-                     const shared_options& complete) const;
-
   private:
     void add_file_options(CLI::App& verb);
     void add_tool_options(CLI::App& verb);
     void add_shot_options(CLI::App& verb);
-    void take_record(shot_options& options, shared_options& complete) const;
 };
 
 }  // namespace focusfall

@@ -3,6 +3,7 @@
 #include <exception>
 #include <filesystem>
 #include <iostream>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -11,6 +12,7 @@
 #include "programs/command/commands.h"
 #include "programs/command/message.h"
 #include "programs/command/option_words.h"
+#include "programs/command/picture_verbs.h"
 #include "programs/command/usage_fault.h"
 
 namespace focusfall {
@@ -27,20 +29,35 @@ std::string fault_of_verb(const CLI::App& app, const std::string& word) {
            (hint.empty() ? "; `focusfall help` lists all commands" : hint);
 }
 
+// Adds a verb with the options of such a line, which it runs.
+template <class Line>
+void add_verb(CLI::App& app, const char* name, const char* purpose) {
+    auto line = std::make_shared<Line>();
+    CLI::App* verb = app.add_subcommand(name, purpose);
+    line->add_to(*verb);
+    verb->callback([line] { run(*line); });
+}
+
 // Parses the line, and thereby runs its verb.
 int parse_and_run(int argc, const char* const* argv) {
     CLI::App app("Blurs pictures by depth, as a camera lens does.", "focusfall");
     app.require_subcommand(1);
     app.set_version_flag("--version", FOCUSFALL_VERSION);
-    add_render_command(app);
-    add_view_command(app);
-    add_inspect_command(app);
-    add_controls_command(app);
+    add_verb<render_line>(app, "render", "Blur a picture, or a shot of them");
+    add_verb<view_line>(
+        app, "view", "Show a picture or a shot in the browser, and set its blur by eye");
+    add_verb<inspect_line>(app, "inspect",
+                           "Tell what is in a picture, and what its depth seems to be");
+    add_verb<controls_line>(app, "controls", "List or save the controls of a tool");
     add_tools_command(app);
-    add_kernels_command(app);
-    add_demo_command(app);
-    add_submit_command(app);
-    add_shot_status_command(app);
+    add_verb<kernels_line>(app, "kernels",
+                           "Draw the blur of one bright pixel, style by style");
+    add_verb<demo_line>(app, "demo", "Make a scene and blur it in several styles");
+    add_verb<submit_line>(app, "submit",
+                          "Render a shot as tasks: on the engine of a farm, or here");
+    add_verb<status_line>(app, "shot-status",
+                          "Tell which frames of a shot are done, stale, running, failed "
+                          "or waiting");
     add_help_commands(app);
 
     const std::string fault = argc > 1 ? fault_of_verb(app, argv[1]) : "";

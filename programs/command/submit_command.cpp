@@ -17,9 +17,9 @@
 #include "host/text.h"
 #include "pipeline/farm/farm_job.h"
 #include "pipeline/farm/farm_needs.h"
-#include "programs/command/commands.h"
+#include "programs/command/asked_shot.h"
 #include "programs/command/message.h"
-#include "programs/command/render_line.h"
+#include "programs/command/picture_verbs.h"
 #include "programs/command/usage_fault.h"
 
 namespace focusfall {
@@ -30,14 +30,6 @@ namespace fs = std::filesystem;
 using texts = std::vector<std::string>;
 
 constexpr const char* RENDER = "render";
-
-struct submit_line {
-    std::string engine;
-    std::size_t chunk = 0;
-    std::string partition;
-    bool only_shows = false;
-    texts words;  // of the render, which begin with its verb
-};
 
 // Parses the words of the render as the command does. Throws CLI::RuntimeError once it
 // has said what is wrong.
@@ -85,7 +77,7 @@ farm_job job_of(const submit_line& line) {
     render->focus.check(render->shared);
     shared_options shared = render->shared;
     shared.quiet = true;  // the tasks say what there is to say
-    const shot_options shot = render->checked(shared);
+    const shot_options shot = asked_shot(*render, shared);
     if (shot.frames.empty()) {
         throw headless::host_error(
             "a single picture needs no farm; give the frames of a "
@@ -94,7 +86,7 @@ farm_job job_of(const submit_line& line) {
     render->input.prepare_lens(shared);
     session opened = opened_session(shared);
     const auto tool = created_tool(opened, shared);
-    render->finish_tool(*tool, shot, shared);
+    finish_tool(*tool, *render, shot, shared);
     const farm_needs needs = needs_of(shot, *tool);
 
     farm_job job;
@@ -153,7 +145,9 @@ void queue_on_slurm(const farm_job& job, const std::string& script) {
     std::cout << "queued: " << job.tasks.size() << " tasks as job " << id << "\n";
 }
 
-void submit(const submit_line& line) {
+}  // namespace
+
+void run(const submit_line& line) {
     const farm_job job = job_of(line);
     if (line.only_shows) {
         std::cout << (line.engine == "openjd" ? openjd_template(job) : job_script(job));
@@ -169,33 +163,6 @@ void submit(const submit_line& line) {
     } else {
         queue_on_slurm(job, folder / "job.sh");
     }
-}
-
-}  // namespace
-
-void add_submit_command(CLI::App& app) {
-    auto line = std::make_shared<submit_line>();
-    CLI::App* verb = app.add_subcommand(
-        "submit", "Render a shot as tasks: on the engine of a farm, or here");
-    verb->add_option("--engine", line->engine,
-                     "slurm queues the tasks, local runs them one after another on this "
-                     "machine, openjd writes a template for engines that read it")
-        ->required()
-        ->check(CLI::IsMember({"slurm", "local", "openjd"}));
-    verb->add_option("--chunk", line->chunk,
-                     "Frames of a task (default: 4 or more on an engine, 100 here)")
-        ->check(CLI::Range(1, 100'000))
-        ->type_name("N");
-    verb->add_option("--partition", line->partition, "Partition of Slurm")
-        ->type_name("NAME");
-    verb->add_flag("--dry-run", line->only_shows,
-                   "Print the script, or the template, and write and queue nothing");
-    verb->add_option("render", line->words,
-                     "The line to render the shot, after --: render IN -o OUT --frames "
-                     "LIST ...")
-        ->required()
-        ->type_name("-- render ...");
-    verb->callback([line] { submit(*line); });
 }
 
 }  // namespace focusfall

@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "host/error.h"
-#include "pipeline/inspection/focus_points.h"
+#include "pipeline/inspection/shot_focus.h"
 #include "pipeline/pictures/picture_format.h"
 #include "pipeline/process/memory_limit.h"
 #include "pipeline/settings/hidden_controls.h"

@@ -1,6 +1,6 @@
 // The focus by pixels.
 
-#include "pipeline/inspection/focus_points.h"
+#include "pipeline/inspection/shot_focus.h"
 
 #include <cmath>
 

@@ -22,9 +22,9 @@ class command_test : public testing::Test, protected picture_folder {
   protected:
     // Runs `focusfall LINE` in the folder; `line` has blanks between its arguments, and
     // single quotes around those that have blanks. `run` does it in this process, which
-    // saves the time to start one (0.4 s of processor time for the libraries alone),
-    // `start` in a process of its own, which `wait` waits for, and which may begin with a
-    // signal `ignored`.
+    // saves the time to start one (0.4 s of processor time for the libraries that read
+    // pictures), `start` in a process of its own, which `wait` waits for, and which may
+    // begin with a signal `ignored`.
     run_result run(const std::string& line) const;
     pid_t start(const std::string& line, int ignored = 0) const;
     run_result wait(pid_t process) const;

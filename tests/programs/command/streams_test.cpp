@@ -51,3 +51,23 @@ TEST_F(streams, ThatTheSystemRefusesAreToldWithItsReason) {
         EXPECT_EQ(ran.errors.find("filesystem error"), ran.errors.npos) << ran.errors;
     }
 }
+
+TEST_F(streams, GetTheSameWhereTheProgramLoadsWhatReadsPicturesAfterwards) {
+    // before, that takes longer than a line that reads none
+    setenv("LD_TRACE_LOADED_OBJECTS", "1", 1);
+    const std::string loaded = wait(start("controls")).output;
+    unsetenv("LD_TRACE_LOADED_OBJECTS");
+    EXPECT_NE(loaded.find("libfocusfall_host"), loaded.npos) << loaded;
+    EXPECT_EQ(loaded.find("OpenImageIO"), loaded.npos) << loaded;
+
+    write_scene("in.exr", {0, 0, 20, 10}, {0, 0, 20, 10});
+    for (const std::string line :
+         {"controls --set FStop=3", "controls in.exr --focus-at 3,3 --set FStop=3",
+          "controls --focus-at 3,3", "inspect in.exr --at 90,3", "render in.exr"}) {
+        const run_result expected = run(line);
+        const run_result ran = wait(start(line));
+        EXPECT_EQ(ran.status, expected.status) << line;
+        EXPECT_EQ(ran.output, expected.output) << line;
+        EXPECT_EQ(ran.errors, expected.errors) << line;
+    }
+}
