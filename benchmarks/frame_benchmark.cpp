@@ -124,17 +124,16 @@ void add(const std::string& row, const char* style, double largest_blur, int thr
 void add_all(const std::string& row, int threads) {
     for (const char* style : STYLES) {
         const bool disk = std::string(style) == "Disk";
+        const bool flat = disk || std::string(style) == "Polygon";
         for (const double blur : {5.0, 19.2, 50.0, 192.0, 480.0}) {
-            const bool flat = disk || std::string(style) == "Polygon";
-            if (!disk && blur != 50.0 && blur != 480.0 && !(flat && blur == 19.2))
-                continue;
+            if (blur < 50.0 && !disk && !(flat && blur == 19.2)) continue;
             add<FocusfallFast>(row, style, blur, threads);
             // the Laplacian is the fast tool's
             if (blur >= 19.2 && blur <= 192.0 && std::string(style) != "Laplacian")
                 add<FocusfallLayered>(row, style, blur, threads);
             if (disk && blur <= 192.0) add<FocusfallFast>(row, style, blur, 1);
             // the plain tool's table for 480 pixels would not fit
-            if (blur <= 192.0) add<Focusfall>(row, style, blur, 1);
+            if (blur <= (disk ? 192.0 : 50.0)) add<Focusfall>(row, style, blur, 1);
             // further threads only make it slower, as this shows
             if (disk && blur == 19.2) add<Focusfall>(row, style, blur, threads);
         }
