@@ -7,6 +7,7 @@
 
 #include <string>
 
+#include "pipeline/settings/installation.h"
 #include "programs/command/commands.h"
 #include "programs/command/message.h"
 #include "programs/command/picture_library.h"
@@ -42,7 +43,9 @@ void fill_closed_streams() {
 
 // As run_command, by the library, which stays loaded.
 int run_in_library(int argc, const char* const* argv) {
-    void* const library = dlopen(PICTURE_LIBRARY, RTLD_NOW | RTLD_LOCAL);
+    const auto file =
+        focusfall::installed_plugin_folder().parent_path() / PICTURE_LIBRARY;
+    void* const library = dlopen(file.c_str(), RTLD_NOW | RTLD_LOCAL);
     void* const entry = library ? dlsym(library, "focusfall_run_command") : nullptr;
     if (!entry) {
         focusfall::print_message(std::string(dlerror()) +
