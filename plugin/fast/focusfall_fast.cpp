@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <numeric>
 
+#include "plugin/fast/gather/slab.h"
 #include "plugin/splat/kernel_index.h"
 
 using gather::closed_form;
@@ -131,6 +132,12 @@ void FocusfallFast::scatter_stamps(Request* request) {
 
 void FocusfallFast::sum_sources(Request* request) {
     scatter_stamps(request);
+    if (form_ && has_factors(*form_) && offsets_->reach >= gather::SLAB_RADIUS) {
+        groups_ = gather::profile_groups(*form_, offsets_->reach);
+        run_chunks(request, pieces(input_image->Width(), gather::SLAB_COLUMNS),
+                   &FocusfallFast::blur_slab, 1.0);
+        return;
+    }
     run_chunks(request, macro_tiles(), &FocusfallFast::blur_macro_tile, 1.0);
 }
 
@@ -243,6 +250,20 @@ void FocusfallFast::blur_macro_tile(std::int32_t tile) {
     gather::tile_sums sums[gather::MACRO_TILES] = {};
     if (form_) gather_macro_tile(frame_of_sources(), x, y, sums);
     write_macro_tile(x, y, sums);
+}
+
+void FocusfallFast::blur_slab(std::int32_t slab) {
+    const std::int32_t x = slab * gather::SLAB_COLUMNS;
+    const std::int32_t rows = pieces(input_image->Height(), gather::TILE_ROWS);
+    std::vector<gather::tile_sums> sums(
+        static_cast<std::size_t>(rows * gather::SLAB_TILES_ACROSS));
+    gather_slab(frame_of_sources(), groups_, x, sums);
+    for (std::int32_t i = 0; i < rows * gather::SLAB_TILES_ACROSS; ++i) {
+        const std::int32_t column = i % gather::SLAB_TILES_ACROSS * TILE_COLUMNS;
+        if (x + column >= input_image->Width()) continue;
+        write_tile(x + column, i / gather::SLAB_TILES_ACROSS * gather::TILE_ROWS,
+                   sums[static_cast<std::size_t>(i)]);
+    }
 }
 
 void FocusfallFast::write_macro_tile(std::int32_t x, std::int32_t y,

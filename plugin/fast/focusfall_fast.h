@@ -8,6 +8,7 @@
 #include "plugin/fast/gather/closed_form.h"
 #include "plugin/fast/gather/gather.h"
 #include "plugin/fast/gather/offset_table.h"
+#include "plugin/fast/gather/profile_groups.h"
 #include "plugin/fast/gather/source_loader.h"
 #include "plugin/fast/gather/source_planes.h"
 #include "plugin/fast/stamps.h"
@@ -106,6 +107,7 @@ class FocusfallFast : public Focusfall {
     void make_stamp_kernel(std::int32_t number);
     void add_stamps(std::int32_t band);
     void blur_macro_tile(std::int32_t tile);
+    void blur_slab(std::int32_t slab);
 
     // Bit i is set where pixel i of the run is a sample.
     std::uint64_t samples_of(const gather::source_run& run) const;
@@ -118,5 +120,6 @@ class FocusfallFast : public Focusfall {
 
     // constant while chunks run
     chunk_step step_ = nullptr;
-    bool any_stamps_ = false;  // in the accumulators
+    bool any_stamps_ = false;                    // in the accumulators
+    std::vector<gather::profile_group> groups_;  // for slabs
 };

@@ -17,6 +17,7 @@ void FocusfallFast::ReleaseFrameMemory() {
     planes_ = gather::source_planes();
     blocks_ = gather::block_grid();
     stamps_ = stamp_list();
+    groups_ = std::vector<gather::profile_group>();
 }
 
 render_driver::footprint FocusfallFast::frame_footprint(const FrameShape& shape,

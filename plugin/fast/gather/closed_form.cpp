@@ -159,15 +159,6 @@ double airy_sum(double scale, const std::vector<ring>& rings) {
     return sum;
 }
 
-// kernel_terms::shape of the kernels without an edge: the Gaussian is e^-(d / s)^2, the
-// Laplacian follows from d^2 / (2 * s^2), with s a sixth of the diameter.
-double shape_of(closed_form form, double diameter) {
-    const double s = diameter / 6.0;
-    if (form == closed_form::GAUSSIAN) return std::numbers::log2e / (s * s);
-    if (form == closed_form::LAPLACIAN) return std::numbers::log2e / (2.0 * s * s);
-    return (AIRY_DIAMETER / diameter) * (AIRY_DIAMETER / diameter) / AIRY_CENTRE;
-}
-
 }  // namespace
 
 std::optional<closed_form> find_closed_form(const focusfall_interface& params,
@@ -222,6 +213,15 @@ std::vector<kernel_terms> edged_terms(const focusfall_interface& params,
     }
     terms[0] = {.weight = 1.0F};  // unblurred
     return terms;
+}
+
+// The Gaussian is e^-(d / s)^2, the Laplacian follows from d^2 / (2 * s^2), with s a
+// sixth of the diameter.
+double shape_of(closed_form form, double diameter) {
+    const double s = diameter / 6.0;
+    if (form == closed_form::GAUSSIAN) return std::numbers::log2e / (s * s);
+    if (form == closed_form::LAPLACIAN) return std::numbers::log2e / (2.0 * s * s);
+    return (AIRY_DIAMETER / diameter) * (AIRY_DIAMETER / diameter) / AIRY_CENTRE;
 }
 
 void fill_smooth_terms(closed_form form, std::size_t first,

@@ -84,7 +84,10 @@ double edge_factor(const edge_shape& edge, std::int32_t dx, std::int32_t dy);
 // k = 0 .. last. Throws std::bad_alloc. [render thread]
 std::vector<kernel_terms> edged_terms(const focusfall_interface& params,
                                       const edge_shape& edge, std::size_t last);
-// Fills `terms` for one of the other forms: entry i is for the kernel of diameter
+// kernel_terms::shape of the kernel of that diameter, in pixels, for one of the other
+// forms. Never throws. [any thread]
+double shape_of(closed_form form, double diameter);
+// Fills `terms` for one of these forms: entry i is for the kernel of diameter
 // (first + i) * 0.01 pixels. Throws std::bad_alloc. [any thread, several ranges at once]
 void fill_smooth_terms(closed_form form, std::size_t first,
                        std::span<kernel_terms> terms);

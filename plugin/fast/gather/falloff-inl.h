@@ -18,6 +18,7 @@
 #include <hwy/highway.h>
 
 #include "plugin/fast/gather/gather.h"
+#include "plugin/fast/gather/power_of_2-inl.h"
 #include "plugin/fast/gather/vectors-inl.h"
 #include "plugin/fast/gather/window-inl.h"
 
@@ -25,27 +26,6 @@ HWY_BEFORE_NAMESPACE();
 namespace gather {
 namespace HWY_NAMESPACE {
 namespace {
-
-constexpr float LN_2 = 0.693147181F;
-
-// 2^x for x from -63 to 0, and 0 below that, where weights are lost in any sum. x is
-// rounded to a whole power; the rest, within 0.5 of 0, goes through a minimax polynomial
-// with a relative error of at most 2e-9.
-HWY_INLINE vector power_of_2(vector x) {
-    const vector_tag tag;
-    const auto whole = hn::NearestInt(x);
-    const vector rest = hn::Sub(x, hn::ConvertTo(tag, whole));
-    vector value = hn::Set(tag, 0.000154614447F);
-    for (const float coefficient : {0.001340042818F, 0.009618056679F, 0.05550327227F,
-                                    0.2402265092F, 0.6931472067F, 1.0F}) {
-        value = hn::MulAdd(value, rest, hn::Set(tag, coefficient));
-    }
-    // the whole power is added to the exponent of the floats
-    const integer_tag integer;
-    const vector scaled =
-        hn::BitCast(tag, hn::Add(hn::BitCast(integer, value), hn::ShiftLeft<23>(whole)));
-    return hn::IfThenElseZero(hn::Ge(x, hn::Set(tag, -63.0F)), scaled);
-}
 
 // 2^-t with t = shape * distance^2 for LANES sources; 0 where the magnitude of
 // `distance`, in pixels along one axis, is not below the source's reach. Also gives `t`.
