@@ -5,7 +5,6 @@
 #include <fstream>
 #include <iostream>
 #include <iterator>
-#include <sstream>
 #include <string_view>
 
 #include "host/error.h"
@@ -61,10 +60,18 @@ std::string content_of(const fs::path& file) {
     if (!stream.is_open()) {
         throw host_error(file.string() + ": cannot be read: " + std::strerror(errno));
     }
-    std::ostringstream text;
-    text << stream.rdbuf();
-    if (text.fail()) throw host_error(file.string() + ": cannot be read, or is empty");
-    return text.str();
+    constexpr std::size_t MAX_MEGABYTES = 16;  // keys for some hundred thousand frames
+    std::string text((MAX_MEGABYTES << 20) + 1, '\0');
+    stream.read(text.data(), static_cast<std::streamsize>(text.size()));
+    const auto size = static_cast<std::size_t>(stream.gcount());
+    if (size == 0) throw host_error(file.string() + ": cannot be read, or is empty");
+    if (size == text.size()) {
+        throw host_error(file.string() + ": is larger than " +
+                         std::to_string(MAX_MEGABYTES) +
+                         " MB, which no settings file is; name another");
+    }
+    text.resize(size);
+    return text;
 }
 
 bool is_edited(const control& input) {

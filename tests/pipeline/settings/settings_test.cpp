@@ -190,6 +190,11 @@ TEST_F(Settings, ThatAreWrongAreNamedByFileAndLine) {
         const std::string told = error_of([&, what = text] { restore(what); });
         EXPECT_TRUE(told.starts_with(file.string() + fault)) << told;
     }
+    write("{}");
+    fs::resize_file(file, fs::file_size(file) + (std::uintmax_t{4} << 30));
+    EXPECT_EQ(error_of([&] { read_settings_file(file, *tool); }),
+              file.string() +
+                  ": is larger than 16 MB, which no settings file is; name another");
     // a message that quoted this value would overflow the stack
     const std::string open(200'000, '[');
     EXPECT_EQ(error_of([&] {
