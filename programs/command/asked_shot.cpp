@@ -32,16 +32,21 @@ void take_record(const std::string& file, shot_options& options,
 
 }  // namespace
 
+shot_options with_input(shot_options shot, const input_options& input,
+                        const std::string& frames) {
+    shot.input = input.input;
+    shot.depth_map = input.depth_map;
+    shot.load = input.load;
+    shot.output_as.encoding = shot.load.encoding;
+    if (!frames.empty()) shot.frames = listed_frames(frames, shot.input);
+    if (shot.memory_limit == UINT64_MAX) shot.memory_limit = available_memory();
+    return shot;
+}
+
 shot_options asked_shot(const render_line& line, shared_options& complete) {
-    shot_options options = line.shot;
-    options.input = line.input.input;
-    options.depth_map = line.input.depth_map;
-    options.load = line.input.load;
-    options.output_as.encoding = options.load.encoding;
-    if (!line.frames.empty()) options.frames = listed_frames(line.frames, options.input);
+    shot_options options = with_input(line.shot, line.input, line.frames);
     if (line.data_type == "half") options.output_as.type = OIIO::TypeDesc::HALF;
     if (line.data_type == "float") options.output_as.type = OIIO::TypeDesc::FLOAT;
-    if (options.memory_limit == UINT64_MAX) options.memory_limit = available_memory();
     if (!line.from_record.empty()) take_record(line.from_record, options, complete);
 
     if (output_format(options.output).has_named_channels) {

@@ -10,6 +10,12 @@
 
 namespace focusfall {
 
+// The shot with the picture that a line reads, and how, the frames of a list that may be
+// empty, and the memory that there is unless it has a limit. Throws headless::host_error
+// that names what is wrong with the frames.
+shot_options with_input(shot_options shot, const input_options& input,
+                        const std::string& frames = "");
+
 // The shot of the line, complete, and in `complete`, a copy of `line.shared`, what a
 // record adds to that. Throws headless::host_error or CLI::ValidationError that names the
 // option or file at fault.

@@ -7,9 +7,9 @@ namespace focusfall {
 
 // Runs a whole command line, `argv[0]` being the program's name, and prints errors on
 // standard error. Gives the exit status: 0 on success, 1 when something failed, 2 for
-// wrong usage, INTERRUPTED_STATUS after a signal. Throws nothing. A line that renders
-// limits the memory of the process, and leaves its signals counted. [one thread, no
-// others running]
+// wrong usage, INTERRUPTED_STATUS after a signal. Throws nothing but needs_pictures
+// (picture_library.h), and that in the program alone. A line that renders limits the
+// memory of the process, and leaves its signals counted. [one thread, no others running]
 int run_command(int argc, const char* const* argv);
 
 // Each adds one verb with its options to `app`. The verb's work runs when a line is

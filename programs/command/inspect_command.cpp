@@ -41,11 +41,8 @@ inspection found_by(const inspect_line& line) {
         line.input.prepare_lens(shared);
         session opened = opened_session(shared);
         const auto tool = created_tool(opened, shared);
-        shot_options shot;
-        shot.input = line.input.input;
-        shot.depth_map = line.input.depth_map;
-        shot.load = order.load;
-        const std::string lens = take_lens(*tool, line.input, shot, shared);
+        const std::string lens =
+            take_lens(*tool, line.input, with_input({}, line.input), shared);
         found = inspect(order, tool.get());
         found.lens = lens;
     } catch (const headless::host_error& error) {

@@ -1,6 +1,5 @@
 #include "programs/command/picture_library.h"
 
-#include "pipeline/process/memory_limit.h"
 #include "programs/command/asked_shot.h"
 
 namespace focusfall {
@@ -9,11 +8,7 @@ void need_pictures() {}
 
 void take_from_picture(headless::tool& tool, const controls_line& line,
                        const shared_options& shared) {
-    shot_options shot;
-    shot.input = line.input.input;
-    shot.depth_map = line.input.depth_map;
-    shot.load = line.input.load;
-    shot.memory_limit = available_memory();
+    const shot_options shot = with_input({}, line.input);
     take_lens(tool, line.input, shot, shared);
     take_focus(tool, line.focus, shot, shared.quiet);
 }

@@ -2,7 +2,6 @@
 #include <optional>
 
 #include "pipeline/process/memory_limit.h"
-#include "pipeline/shots/shot_files.h"
 #include "programs/command/asked_shot.h"
 #include "programs/command/message.h"
 #include "programs/command/picture_verbs.h"
@@ -11,27 +10,12 @@
 
 namespace focusfall {
 
-namespace {
-
-shot_options shot_of(const view_line& line) {
-    shot_options shot = line.shot;
-    shot.input = line.input.input;
-    shot.depth_map = line.input.depth_map;
-    shot.load = line.input.load;
-    shot.output_as.encoding = shot.load.encoding;
-    if (!line.frames.empty()) shot.frames = listed_frames(line.frames, shot.input);
-    if (shot.memory_limit == UINT64_MAX) shot.memory_limit = available_memory();
-    shot.version = FOCUSFALL_VERSION;
-    return shot;
-}
-
-}  // namespace
-
 void run(const view_line& line) {
     line.focus.check(line.shared);
     shared_options shared = line.shared;
     shared.hide_times = true;  // of each of many frames
-    shot_options shot = shot_of(line);
+    shot_options shot = with_input(line.shot, line.input, line.frames);
+    shot.version = FOCUSFALL_VERSION;
     guard_memory(shot.memory_limit);
     line.input.prepare_lens(shared);
     rendering_session session(shared);
