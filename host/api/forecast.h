@@ -39,4 +39,7 @@ struct FrameForecast {
     // and output images; `blur_bytes` is the part that a smaller blur would save.
     std::uint64_t bytes = 0;
     std::uint64_t blur_bytes = 0;
+    // Whether the tool is done with a pixel of its input, and with all around it, before
+    // it writes that pixel: then the result may lie in the memory of the input.
+    bool reads_first = false;
 };

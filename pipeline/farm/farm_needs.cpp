@@ -42,7 +42,7 @@ farm_needs needs_of(const shot_options& shot, const headless::tool& tool) {
             const depth_reading reading =
                 depth_reading_of(tool, frame, opened, shot.load);
             const FrameForecast forecast = forecast_of(tool, frame, opened, reading);
-            const std::uint64_t bytes = render_bytes(opened, shot.load, forecast, true);
+            const std::uint64_t bytes = render_bytes(opened, shot, forecast, true);
             needs.bytes = std::max(needs.bytes, bytes);
             needs.cores = std::max(needs.cores, cores_for(opened.input.area));
         } catch (const headless::host_error& error) {

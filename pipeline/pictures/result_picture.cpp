@@ -99,11 +99,12 @@ void copy_channels(const OIIO::ImageSpec& from, const std::byte* source,
 }
 
 // `part` with the header `spec`, which may have more channels and another data window;
-// new channels and pixels are zero.
+// new channels and pixels are zero. Where it has no pixels they are not set.
 picture_part changed_part(picture_part& part, OIIO::ImageSpec spec) {
     const OIIO::ImageSpec& from = part.spec;
     const window source = data_window(from);
     const window target = data_window(spec);
+    if (!part.pixels) return empty_part(std::move(spec));
     if (have_same_pixels(from, spec) && source == target) {
         return {std::move(spec), std::move(part.pixels)};
     }
@@ -297,6 +298,12 @@ std::string expected_losses(const input_picture& input, const picture_format& fo
                " would alter channels that pass through; --compression overrides";
     }
     return text;
+}
+
+bool keeps_pixels(const input_picture& input, const picture_format& format) {
+    if (!format.has_named_channels) return false;
+    // layers are added to a picture one after the other
+    return !input.further.empty() || !untouched_channels(input).empty();
 }
 
 std::optional<channel_place> written_depth(const input_picture& input,

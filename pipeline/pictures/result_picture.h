@@ -48,6 +48,10 @@ picture result_picture(input_picture& input, const Image& result, const window& 
                        const picture_format& format, const output_choices& choices,
                        const std::string& record);
 
+// Whether such a picture has pixels of the input: if not, the tool makes all that it has,
+// and the input may come without its file's pixels.
+bool keeps_pixels(const input_picture& input, const picture_format& format);
+
 // Where such a picture, an `output` with all channels, has the depth that the tool used.
 std::optional<channel_place> written_depth(const input_picture& input,
                                            const picture& output);

@@ -88,7 +88,7 @@ void reading_stage::check_diameter_channel(const opened_frame& opened,
 void reading_stage::check_memory(const opened_frame& opened,
                                  const FrameForecast& forecast) const {
     const bool in_shot = !options_.frames.empty();
-    std::uint64_t bytes = render_bytes(opened, options_.load, forecast, in_shot);
+    std::uint64_t bytes = render_bytes(opened, options_, forecast, in_shot);
     if (!options_.output_as.diameter_channel.empty()) {
         bytes += diameter_bytes(opened.input);
     }
@@ -103,10 +103,20 @@ void reading_stage::check_memory(const opened_frame& opened,
 void rendering_stage::run(frame_job& job) {
     run_stage(job, &frame_report::render_seconds, [&] {
         tell_notes(job);
+        input_picture& input = job.loaded.input;
+        if (!keeps_pixels(input, format_)) {
+            for (picture_part& part : input.file) part.pixels.reset();
+        }
+        if (overwrites_image(input, options_, job.forecast)) {
+            Image& image = *job.loaded.image;
+            image.OfferMemory(image.Pixel(0, 0), image.Pixel(0, 1) - image.Pixel(0, 0));
+        }
         job.result = rendered(job, 0);
         for (std::size_t i = 1; i <= job.loaded.further.size(); ++i) {
             job.further_results.push_back(rendered(job, i));
         }
+        // no other frame will take what the tool keeps for one
+        if (options_.frames.empty()) tool_.trim();
     });
 }
 

@@ -45,11 +45,11 @@ std::uint64_t stored_bytes(const picture& file) {
     return bytes;
 }
 
-// Bytes of the picture to write: the parts that the tool changes are as large as its
-// area. With several layers, which may be in all parts, it is made in steps, of which two
-// exist at a time.
+// Bytes of the picture to write besides the input's: the parts that the tool changes are
+// as large as its area, others are those of the input. With several layers, which may be
+// in all parts, it is made in steps, of which two exist at a time.
 std::uint64_t written_bytes(const input_picture& input) {
-    std::uint64_t bytes = stored_bytes(input.file);
+    std::uint64_t bytes = 0;
     for (std::size_t i = 0; i < input.file.size(); ++i) {
         const bool is_changed =
             i == input.color.part || (input.depth && i == input.depth->part);
@@ -79,24 +79,38 @@ FrameForecast forecast_of(const headless::tool& tool, TimeStamp time,
          .has_blur_image = has_blur_image});
 }
 
-std::uint64_t render_bytes(const opened_frame& opened, const load_choices& choices,
+std::uint64_t render_bytes(const opened_frame& opened, const shot_options& options,
                            const FrameForecast& forecast, bool in_shot) {
     const input_picture& input = opened.input;
+    // a page renders the same input again and again, and writes nothing
+    const bool writes = !options.output.empty();
+    const picture_format format = writes ? format_of(options.output) : picture_format{};
     const std::uint64_t layers = 1 + input.further.size();
     const std::uint64_t image = pixels_of(input.area) * IMAGE_BYTES * layers;
     std::uint64_t read = stored_bytes(input.file) + image;
     if (!opened.files.depth_map.empty()) read += image;
     if (opened.scales_map) read += pixels_of(opened.map_area) * IMAGE_BYTES;
-    if (choices.depth.changes_values()) read += image + image / 5;
+    if (options.load.depth.changes_values()) read += image + image / 5;
     // the images, and what the tool makes of them, which is as large
     if (!opened.files.background.empty() || opened.splits_deep) read += 2 * image;
     if (opened.splits_deep) read += 2 * stored_bytes(input.file);
     const std::uint64_t blur_image =
         pixels_of(opened.blur_image_area) * (IMAGE_BYTES + Image::RESIZE_BYTES);
-    const std::uint64_t render = read + image + blur_image + forecast.bytes;
-    // the result, and a copy of it that is encoded
-    const std::uint64_t write = read + 2 * image + written_bytes(input);
-    return in_shot ? read + render + write : std::max(render, write);
+    const std::uint64_t kept =
+        writes && !keeps_pixels(input, format) ? read - stored_bytes(input.file) : read;
+    const std::uint64_t result = overwrites_image(input, options, forecast) ? 0 : image;
+    const std::uint64_t render = kept + result + blur_image + forecast.bytes;
+    const bool is_copied = !format.has_named_channels || !input.encoding.is_linear() ||
+                           result_window(input, forecast) != input.area;
+    const std::uint64_t write =
+        kept + result + (is_copied ? image : 0) + written_bytes(input);
+    return in_shot ? read + render + write : std::max({read, render, write});
+}
+
+bool overwrites_image(const input_picture& input, const shot_options& options,
+                      const FrameForecast& forecast) {
+    return forecast.reads_first && input.further.empty() && !options.output.empty() &&
+           options.preview.empty() && options.output_as.diameter_channel.empty();
 }
 
 window result_window(const input_picture& input, const FrameForecast& forecast) {

@@ -6,7 +6,7 @@
 #include <string>
 
 #include "host/headless_host.h"
-#include "pipeline/shots/frame_loader.h"
+#include "pipeline/shots/shot_options.h"
 
 namespace focusfall {
 
@@ -22,8 +22,13 @@ FrameForecast forecast_of(const headless::tool& tool, TimeStamp time,
 
 // Bytes that reading, rendering and writing the frame takes, those of the frames that are
 // read and written meanwhile included when it is `in_shot`.
-std::uint64_t render_bytes(const opened_frame& opened, const load_choices& choices,
+std::uint64_t render_bytes(const opened_frame& opened, const shot_options& options,
                            const FrameForecast& forecast, bool in_shot);
+
+// Whether the result of the frame may lie in the memory of the image that is rendered,
+// because nothing needs that afterwards.
+bool overwrites_image(const input_picture& input, const shot_options& options,
+                      const FrameForecast& forecast);
 
 // What is written of the frame: the data windows of its colour and depth, and as far
 // around them as the largest blur reaches, within the area that is rendered. Beyond it

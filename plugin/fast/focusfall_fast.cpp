@@ -311,11 +311,12 @@ void FocusfallFast::write_tile(std::int32_t x, std::int32_t y,
             std::copy_n(input_image->Pixel(x, y + row), columns * stride, pixel);
         }
         for (std::int32_t column = 0; column < columns; ++column) {
+            // first, for depth may be a colour that lies in the same memory
+            if (stride > Image::Z) pixel[Image::Z] = *depth;
             pixel[Image::RED] = values[gather::RED][column];
             pixel[Image::GREEN] = values[gather::GREEN][column];
             pixel[Image::BLUE] = values[gather::BLUE][column];
             pixel[Image::ALPHA] = values[gather::ALPHA][column];
-            if (stride > Image::Z) pixel[Image::Z] = *depth;
             depth += depth_stride;
             pixel += stride;
         }

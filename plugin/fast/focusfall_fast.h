@@ -28,6 +28,8 @@ class FocusfallFast : public Focusfall {
     // Frees the accumulators of an earlier frame and makes none: only stamps need them,
     // and few frames have any. Never throws. [render thread]
     void prepare_accumulators(const Image& color) override;
+    // That all of the input is read before the first pixel is written, besides the rest.
+    FrameForecast Forecast(Request* request, const FrameShape& shape) const override;
     // Frees sources, blocks, stamps and terms as well. [render thread, between frames]
     void ReleaseFrameMemory() override;
 

@@ -20,6 +20,12 @@ void FocusfallFast::ReleaseFrameMemory() {
     groups_ = std::vector<gather::profile_group>();
 }
 
+FrameForecast FocusfallFast::Forecast(Request* request, const FrameShape& shape) const {
+    FrameForecast forecast = Focusfall::Forecast(request, shape);
+    forecast.reads_first = true;  // the sources are a copy
+    return forecast;
+}
+
 render_driver::footprint FocusfallFast::frame_footprint(const FrameShape& shape,
                                                         float largest) const {
     const std::uint64_t pixels = static_cast<std::uint64_t>(shape.width) *

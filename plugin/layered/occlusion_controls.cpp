@@ -75,6 +75,7 @@ FocusfallLayered::occlusion FocusfallLayered::read_occlusion(Request* request) c
 FrameForecast FocusfallLayered::Forecast(Request* request,
                                          const FrameShape& shape) const {
     FrameForecast forecast = FocusfallFast::Forecast(request, shape);
+    forecast.reads_first = false;  // layers are gathered from the image itself
     const float widest = widest_blur(shape.width);
     const auto largest = static_cast<float>(forecast.largest_blur);
     const lens::settings s = lens_settings([request](Input* input) {

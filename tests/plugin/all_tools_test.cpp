@@ -1,9 +1,11 @@
-// What the host's user is promised of every tool: progress, and memory given back.
+// What the host's user is promised of every tool: pictures wherever they lie, progress,
+// and memory given back.
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <cmath>
+#include <cstring>
 
 // sanitizers allocate by themselves, and tell malloc's statistics nothing
 #if defined(__GLIBC__) && !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
@@ -190,4 +192,35 @@ TEST(AllTools, GiveBackTheirMemoryAndRenderTheSameAfterwards) {
             plugin.tool().trim();
         }
     }
+}
+
+// Tools that say so read all of the input before they write over it.
+TEST(AllTools, MakeTheSameInTheMemoryOfTheInputWhereTheySaySo) {
+    int said = 0;
+    for (const auto& [file, id] : TOOLS) {
+        plugin_tool plugin(2, {}, file);
+        if (!plugin.tool().forecast({}, {}).reads_first) continue;
+        random_frame random(9);
+        for (int i = 0; i < 40; ++i) {
+            SCOPED_TRACE(std::string(id) + ", frame " + std::to_string(i));
+            const controls values = random.settings();
+            picture input = random.picture(random.whole(20, 400), 50, values);
+            if (i % 2 == 0) input.at(7, 9, GREEN) = INFINITY;  // is scattered
+            const picture expected = plugin.render(input, nullptr, values);
+
+            Owned<Image> image(new Image(input.width, input.height, input.components));
+            float* const first = image->Pixel(0, 0);
+            std::ranges::copy(input.values, first);
+            image->OfferMemory(first, std::ptrdiff_t{input.width} * input.components);
+            const headless::frame result =
+                plugin.tool().render({.images = {{"Input", image.get()}}});
+            ASSERT_EQ(result.how, headless::frame::end::DONE) << result.error;
+            ASSERT_EQ(result.image->Pixel(0, 0), first);
+            EXPECT_EQ(std::memcmp(first, expected.values.data(),
+                                  expected.values.size() * sizeof(float)),
+                      0);
+            ++said;
+        }
+    }
+    EXPECT_EQ(said, 40);  // the fast one
 }
