@@ -1,6 +1,9 @@
-// Every command line that the pages show runs.
+// Every command line that the pages show runs, and what their sentences name is there.
 
+#include <algorithm>
 #include <fstream>
+#include <iterator>
+#include <sstream>
 
 #include "tests/programs/command/command_fixture.h"
 
@@ -98,16 +101,72 @@ std::vector<std::string> command_lines(const std::filesystem::path& page) {
     return lines;
 }
 
-}  // namespace
+// What stands between two backticks in sentences.
+std::vector<std::string> named_in_sentences(const std::filesystem::path& page) {
+    std::ifstream text(page);
+    std::string sentences;
+    bool in_block = false;
+    for (std::string row; std::getline(text, row);) {
+        if (row.starts_with("```")) in_block = !in_block;
+        if (!in_block && !row.starts_with("```")) sentences += row + " ";
+    }
+    std::vector<std::string> named;
+    std::istringstream pieces(sentences);
+    for (std::string piece; std::getline(pieces, piece, '`');) {
+        if (std::getline(pieces, piece, '`')) named.push_back(piece);
+    }
+    return named;
+}
 
-TEST_F(pages, ShowLinesThatRun) {
-    const std::filesystem::path root = PAGES_FOLDER;
-    std::vector<std::filesystem::path> files = {root / "README.md"};
-    for (const auto& entry : std::filesystem::directory_iterator(root / "docs")) {
+std::string text_of(const std::filesystem::path& file) {
+    std::ifstream stream(file);
+    return {std::istreambuf_iterator<char>(stream), {}};
+}
+
+const std::filesystem::path ROOT = PAGES_FOLDER;
+
+std::vector<std::filesystem::path> all_pages() {
+    std::vector<std::filesystem::path> files = {ROOT / "README.md"};
+    for (const auto& entry : std::filesystem::directory_iterator(ROOT / "docs")) {
         if (entry.path().extension() == ".md") files.push_back(entry.path());
     }
+    return files;
+}
+
+}  // namespace
+
+TEST_F(pages, NameVerbsAndOptionsThatExist) {
+    const std::string script = text_of(ROOT / "dev");
     std::size_t count = 0;
-    for (const std::filesystem::path& file : files) {
+    for (const std::filesystem::path& file : all_pages()) {
+        for (const std::string& named : named_in_sentences(file)) {
+            SCOPED_TRACE(file.string() + ": " + named);
+            std::istringstream words(named);
+            std::string program;
+            std::string verb;
+            words >> program >> verb;
+            if (program == "./dev") {
+                std::ranges::replace(verb, '-', '_');
+                EXPECT_NE(script.find("verb_" + verb + "()"), script.npos);
+            } else if (program == "focusfall" && !verb.empty()) {
+                const run_result help = run("help " + verb);
+                EXPECT_EQ(help.status, 0) << help.errors;
+                for (std::string word; words >> word;) {
+                    if (!word.starts_with("-")) continue;
+                    EXPECT_NE(help.output.find(word), help.output.npos) << word;
+                }
+            } else {
+                continue;
+            }
+            ++count;
+        }
+    }
+    EXPECT_GT(count, 40U);
+}
+
+TEST_F(pages, ShowLinesThatRun) {
+    std::size_t count = 0;
+    for (const std::filesystem::path& file : all_pages()) {
         for (std::string line : command_lines(file)) {
             SCOPED_TRACE(file.string() + ": focusfall " + line);
             // nothing is queued here
