@@ -173,7 +173,8 @@ bool hidden_sources::store_mixed(std::int32_t x, std::int32_t y, bool any,
     const auto first = std::ranges::partition_point(
         found, [x, y](const mixed_pixel& p) { return p.y < y || (p.y == y && p.x < x); });
     bool stored = false;
-    for (const mixed_pixel& pixel : std::ranges::subrange(first, found.end())) {
+    for (auto next = first; next != found.end(); ++next) {
+        const mixed_pixel& pixel = *next;
         if (pixel.y != y || pixel.x >= x + BLOCK_COLUMNS) break;
         if (!any && !stored) clear(run);
         stored = true;
